@@ -1,0 +1,117 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#pragma once
+
+#include <QString>
+
+/// Every value read from scan.ini at start. Floating values of delays are singles, scan values doubles.
+struct Configuration
+{
+    struct General
+    {
+        QString workDir;             ///< work directory, with trailing separator when repaired or chosen
+        QString programPath;         ///< directory of auxiliary files, with trailing separator
+        double thetaMin = 0;         ///< lowest allowed 2-Theta [deg]
+        double thetaMax = 180;       ///< highest allowed 2-Theta [deg]
+        double scanStart = 0;        ///< [deg 2-Theta]
+        double scanStop = 180;       ///< [deg 2-Theta]
+        double scanStep = 0.01;      ///< [deg 2-Theta]
+        qint32 scanSpeed = 1500;     ///< motor speed while scanning [controller units]
+        qint32 slewSpeed = 4000;     ///< motor speed for positioning [controller units]
+        QString fileName;            ///< default sample name
+        double counterTime = 0.1;    ///< [s]
+        int delaySleep = 0;          ///< [ms]
+        bool autoSave = true;        ///< false: a profile run is a rehearsal
+        bool timeUnitMinutes = false; ///< profile dwell and exposure times are minutes
+    } general;
+
+    /// One serial line's section.
+    struct Line
+    {
+        qint32 serialPort = 1;       ///< COM number
+        QString serialDevice;        ///< device file or "tcp:HOST:PORT"; empty: COM + serialPort
+        QString settings;            ///< "9600,N,8,1"
+        float txDelay = 0;           ///< [s]
+        float rxDelay = 0;           ///< [s]
+        float rxTimeout = 0;         ///< [s]
+
+        /// "COM" + number, or the device text: how messages name the line.
+        QString name() const;
+    };
+
+    Line smc; ///< rxTimeout is `MCRxTimeout`
+
+    struct LTC
+    {
+        bool enabled = false;        ///< key `LTC` as read
+        int modelCode = 4;           ///< 1 LS330, 2 LS331, 4 LS331 as 330, 16 DRC-91CA, 32 DRC-81C
+        QString modelName;           ///< "LS331", "DRC91", ...
+        Line line;                   ///< `TCComm`
+        QString siclInterfaceName;
+        QString gpibType;            ///< "hp": SICL, anything else: NI-488.2
+        qint32 gpibDeviceAddress = 0; ///< 0: serial
+        QString ls330DefaultPID, ls331DefaultPID, drc81DefaultPID, drc91DefaultPID;
+        qint32 tMax = 300;           ///< [K]
+        qint32 tMin = 8;             ///< [K]
+        qint32 minQueries = 10;
+        float verySmallWindow = 0.25F; ///< [K]
+        float smallWindow = 1;       ///< [K]
+        float largeWindow = 5;       ///< [K]
+        bool resetAfterTempRun = false;
+        qint32 logInterval = 30;     ///< [s], at most 30
+    } ltc;
+
+    struct Generator
+    {
+        Line line;                   ///< `GeneratorComm`
+        bool remote = false;
+        int modelCode = 0;           ///< 1: Seifert 3000/3003
+        qint32 shutter = 0;          ///< as read
+        qint32 maxCurrent = 40, idleCurrent = 5, measCurrent = 30; ///< [mA]
+        qint32 maxVoltage = 40, idleVoltage = 20, measVoltage = 40; ///< [kV]
+        bool reducePowerOnIdle = false;
+        qint32 reducePowerOnIdleDelay = 15; ///< [min]
+        qint32 powerSettlingTime = 0; ///< as Generator power dialog uses it
+    } generator;
+
+    struct HTC
+    {
+        bool enabled = false;
+        QString pidFile;
+        QString defaultPID;
+        qint32 tMin = 20, tMax = 1500; ///< [deg C]
+        bool calibration = false;
+        double calibrationOffset = 0, calibrationFactor = 1;
+    } htc;
+
+    struct Laser
+    {
+        bool enabled = false;
+        bool currentMode = false;
+        double currentOffset = 0;    ///< [A]
+        double currentPerDegree = 0.002; ///< [A/deg C]
+        double maxCurrent = 2.5;     ///< [A]
+        qint32 tMin = 20, tMax = 1200; ///< [deg C]
+        qint32 checkRounds = 3;
+        qint32 stabilizationDelay = 60; ///< [s]
+    } laser;
+
+    // Each reads its section's keys in the order of the file's description, with their defaults, and logs each as key + "=" + value.
+
+    /// Section General from `WorkDir` to `CounterTime`. `directoryUsable` is the work-directory test; a directory that fails it is replaced by the
+    /// program directory and written back. `WorkDir` is read a second time after the speeds.
+    void readGeneral(bool (*directoryUsable)(const QString& directory));
+    void readSmc();
+    /// Section LTC up to the default-PID keys.
+    void readLtcLine();
+    /// Section LTC from `TMax` on.
+    void readLtcLimits();
+    void readHtc();
+    void readLaser();
+    void readGenerator();
+    /// `GoniometerType`: 0 Guinier, 1 Theta-2-Theta.
+    int readGoniometerType();
+};
+
+/// The configuration record. `configuration() = Configuration{}` resets it.
+Configuration& configuration();

@@ -1,0 +1,181 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "core/FrontPanel.h"
+
+#include "core/Flags.h"
+#include "core/NumberText.h"
+
+FrontPanel& frontPanel()
+{
+    static FrontPanel thePanel;
+    return thePanel;
+}
+
+FrontPanel::FrontPanel() : ExposureTimer("ExposureTimer")
+{
+    ExposureTimer.setInterval(1000);
+    refreshEntries();
+}
+
+void FrontPanel::reset()
+{
+    for (Field field : {Field::ScanStart, Field::ScanStop, Field::ScanStep, Field::CounterTime, Field::txtFileName, Field::txtComment, Field::txtWorkDir})
+        setText(field, {});
+    for (int number = 1; number <= 4; ++number)
+        setPanel(number, {});
+    setCaption({});
+    setProgress(-1);
+    setPointer(Pointer::Default);
+    setPicLaserOn(false);
+    setPicXRayOn(false);
+    closeTextDisplay();
+    ExposureTimer.setEnabled(false);
+    ExposureTimer.setInterval(1000);
+    m_captions.clear();
+    refreshEntries();
+}
+
+const char* FrontPanel::fieldName(Field field)
+{
+    switch (field) {
+    case Field::ScanStart:
+        return "ScanStart";
+    case Field::ScanStop:
+        return "ScanStop";
+    case Field::ScanStep:
+        return "ScanStep";
+    case Field::CounterTime:
+        return "CounterTime";
+    case Field::txtFileName:
+        return "txtFileName";
+    case Field::txtComment:
+        return "txtComment";
+    case Field::txtWorkDir:
+        return "txtWorkDir";
+    }
+    return "";
+}
+
+void FrontPanel::setText(Field field, const QString& text)
+{
+    if (m_texts.value(field) == text)
+        return;
+    m_texts[field] = text;
+    emit textChanged(field, text);
+}
+
+double FrontPanel::number(Field field) const { return NumberText::ReadNumber(text(field)); }
+
+void FrontPanel::setCaption(const QString& caption)
+{
+    m_caption = caption;
+    emit captionChanged(caption);
+}
+
+void FrontPanel::setPanel(int number, const QString& text)
+{
+    if (m_panels.value(number) == text)
+        return;
+    m_panels[number] = text;
+    emit panelChanged(number, text);
+}
+
+void FrontPanel::setProgress(int percent)
+{
+    if (m_progress == percent)
+        return;
+    m_progress = percent;
+    emit progressChanged(percent);
+}
+
+void FrontPanel::setPointer(Pointer pointer)
+{
+    if (m_pointer == pointer)
+        return;
+    m_pointer = pointer;
+    emit pointerChanged(pointer);
+}
+
+void FrontPanel::setPicLaserOn(bool on)
+{
+    m_laserOn = on;
+    emit picturesChanged();
+}
+
+void FrontPanel::setPicXRayOn(bool on)
+{
+    m_xRayOn = on;
+    emit picturesChanged();
+}
+
+QString FrontPanel::entryCaption(Menu::Entry entry) const
+{
+    const auto found = m_captions.constFind(entry);
+    return found != m_captions.constEnd() ? *found : QString::fromUtf16(Menu::item(entry).caption);
+}
+
+void FrontPanel::setEntryCaption(Menu::Entry entry, const QString& caption)
+{
+    m_captions[entry] = caption;
+    emit entriesChanged();
+}
+
+void FrontPanel::refreshEntries()
+{
+    using enum Menu::Entry;
+    const Flags& now = flags();
+    const bool running = now.acquisitionRunning || now.profileRunning;
+    const bool idle = !running && !now.ratemeterRunning && !now.utilityRunning;
+    QSet<Menu::Entry> disabled;
+    const auto enable = [&disabled](Menu::Entry entry, bool enabled) {
+        if (!enabled)
+            disabled.insert(entry);
+    };
+
+    enable(mnuFileOpen, !running && !now.busy);
+    enable(mnuFileSaveAs, now.dataPresent && !now.saveLocked && !now.busy);
+    enable(mnuFileSettings, !now.profileRunning);
+
+    enable(mnuMeasStartAcquisition, !now.profileRunning && !now.ratemeterRunning && !now.utilityRunning);
+    enable(mnuMeasExecTempProfile, now.profileRunning || idle);
+
+    enable(mnuHTC, now.htcEnabled);
+    enable(mnuLTC, now.ltcEnabled);
+    enable(mnuLaser, now.laserEnabled);
+    for (Menu::Entry entry : {mnuHTCSetpoint, mnuHTCNewSetpointWithPID, mnuHTCHeaterOutput, mnuHTCChangePID, mnuHTCAutoOptimize, mnuHTCDefault, mnuLTCQuery,
+                              mnuLTCSetpoint, mnuLTCNewSetpointWithPID, mnuLTCChangePID, mnuLTCAutoTune, mnuLTCDefault, mnuLaserBeam, mnuLaserSetpoint, mnuLaserTest})
+        enable(entry, !now.profileRunning);
+
+    for (Menu::Entry entry : {mnuExtrasSMCGetRAMData, mnuExtrasGoniometerGoTo, mnuExtrasSMCRef, mnuExtrasSMCSetRefOffset, mnuExtrasRatemeter})
+        enable(entry, idle);
+
+    enable(mnuExtrasGenerator, now.generatorRemote || now.shutterRemote);
+    enable(mnuExtrasGeneratorSwitchShutter, now.shutterRemote);
+    enable(mnuExtrasGeneratorSetPower, now.generatorRemote && !now.profileRunning);
+    enable(mnuExtrasGeneratorGetStatus, now.generatorRemote);
+
+    m_fieldsReadOnly = running;
+    m_disabled = disabled;
+    emit entriesChanged();
+}
+
+void FrontPanel::openTextDisplay(const QString& title, const QString& buttonCaption)
+{
+    m_textDisplayOpen = true;
+    m_textDisplayTitle = title;
+    m_textDisplayButton = buttonCaption;
+    emit textDisplayChanged();
+}
+
+void FrontPanel::setTextDisplay(const QString& text)
+{
+    m_textDisplayText = text;
+    emit textDisplayChanged();
+}
+
+void FrontPanel::closeTextDisplay()
+{
+    m_textDisplayOpen = false;
+    m_textDisplayText.clear();
+    emit textDisplayChanged();
+}

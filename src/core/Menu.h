@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#pragma once
+
+#include <QList>
+#include <QString>
+
+/// The menu tree of the main window as data: names, first captions, order, groups.
+namespace Menu
+{
+enum class Entry {
+    mnuFile,
+    mnuFileOpen,
+    mnuFileSaveAs,
+    mnuFileSetWorkDir,
+    mnuFileSettings,
+    mnuFileExit,
+    mnuMeasurement,
+    mnuMeasStartAcquisition,
+    mnuMeasExecTempProfile,
+    mnuHTC,
+    mnuHTCQueryTemperature,
+    mnuHTCSetpoint,
+    mnuHTCNewSetpointWithPID,
+    mnuHTCHeaterOutput,
+    mnuHTCChangePID,
+    mnuHTCSavePID,
+    mnuHTCAutoOptimize,
+    mnuHTCDefault,
+    mnuLTC,
+    mnuLTCQuery,
+    mnuLTCLogCooldown,
+    mnuLTCQueryTemperature,
+    mnuLTCSetpoint,
+    mnuLTCNewSetpointWithPID,
+    mnuLTCChangePID,
+    mnuLTCSavePID,
+    mnuLTCAutoTune,
+    mnuLTCDefault,
+    mnuLaser,
+    mnuLaserBeam,
+    mnuLaserSetpoint,
+    mnuLaserTest,
+    mnuExtras,
+    mnuExtrasSMC,
+    mnuExtrasSMCGetRAMData,
+    mnuExtrasGoniometerGoTo,
+    mnuExtrasSMCRef,
+    mnuExtrasSMCSetRefOffset,
+    mnuExtrasSMGetStatus,
+    mnuExtrasSMCStop,
+    mnuExtrasGenerator,
+    mnuExtrasGeneratorSwitchShutter,
+    mnuExtrasGeneratorSetPower,
+    mnuExtrasGeneratorGetStatus,
+    mnuExtrasRatemeter,
+    mnuHelp,
+    mnuHelpHelp,
+    mnuHelpAbout,
+};
+
+struct Item
+{
+    Entry entry;
+    const char* name;      ///< object name in the window
+    const char16_t* caption; ///< first caption; "&" marks the access key
+    Entry parent;          ///< the menu it stands in; itself for a menu of the menu bar
+    bool separatorBefore;  ///< a new group begins
+};
+
+/// All entries in the order of the menus.
+const QList<Item>& items();
+const Item& item(Entry entry);
+/// True when other entries stand in it.
+bool isMenu(Entry entry);
+
+/// The two captions of mnuMeasStartAcquisition.
+inline constexpr char16_t startCaption[] = u"&Start Data Acquisition";
+inline constexpr char16_t abortCaption[] = u"Abort Data Acquisition";
+} // namespace Menu
