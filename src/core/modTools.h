@@ -82,6 +82,14 @@ void Delay(float interval, bool pumpEvents);
 /// One round of a wait for a flag: lets events run, giving back the processor as `DelaySleep` says.
 void DoEvents();
 
+// --- the end
+
+/// Ends the program at once: every wait returns, lines are closed, nothing is asked or saved, exit status 1. Tests replace the last step, so
+/// callers return right after it.
+void EndProgram();
+/// What EndProgram does after it has set the closing flag; null restores the exit with status 1.
+void setEndProgramHandler(void (*handler)());
+
 // --- logs (each call opens, appends one line with CR LF, closes; a failure to do so is not reported)
 
 /// Appends text to app.log if `force` or the log flag is set.
