@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#pragma once
+
+#include <QString>
+
+/// The goniometer controller's command protocol: plain text over the line MCComm. A command is a mnemonic that ends with ";"; a
+/// reply is text whose value stands after its first ":". A query is SMCSend followed at once by SMCReceive. While the controller is not on
+/// line (Flags::smcOnline clear: the simulation state) nothing is sent and every query returns its disabled value at once. A line that went
+/// down is different: sends are dropped and queries return empty text, so status and position read 0.
+namespace modSMC {
+/// The module's variables. `state() = State{}` resets them. The reception of a running reply is modCOM's.
+struct State
+{
+    qint16 numberOfAxes = 0; ///< result of SMCCheck, stored by start-up
+    QString firmwareText;    ///< version reply without line breaks; "n.a." after an ignored presence check
+    qint32 maximumCount = 0; ///< largest count of the last read-back, -1 when the operator refused it
+};
+State& state();
+
+/// Bit of the axis status that says: idle, no program running.
+inline constexpr qint16 idleBit = 128;
+/// Axis status in the simulation state; its idle bit is set.
+inline constexpr qint16 disabledStatus = 129;
+
+/// Arguments of SMCReceive.
+inline constexpr qint16 reportTimeout = 0; ///< a silent controller is reported: "SMC does not respond..."
+inline constexpr qint16 silent = 1;        ///< a silent controller gives an empty reply and nothing else
+
+/// Sends one command: CR LF, then the command, in one write, then a pause of the line's TxDelay in which the window stays live.
+void SMCSend(const QString& command);
+
+/// Waits for one reply and returns it: complete after one quiet RxTimer interval, or what has come when MCRxTimeout passes. A reply that
+/// was complete before the call is returned at once. A second caller that waits inside the first one's wait shares text and switch with it.
+QString SMCReceive(qint16 messageSwitch);
+
+/// Presence check at start-up: the number of axes, the ":" of the reply to "?S;". Without any it shows the box "SMC Check": Abort ends the
+/// program, Retry asks again, Ignore returns 0, which means that there is no controller. Otherwise stores the firmware text; a controller
+/// that still runs a program sets Flags::acquisitionRunning and turns the start entry into "Abort Data Acquisition".
+qint16 SMCCheck();
+
+/// True when axis 1 is idle, and always in the simulation state.
+bool SMCIsReady();
+
+/// Status of an axis (1, 2); 0 when the reply holds no number or none of 16 bits, disabledStatus in the simulation state.
+qint16 SMCGetAxisStatus(qint16 axis);
+/// The status in a reply to "?Sn;": the whole number after its first ":".
+qint16 StatusOf(const QString& reply);
+
+/// Position of an axis (1, 2) in degrees, to 3 decimals; 0 in the simulation state.
+double SMCGetPosition(qint16 axis);
+
+/// Firmware version; "n. a." in the simulation state, not the "n.a." of the presence check.
+QString SMCGetVersion();
+
+/// Reads the count memory ("?CNT;") into scanData(), whose arrays the caller has sized: count i, and angle start + (i - 1) x step of
+/// scanParameters(). Returns the largest count; -1 when the number of lines is not scanParameters().numberOfPoints and the question "Scan
+/// Data Transfer" was not answered Yes, or when the run was aborted or the program closed meanwhile; 0 in the simulation state. A reply of
+/// any length is walked once.
+qint32 SMCReadScanData();
+
+/// Number of counts in a transfer: its line ends less one for the closing line; -1 for an empty text.
+qint32 ReceivedPoints(QStringView reply);
+/// Stores the counts of a transfer up to the line "CEND;" in scanData() and returns the largest (0 without any). A line that is no number
+/// counts 0, an unfinished last line and points beyond the arrays are passed over.
+qint32 StoreCounts(QStringView reply);
+
+/// A number as it stands in a command: general form with a decimal point.
+QString FormatSMCNumber(double value);
+} // namespace modSMC
