@@ -1,7 +1,7 @@
 # How the rooms of the house are built: one static library per folder of src/, linked only with what its CMakeLists.txt names.
 
 add_library(scan_flags INTERFACE)
-target_compile_definitions(scan_flags INTERFACE QT_NO_CAST_FROM_BYTEARRAY QT_NO_FOREACH SCAN_VERSION="${PROJECT_VERSION}")
+target_compile_definitions(scan_flags INTERFACE QT_NO_CAST_FROM_BYTEARRAY SCAN_VERSION="${PROJECT_VERSION}")
 if(MSVC)
     target_compile_options(scan_flags INTERFACE /W4 /utf-8)
 else()
