@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
+// A device as seen from its line: bytes go in, bytes come out. What it does in between is each device's own file.
+#pragma once
+
+#include "Faults.h"
+#include "Laboratory.h"
+#include "Trace.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace lab {
+
+/// Something for the line, not before a certain time.
+struct Reply
+{
+    Time time;
+    std::string bytes;
+};
+
+enum class HangUp { none, forGood, returns };
+
+class Device
+{
+public:
+    Device(Laboratory& laboratory, std::string name, std::vector<Fault> faults, const Trace& trace);
+    virtual ~Device() = default;
+    Device(const Device&) = delete;
+    Device& operator=(const Device&) = delete;
+
+    /// The name in traces and on the "line" lines of the program: "SMC".
+    const std::string& name() const { return name_; }
+    /// Bytes that came over the line. They may hold part of a command, or several.
+    void receive(std::string_view bytes);
+    /// Lets everything happen that is due by now.
+    void wake();
+    /// When `wake` is needed again, if nothing is received before.
+    std::optional<Time> due() const;
+    /// What has been answered since the last call.
+    std::vector<Reply> takeReplies();
+    /// Whether the line is to close; told once.
+    HangUp takeHangUp();
+
+protected:
+    /// One byte from the line, with the device brought up to the present.
+    virtual void takeByte(char byte) = 0;
+    /// Brings the device up to the present.
+    virtual void advance() = 0;
+    /// When an answer will be ready that somebody waits for.
+    virtual std::optional<Time> answerDue() const { return std::nullopt; }
+    /// Switched off and on again.
+    virtual void powerCycle() = 0;
+
+    /// To be called for every command, before it is obeyed: faults are counted in commands.
+    void commandReceived() { faults_.commandReceived(); }
+    /// Answers with `bytes` at `time`, as far as the faults let it.
+    void reply(Time time, std::string bytes);
+    void remark(std::string_view text) const { remark(laboratory_.now(), text); }
+    void remark(Time time, std::string_view text) const { trace_.remark(time, name_, text); }
+    const FaultPlan& faults() const { return faults_; }
+    Laboratory& laboratory() const { return laboratory_; }
+
+private:
+    void meetFaults();
+    std::string unreadable(std::size_t length);
+
+    Laboratory& laboratory_;
+    std::string name_;
+    FaultPlan faults_;
+    const Trace& trace_;
+    Chance noise_{1};
+    std::vector<Reply> replies_;
+    HangUp hangUp_ = HangUp::none;
+};
+
+} // namespace lab

@@ -1,0 +1,118 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
+#include "Faults.h"
+
+#include <algorithm>
+#include <charconv>
+
+namespace lab {
+
+const std::vector<FaultEntry>& faultTable()
+{
+    static const std::vector<FaultEntry> table{
+        {FaultKind::silent, "silent", false, "answers nothing; commands are still obeyed"},
+        {FaultKind::garbage, "garbage", false, "every answer is unreadable, as with wrong line settings"},
+        {FaultKind::cutReply, "cut-reply", false, "every answer breaks off in the middle"},
+        {FaultKind::lateReply, "late-reply", false, "every answer comes 3 seconds late"},
+        {FaultKind::powerCycle, "power-cycle", true, "switched off and on: stops and forgets program, counts and unread commands"},
+        {FaultKind::hangUp, "hang-up", true, "the line closes for good, as when the adapter is pulled"},
+        {FaultKind::hangUpAndReturn, "hang-up-and-return", true,
+         "the line closes and is there again after 3 seconds; the device goes on meanwhile"},
+        {FaultKind::fewerCounts, "fewer-counts", false, "the last 3 counts are missing from the answer to ?CNT;"},
+        {FaultKind::moreCounts, "more-counts", false, "the answer to ?CNT; holds every count twice"},
+        {FaultKind::noCounts, "no-counts", false, "the answer to ?CNT; holds no count"},
+    };
+    return table;
+}
+
+namespace {
+
+// Cuts `text` at the first `mark`: returns what stands before, leaves what follows.
+std::string_view cut(std::string_view& text, char mark)
+{
+    const std::size_t place = text.find(mark);
+    const std::string_view before = text.substr(0, place);
+    text = place == std::string_view::npos ? std::string_view() : text.substr(place + 1);
+    return before;
+}
+
+bool readAmount(std::string_view text, double& amount, bool& inSeconds)
+{
+    inSeconds = text.ends_with('s');
+    if (inSeconds)
+        text.remove_suffix(1);
+    const auto result = std::from_chars(text.data(), text.data() + text.size(), amount, std::chars_format::fixed);
+    return result.ec == std::errc() && result.ptr == text.data() + text.size() && amount >= 0.0 && amount <= 1e9;
+}
+
+bool happensOnce(FaultKind kind)
+{
+    const auto& table = faultTable();
+    return std::any_of(table.begin(), table.end(), [kind](const FaultEntry& entry) { return entry.kind == kind && entry.once; });
+}
+
+} // namespace
+
+std::optional<Fault> parseFault(std::string_view text)
+{
+    Fault fault;
+    if (text.find('/') != std::string_view::npos)
+        fault.device = cut(text, '/');
+    const bool hasAfter = text.find(':') != std::string_view::npos;
+    const std::string_view name = cut(text, ':');
+    const auto& table = faultTable();
+    const auto entry = std::find_if(table.begin(), table.end(), [name](const FaultEntry& one) { return one.name == name; });
+    if (entry == table.end())
+        return std::nullopt;
+    fault.kind = entry->kind;
+    if (!hasAfter)
+        return fault;
+    const bool hasLasting = text.find(':') != std::string_view::npos;
+    if (!readAmount(cut(text, ':'), fault.after, fault.inSeconds))
+        return std::nullopt;
+    bool lastingInSeconds = fault.inSeconds;
+    if (hasLasting && (entry->once || !readAmount(text, fault.lasting, lastingInSeconds) || lastingInSeconds != fault.inSeconds))
+        return std::nullopt;
+    return fault;
+}
+
+FaultPlan::FaultPlan(const Clock& clock, std::vector<Fault> faults) : clock_(clock), start_(clock.now()), faults_(std::move(faults)) {}
+
+double FaultPlan::passed(const Fault& fault) const
+{
+    return fault.inSeconds ? toSeconds(clock_.now() - start_) / clock_.speed() : static_cast<double>(commands_);
+}
+
+bool FaultPlan::active(FaultKind kind) const
+{
+    return std::any_of(faults_.begin(), faults_.end(), [&](const Fault& fault) {
+        // the command being answered is already counted, so "after 25" means from the 26th on
+        const double beyond = passed(fault) - fault.after;
+        const bool begun = fault.inSeconds ? beyond >= 0.0 : beyond > 0.0;
+        return fault.kind == kind && begun && (fault.lasting == 0.0 || beyond <= fault.lasting);
+    });
+}
+
+bool FaultPlan::fires(FaultKind kind)
+{
+    const auto found = std::find_if(faults_.begin(), faults_.end(),
+                                    [&](const Fault& fault) { return fault.kind == kind && passed(fault) >= fault.after; });
+    if (found == faults_.end())
+        return false;
+    faults_.erase(found);
+    return true;
+}
+
+std::optional<Time> FaultPlan::due() const
+{
+    std::optional<Time> earliest;
+    for (const Fault& fault : faults_) {
+        if (!happensOnce(fault.kind) || (!fault.inSeconds && fault.after > static_cast<double>(commands_)))
+            continue;
+        const Time when = fault.inSeconds ? start_ + clock_.onTheWall(fault.after) : clock_.now();
+        earliest = earliest ? std::min(*earliest, when) : when;
+    }
+    return earliest;
+}
+
+} // namespace lab

@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
+// How a device can be told to misbehave.
+#pragma once
+
+#include "Clock.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace lab {
+
+enum class FaultKind { silent, garbage, cutReply, lateReply, powerCycle, hangUp, hangUpAndReturn, fewerCounts, moreCounts, noCounts };
+
+struct FaultEntry
+{
+    FaultKind kind;
+    std::string_view name;        ///< as typed after --fault
+    bool once;                    ///< happens once, instead of lasting
+    std::string_view description; ///< for --list-faults
+};
+
+/// Every fault there is.
+const std::vector<FaultEntry>& faultTable();
+
+/// A fault as ordered: from when, and how long.
+struct Fault
+{
+    FaultKind kind = FaultKind::silent;
+    std::string device;     ///< the device it belongs to; empty: every device
+    bool inSeconds = false; ///< `after` and `lasting` are seconds on the wall, otherwise commands
+    double after = 0.0;
+    double lasting = 0.0; ///< 0: for good
+};
+
+/// Reads `[DEVICE/]NAME[:AFTER[:LASTING]]`, both numbers commands, or seconds when written with an "s". Nothing when it can't be read.
+std::optional<Fault> parseFault(std::string_view text);
+
+inline constexpr double lateReplySeconds = 3.0; ///< on the wall
+inline constexpr double returnSeconds = 3.0;    ///< on the wall
+
+/// The faults of one device, and how far it has come on the way to them.
+class FaultPlan
+{
+public:
+    FaultPlan(const Clock& clock, std::vector<Fault> faults);
+    void commandReceived() { ++commands_; }
+    long commandCount() const { return commands_; }
+    /// A lasting fault is at work.
+    bool active(FaultKind kind) const;
+    /// A fault of the kind that happens once is to happen now; true only once for each.
+    bool fires(FaultKind kind);
+    /// When the next fault that happens once and is set to a time comes.
+    std::optional<Time> due() const;
+
+private:
+    double passed(const Fault& fault) const;
+    const Clock& clock_;
+    Time start_;
+    long commands_ = 0;
+    std::vector<Fault> faults_;
+};
+
+} // namespace lab

@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
+#include "ServedLine.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace lab {
+
+ServedLine::ServedLine(const Clock& clock, const Trace& trace, Device& device, std::unique_ptr<Channel> channel,
+                       const LineSettings& settings)
+    : clock_(clock), trace_(trace), device_(device), channel_(std::move(channel)), pacer_(settings)
+{
+    for (QTimer* timer : {&timer_, &back_}) {
+        timer->setSingleShot(true);
+        timer->setTimerType(Qt::PreciseTimer);
+    }
+    QObject::connect(&timer_, &QTimer::timeout, &timer_, [this] { work(); });
+    QObject::connect(&back_, &QTimer::timeout, &back_, [this] { comeBack(); });
+    channel_->received = [this](const QByteArray& bytes) {
+        device_.receive({bytes.constData(), static_cast<std::size_t>(bytes.size())});
+        work();
+    };
+    channel_->opened = [this] {
+        pacer_.clear();
+        trace_.remark(clock_.now(), device_.name(), "line opened");
+    };
+}
+
+bool ServedLine::open(QString& why)
+{
+    open_ = channel_->open(why);
+    if (open_)
+        work();
+    return open_;
+}
+
+void ServedLine::work()
+{
+    device_.wake();
+    for (Reply& reply : device_.takeReplies())
+        if (open_)
+            pacer_.push(reply.time, std::move(reply.bytes));
+    const HangUp how = device_.takeHangUp();
+    if (how != HangUp::none)
+        hangUp(how);
+    const std::string bytes = pacer_.pop(clock_.now());
+    if (!bytes.empty() && open_)
+        channel_->write(QByteArray(bytes.data(), static_cast<qsizetype>(bytes.size())));
+    sleep();
+}
+
+void ServedLine::hangUp(HangUp how)
+{
+    if (!open_)
+        return;
+    open_ = false;
+    pacer_.clear();
+    trace_.remark(clock_.now(), device_.name(), "line closed");
+    if (announce)
+        announce(QString::fromStdString(device_.name()) + QStringLiteral(" line closed"));
+    channel_->hangUp();
+    if (how == HangUp::returns)
+        back_.start(static_cast<int>(returnSeconds * 1000.0));
+}
+
+void ServedLine::comeBack()
+{
+    QString why;
+    open_ = channel_->open(why);
+    trace_.remark(clock_.now(), device_.name(), open_ ? "line is back" : "line does not come back");
+    if (announce)
+        announce(QString::fromStdString(device_.name()) +
+                 (open_ ? QStringLiteral(" line: ") + channel_->address() : QStringLiteral(" line: ") + why));
+    work();
+}
+
+void ServedLine::sleep()
+{
+    auto next = device_.due();
+    if (const auto byte = pacer_.due())
+        next = next ? std::min(*next, *byte) : byte;
+    if (!next) {
+        timer_.stop();
+        return;
+    }
+    constexpr double longest = 3600e3; // ms
+    const double wait = std::ceil(toSeconds(*next - clock_.now()) * 1000.0 / clock_.speed());
+    timer_.start(static_cast<int>(std::clamp(wait, 0.0, longest)));
+}
+
+} // namespace lab

@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
+#include "VirtualInstrument.h"
+
+#include "ScanIni.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+namespace lab {
+
+namespace {
+
+constexpr double oldRunSeconds = 30.0; // how long the old program of --busy has been running
+
+QString fromView(std::string_view text)
+{
+    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+}
+
+} // namespace
+
+VirtualInstrument::VirtualInstrument(const Options& options)
+    : options_(options), clock_(options.speed), laboratory_(clock_, *findSample(options.sample.toStdString()), options.seed)
+{
+}
+
+bool VirtualInstrument::start(QString& why)
+{
+    if (!options_.directory.isEmpty()) {
+        if (!QDir().mkpath(options_.directory)) {
+            why = QStringLiteral("%1: cannot be made").arg(options_.directory);
+            return false;
+        }
+        options_.directory = QFileInfo(options_.directory).canonicalFilePath();
+    }
+    if (!openTrace(why))
+        return false;
+    for (const DeviceEntry& entry : deviceTable())
+        if (!serve(entry, why))
+            return false;
+    if (!options_.directory.isEmpty() && !writeIni(why))
+        return false;
+    for (const Station& station : stations_)
+        announce(QString::fromStdString(station.device->name()) + QStringLiteral(" line: ") + station.line->address());
+    return true;
+}
+
+bool VirtualInstrument::openTrace(QString& why)
+{
+    if (options_.traceFile.isEmpty())
+        return true;
+    traceFile_.setFileName(options_.traceFile);
+    if (!traceFile_.open(QIODevice::WriteOnly)) {
+        why = options_.traceFile + QStringLiteral(": ") + traceFile_.errorString();
+        return false;
+    }
+    trace_.setSink([this](const std::string& line) {
+        traceFile_.write(line.data(), static_cast<qint64>(line.size()));
+        traceFile_.write("\n");
+        traceFile_.flush();
+    });
+    return true;
+}
+
+bool VirtualInstrument::serve(const DeviceEntry& entry, QString& why)
+{
+    std::vector<Fault> faults;
+    for (const Fault& fault : options_.faults)
+        if (fault.device.empty() || fault.device == entry.name)
+            faults.push_back(fault);
+    Station station{&entry, entry.make(laboratory_, std::move(faults), trace_, options_.devices), nullptr};
+    auto* goniometer = dynamic_cast<GoniometerController*>(station.device.get());
+    if (goniometer != nullptr && options_.busy) {
+        goniometer->beginOldRun();
+        clock_.skip(fromSeconds(oldRunSeconds));
+    }
+    const QString link = options_.directory.isEmpty() ? QString() : QDir(options_.directory).filePath(fromView(entry.linkName));
+    const int port = options_.tcpPort > 0 ? options_.tcpPort + entry.tcpOffset : 0;
+    auto channel = options_.tcpPort >= 0 ? makeTcpServer(static_cast<quint16>(port)) : makePseudoTerminal(link);
+    if (!channel) {
+        why = QStringLiteral("no pseudo-terminals on this system: use --tcp");
+        return false;
+    }
+    station.line = std::make_unique<ServedLine>(clock_, trace_, *station.device, std::move(channel), entry.line);
+    station.line->announce = announce;
+    if (!station.line->open(why))
+        return false;
+    stations_.push_back(std::move(station));
+    return true;
+}
+
+bool VirtualInstrument::writeIni(QString& why) const
+{
+    const QString general = QStringLiteral("General");
+    const bool twoAxes = options_.devices.goniometer.axes == 2;
+    const std::vector<IniValue> defaults{
+        {general, QStringLiteral("WorkDir"), QDir::toNativeSeparators(options_.directory + QLatin1Char('/'))},
+        {general, QStringLiteral("ScanMode"), QStringLiteral("online")},
+        {general, QStringLiteral("GoniometerType"), twoAxes ? QStringLiteral("Theta-2-Theta") : QStringLiteral("Guinier")},
+        {general, QStringLiteral("ThetaMin"), QStringLiteral("0")},
+        {general, QStringLiteral("ThetaMax"), QStringLiteral("180")},
+        {general, QStringLiteral("ScanStart"), QStringLiteral("20")},
+        {general, QStringLiteral("ScanStop"), QStringLiteral("32")},
+        {general, QStringLiteral("ScanStep"), QStringLiteral("0.02")},
+        {general, QStringLiteral("CounterTime"), QStringLiteral("0.1")},
+        {general, QStringLiteral("ScanSpeed"), QStringLiteral("1500")},
+        {general, QStringLiteral("SlewSpeed"), QStringLiteral("4000")},
+        {general, QStringLiteral("FileName"), options_.sample},
+        {general, QStringLiteral("DelaySleep"), QStringLiteral("1")},
+        {QStringLiteral("smc"), QStringLiteral("Settings"), QStringLiteral("9600,N,8,1")},
+    };
+    std::vector<IniValue> always;
+    for (const Station& station : stations_)
+        always.push_back({fromView(station.entry->iniSection), QStringLiteral("SerialDevice"), station.line->address()});
+    return writeScanIni(options_.directory, always, defaults, why);
+}
+
+} // namespace lab
