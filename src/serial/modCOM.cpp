@@ -1,0 +1,406 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "serial/modCOM.h"
+
+#include "core/Configuration.h"
+#include "core/Flags.h"
+#include "core/FrontPanel.h"
+#include "core/NumberText.h"
+#include "core/Prompts.h"
+
+#include <QCoreApplication>
+
+#include <algorithm>
+#include <limits>
+#include <span>
+
+namespace {
+const QString lineBreak = QStringLiteral("\r\n");
+
+struct CommText
+{
+    int code;
+    const char* text;
+};
+
+constexpr CommText eventTexts[] = {{3, "CTS change"}, {4, "DSR  change"}, {5, "CD  change"}, {6, "Ring detected"}, {7, "EOF detected"}};
+constexpr CommText errorTexts[] = {{1001, "Break received"},
+                                   {1002, "CTS timeout"},
+                                   {1003, "DSR timeout"},
+                                   {1004, "Frame error"},
+                                   {1005, "Overrun error"},
+                                   {1006, "CD timeout"},
+                                   {1007, "Receive buffer overflow"},
+                                   {1008, "Parity error"},
+                                   {1009, "Transmit buffer full"}};
+constexpr char unknownText[] = "Unknown error or event";
+
+// One line with what its messages say about it.
+struct Line
+{
+    Line(const char* title, const char* what) : boxTitle(QLatin1String(title)), device(QLatin1String(what)) {}
+
+    SerialChannel channel;
+    QString boxTitle;
+    QString device;
+    bool boxOpen = false;
+};
+
+struct Lines
+{
+    Lines();
+
+    Line mc{"SMC", "goniometer controller"};
+    Line generator{"Generator", "X-ray generator"};
+    Line tc{"TC", "temperature controllers"};
+    modTools::Timer rxTimer{"RxTimer"};
+    modTools::Timer mcRxTimeout{"MCRxTimeout"};
+    modTools::Timer tcTimeout{"tcTimeout"};
+    modCOM::SmcReception smc;
+    modCOM::GeneratorReception generatorReception;
+    modCOM::TcReception tcReception;
+    modCOM::State state;
+    bool timeoutBoxOpen = false;
+    bool errorBoxOpen = false;
+};
+
+Lines& lines()
+{
+    static Lines theLines;
+    return theLines;
+}
+
+// --- reception
+
+void smcReceive()
+{
+    Lines& l = lines();
+    l.smc.waiting = true;
+    l.smc.receiveText += l.mc.channel.input();
+    l.mcRxTimeout.restart();
+    l.rxTimer.setEnabled(true);
+}
+
+void rxTimerTick()
+{
+    Lines& l = lines();
+    if (l.smc.receiveText.size() != l.smc.lastReplyLength) {
+        l.smc.lastReplyLength = l.smc.receiveText.size();
+        return;
+    }
+    l.smc.waiting = false;
+    l.rxTimer.setEnabled(false);
+}
+
+void mcRxTimeoutTick()
+{
+    Lines& l = lines();
+    if (l.timeoutBoxOpen || (l.smc.messageSwitch == 0 && !l.smc.waiting))
+        return;
+    if (l.smc.messageSwitch == 0 && !flags().closing) {
+        l.timeoutBoxOpen = true;
+        showMessage(QStringLiteral("SMC"), QStringLiteral("SMC does not respond..."), Prompts::Icon::None, true);
+        l.timeoutBoxOpen = false;
+    }
+    l.smc.waiting = false;
+}
+
+void generatorReceive()
+{
+    Lines& l = lines();
+    modCOM::GeneratorReception& reception = l.generatorReception;
+    const QString arrived = l.generator.channel.input();
+    for (const QChar character : arrived) {
+        if (character == u'\n' && reception.receiveText.isEmpty())
+            continue;
+        if (character != u'\r') {
+            reception.receiveText += character;
+            continue;
+        }
+        if (reception.nextIndex < reception.lines.size())
+            reception.lines[reception.nextIndex++] = reception.receiveText;
+        reception.receiveText.clear();
+    }
+}
+
+void tcReceive()
+{
+    lines().tcReception.receiveText += lines().tc.channel.input();
+}
+
+// --- line events and errors of MCComm
+
+QString textOf(int code, std::span<const CommText> table)
+{
+    for (const CommText& row : table) {
+        if (row.code == code)
+            return QLatin1String(row.text);
+    }
+    return {};
+}
+
+void reportLineError(const QString& errorText)
+{
+    Lines& l = lines();
+    if (l.errorBoxOpen || flags().closing)
+        return;
+    Prompts::Message box;
+    // The question stands in the title and the error in the text: intended.
+    box.title = QStringLiteral("Ignore this error?");
+    box.text = errorText;
+    box.icon = Prompts::Icon::Exclamation;
+    box.buttons = Prompts::Buttons::YesNo;
+    box.goesOn = box.safe = box.unattended = Prompts::Button::Yes;
+    l.errorBoxOpen = true;
+    const Prompts::Button answer = prompts().message(box);
+    l.errorBoxOpen = false;
+    if (answer != Prompts::Button::No)
+        return;
+    l.mc.channel.close();
+    modTools::EndProgram();
+}
+
+void mcComm(int code)
+{
+    if (code == SerialChannel::ReceiveEvent) {
+        smcReceive();
+        return;
+    }
+    if (code == SerialChannel::SendEvent || !textOf(code, eventTexts).isEmpty() || !lines().state.diagnostic)
+        return;
+    const QString errorText = textOf(code, errorTexts);
+    reportLineError(errorText.isEmpty() ? QString(QLatin1String(unknownText)) : errorText);
+}
+
+// --- a device that vanishes
+
+// What was under way is thrown away: half a reply must not be taken for a value.
+void abandonReception(const Line& line)
+{
+    Lines& l = lines();
+    if (&line == &l.mc) {
+        l.rxTimer.setEnabled(false);
+        l.smc.receiveText.clear();
+        l.smc.waiting = false;
+    } else if (&line == &l.generator) {
+        l.generatorReception.receiveText.clear();
+    } else {
+        l.tcReception.receiveText.clear();
+        l.tcReception.timedOut = true;
+    }
+}
+
+void showVanished(Line& line)
+{
+    if (line.boxOpen || flags().closing)
+        return;
+    line.boxOpen = true;
+    showMessage(line.boxTitle,
+                QStringLiteral("The connection to the %1 (%2) is lost.").arg(line.device, line.channel.name()) + lineBreak + lineBreak +
+                    QStringLiteral("Please check adapter and cable. The line is opened again as soon as it is there."),
+                Prompts::Icon::Exclamation, true);
+    line.boxOpen = false;
+}
+
+void connectLine(Line& line, void (*receive)(int))
+{
+    QObject::connect(&line.channel, &SerialChannel::onComm, &line.channel, receive);
+    QObject::connect(&line.channel, &SerialChannel::vanished, &line.channel, [&line] {
+        abandonReception(line);
+        // From the event loop, so that whoever waits on the line goes on before the box opens.
+        QMetaObject::invokeMethod(
+            &line.channel, [&line] { showVanished(line); }, Qt::QueuedConnection);
+    });
+    QObject::connect(&line.channel, &SerialChannel::returned, &line.channel, [&line] {
+        frontPanel().setPanel(1, QStringLiteral("The connection to the %1 (%2) is there again").arg(line.device, line.channel.name()));
+    });
+}
+
+Lines::Lines()
+{
+    connectLine(mc, mcComm);
+    connectLine(generator, [](int code) {
+        if (code == SerialChannel::ReceiveEvent)
+            generatorReceive();
+    });
+    connectLine(tc, [](int code) {
+        if (code == SerialChannel::ReceiveEvent)
+            tcReceive();
+    });
+    QObject::connect(&rxTimer, &modTools::Timer::tick, &rxTimer, rxTimerTick);
+    QObject::connect(&mcRxTimeout, &modTools::Timer::tick, &mcRxTimeout, mcRxTimeoutTick);
+    QObject::connect(&tcTimeout, &modTools::Timer::tick, &tcTimeout, [this] { tcReception.timedOut = true; });
+    // The devices must be gone before the application object is.
+    qAddPostRoutine([] {
+        modCOM::close();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    });
+}
+
+// --- opening
+
+int milliseconds(float seconds)
+{
+    return NumberText::RoundToLong(static_cast<double>(seconds) * 1000);
+}
+
+void reportOpening(const QString& title, const QString& text)
+{
+    modTools::WriteLog(false, title + QStringLiteral(" - ") + QString(text).replace(lineBreak, QStringLiteral(" ")).trimmed());
+    showMessage(title, text, Prompts::Icon::Exclamation);
+}
+
+// Opens the line; a failure is shown under the title that belongs to it.
+bool openLine(SerialChannel& channel, const Configuration::Line& section, const QString& missingTitle, bool withNumber,
+              const QString& refusedTitle)
+{
+    channel.configure(section);
+    const SerialChannel::OpenResult result = channel.open();
+    if (result == SerialChannel::OpenResult::PortMissing) {
+        const QString number = QStringLiteral("(Error %1)").arg(channel.lastError().number);
+        reportOpening(missingTitle, channel.name() + QStringLiteral(" not available!") + lineBreak + (withNumber ? number : QString()));
+    } else if (result == SerialChannel::OpenResult::SettingsRefused) {
+        reportOpening(refusedTitle, QStringLiteral("Unable to open ") + channel.name() + lineBreak + QStringLiteral("with settings '") +
+                                        channel.settings + QStringLiteral("'!") + lineBreak);
+    }
+    return result == SerialChannel::OpenResult::Open;
+}
+
+qint16 clearRxBuffer(SerialChannel& line, const QString& procedure)
+{
+    modTools::WriteLog(false, procedure + QStringLiteral("()"));
+    const QString discarded = line.input();
+    modTools::WriteLog(false, procedure + QStringLiteral("(Pending Chars:") + discarded + QStringLiteral(")"));
+    return static_cast<qint16>(std::min<qsizetype>(discarded.size(), std::numeric_limits<qint16>::max()));
+}
+} // namespace
+
+namespace modCOM {
+SerialChannel& MCComm()
+{
+    return lines().mc.channel;
+}
+SerialChannel& GeneratorComm()
+{
+    return lines().generator.channel;
+}
+SerialChannel& TCComm()
+{
+    return lines().tc.channel;
+}
+modTools::Timer& RxTimer()
+{
+    return lines().rxTimer;
+}
+modTools::Timer& MCRxTimeout()
+{
+    return lines().mcRxTimeout;
+}
+modTools::Timer& tcTimeout()
+{
+    return lines().tcTimeout;
+}
+SmcReception& smcReception()
+{
+    return lines().smc;
+}
+GeneratorReception& generatorReception()
+{
+    return lines().generatorReception;
+}
+TcReception& tcReception()
+{
+    return lines().tcReception;
+}
+State& state()
+{
+    return lines().state;
+}
+
+bool OpenMCComm()
+{
+    const Configuration::Line& section = configuration().smc;
+    RxTimer().setInterval(milliseconds(section.rxDelay));
+    MCRxTimeout().setInterval(milliseconds(section.rxTimeout));
+    if (openLine(MCComm(), section, QStringLiteral("SMC: Communication Error"), false, QStringLiteral("SMC: Communication Port Settings")))
+        return true;
+    flags().smcOnline = false;
+    frontPanel().refreshEntries();
+    return false;
+}
+
+bool OpenGeneratorComm()
+{
+    if (openLine(GeneratorComm(), configuration().generator.line, QStringLiteral("Generator: Communication Error"), true,
+                 QStringLiteral("Generator: Serial Port Settings")))
+        return true;
+    flags().generatorRemote = false;
+    flags().shutterRemote = false;
+    frontPanel().refreshEntries();
+    return false;
+}
+
+bool OpenTCComm()
+{
+    const Configuration::Line& section = configuration().ltc.line;
+    tcTimeout().setInterval(milliseconds(section.rxTimeout));
+    if (openLine(TCComm(), section, QStringLiteral("SMC: Communication Error"), false, QStringLiteral("TC: Communication Port Settings")))
+        return true;
+    flags().htcEnabled = false;
+    flags().ltcEnabled = false;
+    flags().laserEnabled = false;
+    frontPanel().refreshEntries();
+    return false;
+}
+
+qint16 SerialOut(SerialChannel& line, const QString& text)
+{
+    QString shown = text;
+    shown.replace(QLatin1Char('\r'), QStringLiteral("<cr>")).replace(QLatin1Char('\n'), QStringLiteral("<lf>"));
+    modTools::WriteLog(false, line.name() + QStringLiteral(": SerialOut(") + shown + QStringLiteral(")"));
+    if (state().lineSuppressed || flags().closing)
+        return 0;
+    line.output(text);
+    const float txDelay = configuration().generator.line.txDelay;
+    if (txDelay > 0)
+        modTools::Delay(txDelay, true);
+    return 0;
+}
+
+qint16 ClearGeneratorCommRxBuffer()
+{
+    return clearRxBuffer(GeneratorComm(), QStringLiteral("ClearGeneratorCommRxBuffer"));
+}
+
+qint16 ClearTCCommRxBuffer()
+{
+    return clearRxBuffer(TCComm(), QStringLiteral("ClearTCCommRxBuffer"));
+}
+
+void close()
+{
+    Lines& l = lines();
+    for (Line* line : {&l.mc, &l.generator, &l.tc})
+        line->channel.close();
+    for (modTools::Timer* timer : {&l.rxTimer, &l.mcRxTimeout, &l.tcTimeout})
+        timer->setEnabled(false);
+}
+
+void reset()
+{
+    close();
+    Lines& l = lines();
+    Configuration::Line unread;
+    unread.settings = QStringLiteral("9600,N,8,1");
+    for (Line* line : {&l.mc, &l.generator, &l.tc}) {
+        line->channel.configure(unread);
+        line->channel.setDeviceSource({});
+    }
+    for (modTools::Timer* timer : {&l.rxTimer, &l.mcRxTimeout, &l.tcTimeout})
+        timer->setInterval(0);
+    l.smc = SmcReception();
+    l.generatorReception.restart();
+    l.tcReception = TcReception();
+    l.state = State();
+}
+} // namespace modCOM
