@@ -9,31 +9,31 @@ struct Configuration
 {
     struct General
     {
-        QString workDir;             ///< work directory, with trailing separator when repaired or chosen
-        QString programPath;         ///< directory of auxiliary files, with trailing separator
-        double thetaMin = 0;         ///< lowest allowed 2-Theta [deg]
-        double thetaMax = 180;       ///< highest allowed 2-Theta [deg]
-        double scanStart = 0;        ///< [deg 2-Theta]
-        double scanStop = 180;       ///< [deg 2-Theta]
-        double scanStep = 0.01;      ///< [deg 2-Theta]
-        qint32 scanSpeed = 1500;     ///< motor speed while scanning [controller units]
-        qint32 slewSpeed = 4000;     ///< motor speed for positioning [controller units]
-        QString fileName;            ///< default sample name
-        double counterTime = 0.1;    ///< [s]
-        int delaySleep = 0;          ///< [ms]
-        bool autoSave = true;        ///< false: a profile run is a rehearsal
+        QString workDir;              ///< work directory, with trailing separator when repaired or chosen
+        QString programPath;          ///< directory of auxiliary files, with trailing separator
+        double thetaMin = 0;          ///< lowest allowed 2-Theta [deg]
+        double thetaMax = 180;        ///< highest allowed 2-Theta [deg]
+        double scanStart = 0;         ///< [deg 2-Theta]
+        double scanStop = 180;        ///< [deg 2-Theta]
+        double scanStep = 0.01;       ///< [deg 2-Theta]
+        qint32 scanSpeed = 1500;      ///< motor speed while scanning [controller units]
+        qint32 slewSpeed = 4000;      ///< motor speed for positioning [controller units]
+        QString fileName;             ///< default sample name
+        double counterTime = 0.1;     ///< [s]
+        int delaySleep = 0;           ///< [ms]
+        bool autoSave = true;         ///< false: a profile run is a rehearsal
         bool timeUnitMinutes = false; ///< profile dwell and exposure times are minutes
     } general;
 
     /// One serial line's section.
     struct Line
     {
-        qint32 serialPort = 1;       ///< COM number
-        QString serialDevice;        ///< device file or "tcp:HOST:PORT"; empty: COM + serialPort
-        QString settings;            ///< "9600,N,8,1"
-        float txDelay = 0;           ///< [s]
-        float rxDelay = 0;           ///< [s]
-        float rxTimeout = 0;         ///< [s]
+        qint32 serialPort = 1; ///< COM number
+        QString serialDevice;  ///< device file or "tcp:HOST:PORT"; empty: COM + serialPort
+        QString settings;      ///< "9600,N,8,1"
+        float txDelay = 0;     ///< [s]
+        float rxDelay = 0;     ///< [s]
+        float rxTimeout = 0;   ///< [s]
 
         /// "COM" + number, or the device text: how messages name the line.
         QString name() const;
@@ -43,35 +43,35 @@ struct Configuration
 
     struct LTC
     {
-        bool enabled = false;        ///< key `LTC` as read
-        int modelCode = 4;           ///< 1 LS330, 2 LS331, 4 LS331 as 330, 16 DRC-91CA, 32 DRC-81C
-        QString modelName;           ///< "LS331", "DRC91", ...
-        Line line;                   ///< `TCComm`
+        bool enabled = false;                        ///< key `LTC` as read
+        int modelCode = 4;                           ///< 1 LS330, 2 LS331, 4 LS331 as 330, 16 DRC-91CA, 32 DRC-81C
+        QString modelName = QStringLiteral("LS331"); ///< "LS331", "DRC91", ...
+        Line line;                                   ///< `TCComm`
         QString siclInterfaceName;
-        QString gpibType;            ///< "hp": SICL, anything else: NI-488.2
+        QString gpibType;             ///< "hp": SICL, anything else: NI-488.2
         qint32 gpibDeviceAddress = 0; ///< 0: serial
         QString ls330DefaultPID, ls331DefaultPID, drc81DefaultPID, drc91DefaultPID;
-        qint32 tMax = 300;           ///< [K]
-        qint32 tMin = 8;             ///< [K]
+        qint32 tMax = 300; ///< [K]
+        qint32 tMin = 8;   ///< [K]
         qint32 minQueries = 10;
         float verySmallWindow = 0.25F; ///< [K]
-        float smallWindow = 1;       ///< [K]
-        float largeWindow = 5;       ///< [K]
+        float smallWindow = 1;         ///< [K]
+        float largeWindow = 5;         ///< [K]
         bool resetAfterTempRun = false;
-        qint32 logInterval = 30;     ///< [s], at most 30
+        qint32 logInterval = 30; ///< [s], at most 30
     } ltc;
 
     struct Generator
     {
-        Line line;                   ///< `GeneratorComm`
+        Line line; ///< `GeneratorComm`
         bool remote = false;
-        int modelCode = 0;           ///< 1: Seifert 3000/3003
-        qint32 shutter = 0;          ///< as read
-        qint32 maxCurrent = 40, idleCurrent = 5, measCurrent = 30; ///< [mA]
+        int modelCode = 0;                                          ///< 1: Seifert 3000/3003
+        qint32 shutter = 0;                                         ///< as read
+        qint32 maxCurrent = 40, idleCurrent = 5, measCurrent = 30;  ///< [mA]
         qint32 maxVoltage = 40, idleVoltage = 20, measVoltage = 40; ///< [kV]
         bool reducePowerOnIdle = false;
         qint32 reducePowerOnIdleDelay = 15; ///< [min]
-        qint32 powerSettlingTime = 0; ///< as Generator power dialog uses it
+        qint32 powerSettlingTime = 0;       ///< as Generator power dialog uses it
     } generator;
 
     struct HTC
@@ -88,28 +88,35 @@ struct Configuration
     {
         bool enabled = false;
         bool currentMode = false;
-        double currentOffset = 0;    ///< [A]
+        double currentOffset = 0;        ///< [A]
         double currentPerDegree = 0.002; ///< [A/deg C]
-        double maxCurrent = 2.5;     ///< [A]
-        qint32 tMin = 20, tMax = 1200; ///< [deg C]
+        double maxCurrent = 2.5;         ///< [A]
+        qint32 tMin = 20, tMax = 1200;   ///< [deg C]
         qint32 checkRounds = 3;
         qint32 stabilizationDelay = 60; ///< [s]
     } laser;
 
-    // Each reads its section's keys in the order of the file's description, with their defaults, and logs each as key + "=" + value.
+    // Each writes its section's heading to the log ("[General]", "[SMC]", "[LTC]", "[Generator]", "[HTC]", "[Laser]"), reads the keys in
+    // the order of the file's description, and logs each as key + "=" + value: texts as read, numbers in general form. A few have a name of
+    // their own in the log (giGeneratorModel, gbLTCResetAfterTempRun, gbLTCCoolLogInterval), the low-temperature line's also in the
+    // secondary log. A text that is no number reads as 0; numbers too large are held at the end of their range. A file that is missing or
+    // cannot be read gives the defaults. Flags: readGeneral sets scanMode and showCommunication, which stand in no other record. modMain
+    // sets all others from the record.
 
-    /// Section General from `WorkDir` to `CounterTime`. `directoryUsable` is the work-directory test; a directory that fails it is replaced by the
-    /// program directory and written back. `WorkDir` is read a second time after the speeds.
+    /// Section General from `WorkDir` to `CounterTime`, then the optional keys. `directoryUsable` (null: every directory is) is the
+    /// work-directory test; a directory that fails it is replaced by the program directory and written back. `WorkDir` is read a second
+    /// time after the speeds, and taken when it is usable.
     void readGeneral(bool (*directoryUsable)(const QString& directory));
     void readSmc();
-    /// Section LTC up to the default-PID keys.
+    /// Section LTC up to the default-PID keys. A `Model` that is none of the known ones is logged and leaves code and name as they were.
     void readLtcLine();
-    /// Section LTC from `TMax` on.
+    /// Section LTC from `TMax` on, without a heading.
     void readLtcLimits();
     void readHtc();
     void readLaser();
+    /// Logs "gfGeneratorRemoteControl=" and "gfShutterRemoteControl=" with the states of the two flags at the end.
     void readGenerator();
-    /// `GoniometerType`: 0 Guinier, 1 Theta-2-Theta.
+    /// `GoniometerType`, without a heading: 0 Guinier, 1 Theta-2-Theta.
     int readGoniometerType();
 };
 

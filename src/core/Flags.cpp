@@ -8,6 +8,12 @@ Flags& flags()
     return theFlags;
 }
 
-const char* goniometerTypeName() { return flags().goniometerType == 1 ? "Theta-2-Theta" : "Guinier"; }
+const char* goniometerTypeName()
+{
+    return flags().goniometerType == 1 ? "Theta-2-Theta" : "Guinier";
+}
 
-const char* scanModeName() { return flags().scanMode == 0 ? "Online" : "Silent"; }
+const char* scanModeName()
+{
+    return flags().scanMode == 0 ? "Online" : "Silent";
+}

@@ -19,7 +19,8 @@ FrontPanel::FrontPanel() : ExposureTimer("ExposureTimer")
 
 void FrontPanel::reset()
 {
-    for (Field field : {Field::ScanStart, Field::ScanStop, Field::ScanStep, Field::CounterTime, Field::txtFileName, Field::txtComment, Field::txtWorkDir})
+    for (Field field :
+         {Field::ScanStart, Field::ScanStop, Field::ScanStep, Field::CounterTime, Field::txtFileName, Field::txtComment, Field::txtWorkDir})
         setText(field, {});
     for (int number = 1; number <= 4; ++number)
         setPanel(number, {});
@@ -64,7 +65,10 @@ void FrontPanel::setText(Field field, const QString& text)
     emit textChanged(field, text);
 }
 
-double FrontPanel::number(Field field) const { return NumberText::ReadNumber(text(field)); }
+double FrontPanel::number(Field field) const
+{
+    return NumberText::ReadNumber(text(field));
+}
 
 void FrontPanel::setCaption(const QString& caption)
 {
@@ -142,11 +146,13 @@ void FrontPanel::refreshEntries()
     enable(mnuHTC, now.htcEnabled);
     enable(mnuLTC, now.ltcEnabled);
     enable(mnuLaser, now.laserEnabled);
-    for (Menu::Entry entry : {mnuHTCSetpoint, mnuHTCNewSetpointWithPID, mnuHTCHeaterOutput, mnuHTCChangePID, mnuHTCAutoOptimize, mnuHTCDefault, mnuLTCQuery,
-                              mnuLTCSetpoint, mnuLTCNewSetpointWithPID, mnuLTCChangePID, mnuLTCAutoTune, mnuLTCDefault, mnuLaserBeam, mnuLaserSetpoint, mnuLaserTest})
+    for (Menu::Entry entry : {mnuHTCSetpoint, mnuHTCNewSetpointWithPID, mnuHTCHeaterOutput, mnuHTCChangePID, mnuHTCAutoOptimize,
+                              mnuHTCDefault, mnuLTCQuery, mnuLTCSetpoint, mnuLTCNewSetpointWithPID, mnuLTCChangePID, mnuLTCAutoTune,
+                              mnuLTCDefault, mnuLaserBeam, mnuLaserSetpoint, mnuLaserTest})
         enable(entry, !now.profileRunning);
 
-    for (Menu::Entry entry : {mnuExtrasSMCGetRAMData, mnuExtrasGoniometerGoTo, mnuExtrasSMCRef, mnuExtrasSMCSetRefOffset, mnuExtrasRatemeter})
+    for (Menu::Entry entry :
+         {mnuExtrasSMCGetRAMData, mnuExtrasGoniometerGoTo, mnuExtrasSMCRef, mnuExtrasSMCSetRefOffset, mnuExtrasRatemeter})
         enable(entry, idle);
 
     enable(mnuExtrasGenerator, now.generatorRemote || now.shutterRemote);

@@ -4,8 +4,7 @@
 
 #include <algorithm>
 
-namespace Menu
-{
+namespace Menu {
 const QList<Item>& items()
 {
     using enum Entry;
@@ -77,7 +76,8 @@ const Item& item(Entry entry)
 bool isMenu(Entry entry)
 {
     const QList<Item>& table = items();
-    return item(entry).parent == entry ||
-           std::any_of(table.begin(), table.end(), [entry](const Item& candidate) { return candidate.parent == entry && candidate.entry != entry; });
+    return item(entry).parent == entry || std::any_of(table.begin(), table.end(), [entry](const Item& candidate) {
+               return candidate.parent == entry && candidate.entry != entry;
+           });
 }
 } // namespace Menu

@@ -6,8 +6,7 @@
 #include <QString>
 
 /// The menu tree of the main window as data: names, first captions, order, groups.
-namespace Menu
-{
+namespace Menu {
 enum class Entry {
     mnuFile,
     mnuFileOpen,
@@ -62,10 +61,10 @@ enum class Entry {
 struct Item
 {
     Entry entry;
-    const char* name;      ///< object name in the window
+    const char* name;        ///< object name in the window
     const char16_t* caption; ///< first caption; "&" marks the access key
-    Entry parent;          ///< the menu it stands in; itself for a menu of the menu bar
-    bool separatorBefore;  ///< a new group begins
+    Entry parent;            ///< the menu it stands in; itself for a menu of the menu bar
+    bool separatorBefore;    ///< a new group begins
 };
 
 /// All entries in the order of the menus.

@@ -7,12 +7,11 @@
 
 /// The forms in which numbers are written to devices, files and the screen, and the one way in which they are read.
 /// A decimal point always, whatever the locale. No other file formats a number for a device or a data file.
-namespace NumberText
-{
+namespace NumberText {
 /// General form: up to 15 significant digits, no trailing zeros, a zero before the point (0.02, -5, 1E+15). Exponent form from 1E+15
 /// upward, and below where more than 15 decimals would be needed.
 QString General(double value);
-/// General form of a single: 7 significant digits, exponent form from 1E+07 upward.
+/// General form of a single: 7 significant digits, exponent form from 1E+07 upward, and below where more than 7 decimals would be needed.
 QString General(float value);
 QString General(qint32 value);
 QString General(qint64 value);
@@ -28,8 +27,10 @@ QString Fixed(double value, int decimals);
 /// Whole number with at least `digits` digits, zero-padded.
 QString ZeroPadded(quint32 value, int digits);
 
-/// The number at the start of the text: leading blanks (also between the digits) are passed over, sign, digits, one point, an exponent (E or D) are
-/// taken, the first character that cannot go on ends it; no number gives 0. A "," ends the number.
+/// The number at the start of the text: leading blanks (also between the digits) are passed over, sign, digits, one point, an exponent (E
+/// or D) are taken, the first character that cannot go on ends it; no number gives 0. A "," ends the number. Line ends are passed over
+/// before the number and end it after. Beyond the range of a double the number is held at its end. Beware of letters that follow at once:
+/// "40D10" reads as 40E10, intended.
 double LeadingNumber(QStringView text);
 /// As LeadingNumber after every "," has become ".": for what a person or a file wrote.
 double ReadNumber(const QString& text);
@@ -38,7 +39,8 @@ bool StartsWithNumber(QStringView text);
 
 /// Nearest whole number, ties to the even neighbour.
 double RoundToEven(double value);
-/// RoundToEven to 32 bits; beyond the range, or not a number, it is held at the nearest end and *overflow is set.
+/// RoundToEven to 32 bits; beyond the range it is held at the nearest end, not a number gives 0, and *overflow tells of both. *overflow is
+/// cleared otherwise.
 qint32 RoundToLong(double value, bool* overflow = nullptr);
 /// RoundToEven to 16 bits, as above.
 qint16 RoundToInteger(double value, bool* overflow = nullptr);

@@ -4,8 +4,7 @@
 
 #include <cstdio>
 
-namespace
-{
+namespace {
 class SafePrompts : public Prompts
 {
 public:
@@ -63,9 +62,15 @@ QString Prompts::caption(Button button)
     return {};
 }
 
-Prompts& prompts() { return *inUse; }
+Prompts& prompts()
+{
+    return *inUse;
+}
 
-void setPrompts(Prompts* prompts) { inUse = prompts != nullptr ? prompts : &safePrompts; }
+void setPrompts(Prompts* prompts)
+{
+    inUse = prompts != nullptr ? prompts : &safePrompts;
+}
 
 void showMessage(const QString& title, const QString& text, Prompts::Icon icon, bool beep)
 {

@@ -18,13 +18,13 @@ public:
     struct Message
     {
         QString title;
-        QString text;                 ///< lines separated by CR LF or LF
+        QString text; ///< lines separated by CR LF or LF
         Icon icon = Icon::None;
         Buttons buttons = Buttons::Ok;
-        int defaultButton = 1;        ///< 1 = first button of the set
-        bool beep = false;            ///< sound the bell first
-        Button goesOn = Button::Ok;   ///< the answer that goes on with what was asked for (console: --yes)
-        Button safe = Button::Ok;     ///< the answer that changes nothing (console without a terminal)
+        int defaultButton = 1;      ///< 1 = first button of the set
+        bool beep = false;          ///< sound the bell first
+        Button goesOn = Button::Ok; ///< the answer that goes on with what was asked for (console: --yes)
+        Button safe = Button::Ok;   ///< the answer that changes nothing (console without a terminal)
         /// The answer that the box gives itself after its countdown of 60 s while nobody watches (unattended runs).
         Button unattended = Button::Ok;
     };
@@ -47,8 +47,8 @@ public:
 
     struct ChosenFile
     {
-        QString path;                 ///< empty: cancelled
-        int filterIndex = 0;          ///< 1 = first filter
+        QString path;        ///< empty: cancelled
+        int filterIndex = 0; ///< 1 = first filter
     };
 
     virtual ~Prompts() = default;

@@ -46,4 +46,7 @@ void ScanData::plot(double start, double stop, double step, qint32 maximumCount)
     emit plotRequested({QString(), start, stop, step, yMaximumFor(maximumCount), 0});
 }
 
-qint32 ScanData::yMaximumFor(qint32 maximumCount) { return NumberText::RoundToLong(maximumCount * 1.05); }
+qint32 ScanData::yMaximumFor(qint32 maximumCount)
+{
+    return NumberText::RoundToLong(maximumCount * 1.05);
+}

@@ -8,8 +8,7 @@
 
 /// Common tools: the logs, the millisecond clock and the delay on which every device timing rests, timers that follow that clock,
 /// and small tools for numbers and texts.
-namespace modTools
-{
+namespace modTools {
 /// Where time comes from and how it passes. The program uses the system's counter and event loop; tests set their own.
 class Clock
 {
@@ -31,10 +30,10 @@ void setClock(Clock* clock);
 /// The module's variables. `state() = State{}` resets them.
 struct State
 {
-    QString programDirectory;   ///< where app.log, app_i.log and scan.ini lie, without trailing separator
-    QString iniPath;            ///< full path of scan.ini
-    bool secondaryLog = false;  ///< app_i.log on; nothing in the program sets it
-    int delaySleep = 0;         ///< ms given back to the processor per waiting round (scan.ini `DelaySleep`); 0 spins
+    QString programDirectory;  ///< where app.log, app_i.log and scan.ini lie, without trailing separator
+    QString iniPath;           ///< full path of scan.ini
+    bool secondaryLog = false; ///< app_i.log on; nothing in the program sets it
+    int delaySleep = 0;        ///< ms given back to the processor per waiting round (scan.ini `DelaySleep`); 0 spins
 };
 State& state();
 
@@ -75,24 +74,24 @@ private:
 quint32 timeGetTime();
 /// timeGetTime() / 1000 as an exact decimal with four places [s].
 double SecondsSinceStart();
-/// Waits `interval` seconds. Both ends are single-precision seconds, so the resolution coarsens with the system's uptime; a counter that wraps
-/// meanwhile makes the wait last until it passes the start again. Both are intended. `pumpEvents`: the window stays live. Returns early when the
-/// program closes. Logs "Delay() - Interval:" + interval in print form.
+/// Waits `interval` seconds. Both ends are single-precision seconds, so the resolution coarsens with the system's uptime; a counter that
+/// wraps meanwhile makes the wait last until it passes the start again. Both are intended. `pumpEvents`: the window stays live. Returns
+/// early when the program closes. Logs "Delay() - Interval:" + interval in print form.
 void Delay(float interval, bool pumpEvents);
 /// One round of a wait for a flag: lets events run, giving back the processor as `DelaySleep` says.
 void DoEvents();
 
 // --- the end
 
-/// Ends the program at once: every wait returns, lines are closed, nothing is asked or saved, exit status 1. Tests replace the last step, so
-/// callers return right after it.
+/// Ends the program at once: every wait returns, lines are closed, nothing is asked or saved, exit status 1. Tests replace the last step,
+/// so callers return right after it.
 void EndProgram();
 /// What EndProgram does after it has set the closing flag; null restores the exit with status 1.
 void setEndProgramHandler(void (*handler)());
 
 // --- logs (each call opens, appends one line with CR LF, closes; a failure to do so is not reported)
 
-/// Appends text to app.log if `force` or the log flag is set.
+/// Appends text to app.log if `force` or the log flag is set. Nothing is written while the program directory is not known.
 void WriteLog(bool force, const QString& text);
 /// Appends the clock as "000000000", a blank and text to app_i.log if the secondary-log flag is set.
 void WriteSecondaryLog(const QString& text);
@@ -101,11 +100,11 @@ QString FlagText(bool flag);
 
 // --- names, numbers, texts
 
-/// True when the trimmed name can be a sample or file name: not empty, no blank, "*", "?", separators; shorter than 251 characters. The caller's text is
-/// left trimmed.
+/// True when the trimmed name can be a sample or file name: not empty, no blank, "*", "?", separators; shorter than 251 characters. The
+/// caller's text is left trimmed.
 bool ValidFileName(QString& name);
-/// Exposure time [s] of a profile step as a whole number of seconds. 0 with `ownCounterTime` set sets ExposureTimer's interval (100 ms, 1000 ms in
-/// silent mode) and gives 0. Anything else outside ]0, 200000[ shows "Invalid setting!" and gives -1.
+/// Exposure time [s] of a profile step as a whole number of seconds. 0 with `ownCounterTime` set sets ExposureTimer's interval (100 ms,
+/// 1000 ms in silent mode) and gives 0. Anything else outside ]0, 200000[ shows "Invalid setting!" and gives -1.
 qint32 ExposureTimeCheck(float time, bool ownCounterTime);
 
 /// Rounded to `digits` decimals, ties to even. The caller's variable is left holding value x 10^digits: intended.
@@ -114,8 +113,8 @@ double RoundToDigits(double& value, qint16 digits);
 /// The same without the write-back.
 double RoundedToDigits(double value, qint16 digits);
 
-/// Replaces every `find` in text, searching from the start each time; the result is also left in the caller's variable. Where `replacement` contains
-/// `find`, each occurrence is replaced once.
+/// Replaces every `find` in text, searching from the start each time; the result is also left in the caller's variable. Where `replacement`
+/// contains `find` or is longer, each occurrence is replaced once, so that it ends always.
 QString ReplaceAll(QString& text, const QString& find, const QString& replacement);
 /// Deletes every occurrence, searching again from the start after each, so that what closes up is found too.
 QString RemoveAll(const QString& text, const QString& find);

@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "support/ResetProgram.h"
+
+#include "core/Configuration.h"
+#include "core/Flags.h"
+#include "core/FrontPanel.h"
+#include "core/ScanData.h"
+#include "core/ScanParameters.h"
+#include "core/modTools.h"
+
+namespace {
+int endCalls = 0;
+} // namespace
+
+void resetProgram()
+{
+    endCalls = 0;
+    modTools::setEndProgramHandler([] { ++endCalls; });
+    modTools::state() = modTools::State{};
+    flags() = Flags{};
+    configuration() = Configuration{};
+    scanParameters() = ScanParameters{};
+    scanData().clear();
+    frontPanel().reset();
+}
+
+int endProgramCalls()
+{
+    return endCalls;
+}
