@@ -1,0 +1,107 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "temperature/modTC.h"
+
+#include "core/Configuration.h"
+#include "core/Flags.h"
+#include "core/Prompts.h"
+#include "core/modTools.h"
+#include "serial/modCOM.h"
+
+#include <algorithm>
+#include <cmath>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+constexpr int receiveEvent = 2;
+constexpr float shortestPoll = 0.020F; // s
+constexpr float bitsPerCharacter = 11.0F;
+
+bool connected = false;
+
+void dropStrayInput(const QString& device)
+{
+    modTC::State& tc = modTC::state();
+    const QString stray = tc.receiveText + modCOM::TCComm().input();
+    tc.receiveText.clear();
+    if (flags().showCommunication && !stray.isEmpty())
+        showMessage(device, stray, Prompts::Icon::None, true);
+}
+} // namespace
+
+namespace modTC
+{
+State& state()
+{
+    static State theState;
+    return theState;
+}
+
+void reset()
+{
+    state() = State{};
+    connected = false;
+}
+
+void Connect()
+{
+    modCOM::tcTimeout().setInterval(static_cast<int>(std::lround(configuration().ltc.line.rxTimeout * 1000.0F)));
+    if (connected)
+        return;
+    connected = true;
+    QObject::connect(&modCOM::TCComm(), &SerialChannel::onComm, &modCOM::TCComm(), [](int event) {
+        if (event == receiveEvent)
+            state().receiveText += modCOM::TCComm().input();
+    });
+    QObject::connect(&modCOM::tcTimeout(), &modTools::Timer::tick, &modCOM::TCComm(), [] { state().timedOut = true; });
+}
+
+float PollTime()
+{
+    const Configuration::Line& line = configuration().ltc.line;
+    const float baud = std::max(line.settings.section(u',', 0, 0).toFloat(), 1.0F);
+    return std::max({line.rxDelay, shortestPoll, 4.0F * bitsPerCharacter / baud});
+}
+
+void Send(const QString& line, const QString& device)
+{
+    const float txDelay = configuration().ltc.line.txDelay;
+    if (txDelay > 0)
+        modTools::Delay(txDelay, true);
+    if (flags().closing)
+        return;
+    state().busy = true;
+    dropStrayInput(device);
+    modCOM::TCComm().output(line);
+    modCOM::ClearTCCommRxBuffer();
+    // Cleared before the second wait, so that a reply that comes while waiting is kept.
+    state().receiveText.clear();
+    state().timedOut = false;
+    state().busy = false;
+    if (txDelay > 0)
+        modTools::Delay(txDelay, true);
+}
+
+bool WaitForReply()
+{
+    State& tc = state();
+    tc.busy = true;
+    tc.timedOut = false;
+    modCOM::tcTimeout().restart();
+    const float poll = PollTime();
+    while (!tc.timedOut && !flags().closing && !modCOM::TCComm().isDown()) {
+        modTools::DoEvents();
+        const qsizetype before = tc.receiveText.size();
+        modTools::Delay(poll, true);
+        if (tc.receiveText.size() == before && before >= 1)
+            break;
+    }
+    modCOM::tcTimeout().setEnabled(false);
+    const bool received = !tc.receiveText.isEmpty() && !tc.timedOut && !flags().closing;
+    tc.timedOut = false;
+    tc.busy = false;
+    return received;
+}
+} // namespace modTC
