@@ -14,6 +14,9 @@ using namespace Qt::StringLiterals;
 
 namespace
 {
+constexpr quint32 shortestRound = 100; // ms
+constexpr float failedRound = 0.25F;   // s
+
 SteadyState::Statistics& lastStatistics()
 {
     static SteadyState::Statistics theStatistics(0, SteadyState::Thresholds{});
@@ -99,8 +102,12 @@ Result Run(const Wait& wait)
     while (!statistics.isSteady()) {
         modTools::DoEvents();
         panel.setPanel(3, wait.activity);
+        const quint32 asked = modTools::timeGetTime();
         const float temperature = wait.temperature();
         statistics.add(temperature);
+        // A line that is down answers at once: keep the rhythm of a reading all the same.
+        if (temperature < 0 && modTools::timeGetTime() - asked < shortestRound)
+            modTools::Delay(failedRound, true);
         const double elapsed = (modTools::timeGetTime() - start) / 1000.0;
         panel.setTextDisplay(displayText(wait, limits, statistics, temperature, elapsed));
         if (taken || flags().abort || flags().closing) {

@@ -1,0 +1,437 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "temperature/modHTC.h"
+
+#include "core/Configuration.h"
+#include "core/Flags.h"
+#include "core/FrontPanel.h"
+#include "core/NumberText.h"
+#include "core/Prompts.h"
+#include "core/modTools.h"
+#include "serial/modCOM.h"
+#include "temperature/SteadyState.h"
+#include "temperature/modTC.h"
+
+#include <QDir>
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+const QString notActive = u"Not active!"_s;
+const QString invalidResponse = u"Invalid response!"_s;
+const QString unit = u"°C"_s;
+
+constexpr qsizetype replyLength = 116;
+constexpr qsizetype payloadFrom = 17; // position 18
+constexpr qsizetype payloadLength = 92;
+constexpr qsizetype writtenLength = 54;
+constexpr qsizetype clearedFrom = 45; // positions 46 to 48 are written as blanks
+
+void show(const QString& text) { frontPanel().setPanel(3, text); }
+
+/// One value to be written into the data block.
+struct Change
+{
+    int position;
+    quint16 value;
+};
+
+QString whole(double value) { return NumberText::General(NumberText::RoundToLong(value)); }
+
+quint16 packable(double value) { return static_cast<quint16>(std::clamp(NumberText::RoundToLong(value), 0, 65535)); }
+
+qint16 reportFailure(const QString& caption)
+{
+    showMessage(caption, u"Unable to query HTC."_s + u"\r\n"_s + u"Function aborted..."_s, Prompts::Icon::Exclamation);
+    return -1;
+}
+
+/// Reads a block for an operation; a failure is reported under the operation's name.
+qint16 readBlock(const QString& kind, const QString& operation, QString* payload)
+{
+    *payload = modHTC::HTCQuery(kind);
+    if (!modHTC::IsPayload(*payload))
+        return reportFailure(operation + u" - HTCQuery"_s);
+    show(u"HTC 5218: "_s + *payload);
+    if (configuration().ltc.line.txDelay > 0)
+        modTools::Delay(configuration().ltc.line.txDelay, true);
+    return 0;
+}
+
+/// Writes the data block back with the changes.
+void writeBlock(const QString& payload, const QList<Change>& changes)
+{
+    QString block = payload.left(writtenLength);
+    block.replace(clearedFrom, 3, u"   "_s);
+    for (const Change& change : changes)
+        block.replace(change.position - 1, 3, modHTC::Pack(change.value));
+    modHTC::HTCOutput(u"S001  T "_s + block + modHTC::Checksum(block) + u"Q"_s);
+}
+
+qint16 changeBlock(const QString& operation, const QList<Change>& changes)
+{
+    QString payload;
+    if (readBlock(u"T"_s, operation, &payload) != 0)
+        return -1;
+    writeBlock(payload, changes);
+    return 0;
+}
+
+modHTC::DataBlock unpacked(const QString& payload)
+{
+    using namespace modHTC;
+    DataBlock block;
+    block.setpoint = Unpack(payload, Setpoint);
+    block.p = Unpack(payload, P);
+    block.i = Unpack(payload, I);
+    block.d = Unpack(payload, D);
+    block.heaterOutput = Unpack(payload, HeaterOutput) != 0;
+    block.lowerLimit = Unpack(payload, LowerLimit);
+    block.upperLimit = Unpack(payload, UpperLimit);
+    block.ramp = Unpack(payload, Ramp);
+    block.selfOptimising = Unpack(payload, SelfOptimising);
+    return block;
+}
+
+void showHeaterCaption(bool on)
+{
+    frontPanel().setEntryCaption(Menu::Entry::mnuHTCHeaterOutput, on ? u"Heater &Output (is ON)"_s : u"Heater &Output (is OFF)"_s);
+}
+
+bool repeatsOneCharacter(const QString& text)
+{
+    return std::all_of(text.begin(), text.end(), [&text](QChar character) { return character == text.front(); });
+}
+
+bool askSetpoint(const QString& prompt, double* setpoint)
+{
+    modHTC::DataBlock block;
+    if (modHTC::GetDataBlock(&block) != 0)
+        return false;
+    const QString text = prompts().input({u"New Setpoint"_s, prompt, whole(block.setpoint) + u" "_s + unit});
+    if (text.trimmed().isEmpty())
+        return false;
+    *setpoint = NumberText::ReadNumber(text);
+    const Configuration::HTC& htc = configuration().htc;
+    if (*setpoint >= htc.tMin && *setpoint <= htc.tMax)
+        return true;
+    showMessage(u"New setpoint"_s,
+                u"Setpoint out of range ("_s + NumberText::General(htc.tMin) + unit + u" ... "_s + NumberText::General(htc.tMax) + unit + u")!"_s,
+                Prompts::Icon::Exclamation);
+    return false;
+}
+} // namespace
+
+namespace modHTC
+{
+State& state()
+{
+    static State theState;
+    return theState;
+}
+
+QString Pack(quint16 value)
+{
+    // 6, 6 and 4 bits: the device's own uneven split.
+    return QString{QChar(value / 1024 + 32), QChar(value % 1024 / 16 + 32), QChar(value % 16 + 32)};
+}
+
+quint16 Unpack(const QString& block, int position)
+{
+    if (position < 1 || block.size() < position + 2)
+        return 0;
+    const auto code = [&](int offset) { return block[position - 1 + offset].unicode() - 32; };
+    return static_cast<quint16>(code(0) * 1024 + code(1) * 16 + code(2));
+}
+
+quint16 UnpackCharacter(const QString& block, int position)
+{
+    return position >= 1 && block.size() >= position ? static_cast<quint16>(block[position - 1].unicode() - 32) : quint16{0};
+}
+
+QString Checksum(const QString& block)
+{
+    quint16 sum = 0;
+    for (const QChar character : block)
+        sum = static_cast<quint16>(sum + character.unicode());
+    return QString::number(sum, 16).toUpper().rightJustified(4, u'0');
+}
+
+qint16 HTCOutput(const QString& command)
+{
+    modTools::WriteLog(false, u"HTCOutput("_s + command + u"<cr><lf>)"_s);
+    modTC::Send(command + u"\r\n"_s, u"HTC"_s);
+    return 0;
+}
+
+QString HTCQuery(const QString& kind)
+{
+    if (flags().showCommunication)
+        show(kind == u"T"_s ? u"HTC 5218: Data block query"_s : u"HTC 5218: Value block query"_s);
+    modCOM::ClearTCCommRxBuffer();
+    HTCOutput(u"R001N"_s + kind + u"?"_s);
+    if (!modTC::WaitForReply())
+        modTools::WriteLog(false, u"HTCQuery - Timeout occurred!"_s);
+    const QString reply = modTC::state().receiveText;
+    modTools::WriteLog(false, u"HTCQuery - Response: "_s + reply);
+    modTC::state().timedOut = false;
+    modTC::state().receiveText.clear();
+    if (reply.isEmpty() || repeatsOneCharacter(reply))
+        return notActive;
+    return reply.size() == replyLength ? reply.mid(payloadFrom, payloadLength) : invalidResponse;
+}
+
+bool IsPayload(const QString& answer) { return answer != notActive && answer != invalidResponse; }
+
+double CalibratedSetpoint(double setpoint)
+{
+    const Configuration::HTC& htc = configuration().htc;
+    return htc.calibration ? htc.calibrationOffset + htc.calibrationFactor * setpoint : setpoint;
+}
+
+qint16 NewSetpoint(double setpoint)
+{
+    modTools::WriteLog(false, u"NewSetpoint("_s + NumberText::General(setpoint) + unit + u")"_s);
+    show(u"Setting new temperature set point:"_s + NumberText::Print(setpoint) + unit);
+    QString payload;
+    if (readBlock(u"T"_s, u"NewSetpoint"_s, &payload) != 0)
+        return -1;
+    const double calibrated = CalibratedSetpoint(setpoint);
+    if (configuration().htc.calibration) {
+        modTools::WriteLog(false, u"Setpoint:"_s + NumberText::Print(setpoint));
+        modTools::WriteLog(false, u"Calibrated Setpoint:"_s + NumberText::Print(calibrated));
+    }
+    writeBlock(payload, {{Setpoint, packable(calibrated)}});
+    return 0;
+}
+
+qint16 NewSetpointWithPID(double setpoint, double ramp)
+{
+    PIDTable::Values values;
+    PIDTable::Look(PIDFilePath(), static_cast<float>(setpoint), PIDUse(), &values);
+    state().controlParameterText = PIDTable::ValuesText(values, PIDTable::Kind::PID);
+    show(u"PID's for"_s + NumberText::Print(setpoint) + unit);
+    QList<Change> changes = {{P, packable(values.p)}, {I, packable(values.i)}, {D, packable(values.d)}};
+    if (ramp > 0)
+        changes += {Ramp, packable(ramp)};
+    if (changeBlock(u"NewSetpoint"_s, changes) != 0)
+        return -1;
+    return NewSetpoint(setpoint);
+}
+
+qint16 GetDataBlock(DataBlock* block)
+{
+    if (!flags().htcEnabled) {
+        *block = DataBlock{};
+        block->p = 77;
+        block->i = 88;
+        block->d = 99;
+        block->lowerLimit = 123;
+        block->upperLimit = 1;
+        block->ramp = 111;
+        block->selfOptimising = 999;
+        return 0;
+    }
+    QString payload;
+    if (readBlock(u"T"_s, u"GetDataBlock"_s, &payload) != 0)
+        return -1;
+    *block = unpacked(payload);
+    return 0;
+}
+
+qint16 GetValueBlock(ValueBlock* block)
+{
+    QString payload;
+    if (readBlock(u"F"_s, u"GetValueBlock"_s, &payload) != 0)
+        return -1;
+    *block = {Unpack(payload, 1), UnpackCharacter(payload, 61), UnpackCharacter(payload, 65)};
+    return 0;
+}
+
+float GetTemperature()
+{
+    const QString payload = HTCQuery(u"F"_s);
+    return IsPayload(payload) ? static_cast<float>(Unpack(payload, 1)) : -1.0F;
+}
+
+qint16 SwitchHeaterOutput(bool on)
+{
+    const QString payload = HTCQuery(u"T"_s);
+    if (!IsPayload(payload))
+        return reportFailure(payload == notActive ? u"SwitchHeaterOutput - HTCQuery"_s : u"SwitchHeaterOutput - GetDataBlock"_s);
+    writeBlock(payload, {{HeaterOutput, on ? quint16{1} : quint16{0}}});
+    showHeaterCaption(on);
+    return 0;
+}
+
+qint16 SetPID(const PIDTable::Values& values)
+{
+    return changeBlock(u"SetPID"_s, {{P, packable(values.p)}, {I, packable(values.i)}, {D, packable(values.d)}});
+}
+
+qint16 HTCCheckPresence()
+{
+    modTools::WriteLog(false, u"Checking presence of HTC 5218..."_s);
+    QString answer = HTCQuery(u"T"_s);
+    if (answer == notActive) {
+        modTools::WriteLog(false, u"Checking presence of HTC 5218 (2nd time) ..."_s);
+        answer = HTCQuery(u"T"_s);
+    }
+    if (IsPayload(answer)) {
+        modTools::WriteLog(false, u"HTC 5218 active!"_s);
+        showHeaterCaption(unpacked(answer).heaterOutput);
+        return 0;
+    }
+    QStringList lines;
+    if (answer == notActive)
+        lines = {u"High Temperature Controller HTC 5218 does not respond..."_s, u"Please check the following:"_s, u"    - HTC 5218 powered ON?"_s,
+                 u"    - HTC 5218 connected to "_s + configuration().ltc.line.name() + u"?"_s, u"    - Cable connection ok?"_s};
+    else
+        lines = {u"HTC 5218 did not respond as expected..."_s, u"Please check, if the control loop number is set to '1'."_s,
+                 u"If yes, switch the controller OFF for a short time before you continue."_s};
+    showMessage(u"HTC check"_s, lines.join(u"\r\n"_s), Prompts::Icon::Exclamation);
+    return -1;
+}
+
+qint16 HTCWaitUntilThere(double setpoint)
+{
+    SteadyState::Wait wait;
+    wait.setpoint = static_cast<float>(setpoint);
+    wait.unit = unit;
+    wait.title = u"HTC"_s;
+    wait.heading = u"Control Parameter: "_s + state().controlParameterText;
+    wait.extraLine = u"Setpoint    (cal.) W:"_s + NumberText::Fixed(CalibratedSetpoint(setpoint), 2) + u" "_s + unit;
+    wait.activity = u"HTC 5218: Waiting for steady state..."_s;
+    wait.temperature = [] { return GetTemperature(); };
+    return SteadyState::Run(wait);
+}
+
+qint16 HTC_LaserWaitUntilThere(int seconds)
+{
+    modTools::WriteLog(false, u"HTC_LaserWaitUntilThere("_s + NumberText::General(qint32{seconds}) + u")"_s);
+    for (int left = seconds; left > 0 && !flags().abort && !flags().closing; --left) {
+        show(u"Temperature stabilization delay: "_s + NumberText::General(qint32{left}) + u" seconds..."_s);
+        modTools::Delay(1.0F, true);
+    }
+    show({});
+    return flags().abort || flags().closing ? SteadyState::Aborted : SteadyState::Settled;
+}
+
+QString PIDFilePath() { return QDir::toNativeSeparators(QDir(modTools::state().programDirectory).filePath(configuration().htc.pidFile)); }
+
+PIDTable::Use PIDUse()
+{
+    const QString line = configuration().htc.defaultPID;
+    return {PIDTable::Kind::PID, line, {0, 500, 5000, 5000}, {line}};
+}
+
+void LoadPIDFile()
+{
+    const QString path = PIDFilePath();
+    const int error = PIDTable::Test(path, PIDTable::Kind::PID);
+    if (error == 0 || !flags().htcEnabled)
+        return;
+    const QString text = u"Error"_s + u" while loading PID-parameter file '"_s + path + u"'."_s + u"\r\n"_s + u"HTC functions will be disabled."_s;
+    modTools::WriteLog(false, text);
+    showMessage(u"HTC"_s, text);
+    flags().htcEnabled = false;
+    if (error == ProgramError::FileNotFound)
+        PIDTable::WriteDefault(path, PIDUse());
+}
+
+QString PIDUnit(char field) { return field == 'P' ? u"%"_s : u"s"_s; }
+
+QString PIDFieldMessage(char field, const QString& text)
+{
+    const double value = NumberText::ReadNumber(text);
+    const qint32 highest = field == 'P' ? 500 : 5000;
+    if (value >= 0 && value <= highest)
+        return {};
+    const QString sign = PIDUnit(field);
+    return u"The valid "_s + QLatin1Char(field) + u" range is"_s + NumberText::Print(qint32{0}) + sign + u" ... "_s + NumberText::General(highest) + sign + u"!"_s;
+}
+
+void mnuHTCQueryTemperature()
+{
+    ValueBlock block;
+    if (GetValueBlock(&block) == 0)
+        showMessage(u"HTC"_s, u"Current temperature is:"_s + NumberText::Print(qint32{block.temperature}) + u" "_s + unit);
+}
+
+void mnuHTCSetpoint()
+{
+    double setpoint = 0;
+    if (askSetpoint(u"Enter new setpoint:"_s, &setpoint) && NewSetpoint(setpoint) == 0)
+        HTCWaitUntilThere(setpoint);
+}
+
+void mnuHTCNewSetpointWithPID()
+{
+    double setpoint = 0;
+    const QString prompt = u"Enter new setpoint:"_s + u"\r\n"_s + u"(We will use PID's in '"_s + configuration().htc.pidFile + u"')"_s;
+    if (askSetpoint(prompt, &setpoint) && NewSetpointWithPID(setpoint, 0) == 0)
+        HTCWaitUntilThere(setpoint);
+}
+
+void mnuHTCHeaterOutput()
+{
+    DataBlock block;
+    if (GetDataBlock(&block) == 0)
+        SwitchHeaterOutput(!block.heaterOutput);
+}
+
+void mnuHTCSavePID()
+{
+    DataBlock block;
+    if (GetDataBlock(&block) != 0)
+        return;
+    Prompts::FileDialog dialog;
+    dialog.title = u"Select PID file"_s;
+    dialog.filter = u"Temperature Control Parameter (*.pid)|*.pid"_s;
+    dialog.directory = modTools::state().programDirectory;
+    dialog.fileName = configuration().htc.pidFile;
+    modTools::WriteLog(false, u"About to show dialog window..."_s);
+    const QString path = prompts().saveFile(dialog).path;
+    if (path.isEmpty())
+        return;
+    const ProgramError error =
+        PIDTable::Insert(path, configuration().general.workDir, static_cast<float>(block.setpoint), {0, block.p, block.i, block.d}, PIDTable::Kind::PID);
+    if (error)
+        showMessage(u"Save data"_s, u"Error # "_s + NumberText::General(qint32{error.number}) + u"\r\n"_s + error.description, Prompts::Icon::Exclamation);
+    else
+        modTools::WriteLog(false, u"HTC: PID parameters saved."_s);
+}
+
+void mnuHTCAutoOptimize()
+{
+    DataBlock block;
+    if (GetDataBlock(&block) == 0)
+        changeBlock(u"Auto Optimizing"_s, {{SelfOptimising, block.selfOptimising != 0 ? quint16{0} : quint16{1}}});
+}
+
+void mnuHTCDefault()
+{
+    PIDTable::Values values;
+    if (PIDTable::ParseValues(configuration().htc.defaultPID, PIDTable::Kind::PID, &values))
+        SetPID(values);
+}
+
+bool ReadPIDForDialog(PIDTable::Values* values, double* setpoint)
+{
+    DataBlock block;
+    if (GetDataBlock(&block) != 0)
+        return false;
+    *values = {0, block.p, block.i, block.d};
+    *setpoint = block.setpoint;
+    return true;
+}
+
+void SendPIDFromDialog(const PIDTable::Values& values)
+{
+    if (SetPID(values) == 0)
+        modTools::WriteLog(false, u"HTC: PID parameters changed."_s);
+}
+} // namespace modHTC

@@ -1,0 +1,108 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#pragma once
+
+#include "temperature/PIDTable.h"
+
+#include <QString>
+
+/// The high-temperature controller HTC 5218 on `TCComm`. It hands out parameter blocks of packed characters; a parameter is changed by reading the data block,
+/// replacing its characters and writing the block back with a checksum. Temperatures are whole degrees Celsius. Status results are 0 for success, -1 otherwise.
+namespace modHTC
+{
+/// The module's variables. `state() = State{}` resets them.
+struct State
+{
+    QString controlParameterText; ///< "P71I8D2": the parameters last sent
+};
+State& state();
+
+// --- packing: every character is printable, from code 32 upward
+
+/// 16 bits in three characters: the upper 6, the next 6, the lowest 4 bits.
+QString Pack(quint16 value);
+/// The three-character value at a position (from 1) of a block; 0 where the block is shorter.
+quint16 Unpack(const QString& block, int position);
+/// The one-character value at a position (from 1).
+quint16 UnpackCharacter(const QString& block, int position);
+/// Sum of the character codes as four upper-case hexadecimal digits.
+QString Checksum(const QString& block);
+
+/// Positions of the three-character values in the data block (from 1).
+enum Position : int { ActualValue = 1, Setpoint = 4, P = 7, I = 10, D = 13, HeaterOutput = 16, LowerLimit = 19, UpperLimit = 22, Ramp = 25, SelfOptimising = 28 };
+
+struct DataBlock
+{
+    quint16 setpoint = 0;      ///< [deg C]
+    float p = 0;               ///< [%]
+    float i = 0;               ///< [s]
+    float d = 0;               ///< [s]
+    bool heaterOutput = false;
+    quint16 lowerLimit = 0;    ///< [deg C]
+    quint16 upperLimit = 0;    ///< [deg C]
+    quint16 ramp = 0;          ///< [K/min]
+    quint16 selfOptimising = 0;
+};
+
+struct ValueBlock
+{
+    quint16 temperature = 0; ///< [deg C]
+    quint16 output = 0;      ///< heater output [%]
+    quint16 status = 0;
+};
+
+// --- channel
+
+/// Sends command + CR LF. Always 0.
+qint16 HTCOutput(const QString& command);
+/// Asks for the block of kind "T" (data) or "F" (values): the payload of 92 characters, or "Not active!", or "Invalid response!".
+QString HTCQuery(const QString& kind);
+/// True for a payload, false for one of the two failure texts.
+bool IsPayload(const QString& answer);
+
+// --- operations
+
+/// offset + factor x setpoint when the calibration is on, otherwise the setpoint itself [deg C].
+double CalibratedSetpoint(double setpoint);
+/// [deg C]
+qint16 NewSetpoint(double setpoint);
+/// Sends the table's P, I, D for the setpoint, the ramp [K/min] when it is above 0, and the setpoint [deg C].
+qint16 NewSetpointWithPID(double setpoint, double ramp);
+/// While the controller is disabled: P 77, I 88, D 99 and 123, 1, 111, 999, so that the dialogs can be tried without one.
+qint16 GetDataBlock(DataBlock* block);
+qint16 GetValueBlock(ValueBlock* block);
+/// The actual temperature [deg C], -1 when it could not be read; shows nothing on failure.
+float GetTemperature();
+qint16 SwitchHeaterOutput(bool on);
+qint16 SetPID(const PIDTable::Values& values);
+/// Two tries, then a box "HTC check". 0: a valid block came.
+qint16 HTCCheckPresence();
+/// The steady-state wait [deg C]: 0 settled, 1 accepted, 2 aborted.
+qint16 HTCWaitUntilThere(double setpoint);
+/// Waits a fixed time [s], showing it in panel 3. 0, or 2 when aborted.
+qint16 HTC_LaserWaitUntilThere(int seconds);
+
+// --- control-parameter table
+
+QString PIDFilePath();
+PIDTable::Use PIDUse();
+/// Start-up: as the low-temperature controller's table.
+void LoadPIDFile();
+/// What is wrong with a value typed into field 'P', 'I' or 'D' of the dialog; empty when it is right. The unit is stripped.
+QString PIDFieldMessage(char field, const QString& text);
+/// "%" or "s".
+QString PIDUnit(char field);
+
+// --- menu entries
+
+void mnuHTCQueryTemperature();
+void mnuHTCSetpoint();
+void mnuHTCNewSetpointWithPID();
+void mnuHTCHeaterOutput();
+void mnuHTCSavePID();
+void mnuHTCAutoOptimize();
+void mnuHTCDefault();
+/// What the dialog of "Change current PID's" starts with; false after the message.
+bool ReadPIDForDialog(PIDTable::Values* values, double* setpoint);
+void SendPIDFromDialog(const PIDTable::Values& values);
+} // namespace modHTC

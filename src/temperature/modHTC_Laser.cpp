@@ -1,0 +1,166 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "temperature/modHTC_Laser.h"
+
+#include "core/Configuration.h"
+#include "core/Flags.h"
+#include "core/FrontPanel.h"
+#include "core/NumberText.h"
+#include "core/Prompts.h"
+#include "core/modTools.h"
+#include "serial/modCOM.h"
+#include "temperature/modHTC.h"
+#include "temperature/modTC.h"
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+void show(const QString& text) { frontPanel().setPanel(3, text); }
+
+bool isOk(const QString& reply) { return reply == u"ok"_s; }
+
+void showBeam(bool on)
+{
+    flags().laserOn = on;
+    frontPanel().setEntryCaption(Menu::Entry::mnuLaserBeam, on ? u"Switch Beam &OFF"_s : u"Switch Beam &ON"_s);
+    frontPanel().setPicLaserOn(on);
+}
+
+/// Writes a register; true when the controller confirmed it.
+bool write(const QString& command)
+{
+    QString reply;
+    modHTC_Laser::LaserOutput(command);
+    return modHTC_Laser::LaserGetResponse(reply) == 0 && isOk(reply);
+}
+
+void showCheckList()
+{
+    const Configuration::Line& line = configuration().ltc.line;
+    const QStringList lines = {u"HT Laser controller does not respond..."_s, QString(), u"Please check the following:"_s, u"    - HT Laser Controller powered ON?"_s,
+                               u"    - Controller connected to "_s + line.name() + u"?"_s, u"    - "_s + line.name() + u" settings are "_s + line.settings + u"?"_s,
+                               u"    - Cable connection ok?"_s};
+    showMessage(u"HT Laser Controller Check"_s, lines.join(u"\r\n"_s), Prompts::Icon::Exclamation);
+}
+} // namespace
+
+namespace modHTC_Laser
+{
+State& state()
+{
+    static State theState;
+    return theState;
+}
+
+QString Unit() { return configuration().laser.currentMode ? u"A"_s : u"°C"_s; }
+
+float CurrentFor(float value)
+{
+    const Configuration::Laser& laser = configuration().laser;
+    const double current = laser.currentMode ? double{value} : laser.currentOffset + laser.currentPerDegree * double{value};
+    return static_cast<float>(std::clamp(current, 0.0, std::max(laser.maxCurrent, 0.0)));
+}
+
+qint16 LaserOutput(const QString& command)
+{
+    const QString entry = u"LaserOutput("_s + command + u")"_s;
+    modTools::WriteLog(false, entry);
+    modTools::WriteSecondaryLog(entry);
+    if (flags().laserEnabled)
+        modTC::Send(command + u"\r"_s, u"Laser"_s);
+    return 0;
+}
+
+qint16 LaserGetResponse(QString& reply)
+{
+    modTools::WriteLog(false, u"LaserGetResponse()"_s);
+    reply.clear();
+    qint16 status = -1;
+    if (flags().laserEnabled && modTC::WaitForReply()) {
+        QString text = modTC::state().receiveText;
+        text.remove(u'\r').remove(u'\n').remove(u':');
+        reply = text.trimmed();
+        status = 0;
+        if (flags().showCommunication)
+            show(u"HT Laser Controller response: "_s + reply);
+        modTools::Delay(0.001F, true);
+    }
+    modTC::state().receiveText.clear();
+    modTools::WriteLog(false, u"LaserGetResponse()="_s + reply);
+    return status;
+}
+
+qint16 LaserSwitchBeam(bool on)
+{
+    show(u"Switching laser "_s + (on && flags().laserEnabled ? u"ON..."_s : u"OFF..."_s));
+    if (!write(u":w 12 "_s + NumberText::General(qint32{on ? 1 : 0})))
+        return -1;
+    showBeam(on);
+    return 0;
+}
+
+qint16 LaserSetCurrent(float value, float current)
+{
+    const QString currentText = NumberText::General(current);
+    const QString valueText = NumberText::General(value) + Unit();
+    const bool currentMode = configuration().laser.currentMode;
+    show(currentMode ? u"Setting laser current to "_s + valueText + u"."_s : u"Setting temperature to "_s + valueText + u" ("_s + currentText + u"A)."_s);
+    if (!write(u":w 30 "_s + currentText))
+        return -1;
+    show(currentMode ? u"Laser current set to "_s + valueText + u"."_s : u"Temperature setpoint set to "_s + valueText + u" ("_s + currentText + u"A)."_s);
+    state().lastValue = value;
+    state().lastCurrent = current;
+    return 0;
+}
+
+qint16 LaserCheckPresence()
+{
+    const qint32 rounds = std::max(configuration().laser.checkRounds, 1);
+    for (qint32 round = 1; round <= rounds && !flags().closing; ++round) {
+        show(u"Checking presence of Laser controller (loop "_s + NumberText::General(round) + u" of "_s + NumberText::General(rounds) + u")..."_s);
+        modCOM::ClearTCCommRxBuffer();
+        LaserOutput(u":r 12"_s);
+        QString reply;
+        if (LaserGetResponse(reply) == 0) {
+            show(u"HT Laser Controller found..."_s);
+            showBeam(NumberText::RoundToInteger(NumberText::LeadingNumber(reply)) == 1);
+            return 0;
+        }
+    }
+    showCheckList();
+    return -1;
+}
+
+void mnuLaserBeam() { LaserSwitchBeam(!flags().laserOn); }
+
+void mnuLaserSetpoint()
+{
+    const Configuration::Laser& laser = configuration().laser;
+    const QString text = prompts().input({u"New Setpoint"_s, u"Enter new setpoint:"_s, NumberText::General(state().lastValue) + u" "_s + Unit()});
+    if (text.trimmed().isEmpty())
+        return;
+    const double value = NumberText::ReadNumber(text);
+    const double lowest = laser.currentMode ? 0.0 : laser.tMin;
+    const double highest = laser.currentMode ? laser.maxCurrent : laser.tMax;
+    if (value < lowest || value > highest) {
+        showMessage(u"New setpoint"_s, u"Setpoint out of range ("_s + NumberText::General(lowest) + Unit() + u" ... "_s + NumberText::General(highest) + Unit() + u")!"_s,
+                    Prompts::Icon::Exclamation);
+        return;
+    }
+    const auto setpoint = static_cast<float>(value);
+    if (LaserSetCurrent(setpoint, CurrentFor(setpoint)) != 0) {
+        showMessage(u"Laser"_s, u"Laser does not respond!"_s, Prompts::Icon::Critical);
+        return;
+    }
+    modHTC::HTC_LaserWaitUntilThere(laser.stabilizationDelay);
+}
+
+void mnuLaserTest()
+{
+    if (LaserCheckPresence() == 0)
+        showMessage(u"Laser"_s, u"HT Laser Controller found..."_s, Prompts::Icon::Information);
+}
+} // namespace modHTC_Laser

@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#pragma once
+
+#include <QString>
+
+/// The laser heater controller on `TCComm`: registers are written with ":w n value" and read with ":r n"; a write is answered with "ok". Status results are 0 for
+/// success, -1 otherwise.
+namespace modHTC_Laser
+{
+/// The module's variables. `state() = State{}` resets them.
+struct State
+{
+    float lastValue = 0;   ///< temperature [deg C] or current [A] last set
+    float lastCurrent = 0; ///< diode current last set [A]
+};
+State& state();
+
+/// "deg C" sign, or "A" in current mode.
+QString Unit();
+/// The diode current [A] for a temperature [deg C] (temperature mode: offset + factor x temperature) or a current [A], held between 0 and `MaxCurrent`.
+float CurrentFor(float value);
+
+/// Sends command + CR. Always 0; nothing is sent while the controller is disabled.
+qint16 LaserOutput(const QString& command);
+/// One reply without colons and line ends. 0: received, -1: none.
+qint16 LaserGetResponse(QString& reply);
+
+/// Switches the beam; on success caption, warning picture and flag follow.
+qint16 LaserSwitchBeam(bool on);
+/// Sends a diode current [A]; `value` is the temperature or current that the texts name.
+qint16 LaserSetCurrent(float value, float current);
+/// Asks for the beam register up to `CheckRounds` times; a silent controller brings the box "HT Laser Controller Check". 0: found.
+qint16 LaserCheckPresence();
+
+// --- menu entries
+
+void mnuLaserBeam();
+void mnuLaserSetpoint();
+void mnuLaserTest();
+} // namespace modHTC_Laser
