@@ -1,0 +1,165 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "profile/ProfileEdit.h"
+
+#include "core/Configuration.h"
+#include "core/Flags.h"
+#include "core/NumberText.h"
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+constexpr double highestRamp = 99.9; // K/min
+
+bool given(const QString& text) { return !text.trimmed().isEmpty(); }
+
+std::optional<double> numberOf(const QString& text)
+{
+    if (!given(text))
+        return std::nullopt;
+    return NumberText::ReadNumber(text);
+}
+
+
+QString rangeRefusal(double value)
+{
+    const ProfileEdit::Limits limits = ProfileEdit::limits();
+    if (value >= limits.lowest && value <= limits.highest)
+        return {};
+    const QString kind = ProfileEdit::currentMode() ? u"The valid current range is"_s : u"The valid temperature range is"_s;
+    return kind + NumberText::Print(limits.lowest) + u"..."_s + NumberText::Print(limits.highest) + u"!"_s;
+}
+
+QString stepRefusal(double value)
+{
+    const ProfileEdit::Limits limits = ProfileEdit::limits();
+    if (value >= limits.smallestStep && value <= limits.largestStep)
+        return {};
+    const QString kind = ProfileEdit::currentMode() ? u"The valid step size is "_s : u"The valid temperature step size is "_s;
+    return kind + limits.smallestStepText + u"..."_s + NumberText::Print(limits.largestStep) + u"!"_s;
+}
+
+QString dwellRefusal(double value)
+{
+    if (value >= 0 && value <= ProfileEdit::longestDwell())
+        return {};
+    const bool minutes = configuration().general.timeUnitMinutes;
+    return u"Max. dwell time is"_s + NumberText::Print(ProfileEdit::longestDwell()) + (minutes ? u" minutes..."_s : u" seconds..."_s);
+}
+} // namespace
+
+namespace ProfileEdit
+{
+Controller activeController()
+{
+    if (flags().htcEnabled)
+        return Controller::HTC;
+    if (flags().laserEnabled)
+        return Controller::Laser;
+    return flags().ltcEnabled ? Controller::LTC : Controller::None;
+}
+
+bool currentMode() { return activeController() == Controller::Laser && configuration().laser.currentMode; }
+
+Limits limits()
+{
+    const Configuration& now = configuration();
+    switch (activeController()) {
+    case Controller::HTC:
+        return {double(now.htc.tMin), double(now.htc.tMax), 1, u"1"_s, double(now.htc.tMax - now.htc.tMin), u"°C"_s};
+    case Controller::Laser:
+        if (now.laser.currentMode)
+            return {0, now.laser.maxCurrent, 0.0001, u"0.0001"_s, now.laser.maxCurrent, u"A"_s};
+        return {double(now.laser.tMin), double(now.laser.tMax), 1, u"1"_s, double(now.laser.tMax - now.laser.tMin), u"°C"_s};
+    case Controller::LTC:
+    case Controller::None:
+        break;
+    }
+    return {double(now.ltc.tMin), double(now.ltc.tMax), 0.1, u"0.1"_s, double(now.ltc.tMax - now.ltc.tMin), u"K"_s};
+}
+
+QString TimeUnit() { return configuration().general.timeUnitMinutes ? u"minute(s)"_s : u"second(s)"_s; }
+
+QString RangeText()
+{
+    const Limits now = limits();
+    return u"Valid temperature range:"_s + NumberText::Print(now.lowest) + u"..."_s + NumberText::Print(now.highest) + u"."_s;
+}
+
+qint32 longestDwell() { return configuration().general.timeUnitMinutes ? 533 : 32000; }
+
+Missing missing(const Boxes& boxes)
+{
+    const bool t1 = given(boxes.t1);
+    const bool t2 = given(boxes.t2);
+    const bool dt = given(boxes.dt);
+    if (!t1 && !t2 && dt)
+        return {u"Missing T-Start and T-Stop..."_s, Box::T1};
+    if (!t1 && !t2 && given(boxes.comment))
+        return {};
+    if (!t1)
+        return {u"Missing T-Start..."_s, Box::T1};
+    if (t2 && !dt)
+        return {u"Missing T-Step..."_s, Box::dT};
+    // An end of 0 would be taken for a single temperature by the run.
+    if (dt && (!t2 || NumberText::ReadNumber(boxes.t2) == 0))
+        return {u"Missing T-Stop..."_s, Box::T2};
+    return {};
+}
+
+QStringList lines(const Boxes& boxes)
+{
+    QStringList result;
+    if (given(boxes.t1))
+        result += TProfile::StepLine(
+            {numberOf(boxes.t1), numberOf(boxes.t2), numberOf(boxes.dt), numberOf(boxes.ramp), numberOf(boxes.dwell), numberOf(boxes.expoTime)});
+    if (given(boxes.comment))
+        result += TProfile::CommentLine(boxes.comment.trimmed());
+    return result;
+}
+
+void load(const QString& line, Boxes* boxes)
+{
+    if (TProfile::IsComment(line)) {
+        boxes->comment = TProfile::CommentText(line);
+        return;
+    }
+    const auto field = [&line](const char16_t* key) { return TProfile::FieldText(line, QString::fromUtf16(key)); };
+    *boxes = {field(u"T1"), field(u"T2"), field(u"DT"), field(u"R"), field(u"DW"), field(u"E"), boxes->comment};
+}
+
+QString refusal(Box box, const QString& typed)
+{
+    if (!given(typed))
+        return {};
+    const double value = NumberText::ReadNumber(typed);
+    switch (box) {
+    case Box::T1:
+    case Box::T2:
+        return rangeRefusal(value);
+    case Box::dT:
+        return stepRefusal(value);
+    case Box::Ramp:
+        return value >= 0 && value <= highestRamp ? QString() : u"Please select a ramp rate between 0 K/min. and 99.9 K/min.!"_s;
+    case Box::Dwell:
+        return dwellRefusal(value);
+    case Box::ExpoTime:
+    case Box::Comment:
+        break;
+    }
+    return {};
+}
+
+QChar acceptedKey(QChar key)
+{
+    if ((key >= u'0' && key <= u'9') || key == u'.')
+        return key;
+    return key == u',' ? QChar(u'.') : QChar();
+}
+
+QString caption()
+{
+    return u"Current profile: "_s + TProfile::state().currentFile + (TProfile::state().modified ? u" (modified)"_s : QString());
+}
+} // namespace ProfileEdit

@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#pragma once
+
+#include "profile/TProfile.h"
+
+#include <QString>
+
+/// What the profile editor decides, without its window: which boxes make a step, which values are refused and with what words, and how a list entry comes back into
+/// the boxes.
+namespace ProfileEdit
+{
+/// The texts of the entry boxes, as typed.
+struct Boxes
+{
+    QString t1, t2, dt, ramp, dwell, expoTime, comment;
+};
+
+enum class Box { T1, T2, dT, Ramp, Dwell, ExpoTime, Comment };
+
+/// The controller that the next run will use: HTC, laser or LTC, in this order of precedence.
+enum class Controller { None, HTC, Laser, LTC };
+Controller activeController();
+/// True when the laser is driven by currents.
+bool currentMode();
+
+/// The settable range of the active controller and its step sizes.
+struct Limits
+{
+    double lowest = 0;
+    double highest = 0;
+    double smallestStep = 1;
+    QString smallestStepText; ///< "0.0001", "0.1" or "1"
+    double largestStep = 0;   ///< the width of the range
+    QString unit;             ///< "K", "deg C" or "A"
+};
+Limits limits();
+
+/// "second(s)" or "minute(s)".
+QString TimeUnit();
+/// "Valid temperature range:" + lower + "..." + upper + "."
+QString RangeText();
+/// Highest dwell: 533 minutes or 32000 seconds.
+qint32 longestDwell();
+
+/// What is missing for a step, and the box that the focus returns to; an empty text: nothing is missing.
+struct Missing
+{
+    QString text;
+    Box box = Box::T1;
+};
+Missing missing(const Boxes& boxes);
+/// The lines that an insert appends: the step, the comment, or both.
+QStringList lines(const Boxes& boxes);
+/// A list entry back in the boxes. A comment fills only the comment box, a step all but it.
+void load(const QString& line, Boxes* boxes);
+
+/// What is wrong with a box when it loses the focus ("Please select a ramp rate ..."); empty: nothing, or the box is empty.
+QString refusal(Box box, const QString& text);
+/// The key as it goes into a numeric box: digits and "."; "," becomes "."; null: not accepted.
+QChar acceptedKey(QChar key);
+
+/// "Current profile: " + file, with " (modified)" while it is.
+QString caption();
+} // namespace ProfileEdit

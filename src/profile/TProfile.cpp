@@ -1,0 +1,185 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "profile/TProfile.h"
+
+#include "core/CodePage.h"
+#include "core/Configuration.h"
+#include "core/NumberText.h"
+#include "core/ProgramError.h"
+#include "core/Prompts.h"
+#include "core/modTools.h"
+
+#include <QFile>
+#include <QSaveFile>
+
+#include <cerrno>
+#include <cmath>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+constexpr qint64 largestFile = 16 * 1024 * 1024; // bytes; a profile of 10,000 steps has well below one
+
+const QString filter = u"Temperature profile (*.gtp)|*.gtp"_s;
+
+std::optional<double> field(const QString& line, const QString& key)
+{
+    const QString text = TProfile::FieldText(line, key);
+    if (text.isEmpty())
+        return std::nullopt;
+    return NumberText::ReadNumber(text);
+}
+
+QString keyed(const char16_t* key, const std::optional<double>& value)
+{
+    return value ? QString::fromUtf16(key) + u":"_s + NumberText::General(*value) + u";"_s : QString();
+}
+
+int failed(const QString& path, const QFileDevice& file) { return ProgramError::ofFile(path, file.error(), errno).number; }
+} // namespace
+
+namespace TProfile
+{
+State& state()
+{
+    static State theState;
+    return theState;
+}
+
+QList<double> Step::temperatures(qsizetype limit) const
+{
+    const double from = t1.value_or(0);
+    const double to = t2.value_or(0);
+    const double width = std::abs(dt.value_or(0));
+    // An end of 0 and a step of 0 both mean a single temperature.
+    if (to == 0 || width == 0)
+        return {from};
+    const double signedStep = from > to ? -width : width;
+    const double intervals = NumberText::RoundToEven(std::abs(from - to) / width + 1);
+    const qsizetype count = intervals < static_cast<double>(limit) ? static_cast<qsizetype>(intervals) : limit;
+    QList<double> result;
+    for (qsizetype i = 0; i < count; ++i)
+        result += modTools::RoundedToDigits(from + static_cast<double>(i) * signedStep, 6);
+    return result;
+}
+
+bool IsComment(const QString& line) { return line.startsWith(u'#') || line.startsWith(u';') || line.startsWith(u'\''); }
+
+QString CommentText(const QString& line)
+{
+    QString text = line.mid(1).trimmed();
+    if (line.startsWith(u'#') && text.endsWith(u';'))
+        text.chop(1);
+    return text.trimmed();
+}
+
+QString FieldText(const QString& line, const QString& key)
+{
+    const QString wanted = key + u":"_s;
+    const QStringList fields = line.split(u';');
+    for (const QString& entry : fields)
+        if (entry.trimmed().startsWith(wanted, Qt::CaseInsensitive))
+            return entry.trimmed().mid(wanted.size()).trimmed();
+    return {};
+}
+
+std::optional<Step> ParseStep(const QString& line)
+{
+    if (IsComment(line) || FieldText(line, u"T1"_s).isEmpty())
+        return std::nullopt;
+    return Step{field(line, u"T1"_s), field(line, u"T2"_s), field(line, u"DT"_s), field(line, u"R"_s), field(line, u"DW"_s), field(line, u"E"_s)};
+}
+
+QString StepLine(const Step& step)
+{
+    return keyed(u"T1", step.t1) + keyed(u"T2", step.t2) + keyed(u"DT", step.dt) + keyed(u"R", step.ramp) + keyed(u"DW", step.dwell) + keyed(u"E", step.exposure);
+}
+
+QString CommentLine(const QString& text) { return u"#"_s + text + u";"_s; }
+
+double Seconds(double value) { return configuration().general.timeUnitMinutes ? value * 60 : value; }
+
+int ReadLines(const QString& path, QStringList* lines)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return failed(path, file);
+    if (file.size() > largestFile)
+        return ProgramError::Overflow;
+    const QByteArray bytes = file.readAll();
+    if (file.error() != QFileDevice::NoError)
+        return failed(path, file);
+    QString text = CodePage::fromCodePage(bytes);
+    text.replace(u"\r\n"_s, u"\n"_s).replace(u'\r', u'\n');
+    if (text.endsWith(u'\n'))
+        text.chop(1);
+    else if (text.isEmpty()) {
+        *lines = {};
+        return 0;
+    }
+    *lines = text.split(u'\n');
+    return 0;
+}
+
+int WriteLines(const QString& path, const QStringList& lines)
+{
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly))
+        return failed(path, file);
+    QByteArray bytes;
+    for (const QString& line : lines)
+        bytes += CodePage::toCodePage(line) + "\r\n";
+    if (file.write(bytes) != bytes.size() || !file.commit())
+        return failed(path, file);
+    return 0;
+}
+
+qint16 OpenTProfile()
+{
+    modTools::WriteLog(false, u"OpenTProfile()"_s);
+    modTools::WriteLog(false, u"About to show dialog window..."_s);
+    Prompts::FileDialog dialog;
+    dialog.filter = filter;
+    dialog.directory = configuration().general.workDir;
+    const QString path = prompts().openFile(dialog).path;
+    return path.isEmpty() ? qint16{0} : OpenTProfile(path);
+}
+
+qint16 OpenTProfile(const QString& path)
+{
+    QStringList lines;
+    const int error = ReadLines(path, &lines);
+    if (error != 0) {
+        showMessage(u"Temperature profile"_s, u"Error # "_s + NumberText::General(qint32{error}) + u"\r\n"_s + ProgramError::of(error).description, Prompts::Icon::Exclamation);
+        return static_cast<qint16>(error);
+    }
+    state() = State{lines, path, false};
+    return 0;
+}
+
+qint16 SaveTProfile()
+{
+    modTools::WriteLog(false, u"SaveTProfile()"_s);
+    Prompts::FileDialog dialog;
+    dialog.filter = filter;
+    dialog.directory = configuration().general.workDir;
+    dialog.fileName = state().currentFile.section(u'/', -1).section(u'\\', -1);
+    dialog.overwritePrompt = true;
+    QString path = prompts().saveFile(dialog).path;
+    if (path.isEmpty())
+        return 0;
+    if (!path.endsWith(u".gtp"_s, Qt::CaseInsensitive))
+        path += u".gtp"_s;
+    const int error = WriteLines(path, state().lines);
+    if (error != 0) {
+        showMessage(u"Temperature profile"_s,
+                    u"Error # "_s + NumberText::General(qint32{error}) + u" caused by "_s + u"SaveTProfile() - "_s + path + u"\r\n"_s + ProgramError::of(error).description,
+                    Prompts::Icon::Exclamation);
+        return static_cast<qint16>(error);
+    }
+    state().currentFile = path;
+    state().modified = false;
+    return 0;
+}
+} // namespace TProfile
