@@ -91,6 +91,7 @@ Result Run(const Wait& wait)
     Statistics& statistics = lastStatistics();
     statistics = Statistics(wait.setpoint, limits);
     const quint32 start = modTools::timeGetTime();
+    quint32 lastReading = start;
 
     bool taken = false;
     FrontPanel& panel = frontPanel();
@@ -105,6 +106,8 @@ Result Run(const Wait& wait)
         const quint32 asked = modTools::timeGetTime();
         const float temperature = wait.temperature();
         statistics.add(temperature);
+        if (temperature >= 0)
+            lastReading = modTools::timeGetTime();
         // A line that is down answers at once: keep the rhythm of a reading all the same.
         if (temperature < 0 && modTools::timeGetTime() - asked < shortestRound)
             modTools::Delay(failedRound, true);
@@ -112,6 +115,10 @@ Result Run(const Wait& wait)
         panel.setTextDisplay(displayText(wait, limits, statistics, temperature, elapsed));
         if (taken || flags().abort || flags().closing) {
             result = taken ? Taken : Aborted;
+            break;
+        }
+        if (wait.silenceLimit > 0 && modTools::timeGetTime() - lastReading > wait.silenceLimit * 1000) {
+            result = Silent;
             break;
         }
     }

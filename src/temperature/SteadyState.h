@@ -10,7 +10,7 @@
 /// that accepts what is there.
 namespace SteadyState
 {
-enum Result : qint16 { Settled = 0, Taken = 1, Aborted = 2 };
+enum Result : qint16 { Settled = 0, Taken = 1, Aborted = 2, Silent = 3 };
 
 /// When a temperature counts as reached.
 struct Thresholds
@@ -59,9 +59,10 @@ struct Wait
     QString extraLine;                ///< line before the setpoint; empty: none
     QString activity;                 ///< panel 3
     std::function<float()> temperature; ///< one reading; -1 when it failed
+    double silenceLimit = 0;          ///< longest time without a reading [s] before the wait gives up; 0: none
 };
 
-/// Runs until steady, until "&Take it" is pressed, or until the abort flag is set or the program closes. A failed reading is not accepted, and the wait goes on.
+/// Runs until steady, until "&Take it" is pressed, until the abort flag is set or the program closes, or until nothing was read for the silence limit. A failed reading is not accepted, and the wait goes on.
 Result Run(const Wait& wait);
 
 /// Mean and scatter of the readings that the last wait accepted; 0 and 100 when there was none.

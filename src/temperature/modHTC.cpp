@@ -296,7 +296,7 @@ qint16 HTCCheckPresence()
     return -1;
 }
 
-qint16 HTCWaitUntilThere(double setpoint)
+qint16 HTCWaitUntilThere(double setpoint, double silenceLimit)
 {
     SteadyState::Wait wait;
     wait.setpoint = static_cast<float>(setpoint);
@@ -304,6 +304,7 @@ qint16 HTCWaitUntilThere(double setpoint)
     wait.title = u"HTC"_s;
     wait.heading = u"Control Parameter: "_s + state().controlParameterText;
     wait.extraLine = u"Setpoint    (cal.) W:"_s + NumberText::Fixed(CalibratedSetpoint(setpoint), 2) + u" "_s + unit;
+    wait.silenceLimit = silenceLimit;
     wait.activity = u"HTC 5218: Waiting for steady state..."_s;
     wait.temperature = [] { return GetTemperature(); };
     return SteadyState::Run(wait);

@@ -408,7 +408,7 @@ qint16 LTCCheckPresence()
     return 0;
 }
 
-qint16 LTCWaitUntilThere(float setpoint)
+qint16 LTCWaitUntilThere(float setpoint, double silenceLimit)
 {
     modTools::WriteLog(false, u"LTCWaitUntilThere("_s + NumberText::General(setpoint) + u")"_s);
     SteadyState::Wait wait;
@@ -416,6 +416,7 @@ qint16 LTCWaitUntilThere(float setpoint)
     wait.unit = u"K"_s;
     wait.title = u"LTC"_s;
     wait.heading = u"Control Parameter: "_s + state().controlParameterText;
+    wait.silenceLimit = silenceLimit;
     wait.activity = u"LTC: Waiting for steady state..."_s;
     wait.temperature = [] {
         float temperature = -1;

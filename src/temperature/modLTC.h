@@ -64,8 +64,9 @@ qint16 LTCSetTuneStatus(qint16 state);
 /// Asks for the identity; a silent controller brings the "LTC check" box (Abort, Retry, Ignore). Sets the autotune caption. 0: present.
 qint16 LTCCheckPresence();
 
-/// Waits until the temperature is steady at `setpoint` [K]: 0 settled, 1 accepted by "&Take it", 2 aborted.
-qint16 LTCWaitUntilThere(float setpoint);
+/// Waits until the temperature is steady at `setpoint` [K]: 0 settled, 1 accepted by "&Take it", 2 aborted,
+/// 3 nothing was read for `silenceLimit` [s] (0: no limit).
+qint16 LTCWaitUntilThere(float setpoint, double silenceLimit = 0);
 
 // --- menu entries
 
