@@ -2,8 +2,7 @@
 
 #include "gpib/GPIBLibrary.h"
 
-namespace
-{
+namespace {
 /// Fetches one entry; notes its name in *missing when it is not there and must be.
 template <typename Function>
 void resolve(QLibrary& library, const char* name, Function& function, QString* missing)
@@ -35,8 +34,7 @@ bool loadFirst(QLibrary& library, const QStringList& names, QString* why, Resolv
 }
 } // namespace
 
-namespace GPIBLibrary
-{
+namespace GPIBLibrary {
 bool NI488::load(const QStringList& names, QString* why)
 {
     return loadFirst(m_library, names, why, [this] {

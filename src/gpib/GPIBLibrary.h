@@ -17,8 +17,7 @@
 #endif
 
 /// The two vendors' libraries, loaded when the program runs: nothing is installed, and nothing is missed, where no bus is used.
-namespace GPIBLibrary
-{
+namespace GPIBLibrary {
 /// NI-488.2. Counts are as wide as a pointer: 32 bits in the 32-bit library, `long` or `size_t` in the others.
 struct NI488
 {
@@ -35,7 +34,7 @@ struct NI488
     status_t ThreadIbsta = nullptr;
     status_t ThreadIberr = nullptr;
     status_t ThreadIbcnt = nullptr;
-    count_t ThreadIbcntl = nullptr;                  ///< null: ThreadIbcnt takes its place
+    count_t ThreadIbcntl = nullptr;                    ///< null: ThreadIbcnt takes its place
     register_t RegisterGpibGlobalsForThread = nullptr; ///< null: newer libraries need no registration
 
     /// Loads the first of `names` that has all entries it must have. False, with the reason in *why, when there is none.

@@ -15,8 +15,7 @@
 
 using namespace Qt::StringLiterals;
 
-namespace
-{
+namespace {
 constexpr qint16 sicl = 0;
 constexpr qint16 ni488 = 1;
 
@@ -149,8 +148,7 @@ QString niResponse()
 }
 } // namespace
 
-namespace modGPIB
-{
+namespace modGPIB {
 State& state()
 {
     static State theState;
@@ -163,7 +161,10 @@ void reset()
     state() = State{};
 }
 
-qint16 typeOf(const QString& text) { return text == "hp"_L1 ? sicl : ni488; }
+qint16 typeOf(const QString& text)
+{
+    return text == "hp"_L1 ? sicl : ni488;
+}
 
 ProgramError GPIBInit()
 {

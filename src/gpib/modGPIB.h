@@ -9,21 +9,20 @@
 
 /// The instrument bus: one instrument, opened once at start-up through NI-488.2 or SICL, written to and read from line by line. There is no
 /// close. All calls come from the window's thread.
-namespace modGPIB
-{
+namespace modGPIB {
 /// The module's variables. `reset()` puts them back and lets go of the library.
 struct State
 {
-    qint16 GPIBType = 0;            ///< 0 SICL, 1 NI-488.2; anything else makes no call
-    qint16 GPIBDeviceAddress = 0;   ///< primary address
-    QString SICLInterfaceName;      ///< "hpib7"
-    int device = 0;                 ///< SICL session or NI unit descriptor
-    long ibsta = 0;                 ///< NI status words as the last call left them
+    qint16 GPIBType = 0;          ///< 0 SICL, 1 NI-488.2; anything else makes no call
+    qint16 GPIBDeviceAddress = 0; ///< primary address
+    QString SICLInterfaceName;    ///< "hpib7"
+    int device = 0;               ///< SICL session or NI unit descriptor
+    long ibsta = 0;               ///< NI status words as the last call left them
     long iberr = 0;
     long ibcnt = 0;
     long ibcntl = 0;
-    ProgramError error;             ///< the error that the last SICL call raised; number 0: none
-    QStringList niNames;            ///< libraries looked for; empty: the platform's own names
+    ProgramError error;  ///< the error that the last SICL call raised; number 0: none
+    QStringList niNames; ///< libraries looked for; empty: the platform's own names
     QStringList siclNames;
 };
 State& state();
@@ -33,14 +32,16 @@ void reset();
 qint16 typeOf(const QString& text);
 
 /// Takes type, address and interface name from the configuration, loads the library and opens the instrument.
-/// NI: without the interface "National Instruments GPIB Interface not available..." is shown and the program ends; a failed registration of the status words is
-/// shown and passed over. SICL: the error, also 53 when there is no library, is returned for the caller to show. Number 0: open, or nothing to open.
+/// NI: without the interface "National Instruments GPIB Interface not available..." is shown and the program ends; a failed registration of
+/// the status words is shown and passed over. SICL: the error, also 53 when there is no library, is returned for the caller to show. Number
+/// 0: open, or nothing to open.
 ProgramError GPIBInit();
 
 /// Sends command + CR LF. Always 0; a SICL error is left in state().error.
 qint16 GPIBOutput(const QString& command);
 
-/// One reply without its terminators: SICL cuts before the first CR, then before the first LF; NI waits `RxDelay`, drops the last two characters and trims
-/// blanks, fewer than three bytes being no reply. Empty: no answer, or a SICL error in state().error. Shown in panel 3 with the communication display on.
+/// One reply without its terminators: SICL cuts before the first CR, then before the first LF; NI waits `RxDelay`, drops the last two
+/// characters and trims blanks, fewer than three bytes being no reply. Empty: no answer, or a SICL error in state().error. Shown in panel 3
+/// with the communication display on.
 QString GPIBGetResponse();
 } // namespace modGPIB

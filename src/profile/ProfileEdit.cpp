@@ -8,11 +8,13 @@
 
 using namespace Qt::StringLiterals;
 
-namespace
-{
+namespace {
 constexpr double highestRamp = 99.9; // K/min
 
-bool given(const QString& text) { return !text.trimmed().isEmpty(); }
+bool given(const QString& text)
+{
+    return !text.trimmed().isEmpty();
+}
 
 std::optional<double> numberOf(const QString& text)
 {
@@ -20,7 +22,6 @@ std::optional<double> numberOf(const QString& text)
         return std::nullopt;
     return NumberText::ReadNumber(text);
 }
-
 
 QString rangeRefusal(double value)
 {
@@ -49,8 +50,7 @@ QString dwellRefusal(double value)
 }
 } // namespace
 
-namespace ProfileEdit
-{
+namespace ProfileEdit {
 Controller activeController()
 {
     if (flags().htcEnabled)
@@ -60,7 +60,10 @@ Controller activeController()
     return flags().ltcEnabled ? Controller::LTC : Controller::None;
 }
 
-bool currentMode() { return activeController() == Controller::Laser && configuration().laser.currentMode; }
+bool currentMode()
+{
+    return activeController() == Controller::Laser && configuration().laser.currentMode;
+}
 
 Limits limits()
 {
@@ -79,7 +82,10 @@ Limits limits()
     return {double(now.ltc.tMin), double(now.ltc.tMax), 0.1, u"0.1"_s, double(now.ltc.tMax - now.ltc.tMin), u"K"_s};
 }
 
-QString TimeUnit() { return configuration().general.timeUnitMinutes ? u"minute(s)"_s : u"second(s)"_s; }
+QString TimeUnit()
+{
+    return configuration().general.timeUnitMinutes ? u"minute(s)"_s : u"second(s)"_s;
+}
 
 QString RangeText()
 {
@@ -87,7 +93,10 @@ QString RangeText()
     return u"Valid temperature range:"_s + NumberText::Print(now.lowest) + u"..."_s + NumberText::Print(now.highest) + u"."_s;
 }
 
-qint32 longestDwell() { return configuration().general.timeUnitMinutes ? 533 : 32000; }
+qint32 longestDwell()
+{
+    return configuration().general.timeUnitMinutes ? 533 : 32000;
+}
 
 Missing missing(const Boxes& boxes)
 {
@@ -112,8 +121,8 @@ QStringList lines(const Boxes& boxes)
 {
     QStringList result;
     if (given(boxes.t1))
-        result += TProfile::StepLine(
-            {numberOf(boxes.t1), numberOf(boxes.t2), numberOf(boxes.dt), numberOf(boxes.ramp), numberOf(boxes.dwell), numberOf(boxes.expoTime)});
+        result += TProfile::StepLine({numberOf(boxes.t1), numberOf(boxes.t2), numberOf(boxes.dt), numberOf(boxes.ramp),
+                                      numberOf(boxes.dwell), numberOf(boxes.expoTime)});
     if (given(boxes.comment))
         result += TProfile::CommentLine(boxes.comment.trimmed());
     return result;

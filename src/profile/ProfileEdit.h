@@ -6,10 +6,9 @@
 
 #include <QString>
 
-/// What the profile editor decides, without its window: which boxes make a step, which values are refused and with what words, and how a list entry comes back into
-/// the boxes.
-namespace ProfileEdit
-{
+/// What the profile editor decides, without its window: which boxes make a step, which values are refused and with what words, and how a
+/// list entry comes back into the boxes.
+namespace ProfileEdit {
 /// The texts of the entry boxes, as typed.
 struct Boxes
 {

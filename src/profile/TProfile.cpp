@@ -17,8 +17,7 @@
 
 using namespace Qt::StringLiterals;
 
-namespace
-{
+namespace {
 constexpr qint64 largestFile = 16 * 1024 * 1024; // bytes; a profile of 10,000 steps has well below one
 
 const QString filter = u"Temperature profile (*.gtp)|*.gtp"_s;
@@ -36,11 +35,13 @@ QString keyed(const char16_t* key, const std::optional<double>& value)
     return value ? QString::fromUtf16(key) + u":"_s + NumberText::General(*value) + u";"_s : QString();
 }
 
-int failed(const QString& path, const QFileDevice& file) { return ProgramError::ofFile(path, file.error(), errno).number; }
+int failed(const QString& path, const QFileDevice& file)
+{
+    return ProgramError::ofFile(path, file.error(), errno).number;
+}
 } // namespace
 
-namespace TProfile
-{
+namespace TProfile {
 State& state()
 {
     static State theState;
@@ -64,7 +65,10 @@ QList<double> Step::temperatures(qsizetype limit) const
     return result;
 }
 
-bool IsComment(const QString& line) { return line.startsWith(u'#') || line.startsWith(u';') || line.startsWith(u'\''); }
+bool IsComment(const QString& line)
+{
+    return line.startsWith(u'#') || line.startsWith(u';') || line.startsWith(u'\'');
+}
 
 QString CommentText(const QString& line)
 {
@@ -88,17 +92,25 @@ std::optional<Step> ParseStep(const QString& line)
 {
     if (IsComment(line) || FieldText(line, u"T1"_s).isEmpty())
         return std::nullopt;
-    return Step{field(line, u"T1"_s), field(line, u"T2"_s), field(line, u"DT"_s), field(line, u"R"_s), field(line, u"DW"_s), field(line, u"E"_s)};
+    return Step{field(line, u"T1"_s), field(line, u"T2"_s), field(line, u"DT"_s),
+                field(line, u"R"_s),  field(line, u"DW"_s), field(line, u"E"_s)};
 }
 
 QString StepLine(const Step& step)
 {
-    return keyed(u"T1", step.t1) + keyed(u"T2", step.t2) + keyed(u"DT", step.dt) + keyed(u"R", step.ramp) + keyed(u"DW", step.dwell) + keyed(u"E", step.exposure);
+    return keyed(u"T1", step.t1) + keyed(u"T2", step.t2) + keyed(u"DT", step.dt) + keyed(u"R", step.ramp) + keyed(u"DW", step.dwell) +
+           keyed(u"E", step.exposure);
 }
 
-QString CommentLine(const QString& text) { return u"#"_s + text + u";"_s; }
+QString CommentLine(const QString& text)
+{
+    return u"#"_s + text + u";"_s;
+}
 
-double Seconds(double value) { return configuration().general.timeUnitMinutes ? value * 60 : value; }
+double Seconds(double value)
+{
+    return configuration().general.timeUnitMinutes ? value * 60 : value;
+}
 
 int ReadLines(const QString& path, QStringList* lines)
 {
@@ -151,7 +163,9 @@ qint16 OpenTProfile(const QString& path)
     QStringList lines;
     const int error = ReadLines(path, &lines);
     if (error != 0) {
-        showMessage(u"Temperature profile"_s, u"Error # "_s + NumberText::General(qint32{error}) + u"\r\n"_s + ProgramError::of(error).description, Prompts::Icon::Exclamation);
+        showMessage(u"Temperature profile"_s,
+                    u"Error # "_s + NumberText::General(qint32{error}) + u"\r\n"_s + ProgramError::of(error).description,
+                    Prompts::Icon::Exclamation);
         return static_cast<qint16>(error);
     }
     state() = State{lines, path, false};
@@ -174,7 +188,8 @@ qint16 SaveTProfile()
     const int error = WriteLines(path, state().lines);
     if (error != 0) {
         showMessage(u"Temperature profile"_s,
-                    u"Error # "_s + NumberText::General(qint32{error}) + u" caused by "_s + u"SaveTProfile() - "_s + path + u"\r\n"_s + ProgramError::of(error).description,
+                    u"Error # "_s + NumberText::General(qint32{error}) + u" caused by "_s + u"SaveTProfile() - "_s + path + u"\r\n"_s +
+                        ProgramError::of(error).description,
                     Prompts::Icon::Exclamation);
         return static_cast<qint16>(error);
     }

@@ -9,13 +9,12 @@
 #include <optional>
 
 /// Temperature profiles: the lines of the editor's list, what a line says, and the .gtp file, which holds just these lines.
-namespace TProfile
-{
+namespace TProfile {
 /// The one profile. `state() = State{}` resets it.
 struct State
 {
-    QStringList lines;    ///< one per list entry, in order
-    QString currentFile;  ///< full path last opened or saved; empty: a new profile
+    QStringList lines;     ///< one per list entry, in order
+    QString currentFile;   ///< full path last opened or saved; empty: a new profile
     bool modified = false; ///< edited since then
 };
 State& state();
@@ -30,8 +29,8 @@ struct Step
     std::optional<double> dwell;    ///< in the unit of the configuration (`TimeUnit`): seconds or minutes
     std::optional<double> exposure; ///< the same unit
 
-    /// The temperatures of the step in the order in which they are measured: T1 alone, or T1 + i x dT for round(|T1 - T2| / |dT|) + 1 values (ties to even), downwards
-    /// when T1 > T2. At most `limit` of them.
+    /// The temperatures of the step in the order in which they are measured: T1 alone, or T1 + i x dT for round(|T1 - T2| / |dT|) + 1
+    /// values (ties to even), downwards when T1 > T2. At most `limit` of them.
     QList<double> temperatures(qsizetype limit = 1000000) const;
 };
 
@@ -39,7 +38,8 @@ struct Step
 bool IsComment(const QString& line);
 /// The comment's text, without the mark and outer blanks.
 QString CommentText(const QString& line);
-/// The value of a key ("t1", without the colon and without regard to case) up to the next ";"; empty when the key is missing. The first occurrence counts.
+/// The value of a key ("t1", without the colon and without regard to case) up to the next ";"; empty when the key is missing. The first
+/// occurrence counts.
 QString FieldText(const QString& line, const QString& key);
 /// The step that a line gives; nothing for comments and for lines without "t1:".
 std::optional<Step> ParseStep(const QString& line);

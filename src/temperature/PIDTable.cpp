@@ -13,11 +13,16 @@
 
 using namespace Qt::StringLiterals;
 
-namespace
+namespace {
+QString letters(PIDTable::Kind kind)
 {
-QString letters(PIDTable::Kind kind) { return kind == PIDTable::Kind::RPID ? u"RPID"_s : u"PID"_s; }
+    return kind == PIDTable::Kind::RPID ? u"RPID"_s : u"PID"_s;
+}
 
-const char* name(PIDTable::Kind kind) { return kind == PIDTable::Kind::RPID ? "RPID" : "PID"; }
+const char* name(PIDTable::Kind kind)
+{
+    return kind == PIDTable::Kind::RPID ? "RPID" : "PID";
+}
 
 QString withoutEnd(const QByteArray& raw)
 {
@@ -43,8 +48,8 @@ qint16 useDefaults(const QString& message, const PIDTable::Use& use, PIDTable::V
 bool within(const PIDTable::Values& values, const PIDTable::Use& use)
 {
     const auto inside = [](float value, float highest) { return value >= 0 && value <= highest; };
-    return (use.kind == PIDTable::Kind::PID || (values.r >= 0 && values.r <= use.limits.r)) && inside(values.p, use.limits.p) && inside(values.i, use.limits.i) &&
-           inside(values.d, use.limits.d);
+    return (use.kind == PIDTable::Kind::PID || (values.r >= 0 && values.r <= use.limits.r)) && inside(values.p, use.limits.p) &&
+           inside(values.i, use.limits.i) && inside(values.d, use.limits.d);
 }
 
 /// The first line that counts with a setpoint at or above the one asked for.
@@ -61,7 +66,10 @@ QString findLine(const QString& path, float setpoint, PIDTable::Kind kind)
     return {};
 }
 
-ProgramError failed(const QFileDevice& file) { return ProgramError::ofFile(file.fileName(), file.error(), errno); }
+ProgramError failed(const QFileDevice& file)
+{
+    return ProgramError::ofFile(file.fileName(), file.error(), errno);
+}
 
 ProgramError writeLines(QFileDevice& file, const QByteArrayList& lines)
 {
@@ -106,8 +114,7 @@ QByteArrayList merged(const QByteArrayList& old, float setpoint, const QByteArra
 }
 } // namespace
 
-namespace PIDTable
-{
+namespace PIDTable {
 bool IsValidLine(const QString& line, Kind kind)
 {
     if (!line.contains(u'='))
@@ -116,7 +123,10 @@ bool IsValidLine(const QString& line, Kind kind)
     return std::all_of(all.begin(), all.end(), [&line](QChar letter) { return line.contains(letter); });
 }
 
-float SetpointOf(const QString& line) { return static_cast<float>(NumberText::ReadNumber(line.section(u'=', 0, 0))); }
+float SetpointOf(const QString& line)
+{
+    return static_cast<float>(NumberText::ReadNumber(line.section(u'=', 0, 0)));
+}
 
 bool ParseValues(const QString& line, Kind kind, Values* values)
 {
@@ -143,7 +153,8 @@ bool ParseValues(const QString& line, Kind kind, Values* values)
 
 QString ValuesText(const Values& values, Kind kind)
 {
-    const QString pid = u"P"_s + NumberText::General(values.p) + u"I"_s + NumberText::General(values.i) + u"D"_s + NumberText::General(values.d);
+    const QString pid =
+        u"P"_s + NumberText::General(values.p) + u"I"_s + NumberText::General(values.i) + u"D"_s + NumberText::General(values.d);
     return kind == Kind::RPID ? u"R"_s + NumberText::General(qint32{values.r}) + pid : pid;
 }
 
@@ -151,7 +162,8 @@ qint16 Look(const QString& path, float setpoint, const Use& use, Values* values)
 {
     const QString line = findLine(path, setpoint, use.kind);
     if (line.isEmpty())
-        return useDefaults(u"This file did not contain temperature control parameters for the desired setpoint."_s + defaultsSentence(use), use, values);
+        return useDefaults(u"This file did not contain temperature control parameters for the desired setpoint."_s + defaultsSentence(use),
+                           use, values);
     const QString kind = QString::fromLatin1(name(use.kind));
     if (!ParseValues(line, use.kind, values))
         return useDefaults(u"Invalid "_s + kind + u"-Parameter line in file '"_s + path + u"'!"_s, use, values);

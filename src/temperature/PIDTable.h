@@ -8,10 +8,10 @@
 #include <QString>
 #include <QStringList>
 
-/// Control-parameter tables: text files with the extension `pid`, one line per temperature, sorted by ascending setpoint, each valid up to and including its
-/// own. The low-temperature controller's lines hold range and P, I, D ("300=R3P300I50D0"), the high-temperature controller's P, I, D ("900=P71I8D2").
-namespace PIDTable
-{
+/// Control-parameter tables: text files with the extension `pid`, one line per temperature, sorted by ascending setpoint, each valid up to
+/// and including its own. The low-temperature controller's lines hold range and P, I, D ("300=R3P300I50D0"), the high-temperature
+/// controller's P, I, D ("900=P71I8D2").
+namespace PIDTable {
 enum class Kind { RPID, PID };
 
 struct Values
@@ -35,8 +35,8 @@ struct Limits
 struct Use
 {
     Kind kind = Kind::RPID;
-    QString defaultLine;   ///< "300=R3P300I50D0"
-    Limits limits;         ///< of the file; the dialogs' may be narrower
+    QString defaultLine;    ///< "300=R3P300I50D0"
+    Limits limits;          ///< of the file; the dialogs' may be narrower
     QStringList firstLines; ///< what a new table holds
 };
 
@@ -49,15 +49,15 @@ bool ParseValues(const QString& line, Kind kind, Values* values);
 /// "R3P300I50D0" or "P71I8D2".
 QString ValuesText(const Values& values, Kind kind);
 
-/// The values for a setpoint: those of the first line whose setpoint is greater or equal. A table without such a line, a line with its letters out of order, or
-/// values beyond the limits bring a message, and the default line's values. 0: from the file, -1: the defaults.
+/// The values for a setpoint: those of the first line whose setpoint is greater or equal. A table without such a line, a line with its
+/// letters out of order, or values beyond the limits bring a message, and the default line's values. 0: from the file, -1: the defaults.
 qint16 Look(const QString& path, float setpoint, const Use& use, Values* values);
 
 /// 0 when the file can be read and holds a line that counts, otherwise the error number.
 int Test(const QString& path, Kind kind);
 /// Writes the first lines of a new table. Number 0 on success.
 ProgramError WriteDefault(const QString& path, const Use& use);
-/// Puts a line into the table through the scratch file "@.TMP" in `scratchDirectory`: before the first line that counts with a greater setpoint, in place of one with an
-/// equal setpoint, otherwise at the end. The old file stays whole when anything fails.
+/// Puts a line into the table through the scratch file "@.TMP" in `scratchDirectory`: before the first line that counts with a greater
+/// setpoint, in place of one with an equal setpoint, otherwise at the end. The old file stays whole when anything fails.
 ProgramError Insert(const QString& path, const QString& scratchDirectory, float setpoint, const Values& values, Kind kind);
 } // namespace PIDTable

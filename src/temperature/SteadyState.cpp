@@ -12,8 +12,7 @@
 
 using namespace Qt::StringLiterals;
 
-namespace
-{
+namespace {
 constexpr quint32 shortestRound = 100; // ms
 constexpr float failedRound = 0.25F;   // s
 
@@ -23,9 +22,13 @@ SteadyState::Statistics& lastStatistics()
     return theStatistics;
 }
 
-QString two(float value) { return NumberText::Fixed(NumberText::LeadingNumber(NumberText::General(value)), 2); }
+QString two(float value)
+{
+    return NumberText::Fixed(NumberText::LeadingNumber(NumberText::General(value)), 2);
+}
 
-QString displayText(const SteadyState::Wait& wait, const SteadyState::Thresholds& limits, const SteadyState::Statistics& statistics, float temperature, double elapsed)
+QString displayText(const SteadyState::Wait& wait, const SteadyState::Thresholds& limits, const SteadyState::Statistics& statistics,
+                    float temperature, double elapsed)
 {
     const QString unit = u" "_s + wait.unit;
     QStringList lines;
@@ -46,8 +49,7 @@ QString displayText(const SteadyState::Wait& wait, const SteadyState::Thresholds
 }
 } // namespace
 
-namespace SteadyState
-{
+namespace SteadyState {
 Thresholds thresholds()
 {
     const Configuration::LTC& ltc = configuration().ltc;
@@ -58,7 +60,8 @@ bool Statistics::isSteady() const
 {
     const float below = m_setpoint - m_thresholds.smallWindow;
     const float above = m_setpoint + m_thresholds.smallWindow;
-    return m_scatter <= m_thresholds.verySmallWindow && m_mean > below && m_mean < above && m_n > static_cast<float>(m_thresholds.minQueries);
+    return m_scatter <= m_thresholds.verySmallWindow && m_mean > below && m_mean < above &&
+           m_n > static_cast<float>(m_thresholds.minQueries);
 }
 
 void Statistics::add(float temperature)
@@ -83,7 +86,10 @@ void Statistics::add(float temperature)
     m_squares = modTools::RoundToDigits(value, 3);
 }
 
-const Statistics& last() { return lastStatistics(); }
+const Statistics& last()
+{
+    return lastStatistics();
+}
 
 Result Run(const Wait& wait)
 {

@@ -6,18 +6,17 @@
 
 #include <functional>
 
-/// The wait for a steady temperature: statistics of the readings near the setpoint, all in single precision and in a fixed order, a live text, and a button
-/// that accepts what is there.
-namespace SteadyState
-{
+/// The wait for a steady temperature: statistics of the readings near the setpoint, all in single precision and in a fixed order, a live
+/// text, and a button that accepts what is there.
+namespace SteadyState {
 enum Result : qint16 { Settled = 0, Taken = 1, Aborted = 2, Silent = 3 };
 
 /// When a temperature counts as reached.
 struct Thresholds
 {
-    qint16 minQueries = 10;   ///< readings that must have been accepted
-    float largeWindow = 5;    ///< a reading is accepted within +- this of the setpoint
-    float smallWindow = 1;    ///< the mean must lie strictly within +- this of the setpoint
+    qint16 minQueries = 10;        ///< readings that must have been accepted
+    float largeWindow = 5;         ///< a reading is accepted within +- this of the setpoint
+    float smallWindow = 1;         ///< the mean must lie strictly within +- this of the setpoint
     float verySmallWindow = 0.25F; ///< the scatter must not exceed this
 };
 /// The thresholds of the configuration.
@@ -35,7 +34,8 @@ public:
     void add(float temperature);
 
     float mean() const { return m_mean; }
-    /// Root of the summed squared deviations over n (n - 1), each deviation taken from the mean at its moment; 100 before the second reading.
+    /// Root of the summed squared deviations over n (n - 1), each deviation taken from the mean at its moment; 100 before the second
+    /// reading.
     float scatter() const { return m_scatter; }
     int accepted() const { return static_cast<int>(m_n) - 1; }
 
@@ -52,17 +52,18 @@ private:
 /// What differs from controller to controller.
 struct Wait
 {
-    float setpoint = 0;               ///< in `unit`
-    QString unit;                     ///< "K" or "deg C"
-    QString title;                    ///< of the live text window
-    QString heading;                  ///< first line of the text; empty: none
-    QString extraLine;                ///< line before the setpoint; empty: none
-    QString activity;                 ///< panel 3
+    float setpoint = 0;                 ///< in `unit`
+    QString unit;                       ///< "K" or "deg C"
+    QString title;                      ///< of the live text window
+    QString heading;                    ///< first line of the text; empty: none
+    QString extraLine;                  ///< line before the setpoint; empty: none
+    QString activity;                   ///< panel 3
     std::function<float()> temperature; ///< one reading; -1 when it failed
-    double silenceLimit = 0;          ///< longest time without a reading [s] before the wait gives up; 0: none
+    double silenceLimit = 0;            ///< longest time without a reading [s] before the wait gives up; 0: none
 };
 
-/// Runs until steady, until "&Take it" is pressed, until the abort flag is set or the program closes, or until nothing was read for the silence limit. A failed reading is not accepted, and the wait goes on.
+/// Runs until steady, until "&Take it" is pressed, until the abort flag is set or the program closes, or until nothing was read for the
+/// silence limit. A failed reading is not accepted, and the wait goes on.
 Result Run(const Wait& wait);
 
 /// Mean and scatter of the readings that the last wait accepted; 0 and 100 when there was none.

@@ -18,8 +18,7 @@
 
 using namespace Qt::StringLiterals;
 
-namespace
-{
+namespace {
 const QString notActive = u"Not active!"_s;
 const QString invalidResponse = u"Invalid response!"_s;
 const QString unit = u"°C"_s;
@@ -30,7 +29,10 @@ constexpr qsizetype payloadLength = 92;
 constexpr qsizetype writtenLength = 54;
 constexpr qsizetype clearedFrom = 45; // positions 46 to 48 are written as blanks
 
-void show(const QString& text) { frontPanel().setPanel(3, text); }
+void show(const QString& text)
+{
+    frontPanel().setPanel(3, text);
+}
 
 /// One value to be written into the data block.
 struct Change
@@ -39,9 +41,15 @@ struct Change
     quint16 value;
 };
 
-QString whole(double value) { return NumberText::General(NumberText::RoundToLong(value)); }
+QString whole(double value)
+{
+    return NumberText::General(NumberText::RoundToLong(value));
+}
 
-quint16 packable(double value) { return static_cast<quint16>(std::clamp(NumberText::RoundToLong(value), 0, 65535)); }
+quint16 packable(double value)
+{
+    return static_cast<quint16>(std::clamp(NumberText::RoundToLong(value), 0, 65535));
+}
 
 qint16 reportFailure(const QString& caption)
 {
@@ -119,14 +127,14 @@ bool askSetpoint(const QString& prompt, double* setpoint)
     if (*setpoint >= htc.tMin && *setpoint <= htc.tMax)
         return true;
     showMessage(u"New setpoint"_s,
-                u"Setpoint out of range ("_s + NumberText::General(htc.tMin) + unit + u" ... "_s + NumberText::General(htc.tMax) + unit + u")!"_s,
+                u"Setpoint out of range ("_s + NumberText::General(htc.tMin) + unit + u" ... "_s + NumberText::General(htc.tMax) + unit +
+                    u")!"_s,
                 Prompts::Icon::Exclamation);
     return false;
 }
 } // namespace
 
-namespace modHTC
-{
+namespace modHTC {
 State& state()
 {
     static State theState;
@@ -136,7 +144,7 @@ State& state()
 QString Pack(quint16 value)
 {
     // 6, 6 and 4 bits: the device's own uneven split.
-    return QString{QChar(value / 1024 + 32), QChar(value % 1024 / 16 + 32), QChar(value % 16 + 32)};
+    return QString(QChar(value / 1024 + 32)) + QChar(value % 1024 / 16 + 32) + QChar(value % 16 + 32);
 }
 
 quint16 Unpack(const QString& block, int position)
@@ -184,7 +192,10 @@ QString HTCQuery(const QString& kind)
     return reply.size() == replyLength ? reply.mid(payloadFrom, payloadLength) : invalidResponse;
 }
 
-bool IsPayload(const QString& answer) { return answer != notActive && answer != invalidResponse; }
+bool IsPayload(const QString& answer)
+{
+    return answer != notActive && answer != invalidResponse;
+}
 
 double CalibratedSetpoint(double setpoint)
 {
@@ -287,8 +298,9 @@ qint16 HTCCheckPresence()
     }
     QStringList lines;
     if (answer == notActive)
-        lines = {u"High Temperature Controller HTC 5218 does not respond..."_s, u"Please check the following:"_s, u"    - HTC 5218 powered ON?"_s,
-                 u"    - HTC 5218 connected to "_s + configuration().ltc.line.name() + u"?"_s, u"    - Cable connection ok?"_s};
+        lines = {u"High Temperature Controller HTC 5218 does not respond..."_s, u"Please check the following:"_s,
+                 u"    - HTC 5218 powered ON?"_s, u"    - HTC 5218 connected to "_s + configuration().ltc.line.name() + u"?"_s,
+                 u"    - Cable connection ok?"_s};
     else
         lines = {u"HTC 5218 did not respond as expected..."_s, u"Please check, if the control loop number is set to '1'."_s,
                  u"If yes, switch the controller OFF for a short time before you continue."_s};
@@ -321,7 +333,10 @@ qint16 HTC_LaserWaitUntilThere(int seconds)
     return flags().abort || flags().closing ? SteadyState::Aborted : SteadyState::Settled;
 }
 
-QString PIDFilePath() { return QDir::toNativeSeparators(QDir(modTools::state().programDirectory).filePath(configuration().htc.pidFile)); }
+QString PIDFilePath()
+{
+    return QDir::toNativeSeparators(QDir(modTools::state().programDirectory).filePath(configuration().htc.pidFile));
+}
 
 PIDTable::Use PIDUse()
 {
@@ -335,7 +350,8 @@ void LoadPIDFile()
     const int error = PIDTable::Test(path, PIDTable::Kind::PID);
     if (error == 0 || !flags().htcEnabled)
         return;
-    const QString text = u"Error"_s + u" while loading PID-parameter file '"_s + path + u"'."_s + u"\r\n"_s + u"HTC functions will be disabled."_s;
+    const QString text =
+        u"Error"_s + u" while loading PID-parameter file '"_s + path + u"'."_s + u"\r\n"_s + u"HTC functions will be disabled."_s;
     modTools::WriteLog(false, text);
     showMessage(u"HTC"_s, text);
     flags().htcEnabled = false;
@@ -343,7 +359,10 @@ void LoadPIDFile()
         PIDTable::WriteDefault(path, PIDUse());
 }
 
-QString PIDUnit(char field) { return field == 'P' ? u"%"_s : u"s"_s; }
+QString PIDUnit(char field)
+{
+    return field == 'P' ? u"%"_s : u"s"_s;
+}
 
 QString PIDFieldMessage(char field, const QString& text)
 {
@@ -352,7 +371,8 @@ QString PIDFieldMessage(char field, const QString& text)
     if (value >= 0 && value <= highest)
         return {};
     const QString sign = PIDUnit(field);
-    return u"The valid "_s + QLatin1Char(field) + u" range is"_s + NumberText::Print(qint32{0}) + sign + u" ... "_s + NumberText::General(highest) + sign + u"!"_s;
+    return u"The valid "_s + QLatin1Char(field) + u" range is"_s + NumberText::Print(qint32{0}) + sign + u" ... "_s +
+           NumberText::General(highest) + sign + u"!"_s;
 }
 
 void mnuHTCQueryTemperature()
@@ -398,10 +418,11 @@ void mnuHTCSavePID()
     const QString path = prompts().saveFile(dialog).path;
     if (path.isEmpty())
         return;
-    const ProgramError error =
-        PIDTable::Insert(path, configuration().general.workDir, static_cast<float>(block.setpoint), {0, block.p, block.i, block.d}, PIDTable::Kind::PID);
+    const ProgramError error = PIDTable::Insert(path, configuration().general.workDir, static_cast<float>(block.setpoint),
+                                                {0, block.p, block.i, block.d}, PIDTable::Kind::PID);
     if (error)
-        showMessage(u"Save data"_s, u"Error # "_s + NumberText::General(qint32{error.number}) + u"\r\n"_s + error.description, Prompts::Icon::Exclamation);
+        showMessage(u"Save data"_s, u"Error # "_s + NumberText::General(qint32{error.number}) + u"\r\n"_s + error.description,
+                    Prompts::Icon::Exclamation);
     else
         modTools::WriteLog(false, u"HTC: PID parameters saved."_s);
 }

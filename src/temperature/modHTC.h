@@ -6,10 +6,10 @@
 
 #include <QString>
 
-/// The high-temperature controller HTC 5218 on `TCComm`. It hands out parameter blocks of packed characters; a parameter is changed by reading the data block,
-/// replacing its characters and writing the block back with a checksum. Temperatures are whole degrees Celsius. Status results are 0 for success, -1 otherwise.
-namespace modHTC
-{
+/// The high-temperature controller HTC 5218 on `TCComm`. It hands out parameter blocks of packed characters; a parameter is changed by
+/// reading the data block, replacing its characters and writing the block back with a checksum. Temperatures are whole degrees Celsius.
+/// Status results are 0 for success, -1 otherwise.
+namespace modHTC {
 /// The module's variables. `state() = State{}` resets them.
 struct State
 {
@@ -29,18 +29,29 @@ quint16 UnpackCharacter(const QString& block, int position);
 QString Checksum(const QString& block);
 
 /// Positions of the three-character values in the data block (from 1).
-enum Position : int { ActualValue = 1, Setpoint = 4, P = 7, I = 10, D = 13, HeaterOutput = 16, LowerLimit = 19, UpperLimit = 22, Ramp = 25, SelfOptimising = 28 };
+enum Position : int {
+    ActualValue = 1,
+    Setpoint = 4,
+    P = 7,
+    I = 10,
+    D = 13,
+    HeaterOutput = 16,
+    LowerLimit = 19,
+    UpperLimit = 22,
+    Ramp = 25,
+    SelfOptimising = 28
+};
 
 struct DataBlock
 {
-    quint16 setpoint = 0;      ///< [deg C]
-    float p = 0;               ///< [%]
-    float i = 0;               ///< [s]
-    float d = 0;               ///< [s]
+    quint16 setpoint = 0; ///< [deg C]
+    float p = 0;          ///< [%]
+    float i = 0;          ///< [s]
+    float d = 0;          ///< [s]
     bool heaterOutput = false;
-    quint16 lowerLimit = 0;    ///< [deg C]
-    quint16 upperLimit = 0;    ///< [deg C]
-    quint16 ramp = 0;          ///< [K/min]
+    quint16 lowerLimit = 0; ///< [deg C]
+    quint16 upperLimit = 0; ///< [deg C]
+    quint16 ramp = 0;       ///< [K/min]
     quint16 selfOptimising = 0;
 };
 

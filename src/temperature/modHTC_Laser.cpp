@@ -16,11 +16,16 @@
 
 using namespace Qt::StringLiterals;
 
-namespace
+namespace {
+void show(const QString& text)
 {
-void show(const QString& text) { frontPanel().setPanel(3, text); }
+    frontPanel().setPanel(3, text);
+}
 
-bool isOk(const QString& reply) { return reply == u"ok"_s; }
+bool isOk(const QString& reply)
+{
+    return reply == u"ok"_s;
+}
 
 void showBeam(bool on)
 {
@@ -40,22 +45,28 @@ bool write(const QString& command)
 void showCheckList()
 {
     const Configuration::Line& line = configuration().ltc.line;
-    const QStringList lines = {u"HT Laser controller does not respond..."_s, QString(), u"Please check the following:"_s, u"    - HT Laser Controller powered ON?"_s,
-                               u"    - Controller connected to "_s + line.name() + u"?"_s, u"    - "_s + line.name() + u" settings are "_s + line.settings + u"?"_s,
+    const QStringList lines = {u"HT Laser controller does not respond..."_s,
+                               QString(),
+                               u"Please check the following:"_s,
+                               u"    - HT Laser Controller powered ON?"_s,
+                               u"    - Controller connected to "_s + line.name() + u"?"_s,
+                               u"    - "_s + line.name() + u" settings are "_s + line.settings + u"?"_s,
                                u"    - Cable connection ok?"_s};
     showMessage(u"HT Laser Controller Check"_s, lines.join(u"\r\n"_s), Prompts::Icon::Exclamation);
 }
 } // namespace
 
-namespace modHTC_Laser
-{
+namespace modHTC_Laser {
 State& state()
 {
     static State theState;
     return theState;
 }
 
-QString Unit() { return configuration().laser.currentMode ? u"A"_s : u"°C"_s; }
+QString Unit()
+{
+    return configuration().laser.currentMode ? u"A"_s : u"°C"_s;
+}
 
 float CurrentFor(float value)
 {
@@ -107,10 +118,12 @@ qint16 LaserSetCurrent(float value, float current)
     const QString currentText = NumberText::General(current);
     const QString valueText = NumberText::General(value) + Unit();
     const bool currentMode = configuration().laser.currentMode;
-    show(currentMode ? u"Setting laser current to "_s + valueText + u"."_s : u"Setting temperature to "_s + valueText + u" ("_s + currentText + u"A)."_s);
+    show(currentMode ? u"Setting laser current to "_s + valueText + u"."_s
+                     : u"Setting temperature to "_s + valueText + u" ("_s + currentText + u"A)."_s);
     if (!write(u":w 30 "_s + currentText))
         return -1;
-    show(currentMode ? u"Laser current set to "_s + valueText + u"."_s : u"Temperature setpoint set to "_s + valueText + u" ("_s + currentText + u"A)."_s);
+    show(currentMode ? u"Laser current set to "_s + valueText + u"."_s
+                     : u"Temperature setpoint set to "_s + valueText + u" ("_s + currentText + u"A)."_s);
     state().lastValue = value;
     state().lastCurrent = current;
     return 0;
@@ -120,7 +133,8 @@ qint16 LaserCheckPresence()
 {
     const qint32 rounds = std::max(configuration().laser.checkRounds, 1);
     for (qint32 round = 1; round <= rounds && !flags().closing; ++round) {
-        show(u"Checking presence of Laser controller (loop "_s + NumberText::General(round) + u" of "_s + NumberText::General(rounds) + u")..."_s);
+        show(u"Checking presence of Laser controller (loop "_s + NumberText::General(round) + u" of "_s + NumberText::General(rounds) +
+             u")..."_s);
         modCOM::ClearTCCommRxBuffer();
         LaserOutput(u":r 12"_s);
         QString reply;
@@ -134,19 +148,25 @@ qint16 LaserCheckPresence()
     return -1;
 }
 
-void mnuLaserBeam() { LaserSwitchBeam(!flags().laserOn); }
+void mnuLaserBeam()
+{
+    LaserSwitchBeam(!flags().laserOn);
+}
 
 void mnuLaserSetpoint()
 {
     const Configuration::Laser& laser = configuration().laser;
-    const QString text = prompts().input({u"New Setpoint"_s, u"Enter new setpoint:"_s, NumberText::General(state().lastValue) + u" "_s + Unit()});
+    const QString text =
+        prompts().input({u"New Setpoint"_s, u"Enter new setpoint:"_s, NumberText::General(state().lastValue) + u" "_s + Unit()});
     if (text.trimmed().isEmpty())
         return;
     const double value = NumberText::ReadNumber(text);
     const double lowest = laser.currentMode ? 0.0 : laser.tMin;
     const double highest = laser.currentMode ? laser.maxCurrent : laser.tMax;
     if (value < lowest || value > highest) {
-        showMessage(u"New setpoint"_s, u"Setpoint out of range ("_s + NumberText::General(lowest) + Unit() + u" ... "_s + NumberText::General(highest) + Unit() + u")!"_s,
+        showMessage(u"New setpoint"_s,
+                    u"Setpoint out of range ("_s + NumberText::General(lowest) + Unit() + u" ... "_s + NumberText::General(highest) +
+                        Unit() + u")!"_s,
                     Prompts::Icon::Exclamation);
         return;
     }

@@ -4,10 +4,9 @@
 
 #include <QString>
 
-/// The laser heater controller on `TCComm`: registers are written with ":w n value" and read with ":r n"; a write is answered with "ok". Status results are 0 for
-/// success, -1 otherwise.
-namespace modHTC_Laser
-{
+/// The laser heater controller on `TCComm`: registers are written with ":w n value" and read with ":r n"; a write is answered with "ok".
+/// Status results are 0 for success, -1 otherwise.
+namespace modHTC_Laser {
 /// The module's variables. `state() = State{}` resets them.
 struct State
 {
@@ -18,7 +17,8 @@ State& state();
 
 /// "deg C" sign, or "A" in current mode.
 QString Unit();
-/// The diode current [A] for a temperature [deg C] (temperature mode: offset + factor x temperature) or a current [A], held between 0 and `MaxCurrent`.
+/// The diode current [A] for a temperature [deg C] (temperature mode: offset + factor x temperature) or a current [A], held between 0 and
+/// `MaxCurrent`.
 float CurrentFor(float value);
 
 /// Sends command + CR. Always 0; nothing is sent while the controller is disabled.

@@ -16,12 +16,12 @@
 
 using namespace Qt::StringLiterals;
 
-namespace
-{
+namespace {
 constexpr int family330 = modLTC::LakeShore330 | modLTC::LakeShore331As330;
 constexpr int familyDrc = modLTC::DRC91CA | modLTC::DRC81C;
 
-/// What a family of controllers is told. "%1" stands for the value; a line with "?" is answered. An empty list: the family has no such command.
+/// What a family of controllers is told. "%1" stands for the value; a line with "?" is answered. An empty list: the family has no such
+/// command.
 struct Commands
 {
     QStringList init;
@@ -56,9 +56,11 @@ const Commands& commands()
         table.init = QStringList{u"*RST"_s, u"EMUL 1"_s} + units;
         return table;
     }();
-    static const Commands of331 = {{u"*RST"_s}, u"KRDG?"_s, u"SETP? 1"_s, u"SETP 1, %1"_s, {u"PID 1, %1, %2, %3"_s}, u"RANGE %1"_s, {u"RAMP 1,0,%1"_s}, {u"RAMP 1,1,%1"_s},
-                                   u"TUNEST?"_s, {}, {u"RANGE 0"_s}};
-    static const Commands ofDrc = {{u"C"_s}, u"WS"_s, u"WP"_s, u"S%1"_s, {u"P%1"_s, u"I%2"_s, u"D%3"_s}, u"R%1"_s, {}, {}, {}, {}, {u"R0"_s}};
+    static const Commands of331 = {{u"*RST"_s},   u"KRDG?"_s,         u"SETP? 1"_s,       u"SETP 1, %1"_s, {u"PID 1, %1, %2, %3"_s},
+                                   u"RANGE %1"_s, {u"RAMP 1,0,%1"_s}, {u"RAMP 1,1,%1"_s}, u"TUNEST?"_s,    {},
+                                   {u"RANGE 0"_s}};
+    static const Commands ofDrc = {{u"C"_s}, u"WS"_s, u"WP"_s, u"S%1"_s, {u"P%1"_s, u"I%2"_s, u"D%3"_s}, u"R%1"_s, {},
+                                   {},       {},      {},      {u"R0"_s}};
 
     switch (configuration().ltc.modelCode) {
     case modLTC::LakeShore330:
@@ -72,9 +74,15 @@ const Commands& commands()
     }
 }
 
-bool isModel(int mask) { return (configuration().ltc.modelCode & mask) != 0; }
+bool isModel(int mask)
+{
+    return (configuration().ltc.modelCode & mask) != 0;
+}
 
-QString recordCommand() { return isModel(modLTC::DRC91CA) ? u"W3"_s : u"W1"_s; }
+QString recordCommand()
+{
+    return isModel(modLTC::DRC91CA) ? u"W3"_s : u"W1"_s;
+}
 
 /// Sends a line and reads the reply when the line asks for one.
 qint16 tell(QString line)
@@ -119,7 +127,10 @@ qint16 askInteger(const QString& question, qint16& value)
     return status;
 }
 
-void showActivity(const QString& text) { frontPanel().setPanel(3, text); }
+void showActivity(const QString& text)
+{
+    frontPanel().setPanel(3, text);
+}
 
 qint16 status330(modLTC::Parameters& value)
 {
@@ -155,7 +166,8 @@ qint16 statusDrc(modLTC::Parameters& value)
         return -1;
     const QStringList fields = reply.split(u',');
     if (fields.size() != (is91 ? 5 : 7)) {
-        showMessage(u"LTC"_s, (is91 ? u"Unexpected DRC91 Response: "_s : u"Unexpected DRC81 Response: "_s) + reply + u"\r\n"_s, Prompts::Icon::Critical);
+        showMessage(u"LTC"_s, (is91 ? u"Unexpected DRC91 Response: "_s : u"Unexpected DRC81 Response: "_s) + reply + u"\r\n"_s,
+                    Prompts::Icon::Critical);
         return -1;
     }
     // The record gives D before I: intended.
@@ -174,9 +186,11 @@ QString checkText()
     const Configuration::LTC& ltc = configuration().ltc;
     QStringList lines = {u"Low temperature controller does not respond..."_s, u"Please check the following:"_s};
     if (modLTC::OnBus()) {
-        lines += {u"    - Controller powered ON?"_s, u"    - GPIB cable connection ok?"_s, u"    - Controller GPIB device address is "_s + NumberText::General(ltc.gpibDeviceAddress) + u"?"_s};
+        lines += {u"    - Controller powered ON?"_s, u"    - GPIB cable connection ok?"_s,
+                  u"    - Controller GPIB device address is "_s + NumberText::General(ltc.gpibDeviceAddress) + u"?"_s};
     } else {
-        lines += {u"    - Controller "_s + modLTC::ControllerName() + u" powered ON?"_s, u"    - Controller connected to "_s + ltc.line.name() + u"?"_s,
+        lines += {u"    - Controller "_s + modLTC::ControllerName() + u" powered ON?"_s,
+                  u"    - Controller connected to "_s + ltc.line.name() + u"?"_s,
                   u"    - "_s + ltc.line.name() + u" settings are "_s + ltc.line.settings + u"?"_s, u"    - Cable connection ok?"_s};
     }
     return lines.join(u"\r\n"_s);
@@ -225,15 +239,17 @@ void showTuneCaption(bool on)
 }
 } // namespace
 
-namespace modLTC
-{
+namespace modLTC {
 State& state()
 {
     static State theState;
     return theState;
 }
 
-bool OnBus() { return configuration().ltc.gpibDeviceAddress != 0; }
+bool OnBus()
+{
+    return configuration().ltc.gpibDeviceAddress != 0;
+}
 
 QString ControllerName()
 {
@@ -334,7 +350,10 @@ qint16 LTCGetSetpoint(float& setpoint)
     return askNumber(commands().readSetpoint, setpoint);
 }
 
-qint16 LTCNewSetpoint(float setpoint) { return tell(commands().setSetpoint.arg(NumberText::General(setpoint))); }
+qint16 LTCNewSetpoint(float setpoint)
+{
+    return tell(commands().setSetpoint.arg(NumberText::General(setpoint)));
+}
 
 qint16 LTCGetStatus(Parameters& parameters)
 {
@@ -346,8 +365,9 @@ qint16 LTCGetStatus(Parameters& parameters)
         parameters = Parameters{};
         status = isModel(familyDrc) ? statusDrc(parameters) : isModel(LakeShore331) ? status331(parameters) : status330(parameters);
     }
-    modTools::WriteLog(false, u"LTCGetStatus(P:"_s + NumberText::General(parameters.p) + u"; I:"_s + NumberText::General(parameters.i) + u"; D:"_s +
-                                  NumberText::General(parameters.d) + u"; Range:"_s + NumberText::General(qint32{parameters.range}) + u"; Power:"_s +
+    modTools::WriteLog(false, u"LTCGetStatus(P:"_s + NumberText::General(parameters.p) + u"; I:"_s + NumberText::General(parameters.i) +
+                                  u"; D:"_s + NumberText::General(parameters.d) + u"; Range:"_s +
+                                  NumberText::General(qint32{parameters.range}) + u"; Power:"_s +
                                   NumberText::General(qint32{parameters.power}) + u")"_s);
     return status;
 }
@@ -363,7 +383,10 @@ qint16 LTCSetPID(float p, float i, float d)
     return tellAll(lines);
 }
 
-qint16 LTCSetRange(qint16 range) { return tell(commands().setRange.arg(NumberText::General(qint32{range}))); }
+qint16 LTCSetRange(qint16 range)
+{
+    return tell(commands().setRange.arg(NumberText::General(qint32{range})));
+}
 
 qint16 LTCSetRamp(float rate)
 {
@@ -452,13 +475,15 @@ void mnuLTCAutoTune()
         return;
     }
     if (LTCSetTuneStatus(tune != 0 ? 0 : 1) != 0) {
-        const QString text = commands().setTune.isEmpty() ? u"This controller cannot be switched to autotuning."_s : u"LTC did not respond..."_s;
+        const QString text =
+            commands().setTune.isEmpty() ? u"This controller cannot be switched to autotuning."_s : u"LTC did not respond..."_s;
         showMessage(u"LTC"_s, text, Prompts::Icon::Exclamation);
         return;
     }
     if (tune == 0)
         showMessage(u"PLEASE NOTE"_s,
-                    u"The Autotune function does not set or change the heater range."_s + u"\r\n"_s + u"You have to adjust the heater settings manually."_s,
+                    u"The Autotune function does not set or change the heater range."_s + u"\r\n"_s +
+                        u"You have to adjust the heater settings manually."_s,
                     Prompts::Icon::Information);
     showTuneCaption(tune == 0);
 }

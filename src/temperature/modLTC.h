@@ -4,10 +4,9 @@
 
 #include <QString>
 
-/// The low-temperature controller (LakeShore 330, 331, 331 in 330 emulation, DRC-91CA, DRC-81C) on the serial line `TCComm` or on the instrument bus. Values that could
-/// not be read are -1. Status results are 0 for success and -1 for no answer.
-namespace modLTC
-{
+/// The low-temperature controller (LakeShore 330, 331, 331 in 330 emulation, DRC-91CA, DRC-81C) on the serial line `TCComm` or on the
+/// instrument bus. Values that could not be read are -1. Status results are 0 for success and -1 for no answer.
+namespace modLTC {
 /// Model codes; bit values, so that groups can be tested with one mask.
 enum Model : int { LakeShore330 = 1, LakeShore331 = 2, LakeShore331As330 = 4, DRC91CA = 16, DRC81C = 32 };
 
@@ -50,8 +49,8 @@ qint16 LTCGetTemperature(float& temperature);
 /// [K]
 qint16 LTCGetSetpoint(float& setpoint);
 qint16 LTCNewSetpoint(float setpoint);
-/// A record with the wrong number of fields is shown once. While the controller is disabled: P 11, I 22, D 33, range 3, power 55, so that the
-/// dialogs can be tried without one.
+/// A record with the wrong number of fields is shown once. While the controller is disabled: P 11, I 22, D 33, range 3, power 55, so that
+/// the dialogs can be tried without one.
 qint16 LTCGetStatus(Parameters& parameters);
 qint16 LTCSetPID(float p, float i, float d);
 qint16 LTCSetRange(qint16 range);

@@ -13,8 +13,7 @@
 
 using namespace Qt::StringLiterals;
 
-namespace
-{
+namespace {
 /// The tables of the models. The limits of P, I and D are the same in file and dialog.
 struct ModelTable
 {
@@ -34,10 +33,22 @@ const ModelTable& table()
     static const QList<ModelTable> tables = {
         {LakeShore330, u"ls330.pid", 3, 3, 999.0F, u"999", lakeShore},
         {LakeShore331 | LakeShore331As330, u"ls331.pid", 3, 3, 999.0F, u"999", lakeShore},
-        {DRC91CA, u"drc91.pid", 5, 5, 99.0F, u"99.0",
-         {u"4=R4P40I10D15"_s, u"15=R5P10I10D05"_s, u"28=R5P10I07D04"_s, u"35=R5P30I03D15"_s, u"55=R5P30I01D10"_s, u"75=R5P35I01D10"_s, u"300=R5P40I01D10"_s}},
-        {DRC81C, u"drc81.pid", 5, 4, 99.0F, u"99.0",
-         {u"4=R3P40I10D15"_s, u"15=R4P10I10D05"_s, u"28=R4P10I07D04"_s, u"35=R4P30I03D15"_s, u"55=R4P30I01D10"_s, u"75=R4P35I01D10"_s, u"300=R4P40I01D10"_s}},
+        {DRC91CA,
+         u"drc91.pid",
+         5,
+         5,
+         99.0F,
+         u"99.0",
+         {u"4=R4P40I10D15"_s, u"15=R5P10I10D05"_s, u"28=R5P10I07D04"_s, u"35=R5P30I03D15"_s, u"55=R5P30I01D10"_s, u"75=R5P35I01D10"_s,
+          u"300=R5P40I01D10"_s}},
+        {DRC81C,
+         u"drc81.pid",
+         5,
+         4,
+         99.0F,
+         u"99.0",
+         {u"4=R3P40I10D15"_s, u"15=R4P10I10D05"_s, u"28=R4P10I07D04"_s, u"35=R4P30I03D15"_s, u"55=R4P30I01D10"_s, u"75=R4P35I01D10"_s,
+          u"300=R4P40I01D10"_s}},
     };
     for (const ModelTable& candidate : tables)
         if ((candidate.models & configuration().ltc.modelCode) != 0)
@@ -62,27 +73,36 @@ QString defaultLine()
 
 QString logText(const char* procedure, const QString& path, float setpoint, const PIDTable::Values& values)
 {
-    return QString::fromLatin1(procedure) + u"(File: "_s + path + u"; Setpoint:"_s + NumberText::General(setpoint) + u"; R:"_s + NumberText::General(qint32{values.r}) +
-           u"; P:"_s + NumberText::General(values.p) + u"; I:"_s + NumberText::General(values.i) + u"; D:"_s + NumberText::General(values.d) + u")"_s;
+    return QString::fromLatin1(procedure) + u"(File: "_s + path + u"; Setpoint:"_s + NumberText::General(setpoint) + u"; R:"_s +
+           NumberText::General(qint32{values.r}) + u"; P:"_s + NumberText::General(values.p) + u"; I:"_s + NumberText::General(values.i) +
+           u"; D:"_s + NumberText::General(values.d) + u")"_s;
 }
 
-PIDTable::Values valuesOf(const modLTC::Parameters& parameters) { return {parameters.range, parameters.p, parameters.i, parameters.d}; }
+PIDTable::Values valuesOf(const modLTC::Parameters& parameters)
+{
+    return {parameters.range, parameters.p, parameters.i, parameters.d};
+}
 
 void showSaved(const QString& path, float setpoint, const PIDTable::Values& values)
 {
-    const QStringList lines = {u"Setpoint: "_s + NumberText::General(setpoint), QString(),
+    const QStringList lines = {u"Setpoint: "_s + NumberText::General(setpoint),  QString(),
                                u"R: "_s + NumberText::General(qint32{values.r}), u"P: "_s + NumberText::General(values.p),
-                               u"I: "_s + NumberText::General(values.i), u"D: "_s + NumberText::General(values.d),
+                               u"I: "_s + NumberText::General(values.i),         u"D: "_s + NumberText::General(values.d),
                                u"Saving RPID parameter to '"_s + path + u"'."_s};
     showMessage(u"Save data"_s, lines.join(u"\r\n"_s), Prompts::Icon::Information);
 }
 } // namespace
 
-namespace modLTC
+namespace modLTC {
+QString RPIDFileName()
 {
-QString RPIDFileName() { return QString::fromUtf16(table().file); }
+    return QString::fromUtf16(table().file);
+}
 
-QString RPIDFilePath() { return QDir::toNativeSeparators(QDir(modTools::state().programDirectory).filePath(RPIDFileName())); }
+QString RPIDFilePath()
+{
+    return QDir::toNativeSeparators(QDir(modTools::state().programDirectory).filePath(RPIDFileName()));
+}
 
 PIDTable::Use RPIDUse()
 {
@@ -96,15 +116,21 @@ PIDTable::Limits RPIDDialogLimits()
     return {table().dialogRange, highest, highest, highest};
 }
 
-QString RPIDRangeHint() { return u"0...."_s + NumberText::General(qint32{table().dialogRange}); }
+QString RPIDRangeHint()
+{
+    return u"0...."_s + NumberText::General(qint32{table().dialogRange});
+}
 
-QString RPIDValueHint() { return u"0...."_s + QString::fromUtf16(table().highestText); }
+QString RPIDValueHint()
+{
+    return u"0...."_s + QString::fromUtf16(table().highestText);
+}
 
 QString RPIDFieldMessage(char field, const QString& text)
 {
     const double value = NumberText::ReadNumber(text);
     const bool range = field == 'R';
-    const double highest = range ? double{table().dialogRange} : double{table().highest};
+    const double highest = range ? double(table().dialogRange) : double(table().highest);
     if (value >= 0 && value <= highest)
         return {};
     return u"The valid "_s + QLatin1Char(field) + u" range is 0 ... "_s +
@@ -117,7 +143,8 @@ void LoadRPIDFile()
     const int error = PIDTable::Test(path, PIDTable::Kind::RPID);
     if (error == 0 || !flags().ltcEnabled)
         return;
-    const QString text = u"Error"_s + u" while loading PID-parameter file '"_s + path + u"'."_s + u"\r\n"_s + u"LTC functions will be disabled."_s;
+    const QString text =
+        u"Error"_s + u" while loading PID-parameter file '"_s + path + u"'."_s + u"\r\n"_s + u"LTC functions will be disabled."_s;
     modTools::WriteLog(false, text);
     showMessage(u"LTC 330"_s, text);
     flags().ltcEnabled = false;
@@ -162,7 +189,9 @@ qint16 LTCSaveRPIDParameter(QString path, float setpoint, const PIDTable::Values
     }
     const ProgramError error = PIDTable::Insert(path, configuration().general.workDir, setpoint, values, PIDTable::Kind::RPID);
     if (error) {
-        showMessage(u"Save data"_s, u"Error # "_s + NumberText::General(qint32{error.number}) + u" caused by LTCSaveRPIDParameter()"_s + u"\r\n"_s + error.description,
+        showMessage(u"Save data"_s,
+                    u"Error # "_s + NumberText::General(qint32{error.number}) + u" caused by LTCSaveRPIDParameter()"_s + u"\r\n"_s +
+                        error.description,
                     Prompts::Icon::Exclamation);
         return -1;
     }

@@ -6,9 +6,9 @@
 
 #include <QString>
 
-/// The low-temperature controller's control parameters: which table goes with which model, looking them up, sending them with a setpoint, saving them.
-namespace modLTC
-{
+/// The low-temperature controller's control parameters: which table goes with which model, looking them up, sending them with a setpoint,
+/// saving them.
+namespace modLTC {
 /// The table's file name: "ls330.pid", "ls331.pid", "drc81.pid" or "drc91.pid".
 QString RPIDFileName();
 /// The same in the program directory.
@@ -23,8 +23,8 @@ QString RPIDValueHint();
 /// What is wrong with a value typed into field 'R', 'P', 'I' or 'D' ("The valid R range is 0 ... 3!"); empty when it is right.
 QString RPIDFieldMessage(char field, const QString& text);
 
-/// Start-up: reads the model's table. A missing or bad one of an enabled controller is reported ("LTC 330"), the default table is written for the next start
-/// when the file is missing, and the controller is disabled.
+/// Start-up: reads the model's table. A missing or bad one of an enabled controller is reported ("LTC 330"), the default table is written
+/// for the next start when the file is missing, and the controller is disabled.
 void LoadRPIDFile();
 
 /// 0: values from the file, -1: the model's default line (messages as PIDTable::Look).

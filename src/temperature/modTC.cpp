@@ -13,8 +13,7 @@
 
 using namespace Qt::StringLiterals;
 
-namespace
-{
+namespace {
 constexpr int receiveEvent = 2;
 constexpr float shortestPoll = 0.020F; // s
 constexpr float bitsPerCharacter = 11.0F;
@@ -31,8 +30,7 @@ void dropStrayInput(const QString& device)
 }
 } // namespace
 
-namespace modTC
-{
+namespace modTC {
 State& state()
 {
     static State theState;

@@ -4,10 +4,9 @@
 
 #include <QString>
 
-/// The serial line shared by the temperature controllers: what all of them need to send a line and to collect a reply. The protocols stand in
-/// modLTC, modHTC and modHTC_Laser.
-namespace modTC
-{
+/// The serial line shared by the temperature controllers: what all of them need to send a line and to collect a reply. The protocols stand
+/// in modLTC, modHTC and modHTC_Laser.
+namespace modTC {
 /// The module's variables. `reset()` puts them back.
 struct State
 {
@@ -18,16 +17,18 @@ struct State
 State& state();
 void reset();
 
-/// Joins the receive event of `TCComm` and the tick of `tcTimeout` to this module and sets the timer's interval (`RxTimeout` x 1000 ms). Called once when the
-/// line is opened; a second call changes nothing.
+/// Joins the receive event of `TCComm` and the tick of `tcTimeout` to this module and sets the timer's interval (`RxTimeout` x 1000 ms).
+/// Called once when the line is opened; a second call changes nothing.
 void Connect();
 
-/// Sends `line` as it stands, terminator included: waits `TxDelay`, drops stray input (shown in a box titled `device` with the communication display on), writes,
-/// empties the receive buffer, waits `TxDelay` again. The busy flag is set meanwhile. Dropped silently when the program closes.
+/// Sends `line` as it stands, terminator included: waits `TxDelay`, drops stray input (shown in a box titled `device` with the
+/// communication display on), writes, empties the receive buffer, waits `TxDelay` again. The busy flag is set meanwhile. Dropped silently
+/// when the program closes.
 void Send(const QString& line, const QString& device);
 
-/// Waits until the receive text has stopped growing for one poll (`RxDelay`, at least 20 ms and the time of four characters) or the time-out flag is set. True
-/// when something was received in time; the text is left in state().receiveText. False at once when the line is down or the program closes.
+/// Waits until the receive text has stopped growing for one poll (`RxDelay`, at least 20 ms and the time of four characters) or the
+/// time-out flag is set. True when something was received in time; the text is left in state().receiveText. False at once when the line is
+/// down or the program closes.
 bool WaitForReply();
 
 /// How long one poll lasts [s].

@@ -8,9 +8,15 @@ int ThreadIbcnt();
 long ThreadIbcntl();
 int RegisterGpibGlobalsForThread(long* ibsta, long* iberr, long* ibcnt, long* ibcntl);
 
-int ThreadIbcnt() { return -1; }
+int ThreadIbcnt()
+{
+    return -1;
+}
 
-long ThreadIbcntl() { return lastCount; }
+long ThreadIbcntl()
+{
+    return lastCount;
+}
 
 int RegisterGpibGlobalsForThread(long* ibsta, long* iberr, long* ibcnt, long* ibcntl)
 {

@@ -6,5 +6,8 @@
 extern "C" {
 int ThreadIbcnt();
 
-int ThreadIbcnt() { return static_cast<int>(lastCount); }
+int ThreadIbcnt()
+{
+    return static_cast<int>(lastCount);
+}
 }

@@ -7,8 +7,7 @@
 #include <cstdio>
 #include <cstring>
 
-namespace
-{
+namespace {
 FakeScript script;
 char errorText[] = "This error text is a good deal longer than the sixty characters that are shown of it";
 
@@ -32,7 +31,10 @@ int igeterrno();
 char* igeterrstr(int error);
 void icauseerr(int session, int error, int flag);
 
-FakeScript* fakeScript() { return &script; }
+FakeScript* fakeScript()
+{
+    return &script;
+}
 
 int iopen(char* address)
 {
@@ -63,9 +65,15 @@ int iscanf(int session, const char* format, ...)
     return 1;
 }
 
-int igeterrno() { return script.lastError; }
+int igeterrno()
+{
+    return script.lastError;
+}
 
-char* igeterrstr(int) { return errorText; }
+char* igeterrstr(int)
+{
+    return errorText;
+}
 
 void icauseerr(int, int, int) {}
 }

@@ -6,6 +6,7 @@
 #include "fake_calls.h"
 #include "gpib/GPIBLibrary.h"
 #include "gpib/modGPIB.h"
+#include "support/ResetProgram.h"
 #include "support/ScriptedPrompts.h"
 #include "support/TestClock.h"
 
@@ -13,14 +14,15 @@
 #include <QTest>
 
 #include <cstring>
+#include <memory>
 
 using namespace Qt::StringLiterals;
 
-namespace
+namespace {
+QString libraryPath(const char* name)
 {
-int ended = 0;
-
-QString libraryPath(const char* name) { return QStringLiteral(FAKE_LIBRARY_DIR "/lib") + QLatin1String(name) + ".so"_L1; }
+    return QStringLiteral(FAKE_LIBRARY_DIR "/lib") + QLatin1String(name) + ".so"_L1;
+}
 
 FakeScript& scriptOf(const char* name)
 {
@@ -44,8 +46,8 @@ class TestGpib : public QObject
     Q_OBJECT
 
 private:
-    TestClock m_clock;
-    ScriptedPrompts* m_prompts = nullptr;
+    std::unique_ptr<TestClock> m_clock;
+    std::unique_ptr<ScriptedPrompts> m_prompts;
 
     FakeScript& use(const char* library, bool sicl)
     {
@@ -63,20 +65,15 @@ private slots:
     {
         resetProgram();
         modGPIB::reset();
-        ended = 0;
-        modTools::setClock(&m_clock);
-        modTools::setEndProgramHandler([] { ++ended; });
-        m_prompts = new ScriptedPrompts;
-        setPrompts(m_prompts);
+        m_clock = std::make_unique<TestClock>();
+        m_prompts = std::make_unique<ScriptedPrompts>();
     }
 
     void cleanup()
     {
-        m_prompts->verify();
-        setPrompts(nullptr);
-        delete m_prompts;
-        modTools::setEndProgramHandler(nullptr);
-        modTools::setClock(nullptr);
+        QVERIFY(m_prompts->allShown());
+        m_prompts.reset();
+        m_clock.reset();
         modGPIB::reset();
     }
 
@@ -93,7 +90,7 @@ private slots:
         FakeScript& script = use("fake_ni", false);
         QVERIFY(!modGPIB::GPIBInit());
         QCOMPARE(QByteArray(script.calls), QByteArray("ibdev 0 12 0 9 1 0\nThreadIbsta\nRegister 4\n"));
-        QCOMPARE(ended, 0);
+        QCOMPARE(endProgramCalls(), 0);
     }
 
     void niWithoutRegistrationGoesOn()
@@ -111,7 +108,7 @@ private slots:
         script.registerResult = 3;
         m_prompts->expect(u""_s, u"RegisterGpibGlobalsForThread() failed! Return value: 3"_s, Prompts::Button::Ok);
         modGPIB::GPIBInit();
-        QCOMPARE(ended, 0);
+        QCOMPARE(endProgramCalls(), 0);
         modGPIB::GPIBOutput(u"WS"_s);
         QVERIFY(QByteArray(script.calls).contains("ibwrt 17 [WS\r\n] 4"));
     }
@@ -128,9 +125,12 @@ private slots:
         QFETCH(bool, cancel);
         FakeScript& script = use("fake_ni", false);
         script.status = 0x8100;
-        m_prompts->expect(u"GPIBInit()"_s, u"National Instruments GPIB Interface not available..."_s, cancel ? Prompts::Button::Cancel : Prompts::Button::Ok);
+        m_prompts
+            ->expect(u"GPIBInit()"_s, u"National Instruments GPIB Interface not available..."_s,
+                     cancel ? Prompts::Button::Cancel : Prompts::Button::Ok)
+            .withButtons(Prompts::Buttons::OkCancel);
         modGPIB::GPIBInit();
-        QCOMPARE(ended, 1);
+        QCOMPARE(endProgramCalls(), 1);
         QVERIFY(!QByteArray(script.calls).contains("Register"));
     }
 
@@ -140,7 +140,7 @@ private slots:
         modGPIB::state().niNames = {u"/nowhere/libgpib.so.0"_s, libraryPath("fake_ni_broken")};
         m_prompts->expect(u"GPIBInit()"_s, u"National Instruments GPIB Interface not available..."_s, Prompts::Button::Ok);
         modGPIB::GPIBInit();
-        QCOMPARE(ended, 1);
+        QCOMPARE(endProgramCalls(), 1);
     }
 
     void aLibraryWithAMissingEntryIsNamedInTheReason()
