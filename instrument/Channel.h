@@ -26,8 +26,10 @@ public:
 
     /// Called with what a client sent.
     std::function<void(const QByteArray&)> received;
-    /// Called when a client has opened the line: what was on its way to nobody is to be dropped.
+    /// Called when a client has come to a line that nobody had open, and when the last one has left it. What was on its way to
+    /// nobody is to be dropped.
     std::function<void()> opened;
+    std::function<void()> left;
 };
 
 /// A pseudo-terminal with the fixed name `link` (a symbolic link), or under its own name when `link` is empty. Null where there are none.

@@ -43,6 +43,7 @@ public:
     std::vector<Reply> takeReplies();
     /// Whether the line is to close; told once.
     HangUp takeHangUp();
+    const FaultPlan& faults() const { return faults_; }
 
 protected:
     /// One byte from the line, with the device brought up to the present.
@@ -60,7 +61,6 @@ protected:
     void reply(Time time, std::string bytes);
     void remark(std::string_view text) const { remark(laboratory_.now(), text); }
     void remark(Time time, std::string_view text) const { trace_.remark(time, name_, text); }
-    const FaultPlan& faults() const { return faults_; }
     Laboratory& laboratory() const { return laboratory_; }
 
 private:

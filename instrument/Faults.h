@@ -29,7 +29,7 @@ const std::vector<FaultEntry>& faultTable();
 struct Fault
 {
     FaultKind kind = FaultKind::silent;
-    std::string device;     ///< the device it belongs to; empty: every device
+    std::string device{};   ///< the device it belongs to; empty: every device
     bool inSeconds = false; ///< `after` and `lasting` are seconds on the wall, otherwise commands
     double after = 0.0;
     double lasting = 0.0; ///< 0: for good

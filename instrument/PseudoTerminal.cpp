@@ -139,20 +139,20 @@ private:
                 const auto* event = reinterpret_cast<const inotify_event*>(buffer + at);
                 at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
                 if ((event->mask & IN_OPEN) != 0U && ++openCount_ == 1)
-                    clientOpened();
-                if ((event->mask & IN_CLOSE) != 0U && openCount_ > 0)
-                    --openCount_;
+                    dropUnread(opened);
+                if ((event->mask & IN_CLOSE) != 0U && openCount_ > 0 && --openCount_ == 0)
+                    dropUnread(left);
             }
         }
 #endif
     }
 
-    void clientOpened()
+    void dropUnread(const std::function<void()>& tell)
     {
         ::tcflush(slave_, TCIFLUSH);
         unwritten_.clear();
-        if (opened)
-            opened();
+        if (tell)
+            tell();
     }
 
     void readMaster()

@@ -21,10 +21,12 @@ ServedLine::ServedLine(const Clock& clock, const Trace& trace, Device& device, s
         device_.receive({bytes.constData(), static_cast<std::size_t>(bytes.size())});
         work();
     };
-    channel_->opened = [this] {
+    const auto client = [this](std::string_view remark) {
         pacer_.clear();
-        trace_.remark(clock_.now(), device_.name(), "line opened");
+        trace_.remark(clock_.now(), device_.name(), remark);
     };
+    channel_->opened = [client] { client("line opened"); };
+    channel_->left = [client] { client("line left"); };
 }
 
 bool ServedLine::open(QString& why)

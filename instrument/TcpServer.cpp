@@ -58,9 +58,12 @@ private:
                     received(next->readAll());
             });
             QObject::connect(next, &QTcpSocket::disconnected, next, [this, next] {
-                if (client_ == next)
-                    client_ = nullptr;
                 next->deleteLater();
+                if (client_ != next)
+                    return;
+                client_ = nullptr;
+                if (left)
+                    left();
             });
             if (opened)
                 opened();
