@@ -14,9 +14,7 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-constexpr int receiveEvent = 2;
 constexpr float shortestPoll = 0.020F; // s
-constexpr float bitsPerCharacter = 11.0F;
 
 bool connected = false;
 
@@ -50,7 +48,7 @@ void Connect()
         return;
     connected = true;
     QObject::connect(&modCOM::TCComm(), &SerialChannel::onComm, &modCOM::TCComm(), [](int event) {
-        if (event == receiveEvent)
+        if (event == SerialChannel::ReceiveEvent)
             state().receiveText += modCOM::TCComm().input();
     });
     QObject::connect(&modCOM::tcTimeout(), &modTools::Timer::tick, &modCOM::TCComm(), [] { state().timedOut = true; });
@@ -58,9 +56,8 @@ void Connect()
 
 float PollTime()
 {
-    const Configuration::Line& line = configuration().ltc.line;
-    const float baud = std::max(line.settings.section(u',', 0, 0).toFloat(), 1.0F);
-    return std::max({line.rxDelay, shortestPoll, 4.0F * bitsPerCharacter / baud});
+    const auto fourCharacters = static_cast<float>(4 * modCOM::TCComm().lineSettings().characterTime());
+    return std::max({configuration().ltc.line.rxDelay, shortestPoll, fourCharacters});
 }
 
 void Send(const QString& line, const QString& device)

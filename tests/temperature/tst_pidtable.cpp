@@ -1,0 +1,327 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "core/Configuration.h"
+#include "core/Flags.h"
+#include "support/ResetProgram.h"
+#include "support/ScriptedPrompts.h"
+#include "support/TestClock.h"
+#include "temperature/modHTC.h"
+#include "temperature/modLTC.h"
+#include "temperature/modLTC_RPID.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <memory>
+
+using namespace Qt::StringLiterals;
+using PIDTable::Kind;
+using PIDTable::Values;
+
+class TestPidTable : public QObject
+{
+    Q_OBJECT
+
+private:
+    std::unique_ptr<QTemporaryDir> m_directory;
+    std::unique_ptr<TestClock> m_clock;
+    std::unique_ptr<ScriptedPrompts> m_prompts;
+
+    QString path(const QString& name) const { return m_directory->filePath(name); }
+
+    QString write(const QByteArray& bytes, const QString& name = u"test.pid"_s) const
+    {
+        QFile file(path(name));
+        if (!file.open(QIODevice::WriteOnly))
+            qFatal("cannot write the table");
+        file.write(bytes);
+        return path(name);
+    }
+
+    QByteArray read(const QString& name = u"test.pid"_s) const
+    {
+        QFile file(path(name));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+
+    QString lakeShore() const { return write("25=R2P25I500D0\r\n300=R3P300I50D0\r\n"); }
+
+    static QString text(const Values& values) { return PIDTable::ValuesText(values, Kind::RPID); }
+
+    void expectDefaults(const QString& first, const QString& line)
+    {
+        m_prompts->expect(u"Attention"_s, first + u"\r\n\r\nDefault values '"_s + line + u"' will be used for the moment."_s);
+    }
+
+    void useModel(int code) const { configuration().ltc.modelCode = code; }
+
+private slots:
+    void init()
+    {
+        resetProgram();
+        m_directory = std::make_unique<QTemporaryDir>();
+        m_clock = std::make_unique<TestClock>();
+        m_prompts = std::make_unique<ScriptedPrompts>();
+        modTools::state().programDirectory = m_directory->path();
+        Configuration& now = configuration();
+        now.general.workDir = m_directory->path();
+        now.ltc.ls330DefaultPID = u"300=R3P300I50D0"_s;
+        now.ltc.ls331DefaultPID = u"300=R3P300I50D0"_s;
+        now.ltc.drc81DefaultPID = u"300=R5P40I01D10"_s;
+        now.ltc.drc91DefaultPID = u"300=R5P40I01D10"_s;
+        now.htc.pidFile = u"htc.pid"_s;
+        now.htc.defaultPID = u"900=P71I8D2"_s;
+        useModel(modLTC::LakeShore331);
+    }
+
+    void cleanup()
+    {
+        QVERIFY(m_prompts->allShown());
+        m_prompts.reset();
+        m_clock.reset();
+    }
+
+    void theFirstLineAtOrAboveTheSetpointWins_data()
+    {
+        QTest::addColumn<float>("setpoint");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("below") << 4.2F << u"R2P25I500D0"_s;
+        QTest::newRow("equal") << 25.0F << u"R2P25I500D0"_s;
+        QTest::newRow("just above") << 25.01F << u"R3P300I50D0"_s;
+        QTest::newRow("the last line") << 300.0F << u"R3P300I50D0"_s;
+    }
+
+    void theFirstLineAtOrAboveTheSetpointWins()
+    {
+        QFETCH(float, setpoint);
+        QFETCH(QString, expected);
+        Values values;
+        QCOMPARE(modLTC::LTCOpenRPID(lakeShore(), setpoint, &values), qint16(0));
+        QCOMPARE(text(values), expected);
+    }
+
+    void aSetpointAboveEveryLineTakesTheDefault()
+    {
+        expectDefaults(u"This file did not contain temperature control parameters for the desired setpoint."_s, u"300=R3P300I50D0"_s);
+        Values values;
+        QCOMPARE(modLTC::LTCOpenRPID(lakeShore(), 310, &values), qint16(-1));
+        QCOMPARE(text(values), u"R3P300I50D0"_s);
+    }
+
+    void lettersOutOfOrderAreRefused()
+    {
+        const QString file = write("300=P40R5I01D10\r\n");
+        m_prompts->expect(u"Attention"_s, u"Invalid RPID-Parameter line in file '"_s + file + u"'!"_s);
+        Values values;
+        QCOMPARE(modLTC::LTCOpenRPID(file, 100, &values), qint16(-1));
+        QCOMPARE(text(values), u"R3P300I50D0"_s);
+    }
+
+    void valuesBeyondTheLimitsAreRefused_data()
+    {
+        QTest::addColumn<int>("model");
+        QTest::addColumn<QByteArray>("line");
+        QTest::addColumn<bool>("accepted");
+        QTest::newRow("331 range 3") << int(modLTC::LakeShore331) << QByteArray("300=R3P999I999D999") << true;
+        QTest::newRow("331 range 4") << int(modLTC::LakeShore331) << QByteArray("300=R4P1I1D1") << false;
+        QTest::newRow("331 P") << int(modLTC::LakeShore331) << QByteArray("300=R3P999.5I1D1") << false;
+        QTest::newRow("331 negative") << int(modLTC::LakeShore331) << QByteArray("300=R3P-1I1D1") << false;
+        QTest::newRow("81C range 5 from a file") << int(modLTC::DRC81C) << QByteArray("300=R5P40I01D10") << true;
+        QTest::newRow("91CA range 5") << int(modLTC::DRC91CA) << QByteArray("300=R5P99I99D99") << true;
+        QTest::newRow("91CA range 6") << int(modLTC::DRC91CA) << QByteArray("300=R6P40I01D10") << false;
+        QTest::newRow("91CA I") << int(modLTC::DRC91CA) << QByteArray("300=R5P40I99.1D10") << false;
+    }
+
+    void valuesBeyondTheLimitsAreRefused()
+    {
+        QFETCH(int, model);
+        QFETCH(QByteArray, line);
+        QFETCH(bool, accepted);
+        useModel(model);
+        const QString file = write(line);
+        if (!accepted)
+            expectDefaults(u"Invalid RPID-Parameter values found in '"_s + file + u"'!"_s, modLTC::RPIDUse().defaultLine);
+        Values values;
+        QCOMPARE(modLTC::LTCOpenRPID(file, 100, &values), accepted ? qint16(0) : qint16(-1));
+    }
+
+    void theDialogRefusesRange5OfThe81C()
+    {
+        useModel(modLTC::DRC81C);
+        QCOMPARE(modLTC::RPIDFieldMessage('R', u"5"_s), u"The valid R range is 0 ... 4!"_s);
+        QCOMPARE(modLTC::RPIDFieldMessage('R', u"4"_s), QString());
+        QCOMPARE(modLTC::RPIDFieldMessage('P', u"99,1"_s), u"The valid P range is 0 ... 99.0!"_s);
+        QCOMPARE(modLTC::RPIDFieldMessage('I', u"99"_s), QString());
+        QCOMPARE(modLTC::RPIDRangeHint(), u"0....4"_s);
+        QCOMPARE(modLTC::RPIDValueHint(), u"0....99.0"_s);
+        useModel(modLTC::DRC91CA);
+        QCOMPARE(modLTC::RPIDFieldMessage('R', u"6"_s), u"The valid R range is 0 ... 5!"_s);
+        QCOMPARE(modLTC::RPIDRangeHint(), u"0....5"_s);
+        useModel(modLTC::LakeShore330);
+        QCOMPARE(modLTC::RPIDFieldMessage('R', u"4"_s), u"The valid R range is 0 ... 3!"_s);
+        QCOMPARE(modLTC::RPIDFieldMessage('D', u"1000"_s), u"The valid D range is 0 ... 999!"_s);
+        QCOMPARE(modLTC::RPIDValueHint(), u"0....999"_s);
+    }
+
+    void oddFilesAreReadWithoutHarm_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<bool>("found");
+        QTest::newRow("empty") << QByteArray() << false;
+        QTest::newRow("lower case") << QByteArray("300=r3p1i1d1\r\n") << false;
+        QTest::newRow("decimal commas") << QByteArray("300,5=R3P1,5I2,5D0,5\n") << true;
+        QTest::newRow("other lines between") << QByteArray("# table\r\n\r\n300=R1P1I1D1") << true;
+        QTest::newRow("binary") << QByteArray("\0\xff\x01=RPID\0\xfe", 10) << false;
+        QTest::newRow("100,000 lines") << QByteArray("1=R1P1I1D1\r\n").repeated(100000) + "301=R2P1I1D1" << true;
+    }
+
+    void oddFilesAreReadWithoutHarm()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(bool, found);
+        const QString file = write(bytes);
+        if (!found)
+            expectDefaults(u"This file did not contain temperature control parameters for the desired setpoint."_s, u"300=R3P300I50D0"_s);
+        Values values;
+        QCOMPARE(modLTC::LTCOpenRPID(file, 300, &values), found ? qint16(0) : qint16(-1));
+        QCOMPARE(read(), bytes);
+    }
+
+    void commaValuesAreReadAsPoints()
+    {
+        Values values;
+        modLTC::LTCOpenRPID(write("300,5=R3P1,5I2,5D0,5\n"), 300.5F, &values);
+        QCOMPARE(text(values), u"R3P1.5I2.5D0.5"_s);
+    }
+
+    void savingKeepsTheTableSorted_data()
+    {
+        QTest::addColumn<QByteArray>("before");
+        QTest::addColumn<float>("setpoint");
+        QTest::addColumn<QByteArray>("after");
+        const QByteArray line = "R1P2I3D4\r\n";
+        QTest::newRow("between") << QByteArray("25=R2P25I500D0\r\n300=R3P300I50D0\r\n") << 77.35F
+                                 << QByteArray("25=R2P25I500D0\r\n77.35=" + line + "300=R3P300I50D0\r\n");
+        QTest::newRow("first") << QByteArray("25=R2P25I500D0\r\n") << 4.2F << QByteArray("4.2=" + line + "25=R2P25I500D0\r\n");
+        QTest::newRow("last") << QByteArray("25=R2P25I500D0\r\n") << 300.0F << QByteArray("25=R2P25I500D0\r\n300=" + line);
+        QTest::newRow("replaced") << QByteArray("25=R2P25I500D0\r\n300=R3P300I50D0\r\n") << 25.0F
+                                  << QByteArray("25=" + line + "300=R3P300I50D0\r\n");
+        QTest::newRow("empty file") << QByteArray() << 25.0F << QByteArray("25=" + line);
+        QTest::newRow("a line that does not count stays in its place")
+            << QByteArray("note\r\n25=R2P25I500D0\r\n") << 4.0F << QByteArray("note\r\n4=" + line + "25=R2P25I500D0\r\n");
+    }
+
+    void savingKeepsTheTableSorted()
+    {
+        QFETCH(QByteArray, before);
+        QFETCH(float, setpoint);
+        QFETCH(QByteArray, after);
+        const QString file = write(before);
+        m_prompts->expect(u"Save data"_s, QString()).withIcon(Prompts::Icon::Information);
+        QCOMPARE(modLTC::LTCSaveRPIDParameter(file, setpoint, {1, 2, 3, 4}), qint16(0));
+        QCOMPARE(read(), after);
+        QVERIFY(!QFile::exists(path(u"@.TMP"_s)));
+    }
+
+    void aMissingTableReceivesJustTheLine()
+    {
+        m_prompts->expect(u"Save data"_s, u"Setpoint: 25\r\n\r\nR: 1\r\nP: 2\r\nI: 3\r\nD: 4\r\nSaving RPID parameter to '"_s +
+                                              path(u"new.pid"_s) + u"'."_s);
+        modLTC::LTCSaveRPIDParameter(path(u"new.pid"_s), 25, {1, 2, 3, 4});
+        QCOMPARE(read(u"new.pid"_s), QByteArray("25=R1P2I3D4\r\n"));
+    }
+
+    void withoutAFileTheDialogAsks()
+    {
+        m_prompts->expectSave(u"Select PID file"_s, path(u"chosen.pid"_s));
+        modLTC::LTCSaveRPIDParameter({}, 25, {1, 2, 3, 4});
+        QCOMPARE(m_prompts->fileDialogs.value(0).filter, u"Temperature Control Parameter (*.pid)|*.pid"_s);
+        QCOMPARE(read(u"chosen.pid"_s), QByteArray("25=R1P2I3D4\r\n"));
+        m_prompts->expectSave(u"Select PID file"_s, QString());
+        QCOMPARE(modLTC::LTCSaveRPIDParameter({}, 30, {1, 2, 3, 4}), qint16(-1));
+        QCOMPARE(read(u"chosen.pid"_s), QByteArray("25=R1P2I3D4\r\n"));
+    }
+
+    void aScratchFileThatCannotBeWrittenLeavesTheTableWhole()
+    {
+        const QString file = lakeShore();
+        QVERIFY(QDir(m_directory->path()).mkdir(u"@.TMP"_s));
+        m_prompts->expect(u"Save data"_s, QString()).withIcon(Prompts::Icon::Exclamation);
+        QCOMPARE(modLTC::LTCSaveRPIDParameter(file, 77, {1, 2, 3, 4}), qint16(-1));
+        QCOMPARE(read(), QByteArray("25=R2P25I500D0\r\n300=R3P300I50D0\r\n"));
+    }
+
+    void aMissingTableDisablesAnEnabledControllerAndIsWritten_data()
+    {
+        QTest::addColumn<int>("model");
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QByteArray>("lines");
+        const QByteArray lakeShore = "25=R2P25I500D0\r\n300=R3P300I50D0\r\n";
+        QTest::newRow("330") << int(modLTC::LakeShore330) << u"ls330.pid"_s << lakeShore;
+        QTest::newRow("331") << int(modLTC::LakeShore331) << u"ls331.pid"_s << lakeShore;
+        QTest::newRow("331 as 330") << int(modLTC::LakeShore331As330) << u"ls331.pid"_s << lakeShore;
+        QTest::newRow("91CA") << int(modLTC::DRC91CA) << u"drc91.pid"_s
+                              << QByteArray("4=R4P40I10D15\r\n15=R5P10I10D05\r\n28=R5P10I07D04\r\n35=R5P30I03D15\r\n55=R5P30I01D10\r\n75="
+                                            "R5P35I01D10\r\n300=R5P40I01D10\r\n");
+        QTest::newRow("81C") << int(modLTC::DRC81C) << u"drc81.pid"_s
+                             << QByteArray("4=R3P40I10D15\r\n15=R4P10I10D05\r\n28=R4P10I07D04\r\n35=R4P30I03D15\r\n55=R4P30I01D10\r\n75="
+                                           "R4P35I01D10\r\n300=R4P40I01D10\r\n");
+    }
+
+    void aMissingTableDisablesAnEnabledControllerAndIsWritten()
+    {
+        QFETCH(int, model);
+        QFETCH(QString, name);
+        QFETCH(QByteArray, lines);
+        useModel(model);
+        flags().ltcEnabled = true;
+        m_prompts->expect(u"LTC 330"_s, u"Error while loading PID-parameter file '"_s + QDir::toNativeSeparators(path(name)) +
+                                            u"'.\r\nLTC functions will be disabled."_s);
+        modLTC::LoadRPIDFile();
+        QVERIFY(!flags().ltcEnabled);
+        QCOMPARE(read(name), lines);
+        flags().ltcEnabled = true;
+        modLTC::LoadRPIDFile();
+        QVERIFY(flags().ltcEnabled);
+    }
+
+    void aBadTableIsNotOverwritten()
+    {
+        flags().ltcEnabled = true;
+        write("no parameters here\r\n", u"ls331.pid"_s);
+        m_prompts->expect(u"LTC 330"_s, QString());
+        modLTC::LoadRPIDFile();
+        QVERIFY(!flags().ltcEnabled);
+        QCOMPARE(read(u"ls331.pid"_s), QByteArray("no parameters here\r\n"));
+    }
+
+    void aDisabledControllerPassesAMissingTableOver()
+    {
+        modLTC::LoadRPIDFile();
+        QVERIFY(!QFile::exists(path(u"ls331.pid"_s)));
+    }
+
+    void theHighTemperatureTableHasNoRange()
+    {
+        Values values;
+        QCOMPARE(PIDTable::Look(write("500=P60I10D3\r\n900=P71I8D2\r\n"), 500.5F, modHTC::PIDUse(), &values), qint16(0));
+        QCOMPARE(PIDTable::ValuesText(values, Kind::PID), u"P71I8D2"_s);
+        const QString file = write("900=P501I8D2\r\n");
+        expectDefaults(u"Invalid PID-Parameter values found in '"_s + file + u"'!"_s, u"900=P71I8D2"_s);
+        PIDTable::Look(file, 500, modHTC::PIDUse(), &values);
+        QCOMPARE(PIDTable::ValuesText(values, Kind::PID), u"P71I8D2"_s);
+    }
+
+    void theHighTemperatureDialogNamesRangeAndUnit()
+    {
+        QCOMPARE(modHTC::PIDFieldMessage('P', u"500%"_s), QString());
+        QCOMPARE(modHTC::PIDFieldMessage('P', u"501%"_s), u"The valid P range is 0% ... 500%!"_s);
+        QCOMPARE(modHTC::PIDFieldMessage('I', u"5001s"_s), u"The valid I range is 0s ... 5000s!"_s);
+        QCOMPARE(modHTC::PIDFieldMessage('D', u"-1"_s), u"The valid D range is 0s ... 5000s!"_s);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestPidTable)
+#include "tst_pidtable.moc"

@@ -1,0 +1,236 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "core/Configuration.h"
+#include "core/Flags.h"
+#include "core/FrontPanel.h"
+#include "support/ResetProgram.h"
+#include "support/ScriptedPrompts.h"
+#include "support/TestClock.h"
+#include "temperature/SteadyState.h"
+
+#include <QTest>
+
+#include <cmath>
+#include <memory>
+#include <random>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+/// round(x * 1000) / 1000 in single precision, ties to even.
+float rounded(float x)
+{
+    const float scaled = x * 1000.0F;
+    return std::nearbyint(scaled) / 1000.0F;
+}
+
+/// The reference: the readings that are needed, straight from the formulas; -1 when the series does not settle.
+int readingsNeeded(const std::vector<float>& series, float setpoint, int minQueries, float large, float small, float verySmall)
+{
+    float sum = 0, mean = 0, q = 0, s = 100, n = 1;
+    for (size_t k = 0; k <= series.size(); ++k) {
+        const float low = setpoint - small, high = setpoint + small;
+        if (s <= verySmall && mean > low && mean < high && n > static_cast<float>(minQueries))
+            return static_cast<int>(k);
+        if (k == series.size())
+            break;
+        const float t = series[k];
+        if (std::fabs(t - setpoint) <= large) {
+            sum += t;
+            mean = sum / n;
+            if (n >= 2) {
+                const float difference = mean - t;
+                q += difference * difference;
+                s = std::sqrt(q / ((n - 1) * n));
+            }
+            n += 1;
+        }
+        mean = rounded(mean);
+        s = rounded(s);
+        q = rounded(q);
+    }
+    return -1;
+}
+} // namespace
+
+class TestSteadyState : public QObject
+{
+    Q_OBJECT
+
+private:
+    std::unique_ptr<TestClock> m_clock;
+    std::unique_ptr<ScriptedPrompts> m_prompts;
+    QString m_lastText;
+
+    /// Runs a wait over a series; a reading takes a second. Returns the number of readings taken.
+    int run(const std::vector<float>& series, float setpoint, SteadyState::Result* result = nullptr)
+    {
+        size_t next = 0;
+        SteadyState::Wait wait;
+        wait.setpoint = setpoint;
+        wait.unit = u"K"_s;
+        wait.title = u"LTC"_s;
+        wait.heading = u"Control Parameter: R3P300I50D0"_s;
+        wait.activity = u"LTC: Waiting for steady state..."_s;
+        wait.temperature = [&] {
+            if (next == series.size()) {
+                flags().abort = true;
+                return -1.0F;
+            }
+            m_clock->now += 1000;
+            return series[next++];
+        };
+        const SteadyState::Result ended = SteadyState::Run(wait);
+        if (result != nullptr)
+            *result = ended;
+        return ended == SteadyState::Settled ? static_cast<int>(next) : -1;
+    }
+
+private slots:
+    void init()
+    {
+        resetProgram();
+        m_clock = std::make_unique<TestClock>();
+        m_prompts = std::make_unique<ScriptedPrompts>();
+        m_lastText.clear();
+        disconnect(&frontPanel(), nullptr, this, nullptr);
+        connect(&frontPanel(), &FrontPanel::textDisplayChanged, this, [this] {
+            if (frontPanel().textDisplayOpen() && !frontPanel().textDisplayText().isEmpty())
+                m_lastText = frontPanel().textDisplayText();
+        });
+    }
+
+    void cleanup()
+    {
+        QVERIFY(m_prompts->allShown());
+        m_prompts.reset();
+        m_clock.reset();
+    }
+
+    void randomSeriesEndInTheRoundOfTheFormulas()
+    {
+        std::mt19937 generator(7);
+        int settled = 0;
+        for (int trial = 0; trial < 2000; ++trial) {
+            const float setpoint = 10.0F + static_cast<float>(trial % 290);
+            std::normal_distribution<float> noise(0, 0.05F + 0.08F * static_cast<float>(trial % 60));
+            std::vector<float> series;
+            float distance = static_cast<float>(trial % 20);
+            for (int i = 0; i < 60; ++i) {
+                series.push_back(i % 17 == 16 ? -1.0F : setpoint + distance + noise(generator));
+                distance *= 0.8F;
+            }
+            flags().abort = false;
+            const SteadyState::Thresholds limits = SteadyState::thresholds();
+            const int expected =
+                readingsNeeded(series, setpoint, limits.minQueries, limits.largeWindow, limits.smallWindow, limits.verySmallWindow);
+            settled += expected >= 0 ? 1 : 0;
+            QCOMPARE(run(series, setpoint), expected);
+        }
+        QVERIFY2(settled > 200 && settled < 2000, qPrintable(QString::number(settled)));
+    }
+
+    void tenReadingsAreNeededWithTheDefaults() { QCOMPARE(run(std::vector<float>(20, 77.0F), 77.0F), 10); }
+
+    void withoutAMinimumTwoReadingsAreNeeded()
+    {
+        configuration().ltc.minQueries = 0;
+        QCOMPARE(run(std::vector<float>(20, 77.0F), 77.0F), 2);
+    }
+
+    void aMeanAtTheEdgeDoesNotEndTheWait()
+    {
+        QCOMPARE(run(std::vector<float>(40, 78.0F), 77.0F), -1);
+        flags().abort = false;
+        QCOMPARE(run(std::vector<float>(40, 77.99F), 77.0F), 10);
+    }
+
+    void aScatterAtTheLimitEndsTheWait()
+    {
+        // Readings 76.5 and 77.5: squared deviation 0.25 of the second from the mean, over 2 x 1: a scatter of 0.354 after rounding.
+        configuration().ltc.minQueries = 1;
+        configuration().ltc.verySmallWindow = 0.354F;
+        QCOMPARE(run({76.5F, 77.5F}, 77.0F), 2);
+        flags().abort = false;
+        configuration().ltc.verySmallWindow = 0.353F;
+        QCOMPARE(run({76.5F, 77.5F}, 77.0F), -1);
+    }
+
+    void readingsOutsideTheWindowChangeNothing()
+    {
+        std::vector<float> series;
+        for (int i = 0; i < 12; ++i) {
+            series.push_back(77.0F);
+            series.push_back(82.01F);
+            series.push_back(-1.0F);
+        }
+        QCOMPARE(run(series, 77.0F), 28);
+    }
+
+    void theTextShowsWhatIsWaitedFor()
+    {
+        run({77.254F, 77.2F}, 77.35F);
+        QCOMPARE(m_lastText.section(u"\r\n"_s, 0, 8), u"Control Parameter: R3P300I50D0\r\n"
+                                                      "Current Temperature X: -1.00 K\r\n"
+                                                      "Setpoint           W:77.35 K\r\n"
+                                                      "Setpoint Window     : W ±5.00 K\r\n"
+                                                      "Average             :77.23 K\r\n"
+                                                      "Average-Target      : W ±1.00 K\r\n"
+                                                      "Standard Dev.       :0.02 K\r\n"
+                                                      "Standard Dev. Target: <0.25\r\n"_s);
+        QCOMPARE(m_lastText.section(u"\r\n"_s, 9, 10), u"Elapsed time        :2 sec\r\n"_s);
+        QVERIFY(!frontPanel().textDisplayOpen());
+        QCOMPARE(frontPanel().panel(3), QString());
+    }
+
+    void takeItEndsTheWait()
+    {
+        int readings = 0;
+        SteadyState::Wait wait;
+        wait.setpoint = 300;
+        wait.unit = u"K"_s;
+        wait.activity = u"LTC: Waiting for steady state..."_s;
+        wait.temperature = [&readings] {
+            if (++readings == 3) {
+                if (frontPanel().textDisplayButtonCaption() != u"&Take it"_s ||
+                    frontPanel().panel(3) != u"LTC: Waiting for steady state..."_s)
+                    qWarning("wrong caption");
+                else
+                    frontPanel().pressTextDisplayButton();
+            }
+            return 4.2F;
+        };
+        QCOMPARE(SteadyState::Run(wait), SteadyState::Taken);
+        QCOMPARE(readings, 3);
+    }
+
+    void theAbortFlagEndsTheWait()
+    {
+        SteadyState::Result result = SteadyState::Settled;
+        run({4.2F, 4.2F}, 300, &result);
+        QCOMPARE(result, SteadyState::Aborted);
+    }
+
+    void aControllerThatComesBackIsWaitedFor()
+    {
+        std::vector<float> series(5, 77.0F);
+        series.insert(series.end(), 120, -1.0F);
+        series.insert(series.end(), 20, 77.0F);
+        QCOMPARE(run(series, 77.0F), 130);
+    }
+
+    void silenceBeyondTheLimitGivesUp()
+    {
+        SteadyState::Wait wait;
+        wait.setpoint = 300;
+        wait.silenceLimit = 600;
+        wait.temperature = [] { return -1.0F; };
+        const quint64 before = m_clock->elapsed();
+        QCOMPARE(SteadyState::Run(wait), SteadyState::Silent);
+        const quint64 waited = m_clock->elapsed() - before;
+        QVERIFY(waited >= 600000 && waited < 602000);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestSteadyState)
+#include "tst_steadystate.moc"
