@@ -17,6 +17,7 @@ namespace ScanRun {
 /// The module's variables. `state() = State{}` resets them.
 struct State
 {
+    bool asking = false;                 ///< a start is being prepared or an abort is under way; another click is passed over
     bool readBackOnAbort = false;        ///< the counts of the running scan were read back by its abort
     std::optional<double> axis1Position; ///< where axis 1 was last sent or seen [deg], for the time of the positioning move
     bool progressRunning = false;        ///< between BeginProgress and EndProgress

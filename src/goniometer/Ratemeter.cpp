@@ -1,0 +1,144 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "goniometer/Ratemeter.h"
+
+#include "core/Flags.h"
+#include "core/FrontPanel.h"
+#include "core/NumberText.h"
+#include "core/ScanParameters.h"
+#include "core/modTools.h"
+#include "goniometer/modSMC.h"
+#include "serial/SerialChannel.h"
+#include "serial/modCOM.h"
+
+#include <cmath>
+#include <limits>
+
+namespace Ratemeter {
+namespace {
+constexpr qint32 firstRange = 10;
+constexpr double emptyBar = 0.0001;
+constexpr float stopPause = 0.2F; // s
+constexpr float downPause = 0.2F; // s
+
+QString rangeText(const char16_t* name)
+{
+    return QString::fromUtf16(name) + QStringLiteral(" [Range ") + NumberText::General(state().range) + u']';
+}
+
+void begin()
+{
+    State& meter = state();
+    meter.looping = true;
+    meter.range = firstRange;
+    meter.barMaximum = firstRange;
+    meter.barValue = 0;
+    meter.caption = rangeText(u"RM");
+    flags().ratemeterRunning = true;
+    frontPanel().refreshEntries();
+    emit notifier().changed();
+}
+
+void upload(double counterTime)
+{
+    const QString count = QStringLiteral("CNT") + modSMC::FormatSMCNumber(counterTime) + u';';
+    for (const QString& line : {QStringLiteral("BEEPOFF;"), QStringLiteral("CLR;"), QStringLiteral("CCNT;"), count, QStringLiteral("NL;"),
+                                QStringLiteral("END;")})
+        modSMC::SMCSend(line);
+}
+
+void chooseRange()
+{
+    State& meter = state();
+    if (meter.rate < 1) {
+        // The bar keeps its maximum and the caption its long name here: intended.
+        meter.range = firstRange;
+        meter.caption = rangeText(u"RateMeter");
+        return;
+    }
+    const qint32 range = RangeFor(meter.rate);
+    if (range == 0 || range == meter.range)
+        return;
+    meter.range = range;
+    meter.caption = rangeText(u"RM");
+    meter.barMaximum = range;
+}
+
+void moveBar()
+{
+    State& meter = state();
+    const qint32 value = modTools::SmallerOf(meter.rate, meter.range);
+    const double shown = value == 0 ? emptyBar : value;
+    // The bar refuses what lies outside its ends and stays as it was.
+    if (shown >= 0 && shown <= meter.barMaximum)
+        meter.barValue = shown;
+}
+} // namespace
+
+State& state()
+{
+    static State theState;
+    return theState;
+}
+
+Notifier& notifier()
+{
+    static Notifier theNotifier;
+    return theNotifier;
+}
+
+qint32 RangeFor(qint32 rate)
+{
+    const auto decade = static_cast<int>(NumberText::RoundToEven(10 * std::log10(rate))) / 10;
+    const double range = std::pow(10.0, decade + 1);
+    return range <= std::numeric_limits<qint32>::max() ? static_cast<qint32>(range) : 0;
+}
+
+void Evaluate(const QString& reply, double counterTime)
+{
+    State& meter = state();
+    bool overflow = false;
+    const qint32 rate = counterTime != 0 ? NumberText::RoundToLong(NumberText::LeadingNumber(reply) / counterTime, &overflow) : 0;
+    // A rate that cannot be worked out keeps its previous value.
+    if (counterTime != 0 && !overflow)
+        meter.rate = rate;
+    meter.text = NumberText::General(meter.rate);
+    if (meter.autoRange)
+        chooseRange();
+    moveBar();
+    emit notifier().changed();
+}
+
+void Run()
+{
+    if (state().looping)
+        return;
+    begin();
+    const double counterTime = scanParameters().counterTime;
+    upload(counterTime);
+    while (flags().ratemeterRunning && !flags().closing) {
+        modSMC::SMCSend(QStringLiteral("START:;"));
+        modSMC::SMCSend(QStringLiteral("?C;"));
+        Evaluate(modSMC::SMCReceive(modSMC::silent), counterTime);
+        if (modCOM::MCComm().isDown())
+            modTools::Delay(downPause, true);
+        modTools::DoEvents();
+    }
+    modSMC::SMCSend(QStringLiteral("BEEPON;"));
+    flags().ratemeterRunning = false;
+    state().looping = false;
+    frontPanel().refreshEntries();
+}
+
+void Stop()
+{
+    flags().ratemeterRunning = false;
+    for (int i = 0; i < 2; ++i) {
+        modTools::Delay(stopPause, true);
+        modSMC::SMCSend(QStringLiteral("Q;"));
+    }
+    modTools::Delay(stopPause, true);
+    modSMC::SMCSend(QStringLiteral("BEEPON;"));
+    frontPanel().refreshEntries();
+}
+} // namespace Ratemeter

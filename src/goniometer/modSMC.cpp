@@ -1,0 +1,289 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "goniometer/modSMC.h"
+
+#include "core/Configuration.h"
+#include "core/Flags.h"
+#include "core/FrontPanel.h"
+#include "core/NumberText.h"
+#include "core/Prompts.h"
+#include "core/ScanData.h"
+#include "core/ScanParameters.h"
+#include "core/modTools.h"
+#include "serial/SerialChannel.h"
+#include "serial/modCOM.h"
+
+#include <limits>
+#include <utility>
+
+namespace modSMC {
+namespace {
+const QString lineEnd = QStringLiteral("\r\n");
+
+bool disabled()
+{
+    return !flags().smcOnline;
+}
+
+QString query(const QString& command)
+{
+    SMCSend(command);
+    return SMCReceive(reportTimeout);
+}
+
+QString valueText(const QString& reply)
+{
+    return reply.sliced(reply.indexOf(u':') + 1);
+}
+
+QString withoutLineEnds(QString text)
+{
+    return text.remove(lineEnd);
+}
+
+QString checkText()
+{
+    const Configuration::Line& line = configuration().smc;
+    // The settings stand behind one opening apostrophe, with a comma and no closing one: intended.
+    return QStringList{
+        QStringLiteral("SMC does not respond..."),
+        QString(),
+        QStringLiteral("Please check the following:"),
+        QStringLiteral("    -SMC powered ON?"),
+        QStringLiteral("    -SMC connected to ") + line.name() + u'?',
+        QStringLiteral("    -SMC configuration ACTIVE INTERFACE set to 'V24'?"),
+        QStringLiteral("    -SMC's interface settings are '") + line.settings.trimmed() + u',',
+        QStringLiteral("    -Cable connection ok?"),
+        QStringLiteral("    -SMC's display shows 'READY FOR YOUR COMMANDS'?"),
+    }
+        .join(lineEnd);
+}
+
+Prompts::Button askWhatToDo()
+{
+    Prompts::Message message;
+    message.title = QStringLiteral("SMC Check");
+    message.text = checkText();
+    message.buttons = Prompts::Buttons::AbortRetryIgnore;
+    message.defaultButton = 2;
+    message.goesOn = message.safe = message.unattended = Prompts::Button::Ignore;
+    return prompts().message(message);
+}
+
+bool continueAnyway(qint32 received)
+{
+    Prompts::Message message;
+    message.title = QStringLiteral("Scan Data Transfer");
+    message.text = QStringLiteral("Received number of data points (") + NumberText::Print(received) +
+                   QStringLiteral(") do not match parameter settings!") + lineEnd + lineEnd + QStringLiteral("Do want to continue anyway?");
+    message.icon = Prompts::Icon::Exclamation;
+    message.buttons = Prompts::Buttons::YesNo;
+    message.defaultButton = 2;
+    message.goesOn = message.unattended = Prompts::Button::Yes;
+    message.safe = Prompts::Button::No;
+    return prompts().message(message) == Prompts::Button::Yes;
+}
+
+/// One line of a transfer as a count; nothing when it does not fit 32 bits. Lines of up to nine digits, nearly all, are read digit by
+/// digit.
+bool countOf(QStringView line, qint32& count)
+{
+    constexpr qsizetype surelyFits = std::numeric_limits<qint32>::digits10;
+    if (!line.isEmpty() && line.size() <= surelyFits) {
+        qint32 value = 0;
+        const char16_t* at = line.utf16();
+        const char16_t* const end = at + line.size();
+        for (; at != end && *at >= u'0' && *at <= u'9'; ++at)
+            value = value * 10 + (*at - u'0');
+        if (at == end) {
+            count = value;
+            return true;
+        }
+    }
+    bool overflow = false;
+    count = NumberText::RoundToLong(NumberText::LeadingNumber(line), &overflow);
+    return !overflow;
+}
+
+/// Walks the lines of a text that end in CR LF; what follows the last CR LF is no line.
+class Lines
+{
+public:
+    explicit Lines(QStringView text) : m_at(text.utf16()), m_end(m_at + text.size()) {}
+
+    bool next(QStringView& line)
+    {
+        for (const char16_t* at = m_at; m_end - at >= 2; ++at) {
+            if (at[0] == u'\r' && at[1] == u'\n') {
+                line = QStringView(m_at, at);
+                m_at = at + 2;
+                return true;
+            }
+        }
+        return false;
+    }
+
+private:
+    const char16_t* m_at;
+    const char16_t* m_end;
+};
+
+/// Tells whether the run that was active at its construction has been broken off since.
+class AbortWatch
+{
+public:
+    bool brokenOff() const { return flags().closing || (m_running && !flags().acquisitionRunning) || (!m_abort && flags().abort); }
+
+private:
+    bool m_running = flags().acquisitionRunning;
+    bool m_abort = flags().abort;
+};
+} // namespace
+
+State& state()
+{
+    static State theState;
+    return theState;
+}
+
+void SMCSend(const QString& command)
+{
+    if (disabled() || flags().closing)
+        return;
+    modCOM::smcReception().receiveText.clear();
+    if (modCOM::MCComm().isDown())
+        return;
+    // The line end opens the command; nothing follows its ";".
+    modCOM::MCComm().output(lineEnd + command);
+    if (modCOM::MCComm().txDelay > 0)
+        modTools::Delay(modCOM::MCComm().txDelay, true);
+}
+
+QString SMCReceive(qint16 messageSwitch)
+{
+    if (disabled() || modCOM::MCComm().isDown())
+        return {};
+    modCOM::SmcReception& reception = modCOM::smcReception();
+    reception.messageSwitch = messageSwitch;
+    // A reply that is complete already would otherwise be waited for until the time-out.
+    if (reception.receiveText.isEmpty() || modCOM::RxTimer().isEnabled())
+        reception.waiting = true;
+    modCOM::MCRxTimeout().restart();
+    while (reception.waiting && !flags().closing && !modCOM::MCComm().isDown())
+        modTools::DoEvents();
+    return std::exchange(reception.receiveText, QString());
+}
+
+qint16 SMCCheck()
+{
+    QString reply;
+    qint16 axes = 0;
+    for (;;) {
+        reply = query(QStringLiteral("?S;"));
+        axes = static_cast<qint16>(qMin<qsizetype>(reply.count(u':'), std::numeric_limits<qint16>::max()));
+        if (axes != 0)
+            break;
+        if (flags().closing)
+            return 0;
+        switch (askWhatToDo()) {
+        case Prompts::Button::Retry:
+            continue;
+        case Prompts::Button::Abort:
+            modTools::EndProgram();
+            return 0;
+        default:
+            state().firmwareText = QStringLiteral("n.a.");
+            return 0;
+        }
+    }
+    if (SMCIsReady()) {
+        reply = query(QStringLiteral("?V;"));
+    } else {
+        flags().acquisitionRunning = true;
+        frontPanel().setEntryCaption(Menu::Entry::mnuMeasStartAcquisition, QString::fromUtf16(Menu::abortCaption));
+        frontPanel().refreshEntries();
+    }
+    state().firmwareText = withoutLineEnds(reply);
+    return axes;
+}
+
+bool SMCIsReady()
+{
+    return disabled() || (SMCGetAxisStatus(1) & idleBit) != 0;
+}
+
+qint16 SMCGetAxisStatus(qint16 axis)
+{
+    if (disabled())
+        return disabledStatus;
+    return StatusOf(query(QStringLiteral("?S") + NumberText::General(qint32{axis}) + u';'));
+}
+
+qint16 StatusOf(const QString& reply)
+{
+    bool overflow = false;
+    const qint16 status = NumberText::RoundToInteger(NumberText::LeadingNumber(valueText(reply)), &overflow);
+    return overflow ? qint16{0} : status;
+}
+
+double SMCGetPosition(qint16 axis)
+{
+    if (disabled())
+        return 0;
+    const QString reply = query(QStringLiteral("?P") + NumberText::General(qint32{axis}) + u';');
+    return NumberText::RoundToEven(NumberText::LeadingNumber(valueText(reply)) * 1000) / 1000;
+}
+
+QString SMCGetVersion()
+{
+    if (disabled())
+        return QStringLiteral("n. a.");
+    return withoutLineEnds(query(QStringLiteral("?V;"))).trimmed();
+}
+
+qint32 SMCReadScanData()
+{
+    if (disabled())
+        return 0;
+    const AbortWatch watch;
+    const QString reply = query(QStringLiteral("?CNT;"));
+    if (watch.brokenOff())
+        return -1;
+    const qint32 received = ReceivedPoints(reply);
+    if (received != scanParameters().numberOfPoints && !continueAnyway(received))
+        return -1;
+    return StoreCounts(reply);
+}
+
+qint32 ReceivedPoints(QStringView reply)
+{
+    qint32 lineEnds = 0;
+    QStringView line;
+    for (Lines lines(reply); lines.next(line);)
+        ++lineEnds;
+    return lineEnds - 1;
+}
+
+qint32 StoreCounts(QStringView reply)
+{
+    const double start = scanParameters().start;
+    const double step = scanParameters().step;
+    qint32 maximum = 0;
+    qint32 i = 0;
+    QStringView line;
+    for (Lines lines(reply); lines.next(line) && line != u"CEND;";) {
+        ++i;
+        qint32 count = 0;
+        if (!countOf(line, count))
+            count = 0;
+        maximum = qMax(maximum, count);
+        scanData().setPoint(i, start + (i - 1) * step, count);
+    }
+    return maximum;
+}
+
+QString FormatSMCNumber(double value)
+{
+    return NumberText::General(value).replace(u',', u'.');
+}
+} // namespace modSMC
