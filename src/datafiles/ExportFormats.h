@@ -16,7 +16,7 @@ struct Format
     const char16_t* filterText; ///< text in the save dialog
     const char* pattern;        ///< its file pattern
     const char* suffix;         ///< usual ending of the file name, with the point
-    const char* errorTitle;     ///< title of the box after a failure
+    const char16_t* errorTitle; ///< title of the box after a failure
     Writer writer;
     QString (*fileName)(const QString& chosen); ///< the name used for a chosen one
 };
