@@ -44,6 +44,11 @@ QString pointsText(qint32 done)
 }
 } // namespace
 
+double ExpectedTime(const ScanParameters& parameters, double counterTime)
+{
+    return parameters.numberOfPoints * (counterTime + secondsFor(parameters.step, configuration().general.scanSpeed));
+}
+
 void BeginProgress(const ScanParameters& parameters)
 {
     const Configuration::General& speeds = configuration().general;

@@ -58,6 +58,9 @@ PollResult PollUntilIdle(double silenceLimit = 0, bool barAfter = false);
 /// The measuring date of panel 2: "mmm dd. yyyy hh:mm" with English month names.
 QString MeasuringDate(const QDateTime& moment);
 
+/// How long a scan with these parameters and that counter time [s] takes, without the positioning move [s].
+double ExpectedTime(const ScanParameters& parameters, double counterTime);
+
 /// Starts the progress display of a scan: ProgressBar1 and panel 4, refreshed by ExposureTimer from then on. Call it when the counting
 /// program has been started. The time of the positioning move is estimated from where axis 1 was last seen; unknown, it counts 0.
 void BeginProgress(const ScanParameters& parameters);

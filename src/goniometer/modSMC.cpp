@@ -250,6 +250,7 @@ qint32 SMCReadScanData()
     if (watch.brokenOff())
         return -1;
     const qint32 received = ReceivedPoints(reply);
+    state().receivedPoints = received;
     if (received != scanParameters().numberOfPoints && !continueAnyway(received))
         return -1;
     return StoreCounts(reply);

@@ -12,9 +12,10 @@ namespace modSMC {
 /// The module's variables. `state() = State{}` resets them. The reception of a running reply is modCOM's.
 struct State
 {
-    qint16 numberOfAxes = 0; ///< result of SMCCheck, stored by start-up
-    QString firmwareText;    ///< version reply without line breaks; "n.a." after an ignored presence check
-    qint32 maximumCount = 0; ///< largest count of the last read-back, -1 when the operator refused it
+    qint16 numberOfAxes = 0;   ///< result of SMCCheck, stored by start-up
+    QString firmwareText;      ///< version reply without line breaks; "n.a." after an ignored presence check
+    qint32 maximumCount = 0;   ///< largest count of the last read-back, -1 when the operator refused it
+    qint32 receivedPoints = 0; ///< counts that the last transfer held
 };
 State& state();
 

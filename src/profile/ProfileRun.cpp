@@ -1,0 +1,641 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "profile/ProfileRun.h"
+
+#include "core/Configuration.h"
+#include "core/Flags.h"
+#include "core/FrontPanel.h"
+#include "core/NumberText.h"
+#include "core/Prompts.h"
+#include "core/ScanData.h"
+#include "core/modTools.h"
+#include "datafiles/modFile.h"
+#include "goniometer/ScanParameterCheck.h"
+#include "goniometer/ScanRun.h"
+#include "goniometer/modSMC.h"
+#include "profile/ProfileEdit.h"
+#include "profile/ProfileReport.h"
+#include "temperature/SteadyState.h"
+#include "temperature/modHTC.h"
+#include "temperature/modHTC_Laser.h"
+#include "temperature/modLTC.h"
+#include "temperature/modLTC_RPID.h"
+
+#include <QCryptographicHash>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <cmath>
+
+using namespace Qt::StringLiterals;
+using ProfileEdit::Controller;
+using Field = FrontPanel::Field;
+
+namespace {
+constexpr double silenceLimit = 600; // s without any answer before a step is skipped
+constexpr int saveTries = 10;
+constexpr float saveRetryDelay = 60; // s
+constexpr int setpointTries = 3;
+constexpr double roomTemperature = 22; // deg C, set at the end of a run
+constexpr double assumedRate = 5;      // K/min, for the estimate of a change without a ramp
+constexpr double assumedSettling = 60; // s
+
+const QString title = u"Temperature profile"_s;
+const QString idleCaption = u"Execute &Temperature Profile..."_s;
+const QString runningCaption = u"Abort Execution of &Temperature Profile..."_s;
+
+bool goesOn()
+{
+    return !flags().abort && !flags().closing;
+}
+
+ProfileRun::Row& row()
+{
+    return ProfileRun::state().rows[ProfileRun::state().current];
+}
+
+void enter(ProfileRun::Phase phase)
+{
+    row().phase = phase;
+    emit ProfileRun::notifier().changed();
+}
+
+void remark(const QString& text)
+{
+    row().remarks += text;
+    modTools::WriteLog(false, u"Temperature profile: "_s + text);
+}
+
+Prompts::Button ask(const QString& caption, const QString& text, Prompts::Buttons buttons, Prompts::Icon icon, int defaultButton,
+                    Prompts::Button unattended)
+{
+    Prompts::Message message;
+    message.title = caption;
+    message.text = text;
+    message.buttons = buttons;
+    message.icon = icon;
+    message.defaultButton = defaultButton;
+    message.goesOn = Prompts::Button::Yes;
+    message.safe = Prompts::Button::No;
+    message.unattended = unattended;
+    return prompts().message(message);
+}
+
+bool yes(const QString& caption, const QString& text, Prompts::Icon icon = Prompts::Icon::Question)
+{
+    return ask(caption, text, Prompts::Buttons::YesNo, icon, 2, Prompts::Button::No) == Prompts::Button::Yes;
+}
+
+// --- the run broken off
+
+QByteArray profileMark()
+{
+    QCryptographicHash hash(QCryptographicHash::Sha1);
+    hash.addData(TProfile::state().lines.join(u'\n').toUtf8());
+    hash.addData(frontPanel().text(Field::txtFileName).toUtf8());
+    return hash.result().toHex();
+}
+
+void writeState(qsizetype done)
+{
+    const QString path = ProfileRun::StateFile();
+    if (path.isEmpty() || ProfileRun::state().rehearsal)
+        return;
+    if (TProfile::WriteLines(path, {u"profile="_s + QString::fromLatin1(profileMark()), u"done="_s + QString::number(done)}) != 0)
+        remark(u"The progress could not be written to '"_s + path + u"'."_s);
+}
+
+/// Measurements that the last run of this very profile had saved; 0 when it went through or there was none.
+qsizetype doneBefore()
+{
+    QStringList lines;
+    const QString path = ProfileRun::StateFile();
+    if (path.isEmpty() || TProfile::ReadLines(path, &lines) != 0 || lines.value(0) != u"profile="_s + QString::fromLatin1(profileMark()))
+        return 0;
+    const qsizetype done = lines.value(1).section(u'=', 1).toLongLong();
+    return done > 0 && done < ProfileRun::state().rows.size() ? done : 0;
+}
+
+/// Where to begin; nothing when the operator cancelled.
+std::optional<qsizetype> firstRow(const ProfileRun::Options& options)
+{
+    const qsizetype done = doneBefore();
+    if (done == 0)
+        return 0;
+    if (options.resume)
+        return *options.resume ? done : 0;
+    const QString text = u"The last run of this profile stopped after step "_s + NumberText::General(qint64{done}) + u". Continue there?"_s;
+    switch (ask(title, text, Prompts::Buttons::YesNoCancel, Prompts::Icon::Question, 1, Prompts::Button::Yes)) {
+    case Prompts::Button::Yes:
+        return done;
+    case Prompts::Button::No:
+        return 0;
+    default:
+        return std::nullopt;
+    }
+}
+
+// --- temperature
+
+/// Sets the setpoint of the active controller; 0 when it took it.
+qint16 sendSetpoint(const ProfileRun::Row& step)
+{
+    switch (ProfileEdit::activeController()) {
+    case Controller::HTC:
+        return modHTC::NewSetpointWithPID(step.setpoint, step.ramp);
+    case Controller::Laser: {
+        const auto value = static_cast<float>(step.setpoint);
+        return modHTC_Laser::LaserSetCurrent(value, modHTC_Laser::CurrentFor(value));
+    }
+    case Controller::LTC:
+        return modLTC::LTCNewSetpointWithPID(static_cast<float>(step.setpoint), static_cast<float>(step.ramp));
+    case Controller::None:
+        break;
+    }
+    return -1;
+}
+
+void setLaserSetpoint()
+{
+    for (int tries = 1; sendSetpoint(row()) != 0 && goesOn(); ++tries) {
+        const Prompts::Button unattended = tries <= setpointTries ? Prompts::Button::Retry : Prompts::Button::Ignore;
+        Prompts::Message message;
+        message.title = u"New setpoint"_s;
+        message.text = u"Unable to change setpoint!"_s;
+        message.buttons = Prompts::Buttons::AbortRetryIgnore;
+        message.icon = Prompts::Icon::Exclamation;
+        message.goesOn = unattended;
+        message.safe = unattended;
+        message.unattended = unattended;
+        const Prompts::Button answer = prompts().message(message);
+        if (answer == Prompts::Button::Abort)
+            flags().abort = true;
+        if (answer == Prompts::Button::Retry)
+            continue;
+        remark(u"The laser controller did not take the setpoint."_s);
+        return;
+    }
+}
+
+void setSetpoint()
+{
+    enter(ProfileRun::Phase::Setpoint);
+    frontPanel().setPanel(3, u"Setting new temperature setpoint..."_s);
+    if (ProfileEdit::activeController() == Controller::Laser)
+        setLaserSetpoint();
+    else if (sendSetpoint(row()) != 0)
+        remark(u"The controller did not confirm the setpoint."_s);
+}
+
+/// Waits for a steady temperature and reads it. False when the controller was silent too long.
+bool settle()
+{
+    enter(ProfileRun::Phase::Settling);
+    ProfileRun::Row& step = row();
+    qint16 result = SteadyState::Settled;
+    float temperature = -1;
+    switch (ProfileEdit::activeController()) {
+    case Controller::HTC:
+        result = modHTC::HTCWaitUntilThere(step.setpoint, silenceLimit);
+        temperature = goesOn() ? modHTC::GetTemperature() : -1.0F;
+        break;
+    case Controller::Laser:
+        modHTC::HTC_LaserWaitUntilThere(configuration().laser.stabilizationDelay);
+        break;
+    case Controller::LTC:
+        result = modLTC::LTCWaitUntilThere(static_cast<float>(step.setpoint), silenceLimit);
+        if (goesOn())
+            modLTC::LTCGetTemperature(temperature);
+        break;
+    case Controller::None:
+        break;
+    }
+    if (temperature >= 0)
+        step.actual = NumberText::LeadingNumber(NumberText::General(temperature));
+    if (ProfileEdit::activeController() != Controller::Laser) {
+        step.mean = NumberText::LeadingNumber(NumberText::General(SteadyState::last().mean()));
+        step.scatter = NumberText::LeadingNumber(NumberText::General(SteadyState::last().scatter()));
+    }
+    return result != SteadyState::Silent;
+}
+
+void dwell()
+{
+    enter(ProfileRun::Phase::Dwelling);
+    const bool minutes = configuration().general.timeUnitMinutes;
+    const double unit = minutes ? 60 : 1;
+    const QString whole =
+        NumberText::General(NumberText::RoundToLong(row().dwell / unit)) + (minutes ? u" minutes..."_s : u" seconds..."_s);
+    const quint32 start = modTools::timeGetTime();
+    const auto elapsed = [start] { return (modTools::timeGetTime() - start) / 1000.0; };
+    while (goesOn() && elapsed() < row().dwell) {
+        frontPanel().setPanel(3, u"Dwelling: "_s + NumberText::Fixed(std::floor(elapsed() / unit), 0) + u" of "_s + whole);
+        modTools::Delay(static_cast<float>(std::min(1.0, row().dwell - elapsed())), true);
+    }
+    frontPanel().setPanel(3, {});
+}
+
+// --- scan
+
+/// The counter time of a step while it is measured: the field shows it and gets its own text back.
+class OwnCounterTime
+{
+public:
+    explicit OwnCounterTime(double seconds) : m_before(frontPanel().text(Field::CounterTime))
+    {
+        frontPanel().setText(Field::CounterTime, NumberText::General(seconds));
+    }
+    ~OwnCounterTime()
+    {
+        frontPanel().setText(Field::CounterTime, m_before);
+        scanParameters().counterTime = NumberText::ReadNumber(m_before);
+    }
+    OwnCounterTime(const OwnCounterTime&) = delete;
+    OwnCounterTime& operator=(const OwnCounterTime&) = delete;
+
+private:
+    QString m_before;
+};
+
+/// One scan; true when its counts are in memory.
+bool acquire()
+{
+    enter(ProfileRun::Phase::Acquiring);
+    frontPanel().setPanel(2, ScanRun::MeasuringDate(QDateTime::currentDateTime()));
+    const double counterTime = row().counterTime;
+    const OwnCounterTime shown(counterTime);
+    ScanParameterCheck::CheckScanParameters(counterTime);
+    if (!ScanRun::Upload(ScanRun::CountingProgram(scanParameters()), goesOn))
+        return false;
+    ScanRun::BeginProgress(scanParameters());
+    const ScanRun::PollResult result = ScanRun::PollUntilIdle(silenceLimit, true);
+    if (result == ScanRun::PollResult::Idle && goesOn())
+        ScanRun::CompleteProgress();
+    bool read = false;
+    if (result == ScanRun::PollResult::Silent) {
+        remark(u"The goniometer controller was silent for ten minutes; the scan was skipped."_s);
+    } else if (goesOn()) {
+        const qint32 wanted = scanParameters().numberOfPoints;
+        read = ScanRun::ReadBack(counterTime);
+        if (!read)
+            remark(u"The counts could not be read from the goniometer controller."_s);
+        else if (modSMC::state().receivedPoints != wanted)
+            remark(u"Received "_s + NumberText::General(modSMC::state().receivedPoints) + u" of "_s + NumberText::General(wanted) +
+                   u" points."_s);
+        if (read)
+            frontPanel().setPanel(1, u"Data acquisition done."_s);
+    }
+    ScanRun::EndProgress();
+    return read;
+}
+
+QString inDirectory(const QString& directory, const QString& name)
+{
+    return modFile::WithSeparator(directory) + name;
+}
+
+/// Saves the scan; a disk that refuses is tried again every minute, then the program directory is taken.
+void save()
+{
+    enter(ProfileRun::Phase::Saving);
+    ProfileRun::Row& step = row();
+    step.maximumCount = modSMC::state().maximumCount;
+    const QString name = ProfileRun::FileName(frontPanel().text(Field::txtFileName), step.actual.value_or(step.setpoint));
+    if (ProfileRun::state().rehearsal) {
+        step.file = name;
+        return;
+    }
+    for (int tries = 1; tries <= saveTries + 1 && !flags().closing; ++tries) {
+        const QString directory = tries <= saveTries ? configuration().general.workDir : modTools::state().programDirectory;
+        QString path = inDirectory(directory, name);
+        const qint16 error = modFile::CreateZELKOFile(path, true);
+        if (error == 0) {
+            step.file = path;
+            flags().dataSaved = true;
+            return;
+        }
+        remark(u"Saving to '"_s + path + u"' failed: "_s + ProgramError::of(error).description + u"."_s);
+        if (tries < saveTries)
+            modTools::Delay(saveRetryDelay, true);
+    }
+    remark(u"The scan could not be saved; it is in memory until the next one."_s);
+}
+
+/// One temperature, from the setpoint to the saved file.
+void measure()
+{
+    flags().abort = false;
+    ProfileRun::Row& step = row();
+    setSetpoint();
+    if (goesOn() && !settle()) {
+        remark(u"The temperature controller was silent for ten minutes; the step was skipped."_s);
+        enter(ProfileRun::Phase::Skipped);
+        return;
+    }
+    if (goesOn())
+        dwell();
+    if (goesOn()) {
+        flags().dataPresent = false;
+        flags().dataSaved = false;
+        frontPanel().refreshEntries();
+        if (acquire()) {
+            save();
+            step.finished = QDateTime::currentDateTime();
+            enter(step.file.isEmpty() ? ProfileRun::Phase::Skipped : ProfileRun::Phase::Done);
+            return;
+        }
+    }
+    if (!goesOn())
+        frontPanel().setPanel(3, u"Temperature profile aborted!"_s);
+    enter(goesOn() ? ProfileRun::Phase::Skipped : ProfileRun::Phase::Aborted);
+}
+
+void setBack()
+{
+    switch (ProfileEdit::activeController()) {
+    case Controller::HTC:
+        if (modHTC::NewSetpoint(roomTemperature) == 0)
+            modHTC::HTCWaitUntilThere(roomTemperature, silenceLimit);
+        break;
+    case Controller::Laser: {
+        const bool currents = configuration().laser.currentMode;
+        const float value = currents ? ProfileRun::state().storedLaserCurrent : static_cast<float>(roomTemperature);
+        modHTC_Laser::LaserSetCurrent(value, currents ? value : modHTC_Laser::CurrentFor(value));
+        break;
+    }
+    case Controller::LTC:
+        if (configuration().ltc.resetAfterTempRun)
+            modLTC::mnuLTCDefault();
+        break;
+    case Controller::None:
+        break;
+    }
+}
+
+/// Walks the rows; true when none was broken off.
+bool walk(qsizetype first)
+{
+    ProfileRun::State& run = ProfileRun::state();
+    for (qsizetype i = first; i < run.rows.size(); ++i) {
+        run.current = static_cast<int>(i);
+        measure();
+        ProfileReport::Write();
+        if (!goesOn())
+            return false;
+        writeState(i + 1);
+    }
+    return true;
+}
+
+// --- start
+
+void abortQuestion()
+{
+    if (ask(u"Temperature Profile - Data acquisition"_s, u"Do you want to abort the current data acquisition now?"_s,
+            Prompts::Buttons::YesNo, Prompts::Icon::Critical, 2, Prompts::Button::No) != Prompts::Button::Yes)
+        return;
+    modSMC::SMCSend(u"Q;"_s);
+    flags().abort = true;
+    const int current = ProfileRun::state().current;
+    if (yes(u"Data acquisition"_s, u"Do you want read scan data anyway?"_s) && current >= 0)
+        ScanRun::ReadBack(ProfileRun::state().rows[current].counterTime);
+}
+
+/// The questions before the editor; false stops.
+bool mayStart()
+{
+    if (flags().generatorRemote && flags().idlePower)
+        showMessage(u"X-Ray generator"_s, u"X-Ray Generator seems to be at idle power."_s + u"\r\n"_s + u"Please adjust power settings."_s,
+                    Prompts::Icon::Exclamation);
+    if (!modSMC::SMCIsReady()) {
+        showMessage(u"Start measurement"_s, u"G318 is busy at the moment. Please wait ..."_s);
+        return false;
+    }
+    if (flags().dataPresent && !flags().dataSaved &&
+        !yes(u"Start measurement"_s, u"Data in memory were not yet saved!"_s + u"\r\n\r\n"_s + u"Do you really want to continue?"_s))
+        return false;
+    if (frontPanel().text(Field::txtFileName).trimmed().isEmpty()) {
+        showMessage(u"Missing parameter"_s, u"Please enter a sample/file name."_s);
+        return false;
+    }
+    return true;
+}
+
+void begin()
+{
+    ProfileRun::State& run = ProfileRun::state();
+    run.rehearsal = !configuration().general.autoSave;
+    run.storedLaserCurrent = modHTC_Laser::state().lastCurrent;
+    frontPanel().setEntryCaption(Menu::Entry::mnuMeasExecTempProfile, runningCaption);
+    flags().abort = false;
+    flags().profileRunning = true;
+    frontPanel().refreshEntries();
+    ProfileReport::Begin();
+}
+
+void end(bool complete)
+{
+    setBack();
+    if (complete && !ProfileRun::StateFile().isEmpty())
+        QFile::remove(ProfileRun::StateFile());
+    ProfileReport::Write();
+    flags().abort = false;
+    // The last box belongs to the run: it counts down like those inside it.
+    showMessage(title, u"Temperature profile finished!"_s, Prompts::Icon::Information);
+    flags().profileRunning = false;
+    ProfileRun::state().current = -1;
+    frontPanel().setEntryCaption(Menu::Entry::mnuMeasExecTempProfile, idleCaption);
+    frontPanel().setPanel(1, u"Ready"_s);
+    frontPanel().refreshEntries();
+    emit ProfileRun::notifier().changed();
+}
+
+QString valueText(double value)
+{
+    const auto zeroPadded = [](const QString& text, qsizetype digits) { return text.rightJustified(digits, u'0'); };
+    switch (ProfileEdit::activeController()) {
+    case Controller::Laser:
+        return ProfileEdit::currentMode() ? NumberText::Fixed(value, 4) : zeroPadded(NumberText::Fixed(value, 0), 4);
+    case Controller::HTC:
+        return zeroPadded(NumberText::Fixed(value, 0), 4);
+    default:
+        return zeroPadded(NumberText::Fixed(value, 1), 6);
+    }
+}
+
+double estimateFor(const ProfileRun::Row& step, double before)
+{
+    const double change = std::abs(step.setpoint - before);
+    const double rate = step.ramp > 0 ? step.ramp : assumedRate;
+    const bool laser = ProfileEdit::activeController() == Controller::Laser;
+    const double settling = laser ? configuration().laser.stabilizationDelay : change / rate * 60 + assumedSettling;
+    return settling + step.dwell + ScanRun::ExpectedTime(scanParameters(), step.counterTime);
+}
+} // namespace
+
+namespace ProfileRun {
+State& state()
+{
+    static State theState;
+    return theState;
+}
+
+Notifier& notifier()
+{
+    static Notifier theNotifier;
+    return theNotifier;
+}
+
+QString phaseText(Phase phase)
+{
+    switch (phase) {
+    case Phase::Pending:
+        return u"waiting"_s;
+    case Phase::Setpoint:
+        return u"setting setpoint"_s;
+    case Phase::Settling:
+        return u"settling"_s;
+    case Phase::Dwelling:
+        return u"dwelling"_s;
+    case Phase::Acquiring:
+        return u"measuring"_s;
+    case Phase::Saving:
+        return u"saving"_s;
+    case Phase::Done:
+        return u"done"_s;
+    case Phase::Skipped:
+        return u"skipped"_s;
+    case Phase::Aborted:
+        return u"aborted"_s;
+    }
+    return {};
+}
+
+QString FileName(const QString& sample, double value)
+{
+    return sample + u"_"_s + valueText(value) + u".sdf"_s;
+}
+
+QString StateFile()
+{
+    return TProfile::state().currentFile.isEmpty() ? QString() : TProfile::state().currentFile + u".state"_s;
+}
+
+QList<Row> Plan()
+{
+    QList<Row> rows;
+    const QString sample = frontPanel().text(Field::txtFileName);
+    double before = ProfileEdit::activeController() == Controller::LTC ? 295 : roomTemperature;
+    const QStringList& lines = TProfile::state().lines;
+    for (qsizetype i = 0; i < lines.size(); ++i) {
+        const std::optional<TProfile::Step> step = TProfile::ParseStep(lines[i]);
+        if (!step)
+            continue;
+        const double exposure = NumberText::RoundToEven(TProfile::Seconds(step->exposure.value_or(0)));
+        for (const double temperature : step->temperatures()) {
+            Row next;
+            next.line = static_cast<int>(i) + 1;
+            next.setpoint = temperature;
+            next.ramp = step->ramp.value_or(0);
+            next.dwell = TProfile::Seconds(step->dwell.value_or(0));
+            next.counterTime = exposure > 0 ? exposure : scanParameters().counterTime;
+            next.plannedFile = FileName(sample, temperature);
+            next.exists = QFileInfo::exists(inDirectory(configuration().general.workDir, next.plannedFile));
+            next.estimate = estimateFor(next, before);
+            before = temperature;
+            rows += next;
+        }
+    }
+    return rows;
+}
+
+double TimeFor(const QList<Row>& rows, qsizetype from)
+{
+    double seconds = 0;
+    for (qsizetype i = from; i < rows.size(); ++i)
+        seconds += rows[i].estimate;
+    return seconds;
+}
+
+QStringList Check()
+{
+    QStringList findings;
+    const QStringList& lines = TProfile::state().lines;
+    for (qsizetype i = 0; i < lines.size(); ++i) {
+        const QString where = u"line "_s + NumberText::General(qint64{i + 1}) + u": "_s;
+        if (lines[i].trimmed().isEmpty() || TProfile::IsComment(lines[i]))
+            continue;
+        const std::optional<TProfile::Step> step = TProfile::ParseStep(lines[i]);
+        if (!step) {
+            findings += where + u"no start temperature; the line is skipped"_s;
+            continue;
+        }
+        using ProfileEdit::Box;
+        const std::pair<Box, const char*> fields[] = {
+            {Box::T1, "T1"}, {Box::T2, "T2"}, {Box::dT, "DT"}, {Box::Ramp, "R"}, {Box::Dwell, "DW"}};
+        for (const auto& [box, key] : fields) {
+            const QString text = TProfile::FieldText(lines[i], QString::fromLatin1(key));
+            if (!text.isEmpty() && !NumberText::StartsWithNumber(text))
+                findings += where + QString::fromLatin1(key) + u" is not a number"_s;
+            else if (const QString refusal = ProfileEdit::refusal(box, text); !refusal.isEmpty())
+                findings += where + refusal;
+        }
+    }
+    return findings;
+}
+
+QString SummaryText()
+{
+    QStringList lines;
+    switch (ProfileEdit::activeController()) {
+    case Controller::HTC:
+        lines += u"- PID parameter file: "_s + configuration().htc.pidFile;
+        break;
+    case Controller::LTC:
+        lines += u"- PID parameter file: "_s + modLTC::RPIDFileName();
+        break;
+    default:
+        break;
+    }
+    lines += u"- Temperature profile: "_s + TProfile::state().currentFile;
+    lines += u"- Current work directory is '"_s + configuration().general.workDir + u"'."_s;
+    const QString rule = u"- Files will be saved as '<SampleName>_"_s;
+    if (ProfileEdit::currentMode())
+        lines += rule + u"x.xxxx.sdf' (x.xxxx=laser diode current)."_s;
+    else if (ProfileEdit::activeController() == Controller::LTC)
+        lines += rule + u"xxxx.x.sdf' (xxxx.x=temperature)."_s;
+    else
+        lines += rule + u"xxxx.sdf' (xxxx=temperature)."_s;
+    lines += u"  NOTE: Existing files with identical names get an additional index (n)!"_s;
+    return lines.join(u"\r\n"_s) + u"\r\n\r\n"_s + u"Are you ready to continue?"_s;
+}
+
+bool Execute(const Options& options)
+{
+    if (flags().profileRunning) {
+        abortQuestion();
+        return false;
+    }
+    if (!mayStart())
+        return false;
+    if (options.editor && !options.editor())
+        return false;
+    if (ProfileEdit::activeController() == Controller::None) {
+        showMessage(title, u"No temperature controller is enabled."_s);
+        return false;
+    }
+    ScanParameterCheck::CheckScanParameters();
+    state().rows = Plan();
+    emit notifier().changed();
+    if (!yes(title, SummaryText()))
+        return false;
+    const std::optional<qsizetype> first = firstRow(options);
+    if (!first)
+        return false;
+    begin();
+    const bool complete = walk(*first);
+    end(complete);
+    return complete;
+}
+} // namespace ProfileRun
