@@ -1,0 +1,154 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "generator/GeneratorPower.h"
+
+#include "core/Configuration.h"
+#include "core/Flags.h"
+#include "core/FrontPanel.h"
+#include "core/NumberText.h"
+#include "core/Prompts.h"
+#include "core/modTools.h"
+#include "generator/modGenerator.h"
+
+#include <cmath>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+void changed()
+{
+    emit GeneratorPower::notifier().changed();
+}
+
+void preset(qint32 milliampere, qint32 kilovolt)
+{
+    GeneratorPower::state().txtmA = NumberText::General(milliampere);
+    GeneratorPower::state().txtkV = NumberText::General(kilovolt);
+    changed();
+}
+
+/// Only the upper limit and an empty box are refused; what is no number reads as 0.
+bool refused(const QString& text, qint32 highest, const QString& title, const QString& unit)
+{
+    const QString trimmed = text.trimmed();
+    if (!trimmed.isEmpty() && NumberText::ReadNumber(trimmed) <= highest)
+        return false;
+    showMessage(title, u"Value out of range!   (0..."_s + NumberText::Print(highest) + u" "_s + unit + u")"_s, Prompts::Icon::Critical);
+    return true;
+}
+
+bool confirmed()
+{
+    const GeneratorPower::State& now = GeneratorPower::state();
+    Prompts::Message message;
+    // The voltage's title for both values: intended.
+    message.title = u"Voltage Setting"_s;
+    message.text = u"New generator settings:"_s + u"\r\n\r\n"_s + u"    "_s + now.txtmA + u" mA"_s + u"\r\n"_s + u"    "_s + now.txtkV +
+                   u" kV"_s + u"\r\n\r\n"_s + u"Do you want to continue?"_s;
+    message.icon = Prompts::Icon::Question;
+    message.buttons = Prompts::Buttons::OkCancel;
+    message.defaultButton = 2;
+    message.goesOn = Prompts::Button::Ok;
+    message.safe = message.unattended = Prompts::Button::Cancel;
+    return prompts().message(message) == Prompts::Button::Ok;
+}
+
+QString countdownText(double seconds)
+{
+    const auto whole = static_cast<quint32>(std::ceil(std::max(seconds, 0.0)));
+    return u"Warm-up: "_s + NumberText::ZeroPadded(whole / 3600, 1) + u":"_s + NumberText::ZeroPadded(whole / 60 % 60, 2) + u":"_s +
+           NumberText::ZeroPadded(whole % 60, 2) + u" left"_s;
+}
+
+void warmUp(qint32 seconds)
+{
+    GeneratorPower::State& now = GeneratorPower::state();
+    const QString report = now.txtMessage;
+    now.warmingUp = true;
+    const quint32 start = modTools::timeGetTime();
+    const auto showCountdown = [&now, start, seconds] {
+        now.txtMessage = countdownText(seconds - (modTools::timeGetTime() - start) / 1000.0);
+        changed();
+    };
+    showCountdown();
+    frontPanel().openTextDisplay(u"Generator Warm-Up"_s);
+    frontPanel().setTextDisplay(u"Waiting for "_s + NumberText::General(seconds / 60) + u" minutes..."_s);
+
+    modTools::Timer everySecond("WarmUpTimer");
+    everySecond.setInterval(1000);
+    QObject::connect(&everySecond, &modTools::Timer::tick, &everySecond, showCountdown);
+    everySecond.setEnabled(true);
+    modTools::Delay(static_cast<float>(seconds), true);
+    everySecond.setEnabled(false);
+
+    now.warmingUp = false;
+    now.txtMessage = report;
+    changed();
+}
+} // namespace
+
+namespace GeneratorPower {
+State& state()
+{
+    static State theState;
+    return theState;
+}
+
+Notifier& notifier()
+{
+    static Notifier theNotifier;
+    return theNotifier;
+}
+
+void Load()
+{
+    qint16 milliampere = 0;
+    qint16 kilovolt = 0;
+    modGenerator::GeneratorGetActualValues(&milliampere, &kilovolt);
+    preset(milliampere, kilovolt);
+}
+
+void MeasPreset()
+{
+    preset(configuration().generator.measCurrent, configuration().generator.measVoltage);
+}
+
+void IdlePreset()
+{
+    preset(configuration().generator.idleCurrent, configuration().generator.idleVoltage);
+}
+
+bool Apply()
+{
+    const Configuration::Generator& limits = configuration().generator;
+    if (refused(state().txtmA, limits.maxCurrent, u"Current Setting"_s, u"mA"_s)) {
+        emit notifier().focusCurrent();
+        return false;
+    }
+    if (refused(state().txtkV, limits.maxVoltage, u"Voltage Setting"_s, u"kV"_s)) {
+        emit notifier().focusVoltage();
+        return false;
+    }
+    const qint16 milliampere = NumberText::RoundToInteger(NumberText::ReadNumber(state().txtmA));
+    const qint16 kilovolt = NumberText::RoundToInteger(NumberText::ReadNumber(state().txtkV));
+    if (!confirmed())
+        return false;
+    qint16 actualMilliampere = 0;
+    qint16 actualKilovolt = 0;
+    modGenerator::SendPower(milliampere, kilovolt, &actualMilliampere, &actualKilovolt);
+    state().txtMessage = u"The generator reports "_s + NumberText::General(qint32{actualMilliampere}) + u" mA, "_s +
+                         NumberText::General(qint32{actualKilovolt}) + u" kV."_s;
+    changed();
+    if (limits.powerSettlingTime > 0 && !flags().closing)
+        warmUp(limits.powerSettlingTime);
+    frontPanel().closeTextDisplay();
+    return true;
+}
+
+QChar acceptedKey(QChar key)
+{
+    if (key >= u'0' && key <= u'9')
+        return key;
+    return key == u',' || key == u'.' ? QChar(u'.') : QChar();
+}
+} // namespace GeneratorPower

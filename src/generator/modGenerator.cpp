@@ -1,0 +1,208 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "generator/modGenerator.h"
+
+#include "core/Configuration.h"
+#include "core/Flags.h"
+#include "core/FrontPanel.h"
+#include "core/NumberText.h"
+#include "core/modTools.h"
+#include "goniometer/modSMC.h"
+#include "serial/modCOM.h"
+
+#include <QObject>
+
+#include <memory>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+constexpr int seifert = 1;
+constexpr float actualValuesWait = 1.5F; // s
+constexpr float summaryWait = 2.5F;      // s
+constexpr float settingWait = 0.2F;      // s
+constexpr int watchInterval = 1000;      // ms
+
+bool connected = false;
+
+/// Watches for the end of a run when idle power is wanted.
+struct IdleWatch
+{
+    modTools::Timer timer{"IdlePowerTimer"};
+    bool sawRun = false;
+    quint32 endedAt = 0;
+};
+
+std::unique_ptr<IdleWatch>& idleWatch()
+{
+    static std::unique_ptr<IdleWatch> theWatch;
+    return theWatch;
+}
+
+void storeLine()
+{
+    modGenerator::State& now = modGenerator::state();
+    if (now.nextLine >= 1 && now.nextLine <= now.lines.size())
+        now.lines[now.nextLine++ - 1] = now.receiveText;
+    now.receiveText.clear();
+}
+
+void collect(const QString& text)
+{
+    constexpr qsizetype longestLine = 1024;
+    for (const QChar character : text) {
+        if (character == u'\r')
+            storeLine();
+        else if (character != u'\n' && modGenerator::state().receiveText.size() < longestLine)
+            modGenerator::state().receiveText += character;
+    }
+}
+
+void beginExchange()
+{
+    modGenerator::State& now = modGenerator::state();
+    now.nextLine = 1;
+    now.lines = QStringList(modGenerator::replyLines, QString());
+    modCOM::ClearGeneratorCommRxBuffer();
+    now.receiveText.clear();
+}
+
+void send(const QString& command)
+{
+    modCOM::SerialOut(modCOM::GeneratorComm(), command + u"\r"_s);
+}
+
+/// "A12500" gives 12: thousandths behind a letter. A value beyond 16 bits is passed over and leaves 0.
+qint16 thousandth(const QString& line)
+{
+    bool overflow = false;
+    const qint32 value = NumberText::RoundToLong(NumberText::LeadingNumber(line.mid(1)), &overflow);
+    if (overflow)
+        return 0;
+    const qint16 result = NumberText::RoundToInteger(value / 1000.0, &overflow);
+    return overflow ? qint16{0} : result;
+}
+
+bool anythingRuns()
+{
+    const Flags& now = flags();
+    return now.acquisitionRunning || now.profileRunning || now.ratemeterRunning || now.utilityRunning;
+}
+
+void watchIdle()
+{
+    IdleWatch& watch = *idleWatch();
+    const Flags& now = flags();
+    if (now.acquisitionRunning || now.profileRunning) {
+        watch.sawRun = true;
+        watch.endedAt = modTools::timeGetTime();
+    }
+    const Configuration::Generator& power = configuration().generator;
+    const quint32 delay = static_cast<quint32>(qMax(power.reducePowerOnIdleDelay, 0)) * 60000U;
+    if (!watch.sawRun || anythingRuns() || now.closing || modTools::timeGetTime() - watch.endedAt < delay)
+        return;
+    watch.sawRun = false;
+    qint16 milliampere = 0;
+    qint16 kilovolt = 0;
+    modGenerator::SendPower(static_cast<qint16>(power.idleCurrent), static_cast<qint16>(power.idleVoltage), &milliampere, &kilovolt);
+    frontPanel().setPanel(1, u"X-ray generator set to idle power"_s);
+}
+} // namespace
+
+namespace modGenerator {
+State& state()
+{
+    static State theState;
+    return theState;
+}
+
+void reset()
+{
+    state() = State{};
+    idleWatch().reset();
+    connected = false;
+}
+
+void Connect()
+{
+    if (connected)
+        return;
+    connected = true;
+    QObject::connect(&modCOM::GeneratorComm(), &SerialChannel::onComm, &modCOM::GeneratorComm(), [](int event) {
+        if (event == SerialChannel::ReceiveEvent)
+            collect(modCOM::GeneratorComm().input());
+    });
+}
+
+void GeneratorGetActualValues(qint16* milliampere, qint16* kilovolt)
+{
+    *milliampere = 0;
+    *kilovolt = 0;
+    beginExchange();
+    if (configuration().generator.modelCode != seifert)
+        return;
+    send(u"CA"_s);
+    send(u"VN"_s);
+    modTools::Delay(actualValuesWait, true);
+    if (state().lines.value(0).isEmpty())
+        return;
+    *milliampere = thousandth(state().lines.value(0));
+    *kilovolt = thousandth(state().lines.value(1));
+}
+
+QString StatusSummary()
+{
+    beginExchange();
+    if (configuration().generator.modelCode != seifert)
+        return u"Not supported..."_s;
+    for (const QString& command : {u"CA"_s, u"VN"_s, u"SR:14"_s, u"SR:15"_s})
+        send(command);
+    modTools::Delay(summaryWait, true);
+    const QStringList& lines = state().lines;
+    return u"Act. mA:"_s + lines.value(0) + u"\r\nAct. kV:"_s + lines.value(1) + u"\r\nMin. flow rate:"_s + lines.value(2) +
+           u"\r\nAct. flow rate:"_s + lines.value(3);
+}
+
+void mnuExtrasGeneratorGetStatus()
+{
+    const QString summary = StatusSummary();
+    if (flags().closing)
+        return;
+    FrontPanel& panel = frontPanel();
+    panel.openTextDisplay(u"X-Ray Generator"_s);
+    panel.setTextDisplay(summary);
+    QObject::connect(
+        &panel, &FrontPanel::textDisplayButton, &panel, [] { frontPanel().closeTextDisplay(); }, Qt::SingleShotConnection);
+}
+
+void mnuExtrasGeneratorSwitchShutter()
+{
+    const bool open = !flags().shutterOpen;
+    frontPanel().setEntryCaption(Menu::Entry::mnuExtrasGeneratorSwitchShutter, open ? u"Close &Shutter"_s : u"Open &Shutter"_s);
+    modSMC::SMCSend(open ? u"IO1;"_s : u"IO0;"_s);
+    flags().shutterOpen = open;
+    frontPanel().setPicXRayOn(open);
+}
+
+void SendPower(qint16 milliampere, qint16 kilovolt, qint16* actualMilliampere, qint16* actualKilovolt)
+{
+    send(u"SC:"_s + NumberText::General(qint32{milliampere}));
+    modTools::Delay(settingWait, false);
+    send(u"SV:"_s + NumberText::General(qint32{kilovolt}));
+    modTools::Delay(settingWait, false);
+    GeneratorGetActualValues(actualMilliampere, actualKilovolt);
+    const Configuration::Generator& power = configuration().generator;
+    flags().idlePower = milliampere <= power.idleCurrent && kilovolt <= power.idleVoltage;
+}
+
+void StartIdleWatch()
+{
+    if (!configuration().generator.reducePowerOnIdle || !flags().generatorRemote || idleWatch())
+        return;
+    idleWatch() = std::make_unique<IdleWatch>();
+    modTools::Timer& timer = idleWatch()->timer;
+    timer.setInterval(watchInterval);
+    QObject::connect(&timer, &modTools::Timer::tick, &timer, [] { watchIdle(); });
+    timer.setEnabled(true);
+}
+} // namespace modGenerator
