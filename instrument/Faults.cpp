@@ -19,7 +19,7 @@ const std::vector<FaultEntry>& faultTable()
         {FaultKind::hangUpAndReturn, "hang-up-and-return", true,
          "the line closes and is there again after 3 seconds; the device goes on meanwhile"},
         {FaultKind::fewerCounts, "fewer-counts", false, "the last 3 counts are missing from the answer to ?CNT;"},
-        {FaultKind::moreCounts, "more-counts", false, "the answer to ?CNT; holds every count twice"},
+        {FaultKind::moreCounts, "more-counts", false, "the answer to ?CNT; holds the list of counts twice"},
         {FaultKind::noCounts, "no-counts", false, "the answer to ?CNT; holds no count"},
     };
     return table;

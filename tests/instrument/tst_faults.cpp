@@ -4,7 +4,6 @@
 
 #include <QTest>
 
-using lab::Fault;
 using lab::FaultKind;
 
 class TestFaults : public QObject

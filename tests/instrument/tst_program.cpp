@@ -140,6 +140,23 @@ struct Instrument
     bool ready = false;
 };
 
+void lines()
+{
+    QTest::addColumn<bool>("tcp");
+    QTest::newRow("tcp") << true;
+#ifdef Q_OS_UNIX
+    QTest::newRow("pseudo-terminal") << false;
+#endif
+}
+
+QStringList served(bool tcp, const QTemporaryDir& directory, const QStringList& more = {})
+{
+    QStringList arguments{"--dir", directory.path()};
+    if (tcp)
+        arguments += {"--tcp", "0"};
+    return arguments + more;
+}
+
 } // namespace
 
 class TestProgram : public QObject
@@ -163,23 +180,6 @@ private slots:
     void theLinkIsRemovedAtTheEnd();
     void helpAndFaultListEndAtOnce();
     void aBadOptionIsReported();
-
-private:
-    static void lines()
-    {
-        QTest::addColumn<bool>("tcp");
-        QTest::newRow("tcp") << true;
-#ifdef Q_OS_UNIX
-        QTest::newRow("pseudo-terminal") << false;
-#endif
-    }
-    static QStringList served(bool tcp, const QTemporaryDir& directory, const QStringList& more = {})
-    {
-        QStringList arguments{"--dir", directory.path()};
-        if (tcp)
-            arguments += {"--tcp", "0"};
-        return arguments + more;
-    }
 };
 
 void TestProgram::aScanRunsOverTheLine_data()
