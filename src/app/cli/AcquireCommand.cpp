@@ -1,0 +1,161 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
+// The command acquire: a scan run as the window starts it, and its native file.
+
+#include "app/cli/Commands.h"
+#include "app/cli/Interrupts.h"
+
+#include "core/Flags.h"
+#include "core/FrontPanel.h"
+#include "core/NumberText.h"
+#include "core/ScanData.h"
+#include "core/modTools.h"
+#include "datafiles/modFile.h"
+#include "goniometer/ScanParameterCheck.h"
+#include "goniometer/ScanRun.h"
+#include "goniometer/modSMC.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+namespace
+{
+using NumberText::General;
+
+struct ParameterOption
+{
+    const char* option;
+    FrontPanel::Field field;
+};
+
+constexpr ParameterOption parameterOptions[] = {
+    {"start", FrontPanel::Field::ScanStart},
+    {"stop", FrontPanel::Field::ScanStop},
+    {"step", FrontPanel::Field::ScanStep},
+    {"time", FrontPanel::Field::CounterTime},
+};
+
+/// The first Ctrl-C takes the abort entry of the menu, whose questions are answered Yes; before the run and at a second one the program ends.
+void onInterrupt(int number)
+{
+    cli::terminalPrompts().aborting = true;
+    if (number == 1 && flags().acquisitionRunning) {
+        cli::Terminal::note(u"Breaking off..."_qs);
+        ScanRun::Start();
+    } else {
+        flags().closing = true;
+    }
+}
+
+void fillFields(const cli::Arguments& arguments)
+{
+    FrontPanel& panel = frontPanel();
+    for (const ParameterOption& one : parameterOptions) {
+        if (const std::optional<double> value = arguments.number(one.option))
+            panel.setText(one.field, modSMC::FormatSMCNumber(*value));
+    }
+    if (arguments.has("name"))
+        panel.setText(FrontPanel::Field::txtFileName, arguments.text("name").trimmed());
+    panel.setText(FrontPanel::Field::txtComment, arguments.text("comment"));
+}
+
+/// Says which of the values given will not be used as they stand.
+void tellCorrections(const cli::Arguments& arguments)
+{
+    ScanParameterCheck::CheckScanParameters();
+    for (const ParameterOption& one : parameterOptions) {
+        const std::optional<double> wanted = arguments.number(one.option);
+        if (wanted && frontPanel().number(one.field) != *wanted)
+            cli::Terminal::note(u"--%1 %2 becomes %3."_qs.arg(QString::fromLatin1(one.option), General(*wanted), frontPanel().text(one.field)));
+    }
+}
+
+/// Number of points that were really read: the angle of a point is stored with its count.
+qint32 pointsRead()
+{
+    const ScanData& scan = scanData();
+    for (qint32 i = scan.size(); i >= 1; --i) {
+        if (scan.angle(i) != 0 || scan.count(i) != 0)
+            return i;
+    }
+    return 0;
+}
+
+/// A scan that was cut short ends with its last count, not with zeros that nobody counted.
+void cutToPointsRead()
+{
+    ScanData& scan = scanData();
+    const qint32 points = pointsRead();
+    if (points == scan.size())
+        return;
+    const QVector<double> angles = scan.angles().mid(0, points);
+    const QVector<double> counts = scan.counts().mid(0, points);
+    cli::Terminal::note(u"%1 of %2 points were counted."_qs.arg(points).arg(scan.size()));
+    scan.resize(points);
+    for (qint32 i = 1; i <= points; ++i)
+        scan.setPoint(i, angles[i - 1], counts[i - 1]);
+    scan.parameters.numberOfPoints = points;
+    scan.parameters.stop = scan.parameters.start + (points - 1) * scan.parameters.step;
+}
+
+/// Writes the scan; where that fails, a copy goes into the program directory, so that a long measurement is not lost.
+bool save(const QString& wanted, bool keepExisting)
+{
+    QString path = wanted;
+    if (modFile::CreateZELKOFile(path, keepExisting) == 0) {
+        flags().dataSaved = true;
+        cli::Terminal::result(u"Saved: %1"_qs.arg(path));
+        return true;
+    }
+    QString rescue = QDir(modTools::state().programDirectory).filePath(QFileInfo(wanted).fileName());
+    if (modFile::CreateZELKOFile(rescue, true) == 0)
+        cli::Terminal::note(u"%1 could not be written. The scan was saved as %2"_qs.arg(wanted, rescue));
+    else
+        cli::Terminal::note(u"The scan could not be saved."_qs);
+    return false;
+}
+
+bool saveAll(const cli::Arguments& arguments, const QString& path)
+{
+    cutToPointsRead();
+    cli::Terminal::result(cli::summary());
+    const bool saved = save(path, arguments.has("keep"));
+    return cli::writeExports(arguments.texts("export")) && saved;
+}
+
+bool ready()
+{
+    if (!cli::connectDevices())
+        return false;
+    if (!flags().acquisitionRunning)
+        return true;
+    cli::Terminal::note(u"The goniometer controller still runs a program. Wait for its end, or stop it: scan-cli stop"_qs);
+    return false;
+}
+} // namespace
+
+int cli::acquire(const Arguments& arguments)
+{
+    Interrupts::install(onInterrupt);
+    const QString path = QDir::toNativeSeparators(QFileInfo(arguments.text("out")).absoluteFilePath());
+    const QStringList exports = exportPaths(arguments.texts("export"));
+    if (!targetsUsable(arguments.has("keep") ? exports : QStringList(path) + exports))
+        return Failed;
+    if (!ready())
+        return Interrupts::count() > 0 ? Aborted : Failed;
+    fillFields(arguments);
+    tellCorrections(arguments);
+    {
+        const TerminalProgress progress;
+        ScanRun::Start();
+    }
+    const bool aborted = Interrupts::count() > 0;
+    if (!flags().dataPresent || pointsRead() == 0) {
+        Terminal::note(aborted ? u"Broken off. Nothing was read."_qs : u"No scan was measured."_qs);
+        return aborted ? Aborted : Failed;
+    }
+    if (aborted)
+        Terminal::note(u"Broken off. What was counted is kept."_qs);
+    const bool saved = saveAll(arguments, path);
+    return aborted ? Aborted : saved ? Done : Failed;
+}

@@ -1,0 +1,272 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "app/cli/Commands.h"
+
+#include "core/Flags.h"
+#include "core/FrontPanel.h"
+#include "core/NumberText.h"
+#include "core/ScanData.h"
+#include "core/modTools.h"
+#include "core/startup/modMain.h"
+#include "datafiles/ExportFormats.h"
+#include "datafiles/modFile.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+#include <algorithm>
+#include <numeric>
+
+namespace
+{
+using cli::Kind;
+
+const cli::Option yesOption{"yes", Kind::Switch, "", "answer every question so that the command goes on"};
+const cli::Option exportOption{"export", Kind::Export, "FORMAT=FILE", "write FILE in another format; may be given several times", false, true};
+
+/// Understood before and behind every command.
+const QList<cli::Option> commonOptions{
+    {"program-dir", Kind::Path, "DIR", "where scan.ini lies and app.log is written"},
+    {"log", Kind::Switch, "", "write app.log"},
+    {"help", Kind::Switch, "", "this text, or that of a command"},
+    {"version", Kind::Switch, "", "the version"},
+};
+
+const cli::Command* findCommand(const QString& name)
+{
+    const QList<cli::Command>& all = cli::commands();
+    const auto found = std::find_if(all.begin(), all.end(), [&name](const cli::Command& command) { return name == QLatin1String(command.name); });
+    return found != all.end() ? &*found : nullptr;
+}
+
+/// Splits off the words before the command: common options and their values.
+QStringList takeLeading(QStringList& words)
+{
+    QStringList leading;
+    while (!words.isEmpty() && words.first().startsWith(u'-')) {
+        leading.append(words.takeFirst());
+        if (leading.last() == u"--program-dir" && !words.isEmpty())
+            leading.append(words.takeFirst());
+    }
+    return leading;
+}
+
+int wrongUsage(const QString& why, const cli::Command* command)
+{
+    cli::Terminal::note(u"scan-cli: "_qs + why);
+    const QString which = command != nullptr ? QString::fromLatin1(command->name) + u' ' : QString();
+    cli::Terminal::note(u"Try: scan-cli %1--help"_qs.arg(which));
+    return cli::WrongUsage;
+}
+
+QString optionUsage(const cli::Option& option)
+{
+    const QString value = *option.argument != '\0' ? u' ' + QString::fromLatin1(option.argument) : QString();
+    return u"--"_qs + QString::fromLatin1(option.name) + value;
+}
+
+QString usageLine(const cli::Command& command)
+{
+    QString line = QString::fromLatin1(command.name);
+    for (const cli::Option& operand : command.operands)
+        line += u' ' + QString::fromLatin1(operand.argument);
+    for (const cli::Option& option : command.options) {
+        const QString usage = optionUsage(option) + (option.repeatable ? u" ..."_qs : QString());
+        line += option.required ? u' ' + usage : u" ["_qs + usage + u']';
+    }
+    return line;
+}
+
+QString formatList()
+{
+    QString list;
+    for (const ExportFormats::Format& format : ExportFormats::formats())
+        list += u"  %1  %2\n"_qs.arg(QString::fromLatin1(format.key), -10).arg(QString::fromUtf16(format.filterText));
+    return list;
+}
+
+QString commandHelp(const cli::Command& command)
+{
+    QString text = u"scan-cli "_qs + usageLine(command) + u"\n"_qs + QString::fromUtf8(command.help) + u"\n"_qs;
+    for (const cli::Option& option : command.options)
+        text += u"  %1  %2\n"_qs.arg(optionUsage(option), -22).arg(QString::fromUtf8(option.help));
+    const bool exports = std::any_of(command.options.begin(), command.options.end(), [](const cli::Option& one) { return one.kind == Kind::Export; });
+    return exports ? text + u"Formats:\n"_qs + formatList() : text;
+}
+} // namespace
+
+const QList<cli::Command>& cli::commands()
+{
+    static const Option file{"file", Kind::Path, "FILE.sdf", ""};
+    static const Option fileNeeded{file.name, file.kind, file.argument, file.help, true};
+    static const QList<Command> table{
+        {"acquire",
+         "Measures a scan and saves it. Values that are not given come from scan.ini. Ctrl-C breaks off; what was counted is saved.",
+         {},
+         {{"start", Kind::Number, "D", "scan start [deg 2-Theta]"},
+          {"stop", Kind::Number, "D", "scan stop [deg 2-Theta]"},
+          {"step", Kind::Positive, "D", "scan interval [deg 2-Theta]"},
+          {"time", Kind::Positive, "S", "counter time [s]"},
+          {"name", Kind::Name, "TEXT", "sample name"},
+          {"comment", Kind::Text, "TEXT", "comment"},
+          yesOption,
+          {"keep", Kind::Switch, "", "never replace FILE: FILE(2), FILE(3) ... is written when it exists"},
+          {"out", Kind::ScanFile, "FILE.sdf", "the scan data file", true},
+          exportOption},
+         acquire},
+        {"info",
+         "Shows what a scan data file holds.",
+         {fileNeeded},
+         {{"json", Kind::Switch, "", "as one JSON object"}, {"peaks", Kind::Count, "N", "list the N strongest peaks"}},
+         info},
+        {"convert",
+         "Writes a scan data file in other formats.",
+         {fileNeeded},
+         {yesOption, {exportOption.name, Kind::Export, exportOption.argument, exportOption.help, true, true}},
+         convert},
+        {"status", "Shows whether the goniometer controller answers, and where the axes stand.", {}, {}, status},
+        {"goto",
+         "Moves an axis and waits until it is there.",
+         {{"axis", Kind::Count, "AXIS", "", true}, {"angle", Kind::Number, "ANGLE", "", true}},
+         {},
+         goTo},
+        {"stop", "Stops the controller's program and all motion.", {}, {}, stop},
+        {"reference", "Searches the reference position and waits until it is found.", {}, {}, reference},
+    };
+    return table;
+}
+
+QString cli::helpText(const Command* command)
+{
+    if (command != nullptr)
+        return commandHelp(*command);
+    QString text = u"Usage: scan-cli [--program-dir DIR] [--log] COMMAND\n\n"_qs;
+    for (const Command& one : commands())
+        text += u"  %1  %2\n"_qs.arg(QString::fromLatin1(one.name), -10).arg(QString::fromUtf8(one.help));
+    text += u'\n';
+    for (const Option& one : commonOptions)
+        text += u"  %1  %2\n"_qs.arg(optionUsage(one), -18).arg(QString::fromUtf8(one.help));
+    return text + u"\nExit status: 0 done, 1 refused or failed, 2 wrong usage, 3 broken off."_qs;
+}
+
+cli::TerminalPrompts& cli::terminalPrompts()
+{
+    static TerminalPrompts thePrompts;
+    return thePrompts;
+}
+
+bool cli::connectDevices()
+{
+    modMain::LoadSettings();
+    if (!flags().smcOnline && !flags().closing)
+        Terminal::note(u"The goniometer controller does not answer."_qs);
+    return flags().smcOnline && !flags().closing;
+}
+
+namespace
+{
+int runCommand(const cli::Command& command, const cli::Arguments& arguments, const QString& programDirectory, bool log)
+{
+    cli::terminalPrompts().yes = arguments.has("yes");
+    setPrompts(&cli::terminalPrompts());
+    modTools::state().keepSettings = true;
+    modMain::SetProgramDirectory(programDirectory);
+    modMain::ClearFlags();
+    flags().log = log;
+    const int exitStatus = command.run(arguments);
+    modMain::Close();
+    return exitStatus;
+}
+} // namespace
+
+int cli::run(QStringList words)
+{
+    Arguments leading;
+    Arguments arguments;
+    QString why = leading.read(takeLeading(words), commonOptions, {});
+    const QString name = words.isEmpty() ? QString() : words.takeFirst();
+    const Command* command = findCommand(name);
+    if (why.isEmpty() && command != nullptr)
+        why = arguments.read(words, command->options + commonOptions, command->operands);
+    const auto given = [&](const char* option) { return arguments.has(option) || leading.has(option); };
+    if (given("version")) {
+        Terminal::result(u"scan-cli "_qs + modMain::VersionText());
+        return Done;
+    }
+    if (given("help")) {
+        Terminal::result(helpText(command).trimmed());
+        return Done;
+    }
+    if (command == nullptr && why.isEmpty())
+        why = name.isEmpty() ? u"Which command?"_qs : u"Unknown command '%1'."_qs.arg(name);
+    if (!why.isEmpty())
+        return wrongUsage(why, command);
+    const QString programDirectory = (arguments.has("program-dir") ? arguments : leading).text("program-dir");
+    return runCommand(*command, arguments, programDirectory, given("log"));
+}
+
+QStringList cli::exportPaths(const QStringList& exports)
+{
+    QStringList paths;
+    for (const QString& text : exports) {
+        const qsizetype equals = text.indexOf(u'=');
+        paths.append(ExportFormats::ofKey(text.left(equals))->fileName(text.mid(equals + 1)));
+    }
+    return paths;
+}
+
+bool cli::targetsUsable(const QStringList& paths)
+{
+    for (const QString& path : paths) {
+        const QFileInfo target(path);
+        if (target.isDir()) {
+            Terminal::note(u"%1 is a directory."_qs.arg(path));
+            return false;
+        }
+        if (const qint16 error = modFile::DirectoryWritable(target.absolutePath()); error != -1) {
+            Terminal::note(u"%1: nothing can be written there (%2)."_qs.arg(path, ProgramError::of(error).description));
+            return false;
+        }
+        if (!target.exists())
+            continue;
+        Prompts::Message box;
+        box.title = u"Save"_qs;
+        box.text = u"%1 exists. Replace it?"_qs.arg(path);
+        box.icon = Prompts::Icon::Question;
+        box.buttons = Prompts::Buttons::YesNo;
+        box.defaultButton = 2;
+        box.goesOn = Prompts::Button::Yes;
+        box.safe = box.unattended = Prompts::Button::No;
+        if (prompts().message(box) != Prompts::Button::Yes)
+            return false;
+    }
+    return true;
+}
+
+bool cli::writeExports(const QStringList& exports)
+{
+    bool all = true;
+    for (const QString& text : exports) {
+        const QString key = text.left(text.indexOf(u'='));
+        const QString path = exportPaths({text}).constFirst();
+        const bool written = ExportFormats::ofKey(key)->writer(path) == 0;
+        Terminal::note(written ? u"Written (%1): %2"_qs.arg(key, path) : u"Not written (%1): %2"_qs.arg(key, path));
+        all = all && written;
+    }
+    return all;
+}
+
+double cli::totalCounts() { return std::accumulate(scanData().counts().begin(), scanData().counts().end(), 0.0); }
+
+QString cli::summary()
+{
+    const ScanData& scan = scanData();
+    const ScanParameters& used = scan.parameters;
+    using NumberText::General;
+    const auto [least, most] = std::minmax_element(scan.counts().begin(), scan.counts().end());
+    const QString points = u"%1 points from %2 to %3 degrees 2-Theta, step %4, %5 s per point"_qs.arg(
+        General(scan.size()), General(used.start), General(used.stop), General(used.step), General(used.counterTime));
+    if (scan.size() == 0)
+        return points;
+    return points + u"\nCounts: %1 to %2, %3 in total"_qs.arg(General(*least), General(*most), General(totalCounts()));
+}

@@ -1,0 +1,131 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
+// The commands that look at the instrument or move it: status, goto, stop, reference.
+
+#include "app/cli/Commands.h"
+#include "app/cli/Interrupts.h"
+
+#include "core/Configuration.h"
+#include "core/Flags.h"
+#include "core/NumberText.h"
+#include "core/startup/modMain.h"
+#include "goniometer/ScanRun.h"
+#include "goniometer/Utilities.h"
+#include "goniometer/modSMC.h"
+
+#include <algorithm>
+
+namespace
+{
+using NumberText::General;
+
+constexpr double longestSilence = 10; // s
+
+/// A move that was started is stopped by Ctrl-C.
+void onInterrupt(int)
+{
+    if (flags().smcOnline && !flags().closing)
+        GoniometerUtilities::Stop();
+    flags().closing = true;
+}
+
+int waitUntilIdle()
+{
+    switch (ScanRun::PollUntilIdle(longestSilence)) {
+    case ScanRun::PollResult::Idle:
+        return cli::Done;
+    case ScanRun::PollResult::Silent:
+        cli::Terminal::note(u"The goniometer controller fell silent."_qs);
+        return cli::Failed;
+    case ScanRun::PollResult::Closing:
+        cli::Terminal::note(u"Stopped."_qs);
+        return cli::Aborted;
+    }
+    return cli::Failed;
+}
+
+void showPosition(qint16 axis)
+{
+    cli::Terminal::result(u"Axis %1: %2 degrees"_qs.arg(QString::number(axis), General(modSMC::SMCGetPosition(axis))));
+}
+
+int failedOrAborted() { return cli::Interrupts::count() > 0 ? cli::Aborted : cli::Failed; }
+
+/// The controller answers and is idle.
+bool readyToMove()
+{
+    if (!cli::connectDevices())
+        return false;
+    if (!flags().acquisitionRunning && modSMC::SMCIsReady())
+        return true;
+    cli::Terminal::note(u"SMC not ready..."_qs);
+    return false;
+}
+} // namespace
+
+int cli::status(const Arguments&)
+{
+    Interrupts::install(onInterrupt);
+    const bool answers = connectDevices();
+    Terminal::result(modMain::ShortCaption());
+    if (!answers)
+        return failedOrAborted();
+    const Configuration::Line& line = configuration().smc;
+    Terminal::result(u"Firmware: %1"_qs.arg(modSMC::SMCGetVersion()));
+    Terminal::result(u"Line: %1, %2"_qs.arg(line.name(), line.settings));
+    for (qint16 axis = 1; axis <= modSMC::state().numberOfAxes; ++axis) {
+        const qint16 axisStatus = modSMC::SMCGetAxisStatus(axis);
+        const QString busy = (axisStatus & modSMC::idleBit) != 0 ? u"idle"_qs : u"busy"_qs;
+        Terminal::result(u"Axis %1: %2 degrees, status %3 (%4)"_qs.arg(QString::number(axis), General(modSMC::SMCGetPosition(axis)),
+                                                                        QString::number(axisStatus), busy));
+    }
+    return flags().closing ? Aborted : Done;
+}
+
+int cli::goTo(const Arguments& arguments)
+{
+    Interrupts::install(onInterrupt);
+    const double wanted = *arguments.number("angle");
+    const double axis = *arguments.number("axis");
+    if (!readyToMove())
+        return failedOrAborted();
+    if (axis > modSMC::state().numberOfAxes) {
+        Terminal::note(u"The controller has no axis %1."_qs.arg(General(axis)));
+        return Failed;
+    }
+    const Configuration::General& limits = configuration().general;
+    if (wanted < limits.thetaMin || wanted > limits.thetaMax) {
+        Terminal::note(u"%1 degrees lie outside %2 to %3."_qs.arg(General(wanted), General(limits.thetaMin), General(limits.thetaMax)));
+        return Failed;
+    }
+    terminalPrompts().answers.insert(u"Select axis"_qs, General(axis));
+    terminalPrompts().answers.insert(u"Target position"_qs, General(wanted));
+    GoniometerUtilities::GoTo();
+    const int result = waitUntilIdle();
+    if (result == Done)
+        showPosition(static_cast<qint16>(axis));
+    return result;
+}
+
+int cli::stop(const Arguments&)
+{
+    if (!connectDevices())
+        return Failed;
+    GoniometerUtilities::Stop();
+    const int result = waitUntilIdle();
+    if (result == Done)
+        Terminal::result(u"Stopped."_qs);
+    return result;
+}
+
+int cli::reference(const Arguments&)
+{
+    Interrupts::install(onInterrupt);
+    if (!readyToMove())
+        return failedOrAborted();
+    GoniometerUtilities::SearchReference();
+    const int result = waitUntilIdle();
+    for (qint16 axis = 1; result == Done && axis <= modSMC::state().numberOfAxes; ++axis)
+        showPosition(axis);
+    return result;
+}

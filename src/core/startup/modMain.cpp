@@ -1,0 +1,329 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "core/startup/modMain.h"
+
+#include "core/Configuration.h"
+#include "core/FrontPanel.h"
+#include "core/PrivateProfile.h"
+#include "core/Prompts.h"
+#include "core/modTools.h"
+#include "datafiles/modFile.h"
+#include "goniometer/ScanParameterCheck.h"
+#include "goniometer/modSMC.h"
+#include "serial/modCOM.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
+#include <QStandardPaths>
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace
+{
+using modTools::WriteLog;
+
+const QString lineBreak = QStringLiteral("\r\n");
+const QString programDirectoryOption = QStringLiteral("--program-dir");
+
+void EndWithStatus1()
+{
+    modCOM::close();
+    std::fflush(nullptr);
+    std::_Exit(1); // destructors of windows and timers have no place in a nested wait
+}
+
+bool DirectoryUsable(const QString& directory) { return modFile::DirectoryWritable(directory) == -1; }
+
+QString AboutText()
+{
+#if defined(__clang__)
+    const QString compiler = QStringLiteral("Clang " __clang_version__);
+#elif defined(__GNUC__)
+    const QString compiler = QStringLiteral("GCC " __VERSION__);
+#elif defined(_MSC_VER)
+    const QString compiler = QStringLiteral("MSVC %1").arg(_MSC_VER);
+#else
+    const QString compiler = QStringLiteral("unknown compiler");
+#endif
+    return QStringLiteral("Scan %1\nData acquisition for a laboratory X-ray powder diffractometer\n"
+                          "Licence: GNU General Public License, version 3 or later\nQt %2, %3")
+        .arg(modMain::VersionText(), QStringLiteral(QT_VERSION_STR), compiler);
+}
+
+void ShowParameters()
+{
+    const Configuration::General& general = configuration().general;
+    FrontPanel& panel = frontPanel();
+    panel.setText(FrontPanel::Field::ScanStart, modSMC::FormatSMCNumber(general.scanStart));
+    panel.setText(FrontPanel::Field::ScanStop, modSMC::FormatSMCNumber(general.scanStop));
+    panel.setText(FrontPanel::Field::ScanStep, modSMC::FormatSMCNumber(general.scanStep));
+    panel.setText(FrontPanel::Field::CounterTime, modSMC::FormatSMCNumber(general.counterTime));
+    panel.setText(FrontPanel::Field::txtFileName, general.fileName);
+    panel.setText(FrontPanel::Field::txtWorkDir, general.workDir);
+}
+
+void DisableDevice(const modMain::TemperatureDevice& device) { flags().*device.enabled = false; }
+
+/// A missing or bad file is passed over when the device is not in use.
+void LoadPIDFile(const QString& name)
+{
+    for (const modMain::TemperatureDevice& device : modMain::state().temperatureDevices) {
+        if (device.name != name || device.loadPIDFile == nullptr)
+            continue;
+        QString path;
+        if (device.loadPIDFile(path) || !(flags().*device.enabled))
+            continue;
+        showMessage(device.pidBoxTitle,
+                    u"Error"_qs + u" while loading PID-parameter file '"_qs + path + u"'."_qs + lineBreak + device.name + u" functions will be disabled."_qs);
+        DisableDevice(device);
+    }
+}
+
+void ReadTemperatureSections()
+{
+    configuration().readLtcLine();
+    flags().ltcEnabled = configuration().ltc.enabled;
+    LoadPIDFile(QStringLiteral("LTC"));
+    configuration().readLtcLimits();
+
+    configuration().readHtc();
+    flags().htcEnabled = configuration().htc.enabled;
+    LoadPIDFile(QStringLiteral("HTC"));
+    configuration().readLaser();
+    flags().laserEnabled = configuration().laser.enabled;
+}
+
+void ReadGeneratorSection()
+{
+    configuration().readGenerator();
+    flags().generatorRemote = configuration().generator.remote;
+    flags().shutterRemote = configuration().generator.shutter >= 1;
+}
+
+/// Opens what the device hangs on. A serial line that fails is reported there, with the flags of all three devices cleared.
+bool OpenDeviceLine(const modMain::TemperatureDevice& device)
+{
+    if (device.onSerialLine != nullptr && !device.onSerialLine())
+        return device.initializeBus == nullptr || device.initializeBus();
+    return modCOM::TCComm().isOpen() || modCOM::OpenTCComm();
+}
+
+void ProbeTemperatureDevices()
+{
+    for (const modMain::TemperatureDevice& device : modMain::state().temperatureDevices) {
+        if (!(flags().*device.enabled))
+            continue;
+        if (device.isThere == nullptr) {
+            WriteLog(false, device.name + u": no presence check, functions disabled"_qs);
+            DisableDevice(device);
+        } else if (!OpenDeviceLine(device) || !device.isThere()) {
+            DisableDevice(device);
+        }
+    }
+}
+
+void ProbeGoniometer()
+{
+    const qint16 axes = modCOM::OpenMCComm() ? modSMC::SMCCheck() : qint16(0);
+    modSMC::state().numberOfAxes = axes;
+    flags().smcModelDigit = axes;
+    if (axes == 0)
+        flags().smcOnline = false;
+}
+/// Takes over the goniometer type unless it needs more axes than the controller has.
+bool GoniometerTypeUsable()
+{
+    const int type = configuration().readGoniometerType();
+    if (type == 1 && flags().smcModelDigit < 2) {
+        showMessage(QStringLiteral("Goniometer Type Theta-2-Theta"), QStringLiteral("Selected goniometer type requires SMC 4412..."));
+        return false;
+    }
+    flags().goniometerType = type;
+    return true;
+}
+
+void FinishLoading()
+{
+    ScanParameterCheck::CheckScanParameters();
+    frontPanel().setPanel(1, QStringLiteral("Ready"));
+    for (int number = 2; number <= 4; ++number)
+        frontPanel().setPanel(number, {});
+    if (flags().generatorRemote)
+        modCOM::OpenGeneratorComm();
+}
+} // namespace
+
+modMain::State::State()
+    : temperatureDevices{
+          {.name = QStringLiteral("HTC"), .enabled = &Flags::htcEnabled, .pidBoxTitle = QStringLiteral("HTC")},
+          {.name = QStringLiteral("LTC"),
+           .enabled = &Flags::ltcEnabled,
+           .pidBoxTitle = QStringLiteral("LTC 330"),
+           .onSerialLine = [] { return configuration().ltc.gpibDeviceAddress == 0; }},
+          {.name = QStringLiteral("Laser"), .enabled = &Flags::laserEnabled},
+      }
+{
+}
+
+modMain::State& modMain::state()
+{
+    static State theState;
+    return theState;
+}
+
+void modMain::Main(const QStringList& arguments)
+{
+    QStringList words = arguments;
+    SetProgramDirectory(TakeProgramDirectory(words));
+    ClearFlags();
+    SetCommandLine(words);
+    LoadSettings();
+    SetCaption();
+    modTools::DoEvents();
+    modTools::Delay(1, true);
+}
+
+void modMain::SetProgramDirectory(const QString& wanted)
+{
+    modTools::setEndProgramHandler(EndWithStatus1);
+    QString directory = wanted;
+    if (directory.isEmpty()) {
+        directory = QCoreApplication::applicationDirPath();
+        const bool own = QFileInfo::exists(directory + u"/scan.ini"_qs) || DirectoryUsable(directory);
+        if (!own)
+            directory = QStandardPaths::writableLocation(QStandardPaths::AppDataLocation);
+        QDir().mkpath(directory);
+    }
+    directory = QDir::toNativeSeparators(QDir::cleanPath(QDir(directory).absolutePath()));
+    modTools::state().programDirectory = directory;
+    modTools::state().iniPath = directory + QDir::separator() + u"scan.ini"_qs;
+}
+
+QString modMain::TakeProgramDirectory(QStringList& arguments)
+{
+    QString directory;
+    for (qsizetype i = 0; i < arguments.size();) {
+        if (arguments[i] == programDirectoryOption) {
+            arguments.removeAt(i);
+            if (i < arguments.size())
+                directory = arguments.takeAt(i);
+        } else if (arguments[i].startsWith(programDirectoryOption + u'=')) {
+            directory = arguments.takeAt(i).mid(programDirectoryOption.size() + 1);
+        } else {
+            ++i;
+        }
+    }
+    return directory;
+}
+
+void modMain::ClearFlags()
+{
+    Flags& now = flags();
+    now.log = now.too = now.sound = now.busy = now.idlePower = false;
+}
+
+void modMain::SetCommandLine(const QStringList& arguments)
+{
+    const QString line = arguments.join(u' ').toLower();
+    flags().sound = line.contains(u"sound"_qs);
+    flags().log = line.contains(u"log"_qs);
+    flags().too = line.contains(u"too"_qs);
+}
+
+void modMain::LoadSettings()
+{
+    state().aboutText = AboutText();
+    configuration().readGeneral(DirectoryUsable);
+    modTools::state().delaySleep = configuration().general.delaySleep;
+    ShowParameters();
+    flags().smcOnline = true;
+    configuration().readSmc();
+    ReadTemperatureSections();
+    ReadGeneratorSection();
+
+    ProbeTemperatureDevices();
+    ProbeGoniometer();
+
+    if (GoniometerTypeUsable())
+        FinishLoading();
+    frontPanel().refreshEntries();
+}
+
+void modMain::SetCaption() { frontPanel().setCaption(ShortCaption()); }
+
+QString modMain::ShortCaption()
+{
+    if (!flags().smcOnline)
+        return u"Scan"_qs + u" (Simulation)"_qs;
+    return u"Scan"_qs + u" (441"_qs + QString::number(flags().smcModelDigit) + u", "_qs + QString::fromLatin1(goniometerTypeName()) + u", "_qs +
+           QString::fromLatin1(scanModeName()).toLower() + u" mode)"_qs;
+}
+
+QString modMain::LongCaption()
+{
+    return u"Scan"_qs + u" ("_qs + QString::fromLatin1(goniometerTypeName()) + u" diffractometer, "_qs + QString::fromLatin1(scanModeName()).toLower() +
+           u" mode, controller 441"_qs + QString::number(flags().smcModelDigit) + u")"_qs;
+}
+
+QString modMain::VersionText() { return QStringLiteral(SCAN_VERSION); }
+
+qint16 modMain::SaveSettings()
+{
+    const auto field = [](FrontPanel::Field name) {
+        QString text = frontPanel().text(name);
+        return modTools::ReplaceAll(text, u","_qs, u"."_qs);
+    };
+    const QList<QPair<QString, QString>> values{
+        {QStringLiteral("WorkDir"), configuration().general.workDir},
+        {QStringLiteral("ScanStart"), field(FrontPanel::Field::ScanStart)},
+        {QStringLiteral("ScanStop"), field(FrontPanel::Field::ScanStop)},
+        {QStringLiteral("ScanStep"), field(FrontPanel::Field::ScanStep)},
+        {QStringLiteral("CounterTime"), field(FrontPanel::Field::CounterTime)},
+    };
+    qint16 result = 0;
+    for (const auto& [key, text] : values) {
+        if (!PrivateProfile::WritePrivateProfileString(QStringLiteral("General"), key, text, modTools::state().iniPath))
+            result = -1;
+    }
+    return result;
+}
+
+bool modMain::QueryClose()
+{
+    if (!modSMC::SMCIsReady()) {
+        Prompts::Message box;
+        box.title = QStringLiteral("Quit program");
+        box.text = lineBreak + u"SMC seems to be busy!"_qs + lineBreak + u"Are you sure that you want to quit?"_qs;
+        box.icon = Prompts::Icon::Question;
+        box.buttons = Prompts::Buttons::OkCancel;
+        box.goesOn = Prompts::Button::Ok;
+        box.safe = box.unattended = Prompts::Button::Cancel;
+        if (prompts().message(box) != Prompts::Button::Ok)
+            return false;
+    }
+    SaveSettings();
+    return true;
+}
+
+bool modMain::QueryUnload()
+{
+    if (!flags().dataPresent || flags().dataSaved)
+        return true;
+    Prompts::Message box;
+    box.title = QStringLiteral("Exit program");
+    box.text = u"Data in memory were not yet saved!"_qs + lineBreak + u"Do you really want to quit?"_qs;
+    box.icon = Prompts::Icon::Exclamation;
+    box.buttons = Prompts::Buttons::YesNo;
+    box.defaultButton = 2;
+    box.goesOn = Prompts::Button::Yes;
+    box.safe = box.unattended = Prompts::Button::No;
+    return prompts().message(box) == Prompts::Button::Yes;
+}
+
+void modMain::Close()
+{
+    flags().closing = true;
+    modCOM::close();
+}
