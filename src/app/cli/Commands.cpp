@@ -5,6 +5,7 @@
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
 #include "core/NumberText.h"
+#include "core/ProgramError.h"
 #include "core/ScanData.h"
 #include "core/modTools.h"
 #include "core/startup/modMain.h"

@@ -4,13 +4,21 @@
 
 #include "core/Configuration.h"
 #include "core/FrontPanel.h"
+#include "core/NumberText.h"
 #include "core/PrivateProfile.h"
 #include "core/Prompts.h"
 #include "core/modTools.h"
 #include "datafiles/modFile.h"
+#include "generator/modGenerator.h"
 #include "goniometer/ScanParameterCheck.h"
 #include "goniometer/modSMC.h"
+#include "gpib/modGPIB.h"
 #include "serial/modCOM.h"
+#include "temperature/modHTC.h"
+#include "temperature/modHTC_Laser.h"
+#include "temperature/modLTC.h"
+#include "temperature/modLTC_RPID.h"
+#include "temperature/modTC.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -20,8 +28,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-namespace
-{
+namespace {
 using modTools::WriteLog;
 
 const QString lineBreak = QStringLiteral("\r\n");
@@ -34,7 +41,10 @@ void EndWithStatus1()
     std::_Exit(1); // destructors of windows and timers have no place in a nested wait
 }
 
-bool DirectoryUsable(const QString& directory) { return modFile::DirectoryWritable(directory) == -1; }
+bool DirectoryUsable(const QString& directory)
+{
+    return modFile::DirectoryWritable(directory) == -1;
+}
 
 QString AboutText()
 {
@@ -64,21 +74,16 @@ void ShowParameters()
     panel.setText(FrontPanel::Field::txtWorkDir, general.workDir);
 }
 
-void DisableDevice(const modMain::TemperatureDevice& device) { flags().*device.enabled = false; }
+void DisableDevice(const modMain::TemperatureDevice& device)
+{
+    flags().*device.enabled = false;
+}
 
-/// A missing or bad file is passed over when the device is not in use.
 void LoadPIDFile(const QString& name)
 {
-    for (const modMain::TemperatureDevice& device : modMain::state().temperatureDevices) {
-        if (device.name != name || device.loadPIDFile == nullptr)
-            continue;
-        QString path;
-        if (device.loadPIDFile(path) || !(flags().*device.enabled))
-            continue;
-        showMessage(device.pidBoxTitle,
-                    u"Error"_qs + u" while loading PID-parameter file '"_qs + path + u"'."_qs + lineBreak + device.name + u" functions will be disabled."_qs);
-        DisableDevice(device);
-    }
+    for (const modMain::TemperatureDevice& device : modMain::state().temperatureDevices)
+        if (device.name == name && device.loadPIDFile != nullptr)
+            device.loadPIDFile();
 }
 
 void ReadTemperatureSections()
@@ -144,25 +149,52 @@ bool GoniometerTypeUsable()
     return true;
 }
 
+bool HtcIsThere()
+{
+    modTC::Connect();
+    return modHTC::HTCCheckPresence() == 0;
+}
+
+bool LtcIsThere()
+{
+    if (!modLTC::OnBus())
+        modTC::Connect();
+    return modLTC::LTCCheckPresence() == 0 && modLTC::LTCInit() == 0;
+}
+
+bool LaserIsThere()
+{
+    modTC::Connect();
+    return modHTC_Laser::LaserCheckPresence() == 0;
+}
+
+bool InitializeBus()
+{
+    const ProgramError error = modGPIB::GPIBInit();
+    if (!error)
+        return true;
+    showMessage(QStringLiteral("GPIBInit()"), u"Error # "_qs + NumberText::General(qint32{error.number}) + lineBreak + error.description);
+    return false;
+}
+
 void FinishLoading()
 {
     ScanParameterCheck::CheckScanParameters();
     frontPanel().setPanel(1, QStringLiteral("Ready"));
     for (int number = 2; number <= 4; ++number)
         frontPanel().setPanel(number, {});
-    if (flags().generatorRemote)
-        modCOM::OpenGeneratorComm();
+    if (flags().generatorRemote && modCOM::OpenGeneratorComm()) {
+        modGenerator::Connect();
+        modGenerator::StartIdleWatch();
+    }
 }
 } // namespace
 
 modMain::State::State()
     : temperatureDevices{
-          {.name = QStringLiteral("HTC"), .enabled = &Flags::htcEnabled, .pidBoxTitle = QStringLiteral("HTC")},
-          {.name = QStringLiteral("LTC"),
-           .enabled = &Flags::ltcEnabled,
-           .pidBoxTitle = QStringLiteral("LTC 330"),
-           .onSerialLine = [] { return configuration().ltc.gpibDeviceAddress == 0; }},
-          {.name = QStringLiteral("Laser"), .enabled = &Flags::laserEnabled},
+          {QStringLiteral("HTC"), &Flags::htcEnabled, modHTC::LoadPIDFile, nullptr, nullptr, HtcIsThere},
+          {QStringLiteral("LTC"), &Flags::ltcEnabled, modLTC::LoadRPIDFile, [] { return !modLTC::OnBus(); }, InitializeBus, LtcIsThere},
+          {QStringLiteral("Laser"), &Flags::laserEnabled, nullptr, nullptr, nullptr, LaserIsThere},
       }
 {
 }
@@ -251,23 +283,29 @@ void modMain::LoadSettings()
     frontPanel().refreshEntries();
 }
 
-void modMain::SetCaption() { frontPanel().setCaption(ShortCaption()); }
+void modMain::SetCaption()
+{
+    frontPanel().setCaption(ShortCaption());
+}
 
 QString modMain::ShortCaption()
 {
     if (!flags().smcOnline)
         return u"Scan"_qs + u" (Simulation)"_qs;
-    return u"Scan"_qs + u" (441"_qs + QString::number(flags().smcModelDigit) + u", "_qs + QString::fromLatin1(goniometerTypeName()) + u", "_qs +
-           QString::fromLatin1(scanModeName()).toLower() + u" mode)"_qs;
+    return u"Scan"_qs + u" (441"_qs + QString::number(flags().smcModelDigit) + u", "_qs + QString::fromLatin1(goniometerTypeName()) +
+           u", "_qs + QString::fromLatin1(scanModeName()).toLower() + u" mode)"_qs;
 }
 
 QString modMain::LongCaption()
 {
-    return u"Scan"_qs + u" ("_qs + QString::fromLatin1(goniometerTypeName()) + u" diffractometer, "_qs + QString::fromLatin1(scanModeName()).toLower() +
-           u" mode, controller 441"_qs + QString::number(flags().smcModelDigit) + u")"_qs;
+    return u"Scan"_qs + u" ("_qs + QString::fromLatin1(goniometerTypeName()) + u" diffractometer, "_qs +
+           QString::fromLatin1(scanModeName()).toLower() + u" mode, controller 441"_qs + QString::number(flags().smcModelDigit) + u")"_qs;
 }
 
-QString modMain::VersionText() { return QStringLiteral(SCAN_VERSION); }
+QString modMain::VersionText()
+{
+    return QStringLiteral(SCAN_VERSION);
+}
 
 qint16 modMain::SaveSettings()
 {
