@@ -208,13 +208,15 @@ void Delay(float interval, bool pumpEvents)
     WriteLog(false, QStringLiteral("Delay() - Interval:") + NumberText::Print(interval));
     const auto start = static_cast<float>(SecondsSinceStart());
     float elapsed = 0;
+    bool wrapped = false;
     do {
         if (pumpEvents)
             clockInUse->processEvents(sleepWithin(interval - elapsed));
         else
             clockInUse->idle(sleepWithin(interval - elapsed));
         elapsed = static_cast<float>(SecondsSinceStart()) - start;
-    } while (elapsed < interval && !flags().closing);
+        wrapped = wrapped || elapsed < 0;
+    } while (elapsed < (wrapped ? 0 : interval) && !flags().closing);
 }
 
 void DoEvents()
