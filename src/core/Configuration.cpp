@@ -122,7 +122,8 @@ public:
     }
     void write(const char* key, const QString& text) const
     {
-        PrivateProfile::WritePrivateProfileString(m_name, QString::fromLatin1(key), text, modTools::state().iniPath);
+        if (!modTools::state().keepSettings)
+            PrivateProfile::WritePrivateProfileString(m_name, QString::fromLatin1(key), text, modTools::state().iniPath);
     }
 
 private:

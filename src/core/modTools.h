@@ -34,7 +34,7 @@ struct State
     QString iniPath;           ///< full path of scan.ini
     bool secondaryLog = false; ///< app_i.log on; nothing in the program sets it
     int delaySleep = 0;        ///< ms given back to the processor per waiting round (scan.ini `DelaySleep`); 0 spins
-    bool keepSettings = false;  ///< scan.ini is never written (console program)
+    bool keepSettings = false; ///< scan.ini is never written (console program)
 };
 State& state();
 

@@ -18,8 +18,7 @@
 #include <QDir>
 #include <QFileInfo>
 
-namespace
-{
+namespace {
 using NumberText::General;
 
 struct ParameterOption
@@ -35,7 +34,8 @@ constexpr ParameterOption parameterOptions[] = {
     {"time", FrontPanel::Field::CounterTime},
 };
 
-/// The first Ctrl-C takes the abort entry of the menu, whose questions are answered Yes; before the run and at a second one the program ends.
+/// The first Ctrl-C takes the abort entry of the menu, whose questions are answered Yes; before the run and at a second one the program
+/// ends.
 void onInterrupt(int number)
 {
     cli::terminalPrompts().aborting = true;
@@ -66,7 +66,8 @@ void tellCorrections(const cli::Arguments& arguments)
     for (const ParameterOption& one : parameterOptions) {
         const std::optional<double> wanted = arguments.number(one.option);
         if (wanted && frontPanel().number(one.field) != *wanted)
-            cli::Terminal::note(u"--%1 %2 becomes %3."_qs.arg(QString::fromLatin1(one.option), General(*wanted), frontPanel().text(one.field)));
+            cli::Terminal::note(
+                u"--%1 %2 becomes %3."_qs.arg(QString::fromLatin1(one.option), General(*wanted), frontPanel().text(one.field)));
     }
 }
 

@@ -8,8 +8,7 @@
 #include <algorithm>
 #include <cmath>
 
-namespace
-{
+namespace {
 QString knownFormats()
 {
     QStringList keys;
@@ -73,7 +72,10 @@ QString cli::objection(Kind kind, const QString& value)
     return {};
 }
 
-std::optional<double> cli::Arguments::number(const char* option) const { return has(option) ? wholeNumber(text(option)) : std::nullopt; }
+std::optional<double> cli::Arguments::number(const char* option) const
+{
+    return has(option) ? wholeNumber(text(option)) : std::nullopt;
+}
 
 QString cli::Arguments::take(const Option& option, const QString& value)
 {
@@ -98,7 +100,8 @@ QString cli::Arguments::read(const QStringList& words, const QList<Option>& opti
         } else if (!onlyOperands && word.startsWith(u"--")) {
             const qsizetype equals = word.indexOf(u'=');
             const QString name = word.mid(2, equals < 0 ? -1 : equals - 2);
-            const auto option = std::find_if(options.begin(), options.end(), [&](const Option& one) { return name == QLatin1String(one.name); });
+            const auto option =
+                std::find_if(options.begin(), options.end(), [&](const Option& one) { return name == QLatin1String(one.name); });
             if (option == options.end())
                 return u"Unknown option --%1."_qs.arg(name);
             const bool isSwitch = option->kind == Kind::Switch;

@@ -11,8 +11,7 @@
 
 /// The command line of the console program. What a command accepts stands in one table (Commands.cpp); values are checked here, before any
 /// device is opened, so that a slip of the pen ends with exit status 2 and a clear text.
-namespace cli
-{
+namespace cli {
 /// Exit statuses.
 enum ExitStatus { Done = 0, Failed = 1, WrongUsage = 2, Aborted = 3 };
 
@@ -31,7 +30,7 @@ enum class Kind {
 
 struct Option
 {
-    const char* name;     ///< without the two dashes; of an operand its name in the usage line
+    const char* name; ///< without the two dashes; of an operand its name in the usage line
     Kind kind;
     const char* argument; ///< name of the value in the help
     const char* help;

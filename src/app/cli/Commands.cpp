@@ -18,12 +18,12 @@
 #include <algorithm>
 #include <numeric>
 
-namespace
-{
+namespace {
 using cli::Kind;
 
 const cli::Option yesOption{"yes", Kind::Switch, "", "answer every question so that the command goes on"};
-const cli::Option exportOption{"export", Kind::Export, "FORMAT=FILE", "write FILE in another format; may be given several times", false, true};
+const cli::Option exportOption{"export", Kind::Export, "FORMAT=FILE", "write FILE in another format; may be given several times",
+                               false,    true};
 
 /// Understood before and behind every command.
 const QList<cli::Option> commonOptions{
@@ -36,7 +36,8 @@ const QList<cli::Option> commonOptions{
 const cli::Command* findCommand(const QString& name)
 {
     const QList<cli::Command>& all = cli::commands();
-    const auto found = std::find_if(all.begin(), all.end(), [&name](const cli::Command& command) { return name == QLatin1String(command.name); });
+    const auto found =
+        std::find_if(all.begin(), all.end(), [&name](const cli::Command& command) { return name == QLatin1String(command.name); });
     return found != all.end() ? &*found : nullptr;
 }
 
@@ -91,7 +92,8 @@ QString commandHelp(const cli::Command& command)
     QString text = u"scan-cli "_qs + usageLine(command) + u"\n"_qs + QString::fromUtf8(command.help) + u"\n"_qs;
     for (const cli::Option& option : command.options)
         text += u"  %1  %2\n"_qs.arg(optionUsage(option), -22).arg(QString::fromUtf8(option.help));
-    const bool exports = std::any_of(command.options.begin(), command.options.end(), [](const cli::Option& one) { return one.kind == Kind::Export; });
+    const bool exports =
+        std::any_of(command.options.begin(), command.options.end(), [](const cli::Option& one) { return one.kind == Kind::Export; });
     return exports ? text + u"Formats:\n"_qs + formatList() : text;
 }
 } // namespace
@@ -164,8 +166,7 @@ bool cli::connectDevices()
     return flags().smcOnline && !flags().closing;
 }
 
-namespace
-{
+namespace {
 int runCommand(const cli::Command& command, const cli::Arguments& arguments, const QString& programDirectory, bool log)
 {
     cli::terminalPrompts().yes = arguments.has("yes");
@@ -257,7 +258,10 @@ bool cli::writeExports(const QStringList& exports)
     return all;
 }
 
-double cli::totalCounts() { return std::accumulate(scanData().counts().begin(), scanData().counts().end(), 0.0); }
+double cli::totalCounts()
+{
+    return std::accumulate(scanData().counts().begin(), scanData().counts().end(), 0.0);
+}
 
 QString cli::summary()
 {

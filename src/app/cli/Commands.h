@@ -10,8 +10,7 @@
 #include <QStringList>
 
 /// The commands of the console program. Each is one row of a table; each uses the procedures behind the window's menus.
-namespace cli
-{
+namespace cli {
 struct Command
 {
     const char* name;

@@ -18,11 +18,13 @@
 
 #include <algorithm>
 
-namespace
-{
+namespace {
 using NumberText::General;
 
-QString absolute(const QString& path) { return QFileInfo(path).absoluteFilePath(); }
+QString absolute(const QString& path)
+{
+    return QFileInfo(path).absoluteFilePath();
+}
 
 /// The version in the file's first line, behind the program's name.
 QString versionOf(const QString& path)
@@ -35,8 +37,14 @@ QString versionOf(const QString& path)
     return QString::fromLatin1(file.readLine(longestLine)).trimmed().mid(programNameLength).trimmed();
 }
 
-double smallest() { return scanData().size() == 0 ? 0 : *std::min_element(scanData().counts().begin(), scanData().counts().end()); }
-double largest() { return scanData().size() == 0 ? 0 : *std::max_element(scanData().counts().begin(), scanData().counts().end()); }
+double smallest()
+{
+    return scanData().size() == 0 ? 0 : *std::min_element(scanData().counts().begin(), scanData().counts().end());
+}
+double largest()
+{
+    return scanData().size() == 0 ? 0 : *std::max_element(scanData().counts().begin(), scanData().counts().end());
+}
 
 QJsonArray peakArray(const QList<cli::Peak>& peaks)
 {
@@ -70,7 +78,9 @@ void showJson(const QString& path, const std::optional<QList<cli::Peak>>& peaks)
 
 void showText(const QString& path, const std::optional<QList<cli::Peak>>& peaks)
 {
-    const auto line = [](const QString& name, const QString& value) { cli::Terminal::result(u"%1 %2"_qs.arg(name + u':', -13).arg(value).trimmed()); };
+    const auto line = [](const QString& name, const QString& value) {
+        cli::Terminal::result(u"%1 %2"_qs.arg(name + u':', -13).arg(value).trimmed());
+    };
     line(u"Sample name"_qs, frontPanel().text(FrontPanel::Field::txtFileName));
     line(u"Measured"_qs, frontPanel().panel(2));
     line(u"Comment"_qs, frontPanel().text(FrontPanel::Field::txtComment));
@@ -80,7 +90,9 @@ void showText(const QString& path, const std::optional<QList<cli::Peak>>& peaks)
         return;
     cli::Terminal::result(u"%1 %2 %3"_qs.arg(u"Peak [deg]"_qs, 10).arg(u"Counts"_qs, 10).arg(u"Relative"_qs, 10));
     for (const cli::Peak& peak : *peaks)
-        cli::Terminal::result(u"%1 %2 %3"_qs.arg(NumberText::Fixed(peak.angle, 3), 10).arg(General(peak.counts), 10).arg(NumberText::Fixed(peak.relative, 1), 10));
+        cli::Terminal::result(u"%1 %2 %3"_qs.arg(NumberText::Fixed(peak.angle, 3), 10)
+                                  .arg(General(peak.counts), 10)
+                                  .arg(NumberText::Fixed(peak.relative, 1), 10));
 }
 } // namespace
 

@@ -15,8 +15,7 @@
 
 #include <algorithm>
 
-namespace
-{
+namespace {
 using NumberText::General;
 
 constexpr double longestSilence = 10; // s
@@ -49,7 +48,10 @@ void showPosition(qint16 axis)
     cli::Terminal::result(u"Axis %1: %2 degrees"_qs.arg(QString::number(axis), General(modSMC::SMCGetPosition(axis))));
 }
 
-int failedOrAborted() { return cli::Interrupts::count() > 0 ? cli::Aborted : cli::Failed; }
+int failedOrAborted()
+{
+    return cli::Interrupts::count() > 0 ? cli::Aborted : cli::Failed;
+}
 
 /// The controller answers and is idle.
 bool readyToMove()
@@ -77,7 +79,7 @@ int cli::status(const Arguments&)
         const qint16 axisStatus = modSMC::SMCGetAxisStatus(axis);
         const QString busy = (axisStatus & modSMC::idleBit) != 0 ? u"idle"_qs : u"busy"_qs;
         Terminal::result(u"Axis %1: %2 degrees, status %3 (%4)"_qs.arg(QString::number(axis), General(modSMC::SMCGetPosition(axis)),
-                                                                        QString::number(axisStatus), busy));
+                                                                       QString::number(axisStatus), busy));
     }
     return flags().closing ? Aborted : Done;
 }

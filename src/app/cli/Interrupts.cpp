@@ -7,8 +7,7 @@
 #include <csignal>
 #include <utility>
 
-namespace
-{
+namespace {
 volatile std::sig_atomic_t pressed = 0;
 
 void onSignal(int number)
@@ -48,4 +47,7 @@ void cli::Interrupts::install(std::function<void(int number)> handler)
     watch.handler = std::move(handler);
 }
 
-int cli::Interrupts::count() { return pressed; }
+int cli::Interrupts::count()
+{
+    return pressed;
+}

@@ -5,10 +5,9 @@
 #include <functional>
 
 /// Ctrl-C and the request of the system to end.
-namespace cli::Interrupts
-{
-/// From now on each Ctrl-C calls `handler` from the event loop with its number (1, 2, ...). Output to a reader that has gone is passed over, so that
-/// a scan outlives it.
+namespace cli::Interrupts {
+/// From now on each Ctrl-C calls `handler` from the event loop with its number (1, 2, ...). Output to a reader that has gone is passed
+/// over, so that a scan outlives it.
 void install(std::function<void(int number)> handler);
 /// How often it was pressed.
 int count();

@@ -5,8 +5,7 @@
 #include <algorithm>
 #include <cmath>
 
-namespace
-{
+namespace {
 constexpr double neighbourhood = 0.15; // degrees: one peak within
 constexpr double backgroundReach = 1;  // degrees on either side
 constexpr double significance = 4;     // standard deviations

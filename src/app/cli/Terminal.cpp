@@ -17,8 +17,7 @@
 #include <unistd.h>
 #endif
 
-namespace
-{
+namespace {
 bool barShown = false;
 
 bool isTerminal(std::FILE* stream)
@@ -52,7 +51,10 @@ QString plainLines(const QString& text)
     return plain.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
 }
 
-QString plainCaption(Prompts::Button button) { return Prompts::caption(button).remove(u'&'); }
+QString plainCaption(Prompts::Button button)
+{
+    return Prompts::caption(button).remove(u'&');
+}
 
 /// The button whose caption begins with what was typed; nothing when none or several do.
 std::optional<Prompts::Button> typedButton(const QString& typed, const QList<Prompts::Button>& buttons)
@@ -116,9 +118,15 @@ void cli::Terminal::clearBar()
     barShown = false;
 }
 
-bool cli::Terminal::drawsBar() { return isTerminal(stderr); }
+bool cli::Terminal::drawsBar()
+{
+    return isTerminal(stderr);
+}
 
-bool cli::Terminal::canAsk() { return isTerminal(stdin) && isTerminal(stderr); }
+bool cli::Terminal::canAsk()
+{
+    return isTerminal(stdin) && isTerminal(stderr);
+}
 
 std::optional<QString> cli::Terminal::readLine()
 {
@@ -168,9 +176,15 @@ QString cli::TerminalPrompts::input(const Input& input)
     return typed.isEmpty() ? input.defaultText : typed;
 }
 
-Prompts::ChosenFile cli::TerminalPrompts::openFile(const FileDialog&) { return {}; }
+Prompts::ChosenFile cli::TerminalPrompts::openFile(const FileDialog&)
+{
+    return {};
+}
 
-Prompts::ChosenFile cli::TerminalPrompts::saveFile(const FileDialog&) { return {}; }
+Prompts::ChosenFile cli::TerminalPrompts::saveFile(const FileDialog&)
+{
+    return {};
+}
 
 cli::TerminalProgress::TerminalProgress() : m_timer("TerminalProgress"), m_startedAt(modTools::timeGetTime())
 {
@@ -179,14 +193,18 @@ cli::TerminalProgress::TerminalProgress() : m_timer("TerminalProgress"), m_start
     m_timer.setEnabled(true);
 }
 
-cli::TerminalProgress::~TerminalProgress() { Terminal::clearBar(); }
+cli::TerminalProgress::~TerminalProgress()
+{
+    Terminal::clearBar();
+}
 
 void cli::TerminalProgress::show() const
 {
     if (!flags().acquisitionRunning)
         return;
     const quint32 seconds = (modTools::timeGetTime() - m_startedAt) / 1000;
-    const QString elapsed = u"%1:%2:%3"_qs.arg(seconds / 3600).arg(seconds / 60 % 60, 2, 10, QChar(u'0')).arg(seconds % 60, 2, 10, QChar(u'0'));
+    const QString elapsed =
+        u"%1:%2:%3"_qs.arg(seconds / 3600).arg(seconds / 60 % 60, 2, 10, QChar(u'0')).arg(seconds % 60, 2, 10, QChar(u'0'));
     const int percent = std::max(frontPanel().progress(), 0);
     const QString points = frontPanel().panel(4).isEmpty() ? QStringLiteral("loading the program") : frontPanel().panel(4);
     const QString text = u"%1 %  %2, %3 elapsed"_qs.arg(percent, 3).arg(points, elapsed);

@@ -11,10 +11,8 @@
 #include <optional>
 
 /// The terminal as the console program uses it: results go to standard output, boxes and progress to standard error.
-namespace cli
-{
-namespace Terminal
-{
+namespace cli {
+namespace Terminal {
 /// One line to standard output.
 void result(const QString& text);
 /// One line to standard error; takes a progress bar away first.
@@ -31,14 +29,15 @@ bool canAsk();
 std::optional<QString> readLine();
 } // namespace Terminal
 
-/// Boxes on the terminal: "[title] text". The answer is, in this order: Yes to the questions of a breaking-off that Ctrl-C has begun; the box's
-/// going-on answer with --yes; what the operator types; without a terminal the safe answer. An answer that was not typed is shown behind the text.
+/// Boxes on the terminal: "[title] text". The answer is, in this order: Yes to the questions of a breaking-off that Ctrl-C has begun; the
+/// box's going-on answer with --yes; what the operator types; without a terminal the safe answer. An answer that was not typed is shown
+/// behind the text.
 class TerminalPrompts : public Prompts
 {
 public:
-    bool yes = false;                 ///< --yes
-    bool aborting = false;            ///< Ctrl-C was pressed
-    QHash<QString, QString> answers;  ///< answers of input boxes given on the command line, by the box's title
+    bool yes = false;                ///< --yes
+    bool aborting = false;           ///< Ctrl-C was pressed
+    QHash<QString, QString> answers; ///< answers of input boxes given on the command line, by the box's title
 
     Button message(const Message& message) override;
     QString input(const Input& input) override;

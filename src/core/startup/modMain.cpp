@@ -225,7 +225,7 @@ void modMain::SetProgramDirectory(const QString& wanted)
         directory = QCoreApplication::applicationDirPath();
         const bool own = QFileInfo::exists(directory + u"/scan.ini"_qs) || DirectoryUsable(directory);
         if (!own)
-            directory = QStandardPaths::writableLocation(QStandardPaths::AppDataLocation);
+            directory = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + u"/scan"_qs;
         QDir().mkpath(directory);
     }
     directory = QDir::toNativeSeparators(QDir::cleanPath(QDir(directory).absolutePath()));
@@ -309,6 +309,8 @@ QString modMain::VersionText()
 
 qint16 modMain::SaveSettings()
 {
+    if (modTools::state().keepSettings)
+        return 0;
     const auto field = [](FrontPanel::Field name) {
         QString text = frontPanel().text(name);
         return modTools::ReplaceAll(text, u","_qs, u"."_qs);
