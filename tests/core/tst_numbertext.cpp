@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
+#include "core/NumberBytes.h"
 #include "core/NumberText.h"
 
 #include <QRandomGenerator>
@@ -273,6 +274,30 @@ private slots:
             if (std::abs(value) < 1.7e308) // above, the rounded text may lie beyond the range
                 QCOMPARE(General(read), text);
             QCOMPARE(LeadingNumber(Print(value)), read);
+        }
+    }
+
+    void theBytesOfAFileAreTheSameTexts()
+    {
+        const auto text = [](const NumberBytes::Text& bytes) { return QString::fromLatin1(bytes.constData(), bytes.size()); };
+        const auto compare = [&text](double value) {
+            QCOMPARE(text(NumberBytes::General(value)), General(value));
+            QCOMPARE(text(NumberBytes::Print(value)), Print(value));
+            for (int decimals : {1, 2, 3, 5, 9})
+                QCOMPARE(text(NumberBytes::Fixed(value, decimals)), Fixed(value, decimals));
+        };
+        for (double value : {0.0, -0.0, 2.0005, -2.0005, 0.9996, -0.0004, 1e15, 999999999999999.0, 1e-15, 1.0 / 3, 4294967295.0,
+                             9007199254740993.0, 1e300})
+            compare(value);
+        QRandomGenerator random(4);
+        for (int i = 0; i < 10000; ++i) {
+            const auto any = std::bit_cast<double>(random.generate64());
+            if (std::isfinite(any))
+                compare(any);
+            compare(random.bounded(-180000, 180000) / 1000.0);
+            compare(random.bounded(20.0));
+            compare(static_cast<double>(random.generate()));
+            compare((random.bounded(1000000) + 0.5) / 1000.0);
         }
     }
 
