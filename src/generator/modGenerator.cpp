@@ -132,6 +132,7 @@ void Connect()
         if (event == SerialChannel::ReceiveEvent)
             collect(modCOM::GeneratorComm().input());
     });
+    QObject::connect(&modCOM::GeneratorComm(), &SerialChannel::vanished, &modCOM::GeneratorComm(), [] { state().receiveText.clear(); });
 }
 
 void GeneratorGetActualValues(qint16* milliampere, qint16* kilovolt)

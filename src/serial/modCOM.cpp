@@ -57,8 +57,6 @@ struct Lines
     modTools::Timer mcRxTimeout{"MCRxTimeout"};
     modTools::Timer tcTimeout{"tcTimeout"};
     modCOM::SmcReception smc;
-    modCOM::GeneratorReception generatorReception;
-    modCOM::TcReception tcReception;
     modCOM::State state;
     bool timeoutBoxOpen = false;
     bool errorBoxOpen = false;
@@ -103,29 +101,6 @@ void mcRxTimeoutTick()
         l.timeoutBoxOpen = false;
     }
     l.smc.waiting = false;
-}
-
-void generatorReceive()
-{
-    Lines& l = lines();
-    modCOM::GeneratorReception& reception = l.generatorReception;
-    const QString arrived = l.generator.channel.input();
-    for (const QChar character : arrived) {
-        if (character == u'\n' && reception.receiveText.isEmpty())
-            continue;
-        if (character != u'\r') {
-            reception.receiveText += character;
-            continue;
-        }
-        if (reception.nextIndex < reception.lines.size())
-            reception.lines[reception.nextIndex++] = reception.receiveText;
-        reception.receiveText.clear();
-    }
-}
-
-void tcReceive()
-{
-    lines().tcReception.receiveText += lines().tc.channel.input();
 }
 
 // --- line events and errors of MCComm
@@ -175,19 +150,12 @@ void mcComm(int code)
 // --- a device that vanishes
 
 // What was under way is thrown away: half a reply must not be taken for a value.
-void abandonReception(const Line& line)
+void abandonSmcReply()
 {
     Lines& l = lines();
-    if (&line == &l.mc) {
-        l.rxTimer.setEnabled(false);
-        l.smc.receiveText.clear();
-        l.smc.waiting = false;
-    } else if (&line == &l.generator) {
-        l.generatorReception.receiveText.clear();
-    } else {
-        l.tcReception.receiveText.clear();
-        l.tcReception.timedOut = true;
-    }
+    l.rxTimer.setEnabled(false);
+    l.smc.receiveText.clear();
+    l.smc.waiting = false;
 }
 
 void showVanished(Line& line)
@@ -202,15 +170,11 @@ void showVanished(Line& line)
     line.boxOpen = false;
 }
 
-void connectLine(Line& line, void (*receive)(int))
+void connectLine(Line& line)
 {
-    QObject::connect(&line.channel, &SerialChannel::onComm, &line.channel, receive);
-    QObject::connect(&line.channel, &SerialChannel::vanished, &line.channel, [&line] {
-        abandonReception(line);
-        // From the event loop, so that whoever waits on the line goes on before the box opens.
-        QMetaObject::invokeMethod(
-            &line.channel, [&line] { showVanished(line); }, Qt::QueuedConnection);
-    });
+    // From the event loop, so that whoever waits on the line goes on before the box opens.
+    QObject::connect(
+        &line.channel, &SerialChannel::vanished, &line.channel, [&line] { showVanished(line); }, Qt::QueuedConnection);
     QObject::connect(&line.channel, &SerialChannel::returned, &line.channel, [&line] {
         frontPanel().setPanel(1, QStringLiteral("The connection to the %1 (%2) is there again").arg(line.device, line.channel.name()));
     });
@@ -218,18 +182,12 @@ void connectLine(Line& line, void (*receive)(int))
 
 Lines::Lines()
 {
-    connectLine(mc, mcComm);
-    connectLine(generator, [](int code) {
-        if (code == SerialChannel::ReceiveEvent)
-            generatorReceive();
-    });
-    connectLine(tc, [](int code) {
-        if (code == SerialChannel::ReceiveEvent)
-            tcReceive();
-    });
+    for (Line* line : {&mc, &generator, &tc})
+        connectLine(*line);
+    QObject::connect(&mc.channel, &SerialChannel::onComm, &mc.channel, mcComm);
+    QObject::connect(&mc.channel, &SerialChannel::vanished, &mc.channel, abandonSmcReply);
     QObject::connect(&rxTimer, &modTools::Timer::tick, &rxTimer, rxTimerTick);
     QObject::connect(&mcRxTimeout, &modTools::Timer::tick, &mcRxTimeout, mcRxTimeoutTick);
-    QObject::connect(&tcTimeout, &modTools::Timer::tick, &tcTimeout, [this] { tcReception.timedOut = true; });
     // The devices must be gone before the application object is.
     qAddPostRoutine([] {
         modCOM::close();
@@ -303,14 +261,6 @@ modTools::Timer& tcTimeout()
 SmcReception& smcReception()
 {
     return lines().smc;
-}
-GeneratorReception& generatorReception()
-{
-    return lines().generatorReception;
-}
-TcReception& tcReception()
-{
-    return lines().tcReception;
 }
 State& state()
 {
@@ -399,8 +349,6 @@ void reset()
     for (modTools::Timer* timer : {&l.rxTimer, &l.mcRxTimeout, &l.tcTimeout})
         timer->setInterval(0);
     l.smc = SmcReception();
-    l.generatorReception.restart();
-    l.tcReception = TcReception();
     l.state = State();
 }
 } // namespace modCOM

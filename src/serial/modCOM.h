@@ -6,10 +6,10 @@
 #include "serial/SerialChannel.h"
 
 #include <QString>
-#include <QStringList>
 
-/// The three lines of the instrument, what is gathered from them, and the timers that serve them. Everything runs on the event loop's
-/// thread: whoever waits for a reply lets events run, and the handlers here fill the reception records meanwhile.
+/// The three lines of the instrument, their timers, and what is gathered from the goniometer controller. What the two other lines bring is
+/// gathered by modGenerator and modTC. Everything runs on the event loop's thread: whoever waits for a reply lets events run, and the
+/// handlers fill the reception records meanwhile.
 ///
 /// When the device of an open line vanishes, the operator is told once in a box that names the line, the line is down until it can be
 /// reopened (tried every 2 s), and panel 1 says when it is back. A reply that was under way is thrown away and whoever waited for it goes
@@ -23,7 +23,7 @@ SerialChannel& TCComm();        ///< temperature controllers
 modTools::Timer& RxTimer();
 /// No answer from the SMC: interval `MCRxTimeout`. Started by the first wait or reception, never disabled after.
 modTools::Timer& MCRxTimeout();
-/// No answer from a temperature controller: interval `RxTimeout`. Started and stopped by whoever waits; a tick sets tcReception().timedOut.
+/// No answer from a temperature controller: interval `RxTimeout`. Started and stopped by whoever waits.
 modTools::Timer& tcTimeout();
 
 /// What is gathered from MCComm.
@@ -41,29 +41,6 @@ struct SmcReception
     qsizetype lastReplyLength = 0; ///< length seen by the last RxTimer tick; not reset between replies: intended
 };
 SmcReception& smcReception();
-
-/// What is gathered from GeneratorComm: a line ends with CR, a following LF is dropped, each complete line is stored at `nextIndex`.
-struct GeneratorReception
-{
-    static constexpr int lineCount = 4;
-
-    QStringList lines = QStringList(lineCount + 1); ///< reply lines 1 to lineCount; element 0 stays empty. Further lines are dropped.
-    int nextIndex = 1;
-    QString receiveText; ///< the line being gathered
-
-    /// Before an exchange: all lines empty, the next one is 1, nothing gathered.
-    void restart() { *this = GeneratorReception(); }
-};
-GeneratorReception& generatorReception();
-
-/// What is gathered from TCComm.
-struct TcReception
-{
-    QString receiveText;   ///< everything that has arrived; emptied by the exchanges
-    bool timedOut = false; ///< set by tcTimeout
-    bool busy = false;     ///< an exchange is under way
-};
-TcReception& tcReception();
 
 /// The module's switches.
 struct State
@@ -92,6 +69,7 @@ qint16 ClearTCCommRxBuffer();
 
 /// Closes the three lines and stops their timers.
 void close();
-/// close(), and everything back to the state of a program that has just started. Device sources are forgotten.
+/// close(), and lines, timers, SMC reception and switches back to the state of a program that has just started. Device sources are
+/// forgotten; whoever listens to a line goes on listening.
 void reset();
 } // namespace modCOM

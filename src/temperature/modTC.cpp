@@ -51,6 +51,8 @@ void Connect()
         if (event == SerialChannel::ReceiveEvent)
             state().receiveText += modCOM::TCComm().input();
     });
+    // Half a reply must not be taken for a value.
+    QObject::connect(&modCOM::TCComm(), &SerialChannel::vanished, &modCOM::TCComm(), [] { state().receiveText.clear(); });
     QObject::connect(&modCOM::tcTimeout(), &modTools::Timer::tick, &modCOM::TCComm(), [] { state().timedOut = true; });
 }
 
