@@ -8,22 +8,18 @@
 #include <array>
 #include <charconv>
 #include <cmath>
-#include <limits>
 
 namespace {
 using NumberBytes::Text;
 
 constexpr double wholeLimit = 1e15;
-constexpr qsizetype longestWhole = 24;
 constexpr int shortDecimals = 4;
 constexpr double shortScale = 1e4;
 
 Text textOf(const QString& form)
 {
     const QByteArray bytes = form.toLatin1();
-    Text text;
-    text.append(bytes.constData(), bytes.size());
-    return text;
+    return {bytes.cbegin(), bytes.cend()};
 }
 
 /// Appends units / 10^decimals; `drop` leaves out trailing zeros and the zero before the point when told to.
@@ -66,19 +62,13 @@ bool appendShort(Text& text, double value, bool zeroBeforePoint)
     return true;
 }
 
-/// A whole number in general form behind `blank` blanks; false when it is none.
-bool setWhole(Text& text, double value, qsizetype blank)
+bool appendWhole(Text& text, double value)
 {
-    if (!(std::abs(value) < wholeLimit))
+    if (!(std::abs(value) < wholeLimit) || value != std::trunc(value))
         return false;
-    const auto whole = static_cast<qint64>(value);
-    if (static_cast<double>(whole) != value)
-        return false;
-    text.data()[0] = ' ';
-    const bool isShort = whole >= std::numeric_limits<qint32>::min() && whole <= std::numeric_limits<qint32>::max();
-    const auto written = isShort ? std::to_chars(text.data() + blank, text.data() + longestWhole, static_cast<qint32>(whole))
-                                 : std::to_chars(text.data() + blank, text.data() + longestWhole, whole);
-    text.setSize(static_cast<qsizetype>(written.ptr - text.data()));
+    std::array<char, 24> digits{};
+    const auto written = std::to_chars(digits.data(), digits.data() + digits.size(), static_cast<qint64>(value));
+    text.append(digits.data(), static_cast<qsizetype>(written.ptr - digits.data()));
     return true;
 }
 } // namespace
@@ -87,7 +77,7 @@ namespace NumberBytes {
 Text General(double value)
 {
     Text text;
-    if (setWhole(text, value, 0) || appendShort(text, value, true))
+    if (appendWhole(text, value) || appendShort(text, value, true))
         return text;
     return textOf(NumberText::General(value));
 }
@@ -95,11 +85,9 @@ Text General(double value)
 Text Print(double value)
 {
     Text text;
-    if (setWhole(text, value, value >= 0 ? 1 : 0))
-        return text;
-    if (value > 0)
+    if (value >= 0 || value == 0)
         text.append(' ');
-    if (appendShort(text, value, false))
+    if (appendWhole(text, value) || appendShort(text, value, false))
         return text;
     return textOf(NumberText::Print(value));
 }

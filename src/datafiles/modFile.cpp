@@ -111,9 +111,8 @@ QByteArray nativeContent(const QString& path)
     line("");
     line("");
     for (const double count : data.counts()) {
-        NumberBytes::Text text = NumberBytes::Print(count);
-        text.append(" \r\n", 3);
-        NumberFields::Append(content, text);
+        NumberFields::AppendPrintNum(content, count);
+        content.append(' ').append(NumberFields::lineEnd);
     }
     return content;
 }
