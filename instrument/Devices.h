@@ -6,6 +6,7 @@
 #include "Device.h"
 #include "GoniometerController.h"
 #include "Pacer.h"
+#include "XRayGenerator.h"
 
 #include <memory>
 
@@ -15,6 +16,19 @@ namespace lab {
 struct DeviceOptions
 {
     GoniometerOptions goniometer;
+    bool generator = false;
+};
+
+/// A value of scan.ini that belongs to a device.
+struct DeviceValue
+{
+    enum class Use {
+        fresh,   ///< proposed in a new file
+        always,  ///< has to be so whenever the device is played
+        enables, ///< likewise; goes to 0 in a file where it stands when the device is not played
+    };
+    Use use;
+    std::string section, key, value;
 };
 
 struct DeviceEntry
@@ -23,8 +37,9 @@ struct DeviceEntry
     std::string_view linkName;   ///< name of the pseudo-terminal in the directory
     std::string_view iniSection; ///< section of scan.ini whose `SerialDevice` leads here
     int tcpOffset;               ///< added to the port of --tcp
-    std::string_view settings;   ///< as in scan.ini
-    LineSettings line;
+    bool (*played)(const DeviceOptions&);
+    LineSettings (*line)(const DeviceOptions&);
+    std::vector<DeviceValue> (*values)(const DeviceOptions&); ///< besides `SerialDevice`
     std::unique_ptr<Device> (*make)(Laboratory&, std::vector<Fault>, const Trace&, const DeviceOptions&);
 };
 

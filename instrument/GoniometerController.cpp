@@ -105,7 +105,10 @@ GoniometerController::GoniometerController(Laboratory& laboratory, std::vector<F
     newOffset_.assign(count, 0.0);
     storedOffset_ = activeOffset_ = scaleShift_ = newOffset_;
     countingAxis_ = count - 1;
-    laboratory.beforeChange([this] { advance(); });
+    laboratory.beforeChange([this] {
+        advance();
+        bankPulses(this->laboratory().now());
+    });
 }
 
 // ---------------------------------------------------------------------------------------------------- commands
@@ -454,6 +457,7 @@ bool GoniometerController::runStatement(const Statement& statement, Time now)
     case Kind::count:
         counting_ = true;
         countBegin_ = programTime_;
+        banked_ = 0;
         countEnd_ = programTime_ + fromSeconds(statement.value);
         break;
     case Kind::call:
@@ -524,7 +528,17 @@ void GoniometerController::goBack()
 std::int64_t GoniometerController::pulses(Time time)
 {
     const double mechanical = axes_[countingAxis_].position(time) - scaleShift_[countingAxis_];
-    return laboratory().chance().poisson(toSeconds(time - countBegin_) * laboratory().countRate(mechanical, countBegin_));
+    const double expected = toSeconds(time - countBegin_) * laboratory().countRate(mechanical, countBegin_);
+    return banked_ + laboratory().chance().poisson(expected);
+}
+
+// Keeps what the running count has seen so far, before beam or sample become different.
+void GoniometerController::bankPulses(Time time)
+{
+    if (!counting_ || time <= countBegin_ || time >= countEnd_)
+        return;
+    banked_ = pulses(time);
+    countBegin_ = time;
 }
 
 void GoniometerController::finishCount(Time time)

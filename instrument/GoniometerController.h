@@ -113,6 +113,7 @@ private:
     void goBack();
     void beginMove(const Statement& statement);
     std::int64_t pulses(Time time);
+    void bankPulses(Time time);
     void finishCount(Time time);
     void answerCounter(Time time);
     bool waitForAxes(Time now);
@@ -135,7 +136,8 @@ private:
     Time countEnd_{0};
     Time countBegin_{0};
     std::int64_t counter_ = 0;
-    int counterQueries_ = 0; ///< ?C; that wait for the end of the count
+    std::int64_t banked_ = 0; ///< pulses of the running count before countBegin_
+    int counterQueries_ = 0;  ///< ?C; that wait for the end of the count
     bool shutterOutput_ = false;
     bool beeper_ = true;
 };

@@ -15,11 +15,28 @@
 
 namespace lab {
 
-/// The tube and its shutter. Nobody controls them until a device that does is played; then the beam is always on.
+/// A value that goes to where it is sent at an even rate.
+class Ramp
+{
+public:
+    Ramp(double value) : from_(value), to_(value) {}
+    double at(Time time) const;
+    double target() const { return to_; }
+    /// From where it stands at `now` towards `target`, by `rate` per second.
+    void moveTo(Time now, double target, double rate);
+
+private:
+    double from_;
+    double to_;
+    Time start_{0};
+    double rate_ = 1.0;
+};
+
+/// The tube and its shutter. Until a device that controls them is played the beam is always on.
 struct Beam
 {
-    double current = 30.0;    ///< mA
-    double voltage = 40.0;    ///< kV
+    Ramp current = 30.0;      ///< mA
+    Ramp voltage = 40.0;      ///< kV
     bool shutterOpen = false; ///< the controller's shutter output
     bool controlled = false;  ///< a generator is played: tube and shutter decide whether there is a beam
 };
@@ -48,7 +65,7 @@ public:
     double countRate(double twoTheta, Time time);
 
 private:
-    double beamFactor() const;
+    double beamFactor(Time time) const;
     const Pattern& patternAt(double temperature);
 
     const Clock& clock_;

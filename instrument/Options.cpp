@@ -68,6 +68,8 @@ const OptionEntry optionTable[] = {
          options.devices.goniometer.axes = text.toInt();
          return text == QLatin1String("1") || text == QLatin1String("2");
      }},
+    {"--generator", "", "play the X-ray generator: current, voltage and shutter decide what the detector sees",
+     [](Options& options, const QString&) { return options.devices.generator = true; }},
     {"--sample", "NAME", "the powder in the beam: quartz, silicon or lab6 (default quartz)",
      [](Options& options, const QString& text) {
          options.sample = text;

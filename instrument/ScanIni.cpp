@@ -56,6 +56,8 @@ void setValue(QList<QByteArray>& lines, const IniValue& entry)
         if (inside && !lines[i].trimmed().isEmpty())
             end = i + 1;
     }
+    if (entry.onlyWhereItStands)
+        return;
     if (end >= 0) {
         lines.insert(end, line);
         return;

@@ -15,6 +15,7 @@ struct IniValue
     QString section;
     QString key;
     QString value;
+    bool onlyWhereItStands = false; ///< a key that isn't there is not added
 };
 
 /// `text` with the values set: a key that exists gets the new value in its place, one that doesn't goes to the end of its section.

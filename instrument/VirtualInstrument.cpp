@@ -37,7 +37,7 @@ bool VirtualInstrument::start(QString& why)
     if (!openTrace(why))
         return false;
     for (const DeviceEntry& entry : deviceTable())
-        if (!serve(entry, why))
+        if (entry.played(options_.devices) && !serve(entry, why))
             return false;
     if (!options_.directory.isEmpty() && !writeIni(why))
         return false;
@@ -82,7 +82,7 @@ bool VirtualInstrument::serve(const DeviceEntry& entry, QString& why)
         why = QStringLiteral("no pseudo-terminals on this system: use --tcp");
         return false;
     }
-    station.line = std::make_unique<ServedLine>(clock_, trace_, *station.device, std::move(channel), entry.line);
+    station.line = std::make_unique<ServedLine>(clock_, trace_, *station.device, std::move(channel), entry.line(options_.devices));
     station.line->announce = announce;
     if (!station.line->open(why))
         return false;
@@ -93,11 +93,9 @@ bool VirtualInstrument::serve(const DeviceEntry& entry, QString& why)
 bool VirtualInstrument::writeIni(QString& why) const
 {
     const QString general = QStringLiteral("General");
-    const bool twoAxes = options_.devices.goniometer.axes == 2;
-    const std::vector<IniValue> defaults{
+    std::vector<IniValue> defaults{
         {general, QStringLiteral("WorkDir"), QDir::toNativeSeparators(options_.directory + QLatin1Char('/'))},
         {general, QStringLiteral("ScanMode"), QStringLiteral("online")},
-        {general, QStringLiteral("GoniometerType"), twoAxes ? QStringLiteral("Theta-2-Theta") : QStringLiteral("Guinier")},
         {general, QStringLiteral("ThetaMin"), QStringLiteral("0")},
         {general, QStringLiteral("ThetaMax"), QStringLiteral("180")},
         {general, QStringLiteral("ScanStart"), QStringLiteral("20")},
@@ -108,9 +106,20 @@ bool VirtualInstrument::writeIni(QString& why) const
         {general, QStringLiteral("SlewSpeed"), QStringLiteral("4000")},
         {general, QStringLiteral("FileName"), options_.sample},
         {general, QStringLiteral("DelaySleep"), QStringLiteral("1")},
-        {QStringLiteral("smc"), QStringLiteral("Settings"), QStringLiteral("9600,N,8,1")},
     };
     std::vector<IniValue> always;
+    for (const DeviceEntry& entry : deviceTable()) {
+        const bool played = entry.played(options_.devices);
+        for (const DeviceValue& value : entry.values(options_.devices)) {
+            IniValue line{QString::fromStdString(value.section), QString::fromStdString(value.key), QString::fromStdString(value.value)};
+            if (!played) {
+                line.value = QStringLiteral("0");
+                line.onlyWhereItStands = true;
+            }
+            if (played || value.use == DeviceValue::Use::enables)
+                (value.use == DeviceValue::Use::fresh ? defaults : always).push_back(line);
+        }
+    }
     for (const Station& station : stations_)
         always.push_back({fromView(station.entry->iniSection), QStringLiteral("SerialDevice"), station.line->address()});
     return writeScanIni(options_.directory, always, defaults, why);

@@ -6,6 +6,7 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
+#include <QMap>
 #include <QProcess>
 #include <QTcpSocket>
 #include <QTemporaryDir>
@@ -108,8 +109,9 @@ struct Instrument
         process.start(VIRTUAL_INSTRUMENT, arguments);
         QString line;
         while (line != "ready" && !(line = nextLine()).isNull())
-            if (line.startsWith("SMC line: "))
-                address = line.mid(10);
+            if (line.contains(" line: "))
+                addresses.insert(line.section(" line: ", 0, 0), line.section(" line: ", 1));
+        address = addresses.value("SMC");
         ready = line == "ready";
     }
     ~Instrument() { end(); }
@@ -137,6 +139,7 @@ struct Instrument
     }
     QProcess process;
     QString address;
+    QMap<QString, QString> addresses; ///< by device
     bool ready = false;
 };
 
@@ -168,6 +171,7 @@ private slots:
     void aScanRunsOverTheLine();
     void theIniLeadsToTheLine_data();
     void theIniLeadsToTheLine();
+    void theIniEnablesTheDevicesPlayed();
     void aClientMayComeAndGo_data() { lines(); }
     void aClientMayComeAndGo();
     void aLineThatHangsUpIsGone_data() { lines(); }
@@ -241,6 +245,37 @@ void TestProgram::theIniLeadsToTheLine()
     for (const char* line : {"ScanStart=20", "ScanStop=32", "ScanStep=0.02", "CounterTime=0.1"})
         QVERIFY2(ini.contains(QByteArray(line)), line);
     QCOMPARE(instrument.connect()->ask("?S1;"), QByteArray("S1:128\r\n"));
+}
+
+void TestProgram::theIniEnablesTheDevicesPlayed()
+{
+    QTemporaryDir directory;
+    const auto ini = [&] {
+        QFile file(directory.filePath("scan.ini"));
+        return file.open(QIODevice::ReadOnly) ? file.readAll().replace("\r\n", "\n") : QByteArray();
+    };
+    QByteArray fresh;
+    {
+        Instrument instrument(served(true, directory, {"--generator"}));
+        QVERIFY(instrument.ready);
+        fresh = ini();
+        const QString address = instrument.addresses.value("Generator");
+        QVERIFY(fresh.contains("SerialDevice=" + address.toUtf8() + '\n'));
+        for (const char* line : {"[Generator]\n", "Remote=1\n", "Shutter=1\n", "Model=Seifert\n", "GeneratorPowerSettlingTime="})
+            QVERIFY2(fresh.contains(line), line);
+        TcpWire wire(address);
+        wire.send("VN\r");
+        QCOMPARE(wire.fetch(), QByteArray("*0000040000\r"));
+    }
+    Instrument without(served(true, directory));
+    QVERIFY(ini().contains("Remote=0\n")); // or the program would look for a generator that nobody plays
+    QVERIFY(ini().contains("Shutter=0\n"));
+    QVERIFY(without.end());
+    QTemporaryDir other;
+    Instrument plain(served(true, other));
+    QFile file(other.filePath("scan.ini"));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QVERIFY(!file.readAll().contains("Remote"));
 }
 
 void TestProgram::aClientMayComeAndGo()
