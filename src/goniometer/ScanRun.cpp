@@ -195,10 +195,14 @@ void Start()
 bool ReadBack(std::optional<double> counterTime)
 {
     const bool runWasActive = flags().acquisitionRunning;
+    // An abort inside the waits here has read the counts itself, or was told not to.
+    const auto brokenOff = [runWasActive] { return flags().closing || (runWasActive && !flags().acquisitionRunning); };
     ScanParameterCheck::CheckScanParameters(counterTime);
-    if (!modSMC::SMCIsReady()) {
-        if (!flags().closing)
-            showMessage(QStringLiteral("Get RAM data"), notReady);
+    const bool ready = modSMC::SMCIsReady();
+    if (brokenOff())
+        return false;
+    if (!ready) {
+        showMessage(QStringLiteral("Get RAM data"), notReady);
         return false;
     }
     frontPanel().focusFirst();
@@ -206,14 +210,12 @@ bool ReadBack(std::optional<double> counterTime)
     forgetScan(scanParameters().numberOfPoints);
     scanData().parameters = scanParameters();
     const qint32 maximum = modSMC::SMCReadScanData();
-    // An abort during the transfer has read the counts itself, or was told not to.
-    const bool brokenOff = flags().closing || (runWasActive && !flags().acquisitionRunning);
-    if (!brokenOff) {
+    if (!brokenOff()) {
         modSMC::state().maximumCount = maximum;
         scanData().maximum = qMax(maximum, 0);
         takeMinimum();
     }
-    const bool complete = maximum >= 0 && !brokenOff;
+    const bool complete = maximum >= 0 && !brokenOff();
     if (complete) {
         scanData().plot(frontPanel().number(Field::ScanStart), frontPanel().number(Field::ScanStop), frontPanel().number(Field::ScanStep),
                         maximum);

@@ -87,9 +87,10 @@ QStringList moveProgram(qint16 axis, double target)
 
 QString axisBlock(qint16 axis)
 {
+    const double position = modSMC::SMCGetPosition(axis);
+    const qint32 status = modSMC::SMCGetAxisStatus(axis);
     return QStringLiteral("axis") + NumberText::Print(qint32{axis}) + lineEnd + QStringLiteral("  position: ") +
-           NumberText::General(modSMC::SMCGetPosition(axis)) + lineEnd + QStringLiteral("  status: ") +
-           NumberText::General(qint32{modSMC::SMCGetAxisStatus(axis)}) + lineEnd + lineEnd;
+           NumberText::General(position) + lineEnd + QStringLiteral("  status: ") + NumberText::General(status) + lineEnd + lineEnd;
 }
 } // namespace
 

@@ -25,10 +25,22 @@ bool disabled()
     return !flags().smcOnline;
 }
 
+/// Tells whether the run that was active at its construction has been broken off since.
+class AbortWatch
+{
+public:
+    bool brokenOff() const { return flags().closing || (m_running && !flags().acquisitionRunning) || (!m_abort && flags().abort); }
+
+private:
+    bool m_running = flags().acquisitionRunning;
+    bool m_abort = flags().abort;
+};
+/// An abort inside the pause after the command has taken the reply, or the controller will give none: there is nothing to wait for then.
 QString query(const QString& command)
 {
+    const AbortWatch watch;
     SMCSend(command);
-    return SMCReceive(reportTimeout);
+    return watch.brokenOff() ? QString() : SMCReceive(reportTimeout);
 }
 
 QString valueText(const QString& reply)
@@ -128,16 +140,6 @@ private:
     const char16_t* m_end;
 };
 
-/// Tells whether the run that was active at its construction has been broken off since.
-class AbortWatch
-{
-public:
-    bool brokenOff() const { return flags().closing || (m_running && !flags().acquisitionRunning) || (!m_abort && flags().abort); }
-
-private:
-    bool m_running = flags().acquisitionRunning;
-    bool m_abort = flags().abort;
-};
 } // namespace
 
 State& state()
