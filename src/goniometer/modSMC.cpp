@@ -96,25 +96,12 @@ bool continueAnyway(qint32 received)
     return prompts().message(message) == Prompts::Button::Yes;
 }
 
-/// One line of a transfer as a count; nothing when it does not fit 32 bits. Lines of up to nine digits, nearly all, are read digit by
-/// digit.
-bool countOf(QStringView line, qint32& count)
+/// One line of a transfer as a count; 0 when it does not fit 32 bits.
+qint32 countOf(QStringView line)
 {
-    constexpr qsizetype surelyFits = std::numeric_limits<qint32>::digits10;
-    if (!line.isEmpty() && line.size() <= surelyFits) {
-        qint32 value = 0;
-        const char16_t* at = line.utf16();
-        const char16_t* const end = at + line.size();
-        for (; at != end && *at >= u'0' && *at <= u'9'; ++at)
-            value = value * 10 + (*at - u'0');
-        if (at == end) {
-            count = value;
-            return true;
-        }
-    }
     bool overflow = false;
-    count = NumberText::RoundToLong(NumberText::LeadingNumber(line), &overflow);
-    return !overflow;
+    const qint32 count = NumberText::RoundToLong(NumberText::LeadingNumber(line), &overflow);
+    return overflow ? 0 : count;
 }
 
 /// Walks the lines of a text that end in CR LF; what follows the last CR LF is no line.
@@ -122,6 +109,21 @@ class Lines
 {
 public:
     explicit Lines(QStringView text) : m_at(text.utf16()), m_end(m_at + text.size()) {}
+
+    /// The next line when it is nothing but digits that surely fit: nearly all of them are, and are read in one go.
+    bool nextPlain(qint32& count)
+    {
+        const char16_t* at = m_at;
+        const char16_t* const last = m_end - at > mostDigits ? at + mostDigits : m_end;
+        qint32 value = 0;
+        for (; at != last && *at >= u'0' && *at <= u'9'; ++at)
+            value = value * 10 + (*at - u'0');
+        if (at == m_at || m_end - at < 2 || at[0] != u'\r' || at[1] != u'\n')
+            return false;
+        m_at = at + 2;
+        count = value;
+        return true;
+    }
 
     bool next(QStringView& line)
     {
@@ -136,6 +138,7 @@ public:
     }
 
 private:
+    static constexpr qsizetype mostDigits = std::numeric_limits<qint32>::digits10;
     const char16_t* m_at;
     const char16_t* m_end;
 };
@@ -261,28 +264,29 @@ qint32 SMCReadScanData()
 qint32 ReceivedPoints(QStringView reply)
 {
     qint32 lineEnds = 0;
-    QStringView line;
-    for (Lines lines(reply); lines.next(line);)
-        ++lineEnds;
+    const char16_t* const text = reply.utf16();
+    for (qsizetype i = 1; i < reply.size(); ++i)
+        lineEnds += text[i - 1] == u'\r' && text[i] == u'\n' ? 1 : 0;
     return lineEnds - 1;
 }
 
 qint32 StoreCounts(QStringView reply)
 {
-    const double start = scanParameters().start;
-    const double step = scanParameters().step;
+    const ScanParameters& scan = scanParameters();
+    ScanData& data = scanData();
     qint32 maximum = 0;
-    qint32 i = 0;
-    QStringView line;
-    for (Lines lines(reply); lines.next(line) && line != u"CEND;";) {
-        ++i;
+    Lines lines(reply);
+    for (qint32 i = 1;; ++i) {
         qint32 count = 0;
-        if (!countOf(line, count))
-            count = 0;
+        if (!lines.nextPlain(count)) {
+            QStringView line;
+            if (!lines.next(line) || line == u"CEND;")
+                return maximum;
+            count = countOf(line);
+        }
         maximum = qMax(maximum, count);
-        scanData().setPoint(i, start + (i - 1) * step, count);
+        data.setPoint(i, scan.start + (i - 1) * scan.step, count);
     }
-    return maximum;
 }
 
 QString FormatSMCNumber(double value)
