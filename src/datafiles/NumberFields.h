@@ -13,7 +13,7 @@ constexpr qsizetype width = 8; ///< characters of Field8 and Count8
 
 /// Appends `text` at the right end of a field of `fieldWidth` characters.
 void AppendRight(QByteArray& content, const NumberBytes::Text& text, qsizetype fieldWidth);
-/// "0.000" and a blank in 8 characters: "  10.000 ".
+/// "0.000" and a blank in 8 characters: " 10.000 ".
 void AppendField8(QByteArray& content, double value);
 /// Print form at its own length: " 1234", "-3", " .02".
 void AppendPrintNum(QByteArray& content, double value);

@@ -304,6 +304,8 @@ void takeOverWorkDirectory(const modFile::PathParts& chosen)
     modFile::state().fileName = chosen.name;
     configuration().general.workDir = chosen.directory;
     frontPanel().setText(Field::txtWorkDir, chosen.directory);
+    if (modTools::state().keepSettings)
+        return;
     if (!PrivateProfile::WritePrivateProfileString(QStringLiteral("General"), QStringLiteral("WorkDir"), chosen.directory,
                                                    modTools::state().iniPath))
         modTools::WriteLog(false, QStringLiteral("WorkDir not written to ") + modTools::state().iniPath);
