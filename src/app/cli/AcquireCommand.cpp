@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// The command acquire: a scan run as the window starts it, and its native file.
+// The commands acquire, a scan run as the window starts it, and readback, the counts that are still in the controller; and their files.
 
 #include "app/cli/Commands.h"
 #include "app/cli/Interrupts.h"
@@ -42,9 +42,8 @@ void onInterrupt(int number)
     if (number == 1 && flags().acquisitionRunning) {
         cli::Terminal::note(u"Breaking off..."_qs);
         ScanRun::Start();
-    } else {
-        flags().closing = true;
     }
+    flags().closing = true;
 }
 
 void fillFields(const cli::Arguments& arguments)
@@ -82,13 +81,13 @@ qint32 pointsRead()
     return 0;
 }
 
-/// A scan that was cut short ends with its last count, not with zeros that nobody counted.
-void cutToPointsRead()
+/// A scan that was cut short ends with its last count, not with zeros that nobody counted. True when it is whole.
+bool cutToPointsRead()
 {
     ScanData& scan = scanData();
     const qint32 points = pointsRead();
     if (points == scan.size())
-        return;
+        return true;
     const QVector<double> angles = scan.angles().mid(0, points);
     const QVector<double> counts = scan.counts().mid(0, points);
     cli::Terminal::note(u"%1 of %2 points were counted."_qs.arg(points).arg(scan.size()));
@@ -97,6 +96,7 @@ void cutToPointsRead()
         scan.setPoint(i, angles[i - 1], counts[i - 1]);
     scan.parameters.numberOfPoints = points;
     scan.parameters.stop = scan.parameters.start + (points - 1) * scan.parameters.step;
+    return false;
 }
 
 /// Writes the scan; where that fails, a copy goes into the program directory, so that a long measurement is not lost.
@@ -118,10 +118,10 @@ bool save(const QString& wanted, bool keepExisting)
 
 bool saveAll(const cli::Arguments& arguments, const QString& path)
 {
-    cutToPointsRead();
+    const bool whole = cutToPointsRead();
     cli::Terminal::result(cli::summary());
     const bool saved = save(path, arguments.has("keep"));
-    return cli::writeExports(arguments.texts("export")) && saved;
+    return cli::writeExports(arguments.texts("export")) && saved && whole;
 }
 
 bool ready()
@@ -135,28 +135,51 @@ bool ready()
 }
 } // namespace
 
-int cli::acquire(const Arguments& arguments)
+namespace {
+void runScan()
 {
-    Interrupts::install(onInterrupt);
+    const cli::TerminalProgress progress;
+    ScanRun::Start();
+}
+
+void readCounts()
+{
+    ScanRun::ReadBack();
+}
+
+int measureWith(const cli::Arguments& arguments, void (*measure)())
+{
+    cli::Interrupts::install(onInterrupt);
     const QString path = QDir::toNativeSeparators(QFileInfo(arguments.text("out")).absoluteFilePath());
-    const QStringList exports = exportPaths(arguments.texts("export"));
-    if (!targetsUsable(arguments.has("keep") ? exports : QStringList(path) + exports))
-        return Failed;
+    const QStringList exports = cli::exportPaths(arguments.texts("export"));
+    if (!cli::targetsUsable(arguments.has("keep") ? exports : QStringList(path) + exports))
+        return cli::Failed;
     if (!ready())
-        return Interrupts::count() > 0 ? Aborted : Failed;
+        return cli::Interrupts::count() > 0 ? cli::Aborted : cli::Failed;
     fillFields(arguments);
     tellCorrections(arguments);
-    {
-        const TerminalProgress progress;
-        ScanRun::Start();
-    }
-    const bool aborted = Interrupts::count() > 0;
+    measure();
+    modTools::DoEvents(); // a box about a lost line may still be waiting
+    const bool aborted = cli::Interrupts::count() > 0;
     if (!flags().dataPresent || pointsRead() == 0) {
-        Terminal::note(aborted ? u"Broken off. Nothing was read."_qs : u"No scan was measured."_qs);
-        return aborted ? Aborted : Failed;
+        cli::Terminal::note(aborted ? u"Broken off. Nothing was read."_qs : u"No counts were read."_qs);
+        if (!frontPanel().panel(2).isEmpty())
+            cli::Terminal::note(u"What the controller still holds can be read with: scan-cli readback"_qs);
+        return aborted ? cli::Aborted : cli::Failed;
     }
     if (aborted)
-        Terminal::note(u"Broken off. What was counted is kept."_qs);
+        cli::Terminal::note(u"Broken off. What was counted is kept."_qs);
     const bool saved = saveAll(arguments, path);
-    return aborted ? Aborted : saved ? Done : Failed;
+    return aborted ? cli::Aborted : saved ? cli::Done : cli::Failed;
+}
+} // namespace
+
+int cli::acquire(const Arguments& arguments)
+{
+    return measureWith(arguments, runScan);
+}
+
+int cli::readback(const Arguments& arguments)
+{
+    return measureWith(arguments, readCounts);
 }

@@ -98,25 +98,38 @@ QString commandHelp(const cli::Command& command)
 }
 } // namespace
 
+namespace {
+QList<cli::Option> scanOptions()
+{
+    return {{"start", Kind::Number, "D", "scan start [deg 2-Theta]"},
+            {"stop", Kind::Number, "D", "scan stop [deg 2-Theta]"},
+            {"step", Kind::Positive, "D", "scan interval [deg 2-Theta]"},
+            {"time", Kind::Positive, "S", "counter time [s]"},
+            {"name", Kind::Name, "TEXT", "sample name"},
+            {"comment", Kind::Text, "TEXT", "comment"},
+            yesOption,
+            {"keep", Kind::Switch, "", "never replace FILE: FILE(2), FILE(3) ... is written when it exists"},
+            {"out", Kind::ScanFile, "FILE.sdf", "the scan data file", true},
+            exportOption};
+}
+} // namespace
+
 const QList<cli::Command>& cli::commands()
 {
     static const Option file{"file", Kind::Path, "FILE.sdf", ""};
     static const Option fileNeeded{file.name, file.kind, file.argument, file.help, true};
     static const QList<Command> table{
         {"acquire",
-         "Measures a scan and saves it. Values that are not given come from scan.ini. Ctrl-C breaks off; what was counted is saved.",
+         "Measures a scan and saves it. Values that are not given come from scan.ini. Ctrl-C breaks off; what was counted is saved. "
+         "A scan with fewer points than wanted is saved too, with exit status 1.",
          {},
-         {{"start", Kind::Number, "D", "scan start [deg 2-Theta]"},
-          {"stop", Kind::Number, "D", "scan stop [deg 2-Theta]"},
-          {"step", Kind::Positive, "D", "scan interval [deg 2-Theta]"},
-          {"time", Kind::Positive, "S", "counter time [s]"},
-          {"name", Kind::Name, "TEXT", "sample name"},
-          {"comment", Kind::Text, "TEXT", "comment"},
-          yesOption,
-          {"keep", Kind::Switch, "", "never replace FILE: FILE(2), FILE(3) ... is written when it exists"},
-          {"out", Kind::ScanFile, "FILE.sdf", "the scan data file", true},
-          exportOption},
+         scanOptions(),
          acquire},
+        {"readback",
+         "Reads the counts of the last scan out of the controller and saves them; the values must be those of that scan.",
+         {},
+         scanOptions(),
+         readback},
         {"info",
          "Shows what a scan data file holds.",
          {fileNeeded},

@@ -37,6 +37,7 @@ bool connectDevices();
 
 // The commands themselves; each returns the exit status.
 int acquire(const Arguments& arguments);
+int readback(const Arguments& arguments);
 int info(const Arguments& arguments);
 int convert(const Arguments& arguments);
 int status(const Arguments& arguments);
