@@ -17,6 +17,34 @@ double luminance(const QColor& colour)
     const auto linear = [](double part) { return part <= 0.03928 ? part / 12.92 : std::pow((part + 0.055) / 1.055, 2.4); };
     return 0.2126 * linear(colour.redF()) + 0.7152 * linear(colour.greenF()) + 0.0722 * linear(colour.blueF());
 }
+/// Watches for a change of the desktop's palette.
+class AccentKeeper : public QObject
+{
+public:
+    using QObject::QObject;
+
+    static void apply()
+    {
+        const QPalette before = QApplication::palette();
+        const QColor colour = accent(before);
+        if (before.color(QPalette::Active, QPalette::Highlight) == colour && before.color(QPalette::Inactive, QPalette::Highlight) == colour)
+            return;
+        QPalette highlight = before;
+        for (QPalette::ColorGroup group : {QPalette::Active, QPalette::Inactive}) {
+            highlight.setColor(group, QPalette::Highlight, colour);
+            highlight.setColor(group, QPalette::HighlightedText, isDark(before) ? Qt::black : Qt::white);
+        }
+        QApplication::setPalette(highlight);
+    }
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        if (event->type() == QEvent::ApplicationPaletteChange && watched == qApp)
+            apply();
+        return QObject::eventFilter(watched, event);
+    }
+};
 } // namespace
 
 bool isDark(const QPalette& palette) { return luminance(palette.color(QPalette::Window)) < luminance(palette.color(QPalette::WindowText)); }
@@ -31,15 +59,17 @@ QColor between(const QPalette& palette, double strength)
     return {mix(back.red(), text.red()), mix(back.green(), text.green()), mix(back.blue(), text.blue())};
 }
 
-QPalette withAccent(QPalette palette)
+QColor danger(const QPalette& palette) { return isDark(palette) ? QColor(0xff, 0x7b, 0x72) : QColor(0xc0, 0x14, 0x14); }
+
+void useAccent()
 {
-    const QColor colour = accent(palette);
-    palette.setColor(QPalette::Active, QPalette::Highlight, colour);
-    palette.setColor(QPalette::Inactive, QPalette::Highlight, colour);
-    const QColor text = isDark(palette) ? QColor(Qt::black) : QColor(Qt::white);
-    palette.setColor(QPalette::Active, QPalette::HighlightedText, text);
-    palette.setColor(QPalette::Inactive, QPalette::HighlightedText, text);
-    return palette;
+    static AccentKeeper* keeper = nullptr;
+    if (keeper == nullptr) {
+        keeper = new AccentKeeper(qApp);
+        qApp->installEventFilter(keeper);
+        QObject::connect(keeper, &QObject::destroyed, qApp, [] { keeper = nullptr; });
+    }
+    AccentKeeper::apply();
 }
 
 QPalette paper()

@@ -13,10 +13,12 @@ namespace Look
 bool isDark(const QPalette& palette);
 /// The one accent colour: the curve, the progress bar, the selection, the count rate. At least 4.5 : 1 against the palette's base.
 QColor accent(const QPalette& palette);
+/// For what can hurt, and for nothing else.
+QColor danger(const QPalette& palette);
 /// Labels and grid: between text and background. `strength` 0 is the background, 1 the text.
 QColor between(const QPalette& palette, double strength);
-/// The palette with the accent as its highlight.
-QPalette withAccent(QPalette palette);
+/// Makes the accent the highlight of the whole program, now and whenever the desktop changes between light and dark.
+void useAccent();
 /// The light palette in which pictures are saved: they go on paper.
 QPalette paper();
 /// The font of the auxiliary windows: Verdana where it is installed, otherwise DejaVu Sans, which descends from the same design. `scale`

@@ -1,0 +1,143 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "ui/UiPrompts.h"
+
+#include "core/Flags.h"
+#include "core/modTools.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QFileDialog>
+#include <QInputDialog>
+#include <QMessageBox>
+#include <QPushButton>
+
+namespace
+{
+QMessageBox::Icon iconOf(Prompts::Icon icon)
+{
+    switch (icon) {
+    case Prompts::Icon::None:
+        return QMessageBox::NoIcon;
+    case Prompts::Icon::Information:
+        return QMessageBox::Information;
+    case Prompts::Icon::Question:
+        return QMessageBox::Question;
+    case Prompts::Icon::Exclamation:
+        return QMessageBox::Warning;
+    case Prompts::Icon::Critical:
+        return QMessageBox::Critical;
+    }
+    return QMessageBox::NoIcon;
+}
+
+/// What closing the box, or Escape, answers: the first of these that the box has.
+Prompts::Button escapeAnswer(const Prompts::Message& message, const QList<Prompts::Button>& buttons)
+{
+    for (Prompts::Button candidate : {Prompts::Button::Cancel, Prompts::Button::No})
+        if (buttons.contains(candidate))
+            return candidate;
+    return buttons.contains(message.safe) ? message.safe : buttons.first();
+}
+
+bool answersItself(const Prompts::Message& message, const QList<Prompts::Button>& buttons)
+{
+    if (!flags().profileRunning || !buttons.contains(message.unattended))
+        return false;
+    return buttons.size() == 1 || message.unattended != Prompts::Button::Ok;
+}
+
+QString windowText(QString text) { return text.replace(QStringLiteral("\r\n"), QStringLiteral("\n")); }
+} // namespace
+
+Prompts::Button UiPrompts::message(const Message& message)
+{
+    QMessageBox box(iconOf(message.icon), message.title, windowText(message.text), QMessageBox::NoButton, QApplication::activeWindow());
+    box.setTextFormat(Qt::PlainText);
+    box.setWindowModality(Qt::ApplicationModal);
+    const QList<Button> buttons = buttonsOf(message.buttons);
+    QList<QPushButton*> pressable;
+    // One role for all of them: the order on the screen is that of the set on every desktop.
+    for (Button button : buttons)
+        pressable << box.addButton(caption(button), QMessageBox::ActionRole);
+    box.setDefaultButton(pressable.value(message.defaultButton - 1, pressable.first()));
+    box.setEscapeButton(pressable.at(buttons.indexOf(escapeAnswer(message, buttons))));
+    if (message.beep)
+        QApplication::beep();
+
+    modTools::Timer countdown("PromptCountdown");
+    int remaining = countdownSeconds;
+    if (answersItself(message, buttons)) {
+        QPushButton* answer = pressable.at(buttons.indexOf(message.unattended));
+        const auto show = [&] {
+            box.setInformativeText(QStringLiteral("\"%1\" in %2 s").arg(answer->text().remove(u'&')).arg(remaining));
+        };
+        show();
+        QObject::connect(&countdown, &modTools::Timer::tick, &box, [&, answer, show] {
+            if (--remaining > 0)
+                show();
+            else
+                answer->click();
+        });
+        countdown.setInterval(1000);
+        countdown.setEnabled(true);
+    }
+    box.exec();
+    const qsizetype pressed = pressable.indexOf(qobject_cast<QPushButton*>(box.clickedButton()));
+    return pressed >= 0 ? buttons.at(pressed) : escapeAnswer(message, buttons);
+}
+
+QString UiPrompts::input(const Input& input)
+{
+    QInputDialog dialog(QApplication::activeWindow());
+    dialog.setWindowTitle(input.title);
+    dialog.setLabelText(windowText(input.prompt));
+    dialog.setTextValue(input.defaultText);
+    return dialog.exec() == QDialog::Accepted ? dialog.textValue() : QString();
+}
+
+Prompts::ChosenFile UiPrompts::openFile(const FileDialog& dialog) { return chooseFile(dialog, false); }
+
+Prompts::ChosenFile UiPrompts::saveFile(const FileDialog& dialog) { return chooseFile(dialog, true); }
+
+QStringList UiPrompts::nameFilters(const QString& filter)
+{
+    QStringList result;
+    const QStringList parts = filter.split(u'|');
+    for (qsizetype i = 0; i + 1 < parts.size(); i += 2) {
+        QString pattern = parts[i + 1];
+        if (pattern == QLatin1String("*.*"))
+            pattern = QStringLiteral("*"); // names without a dot, too
+        else if (!pattern.contains(u'*'))
+            pattern += QStringLiteral(" *.") + pattern;
+        result << parts[i] + QStringLiteral(" (") + pattern + u')';
+    }
+    return result;
+}
+
+Prompts::ChosenFile UiPrompts::chooseFile(const FileDialog& wanted, bool save)
+{
+    QFileDialog dialog(QApplication::activeWindow());
+    dialog.setAcceptMode(save ? QFileDialog::AcceptSave : QFileDialog::AcceptOpen);
+    dialog.setFileMode(save ? QFileDialog::AnyFile : QFileDialog::ExistingFile);
+    if (!wanted.title.isEmpty())
+        dialog.setWindowTitle(wanted.title);
+    dialog.setOption(QFileDialog::HideNameFilterDetails, true);
+    dialog.setOption(QFileDialog::DontConfirmOverwrite, save && !wanted.overwritePrompt);
+    const QStringList filters = nameFilters(wanted.filter);
+    dialog.setNameFilters(filters);
+    if (!wanted.directory.isEmpty())
+        dialog.setDirectory(wanted.directory);
+    if (!wanted.fileName.isEmpty())
+        dialog.selectFile(wanted.fileName);
+    ChosenFile chosen;
+    if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty())
+        return chosen;
+    chosen.path = QDir::toNativeSeparators(dialog.selectedFiles().first());
+    // The dialog gives its filters back without the patterns that it hides.
+    const QString selected = dialog.selectedNameFilter();
+    for (qsizetype i = 0; i < filters.size(); ++i)
+        if (filters[i] == selected || filters[i].startsWith(selected.trimmed()))
+            chosen.filterIndex = static_cast<int>(i) + 1;
+    return chosen;
+}

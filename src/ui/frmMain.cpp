@@ -1,0 +1,353 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "ui/frmMain.h"
+
+#include "core/Flags.h"
+#include "core/startup/modMain.h"
+#include "plot/Chart2d.h"
+#include "plot/modGraphics.h"
+#include "ui/CommunicationTest.h"
+#include "ui/Fields.h"
+#include "ui/Handlers.h"
+#include "ui/WarningSign.h"
+#include "ui/frmTextDisplay.h"
+
+#include <QApplication>
+#include <QCloseEvent>
+#include <QGridLayout>
+#include <QGroupBox>
+#include <QLabel>
+#include <QMenu>
+#include <QMenuBar>
+#include <QPlainTextEdit>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QStatusBar>
+#include <QVBoxLayout>
+
+using Field = FrontPanel::Field;
+
+namespace
+{
+constexpr int margin = 10;
+constexpr int spacing = 8;
+constexpr int columnCharacters = 44; ///< width of the column at the left, in average characters
+constexpr int commentLines = 5;
+
+QLabel* fieldLabel(const QString& name, const QString& text, QWidget* buddy)
+{
+    auto* label = new QLabel(text);
+    label->setObjectName(name);
+    label->setBuddy(buddy);
+    label->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    return label;
+}
+
+/// The comment as the data files hold it: lines separated by CR LF.
+QString withLineEnds(QString text) { return text.replace(u'\n', QStringLiteral("\r\n")); }
+QString withoutReturns(QString text) { return text.remove(u'\r'); }
+} // namespace
+
+frmMain::frmMain(QWidget* parent) : QMainWindow(parent)
+{
+    setObjectName(QStringLiteral("frmMain"));
+    buildMenus();
+
+    m_chart = new Chart2d(this);
+    m_progress = new QProgressBar(this);
+    m_progress->setObjectName(QStringLiteral("ProgressBar1"));
+    m_progress->setToolTip(QStringLiteral("Progress of the scan"));
+    m_progress->setRange(0, 100);
+    auto* central = new QWidget(this);
+    auto* layout = new QGridLayout(central);
+    layout->setContentsMargins(margin, margin, margin, margin / 2);
+    layout->setSpacing(spacing);
+    layout->addWidget(buildColumn(), 0, 0);
+    layout->addWidget(m_chart, 0, 1);
+    layout->addWidget(m_progress, 1, 0, 1, 2);
+    layout->setColumnStretch(1, 1);
+    layout->setRowStretch(0, 1);
+    setCentralWidget(central);
+    buildStatusBar();
+    resize(1000, 690);
+
+    m_textDisplay = new frmTextDisplay(this);
+    connectFrontPanel();
+    modGraphics::SetChart(m_chart);
+    m_fields.value(Field::ScanStart)->setFocus();
+}
+
+frmMain::~frmMain()
+{
+    modGraphics::SetChart(nullptr);
+    showPointer(FrontPanel::Pointer::Default);
+}
+
+void frmMain::buildMenus()
+{
+    QHash<Menu::Entry, QMenu*> menus;
+    for (const Menu::Item& item : Menu::items()) {
+        QAction* action = nullptr;
+        QMenu* parentMenu = menus.value(item.parent);
+        if (Menu::isMenu(item.entry)) {
+            auto* menu = new QMenu(this);
+            menu->setToolTipsVisible(true);
+            menus.insert(item.entry, menu);
+            action = menu->menuAction();
+        } else {
+            action = new QAction(this);
+            if (const Handlers::Procedure procedure = Handlers::of(item.entry))
+                connect(action, &QAction::triggered, this, [this, procedure] { procedure(this); });
+        }
+        // A platform that moves entries into menus of its own would take them out of their order.
+        action->setMenuRole(QAction::NoRole);
+        action->setObjectName(QString::fromLatin1(item.name));
+        if (parentMenu == nullptr) {
+            menuBar()->addAction(action);
+        } else {
+            if (item.separatorBefore)
+                parentMenu->addSeparator();
+            parentMenu->addAction(action);
+        }
+        m_actions.insert(item.entry, action);
+    }
+}
+
+QWidget* frmMain::buildColumn()
+{
+    auto* column = new QWidget(this);
+    column->setFixedWidth(column->fontMetrics().averageCharWidth() * columnCharacters);
+    m_first = new QPushButton(column);
+    m_first->setObjectName(QStringLiteral("btnFirst"));
+    m_first->setAccessibleName(QStringLiteral("Focus anchor"));
+    m_first->setFlat(true);
+    m_first->setFocusPolicy(Qt::NoFocus);
+    m_first->setFixedSize(1, 1);
+
+    auto* warnings = new QHBoxLayout;
+    m_xRayOn = new WarningSign(WarningSign::Kind::Radiation, column);
+    m_laserOn = new WarningSign(WarningSign::Kind::Laser, column);
+    warnings->addWidget(m_xRayOn, 1);
+    warnings->addWidget(m_laserOn, 1);
+
+    auto* layout = new QVBoxLayout(column);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(spacing);
+    layout->addWidget(buildScanParameterFrame());
+    layout->addWidget(buildFileFrame());
+    layout->addStretch(1);
+    layout->addLayout(warnings);
+    layout->addWidget(m_first);
+    return column;
+}
+
+QLineEdit* frmMain::addParameter(QGridLayout* grid, Field field, const QString& labelName, const QString& label, const QString& toolTip,
+                                 const QString& unit)
+{
+    auto* edit = new ParameterField(field, this);
+    edit->setObjectName(QString::fromLatin1(FrontPanel::fieldName(field)));
+    edit->setToolTip(toolTip);
+    edit->setAlignment(Qt::AlignRight);
+    const int row = grid->rowCount();
+    grid->addWidget(fieldLabel(labelName, label, edit), row, 0);
+    grid->addWidget(edit, row, 1);
+    grid->addWidget(new QLabel(unit, this), row, 2);
+    connect(edit, &ParameterField::moveOn, this, [this](Field next) { m_fields.value(next)->setFocus(Qt::TabFocusReason); });
+    connectField(field, edit);
+    return edit;
+}
+
+QGroupBox* frmMain::buildScanParameterFrame()
+{
+    auto* frame = new QGroupBox(QStringLiteral("Scan Parameter"), this);
+    frame->setObjectName(QStringLiteral("frameScanParameter"));
+    auto* grid = new QGridLayout(frame);
+    grid->setColumnStretch(1, 1);
+    const QString degrees = QStringLiteral("[deg 2-Theta]");
+    addParameter(grid, Field::ScanStart, QStringLiteral("LblScanStart"), QStringLiteral("Scan start:"), QStringLiteral("Scan start [deg 2-Theta]"), degrees);
+    addParameter(grid, Field::ScanStop, QStringLiteral("LblScanStop"), QStringLiteral("Scan stop:"), QStringLiteral("Scan stop [deg 2-Theta]"), degrees);
+    addParameter(grid, Field::ScanStep, QStringLiteral("LblScanStep"), QStringLiteral("Scan step:"), QStringLiteral("Scan interval [deg 2-Theta]"), degrees);
+    addParameter(grid, Field::CounterTime, QStringLiteral("LblCounterTime"), QStringLiteral("Counter time:"), QStringLiteral("Counter time [s]"),
+                 QStringLiteral("[s]"));
+    return frame;
+}
+
+QGroupBox* frmMain::buildFileFrame()
+{
+    auto* frame = new QGroupBox(this);
+    frame->setObjectName(QStringLiteral("frameFile"));
+    auto* name = new NameField(frame);
+    name->setToolTip(QStringLiteral("Sample-/Filename"));
+    connectField(Field::txtFileName, name);
+
+    m_comment = new QPlainTextEdit(frame);
+    m_comment->setObjectName(QStringLiteral("txtComment"));
+    m_comment->setToolTip(QStringLiteral("Comment"));
+    m_comment->setTabChangesFocus(true);
+    m_comment->setFixedHeight(m_comment->fontMetrics().lineSpacing() * commentLines + 12);
+    connect(name, &NameField::moveOn, m_comment, [this] { m_comment->setFocus(Qt::TabFocusReason); });
+    connect(m_comment, &QPlainTextEdit::textChanged, this,
+            [this] { frontPanel().setText(Field::txtComment, withLineEnds(m_comment->toPlainText())); });
+
+    auto* workDir = new QLineEdit(frame);
+    workDir->setObjectName(QStringLiteral("txtWorkDir"));
+    workDir->setToolTip(QStringLiteral("Actual working directory"));
+    workDir->setReadOnly(true);
+    connectField(Field::txtWorkDir, workDir);
+
+    auto* grid = new QGridLayout(frame);
+    grid->setColumnStretch(1, 1);
+    grid->addWidget(fieldLabel(QStringLiteral("LblFileName"), QStringLiteral("Sample name:"), name), 0, 0);
+    grid->addWidget(name, 0, 1);
+    QLabel* comment = fieldLabel(QStringLiteral("lblComment"), QStringLiteral("Comment:"), m_comment);
+    comment->setAlignment(Qt::AlignRight | Qt::AlignTop);
+    comment->setContentsMargins(0, 4, 0, 0);
+    grid->addWidget(comment, 1, 0);
+    grid->addWidget(m_comment, 1, 1);
+    grid->addWidget(fieldLabel(QStringLiteral("lblWorkDir"), QStringLiteral("Work directory:"), workDir), 2, 0);
+    grid->addWidget(workDir, 2, 1);
+    return frame;
+}
+
+void frmMain::buildStatusBar()
+{
+    auto* bar = new QStatusBar(this);
+    bar->setObjectName(QStringLiteral("StatusBar"));
+    bar->setSizeGripEnabled(false);
+    setStatusBar(bar);
+    // Panels keep their places whatever stands in them: the date and the progress are as wide as their longest text.
+    const struct
+    {
+        int stretch;
+        const char* widest;
+        const char* what;
+    } panels[] = {{5, "", "State"}, {0, "Mmm 00. 0000 00:00", "Measuring date"}, {3, "", "Temperature"}, {0, "00000 of 00000 points, 00:00:00 remaining", "Progress"}};
+    int number = 0;
+    for (const auto& each : panels) {
+        auto* panel = new PanelLabel(bar);
+        panel->setObjectName(QStringLiteral("Panel") + QString::number(++number));
+        panel->setAccessibleName(QString::fromLatin1(each.what));
+        panel->setFrameStyle(QFrame::StyledPanel | QFrame::Sunken);
+        panel->setContentsMargins(4, 1, 4, 1);
+        if (each.stretch == 0)
+            panel->setFixedWidth(panel->fontMetrics().horizontalAdvance(QString::fromLatin1(each.widest)) + 16);
+        bar->addWidget(panel, each.stretch);
+        panel->installEventFilter(this);
+        m_panels.insert(number, panel);
+    }
+    bar->installEventFilter(this);
+}
+
+void frmMain::connectField(Field field, QLineEdit* edit)
+{
+    m_fields.insert(field, edit);
+    connect(edit, &QLineEdit::textChanged, this, [field](const QString& text) { frontPanel().setText(field, text); });
+}
+
+void frmMain::connectFrontPanel()
+{
+    FrontPanel& panel = frontPanel();
+    connect(&panel, &FrontPanel::textChanged, this, &frmMain::showField);
+    connect(&panel, &FrontPanel::captionChanged, this, &QWidget::setWindowTitle);
+    connect(&panel, &FrontPanel::panelChanged, this, [this](int number, const QString& text) {
+        if (PanelLabel* label = m_panels.value(number))
+            label->showText(text);
+    });
+    connect(&panel, &FrontPanel::progressChanged, this, &frmMain::showProgress);
+    connect(&panel, &FrontPanel::picturesChanged, this, &frmMain::showPictures);
+    connect(&panel, &FrontPanel::pointerChanged, this, &frmMain::showPointer);
+    connect(&panel, &FrontPanel::entriesChanged, this, &frmMain::showEntries);
+    connect(&panel, &FrontPanel::focusRequested, this, [this] { m_first->setFocus(); });
+
+    for (Field field : {Field::ScanStart, Field::ScanStop, Field::ScanStep, Field::CounterTime, Field::txtFileName, Field::txtComment, Field::txtWorkDir})
+        showField(field);
+    for (auto label = m_panels.cbegin(); label != m_panels.cend(); ++label)
+        label.value()->showText(panel.panel(label.key()));
+    setWindowTitle(panel.caption());
+    showProgress(panel.progress());
+    showPictures();
+    showPointer(panel.pointer());
+    showEntries();
+}
+
+void frmMain::showField(Field field)
+{
+    const QString text = frontPanel().text(field);
+    if (field == Field::txtComment) {
+        const QSignalBlocker blocker(m_comment);
+        if (m_comment->toPlainText() != withoutReturns(text))
+            m_comment->setPlainText(withoutReturns(text));
+        return;
+    }
+    QLineEdit* edit = m_fields.value(field);
+    if (edit->text() != text) {
+        const QSignalBlocker blocker(edit);
+        edit->setText(text);
+    }
+}
+
+void frmMain::showEntries()
+{
+    const FrontPanel& panel = frontPanel();
+    for (const Menu::Item& item : Menu::items()) {
+        QAction* action = m_actions.value(item.entry);
+        action->setText(panel.entryCaption(item.entry));
+        action->setEnabled(panel.isEntryEnabled(item.entry) && (Menu::isMenu(item.entry) || Handlers::of(item.entry) != nullptr));
+    }
+    for (Field field : {Field::ScanStart, Field::ScanStop, Field::ScanStep, Field::CounterTime})
+        m_fields.value(field)->setReadOnly(panel.parameterFieldsReadOnly());
+}
+
+void frmMain::showProgress(int percent)
+{
+    m_progress->setTextVisible(percent >= 0);
+    m_progress->setValue(percent < 0 ? 0 : percent);
+}
+
+void frmMain::showPictures()
+{
+    m_laserOn->setVisible(frontPanel().picLaserOn());
+    m_xRayOn->setVisible(frontPanel().picXRayOn());
+}
+
+void frmMain::showPointer(FrontPanel::Pointer pointer)
+{
+    const bool wanted = pointer == FrontPanel::Pointer::Hourglass;
+    if (wanted == m_hourglass)
+        return;
+    m_hourglass = wanted;
+    if (wanted)
+        QApplication::setOverrideCursor(Qt::WaitCursor);
+    else
+        QApplication::restoreOverrideCursor();
+}
+
+bool frmMain::eventFilter(QObject* watched, QEvent* event)
+{
+    if (event->type() == QEvent::MouseButtonRelease && static_cast<QMouseEvent*>(event)->button() == Qt::LeftButton) {
+        CommunicationTest::Click();
+        return true;
+    }
+    return QMainWindow::eventFilter(watched, event);
+}
+
+void frmMain::closeEvent(QCloseEvent* event)
+{
+    if (m_closed) {
+        event->accept();
+        return;
+    }
+    event->ignore();
+    if (m_asking)
+        return;
+    m_asking = true;
+    const bool goes = modMain::QueryClose() && modMain::QueryUnload();
+    m_asking = false;
+    if (!goes)
+        return;
+    m_closed = true;
+    // Whatever procedure waits below this one returns now, and with the last of them the program ends.
+    modMain::Close();
+    event->accept();
+    QCoreApplication::exit(0);
+}

@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "ui/frmTextDisplay.h"
+
+#include "core/FrontPanel.h"
+#include "ui/Dialogs.h"
+
+#include <QPlainTextEdit>
+#include <QScrollBar>
+#include <QVBoxLayout>
+
+frmTextDisplay::frmTextDisplay(QWidget* parent) : QDialog(parent)
+{
+    Dialogs::prepare(this, QStringLiteral("frmTextDisplay"), {});
+    m_text = new QPlainTextEdit(this);
+    m_text->setObjectName(QStringLiteral("txtDisplay"));
+    m_text->setReadOnly(true);
+    m_text->setTabChangesFocus(true);
+    m_text->setAccessibleName(QStringLiteral("Text"));
+    m_button = Dialogs::button(this, QStringLiteral("btnOk"), QStringLiteral("OK"), true);
+    connect(m_button, &QPushButton::clicked, this, &frmTextDisplay::pressed);
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(Dialogs::margin, Dialogs::margin, Dialogs::margin, Dialogs::margin);
+    layout->setSpacing(Dialogs::spacing);
+    layout->addWidget(m_text, 1);
+    layout->addLayout(Dialogs::buttonRow({m_button}));
+    resize(480, 320);
+    connect(&frontPanel(), &FrontPanel::textDisplayChanged, this, &frmTextDisplay::refresh);
+    refresh();
+}
+
+void frmTextDisplay::refresh()
+{
+    const FrontPanel& panel = frontPanel();
+    if (!panel.textDisplayOpen()) {
+        m_text->clear();
+        hide();
+        return;
+    }
+    setWindowTitle(panel.textDisplayTitle() + QStringLiteral(" info"));
+    m_button->setText(panel.textDisplayButtonCaption());
+    const QString text = panel.textDisplayText().replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+    if (m_text->toPlainText() != text) {
+        // A text that grows is followed, one that was scrolled back stays where it is read.
+        QScrollBar* bar = m_text->verticalScrollBar();
+        const bool follows = bar->value() == bar->maximum() && bar->maximum() > 0;
+        const int position = bar->value();
+        m_text->setPlainText(text);
+        bar->setValue(follows ? bar->maximum() : position);
+    }
+    if (!isVisible()) {
+        show();
+        m_button->setFocus();
+    }
+}
+
+void frmTextDisplay::pressed()
+{
+    const bool closesItself = frontPanel().textDisplayButtonCaption() == QLatin1String("OK");
+    frontPanel().pressTextDisplayButton();
+    if (closesItself && frontPanel().textDisplayOpen())
+        frontPanel().closeTextDisplay();
+}

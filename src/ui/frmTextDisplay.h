@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#pragma once
+
+#include <QDialog>
+
+class QPlainTextEdit;
+class QPushButton;
+
+/// The text window of the front panel: shows its title (with " info" behind it), its text and its button, whoever writes them. A button "OK"
+/// empties and closes the window; with another caption the procedure that opened the window decides.
+class frmTextDisplay : public QDialog
+{
+    Q_OBJECT
+
+public:
+    explicit frmTextDisplay(QWidget* parent = nullptr);
+
+public slots:
+    /// Shows what the front panel holds now.
+    void refresh();
+
+protected:
+    void reject() override { pressed(); }
+
+private:
+    void pressed();
+
+    QPlainTextEdit* m_text = nullptr;
+    QPushButton* m_button = nullptr;
+};
