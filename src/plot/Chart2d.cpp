@@ -93,6 +93,7 @@ Chart2d::Chart2d(QWidget* parent) : QCustomPlot(parent)
     buildMenu();
     applyScale();
     applyColours(palette());
+    showEmptyState();
 }
 
 void Chart2d::buildMenu()
@@ -150,9 +151,19 @@ void Chart2d::draw(const QVector<double>& angles, const QVector<double>& counts,
     m_fullAngles = QCPRange(start, stop > start ? stop : start + 1);
     m_fullCounts = QCPRange(yMinimum, yMaximum > yMinimum ? yMaximum : yMinimum + 1);
     yAxis->setLabel(u"Int. [cts]"_qs);
-    m_hint->setVisible(m_angles.isEmpty());
+    showEmptyState();
     loadCurve();
     resetZoom();
+}
+
+void Chart2d::showEmptyState()
+{
+    m_hint->setVisible(isEmpty());
+    for (QCPAxis* axis : {xAxis, yAxis}) {
+        axis->setTicks(!isEmpty());
+        axis->setTickLabels(!isEmpty());
+        axis->grid()->setVisible(!isEmpty());
+    }
 }
 
 double Chart2d::toAxis(double counts) const

@@ -72,6 +72,7 @@ private:
     void applyColours(const QPalette& palette);
     void applyScale();
     void loadCurve();
+    void showEmptyState();
     void zoomToRectangle(const QRect& rectangle);
 
     QCPTextElement* m_header = nullptr;

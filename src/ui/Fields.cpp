@@ -118,6 +118,7 @@ void PanelLabel::showText(const QString& text)
 void PanelLabel::paintEvent(QPaintEvent*)
 {
     QPainter painter(this);
+    drawFrame(&painter);
     const QString shown = fontMetrics().elidedText(text(), Qt::ElideMiddle, contentsRect().width());
     style()->drawItemText(&painter, contentsRect(), static_cast<int>(alignment()), palette(), isEnabled(), shown, QPalette::WindowText);
 }

@@ -31,8 +31,9 @@ namespace
 {
 constexpr int margin = 10;
 constexpr int spacing = 8;
-constexpr int columnCharacters = 44; ///< width of the column at the left, in average characters
+constexpr int columnCharacters = 52; ///< width of the column at the left, in average characters
 constexpr int commentLines = 5;
+constexpr int progressHeight = 16;
 
 QLabel* fieldLabel(const QString& name, const QString& text, QWidget* buddy)
 {
@@ -58,6 +59,8 @@ frmMain::frmMain(QWidget* parent) : QMainWindow(parent)
     m_progress->setObjectName(QStringLiteral("ProgressBar1"));
     m_progress->setToolTip(QStringLiteral("Progress of the scan"));
     m_progress->setRange(0, 100);
+    m_progress->setFixedHeight(progressHeight);
+    m_progress->setAlignment(Qt::AlignCenter);
     auto* central = new QWidget(this);
     auto* layout = new QGridLayout(central);
     layout->setContentsMargins(margin, margin, margin, margin / 2);
@@ -130,11 +133,17 @@ QWidget* frmMain::buildColumn()
     warnings->addWidget(m_xRayOn, 1);
     warnings->addWidget(m_laserOn, 1);
 
+    QGroupBox* parameters = buildScanParameterFrame();
+    QGroupBox* file = buildFileFrame();
+    // Both frames share one line at which labels end and fields begin.
+    const int labelWidth = column->fontMetrics().horizontalAdvance(QStringLiteral("Work directory:")) + 2;
+    for (const QGroupBox* frame : {parameters, file})
+        static_cast<QGridLayout*>(frame->layout())->setColumnMinimumWidth(0, labelWidth);
     auto* layout = new QVBoxLayout(column);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(spacing);
-    layout->addWidget(buildScanParameterFrame());
-    layout->addWidget(buildFileFrame());
+    layout->addWidget(parameters);
+    layout->addWidget(file);
     layout->addStretch(1);
     layout->addLayout(warnings);
     layout->addWidget(m_first);
@@ -222,6 +231,10 @@ void frmMain::buildStatusBar()
         const char* widest;
         const char* what;
     } panels[] = {{5, "", "State"}, {0, "Mmm 00. 0000 00:00", "Measuring date"}, {3, "", "Temperature"}, {0, "00000 of 00000 points, 00:00:00 remaining", "Progress"}};
+    auto* row = new QWidget(bar);
+    auto* layout = new QHBoxLayout(row);
+    layout->setContentsMargins(margin - 2, 0, margin - 2, 2);
+    layout->setSpacing(4);
     int number = 0;
     for (const auto& each : panels) {
         auto* panel = new PanelLabel(bar);
@@ -231,10 +244,11 @@ void frmMain::buildStatusBar()
         panel->setContentsMargins(4, 1, 4, 1);
         if (each.stretch == 0)
             panel->setFixedWidth(panel->fontMetrics().horizontalAdvance(QString::fromLatin1(each.widest)) + 16);
-        bar->addWidget(panel, each.stretch);
+        layout->addWidget(panel, each.stretch);
         panel->installEventFilter(this);
         m_panels.insert(number, panel);
     }
+    bar->addWidget(row, 1);
     bar->installEventFilter(this);
 }
 

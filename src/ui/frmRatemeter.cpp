@@ -8,6 +8,7 @@
 #include "ui/Dialogs.h"
 
 #include <QCheckBox>
+#include <QEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QProgressBar>
