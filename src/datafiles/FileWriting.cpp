@@ -64,7 +64,7 @@ ProgramError writeAndClose(QFile& file, QIODevice::OpenMode mode, const QByteArr
         return ProgramError::ofFile(path, file.error(), lastSystemError());
     clearSystemError();
     const bool written = file.write(content) == content.size() && flushToDisk(file.handle());
-    const ProgramError error = written ? ProgramError() : ProgramError::ofFile(path, QFileDevice::ResourceError, lastSystemError());
+    ProgramError error = written ? ProgramError() : ProgramError::ofFile(path, QFileDevice::ResourceError, lastSystemError());
     file.close();
     return error;
 }

@@ -40,7 +40,7 @@ QDateTime measuringDate()
     const QString text = frontPanel().panel(2).simplified();
     for (const QLocale& locale : {QLocale::c(), QLocale()})
         for (const char16_t* form : {u"MMM dd. yyyy hh:mm", u"MMM d. yyyy h:mm"}) {
-            const QDateTime date = locale.toDateTime(text, QString::fromUtf16(form));
+            QDateTime date = locale.toDateTime(text, QString::fromUtf16(form));
             if (date.isValid())
                 return date;
         }

@@ -255,7 +255,7 @@ void readCounts(ScanFileReader& reader, const ScanParameters& parameters)
 std::optional<Prompts::Message> readNative(const QString& path)
 {
     ScanFileReader reader(path);
-    if (const std::optional<Prompts::Message> refused = refusedBy(reader, path))
+    if (std::optional<Prompts::Message> refused = refusedBy(reader, path))
         return refused;
     const auto skip = [&reader](int lines) {
         for (int i = 0; i < lines; ++i)
@@ -284,7 +284,7 @@ std::optional<Prompts::Message> readAndDraw(const QString& path)
 {
     const FileWriting::Activity activity(QStringLiteral("Reading file ") + path + QStringLiteral("..."), QStringLiteral("Ready"));
     try {
-        if (const std::optional<Prompts::Message> refused = readNative(path))
+        if (std::optional<Prompts::Message> refused = readNative(path))
             return refused;
     } catch (const ScanFileReader::ReadError& failure) {
         return refusal(QStringLiteral("Error # %1 was generated while reading file ").arg(failure.error.number) + path +
