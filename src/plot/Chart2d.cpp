@@ -18,8 +18,7 @@
 #include <cerrno>
 #include <cmath>
 
-namespace
-{
+namespace {
 /// On the logarithmic axis a point without counts stands here, at the lower edge.
 constexpr double logFloor = 0.5;
 /// A drag shorter than this many pixels in either direction is a click.
@@ -27,7 +26,10 @@ constexpr int smallestDrag = 3;
 /// The saved PNG has this many pixels per pixel of the screen's chart.
 constexpr double pngScale = 2;
 
-QString plainNumber(double value) { return QLocale::c().toString(value, 'g', 10).replace(u"e+"_qs, u"e"_qs); }
+QString plainNumber(double value)
+{
+    return QLocale::c().toString(value, 'g', 10).replace(u"e+"_qs, u"e"_qs);
+}
 
 class PlainTicker : public QCPAxisTicker
 {
@@ -106,9 +108,10 @@ void Chart2d::buildMenu()
         action->setToolTip(toolTip);
         return action;
     };
-    connect(add(u"mnuChartCopy"_qs, u"&Copy Picture"_qs, u"Copy the chart to the clipboard"_qs), &QAction::triggered, this, &Chart2d::copyPicture);
-    connect(add(u"mnuChartSave"_qs, u"Save &Picture..."_qs, u"Save the chart as PDF, PNG or SVG, with every point"_qs), &QAction::triggered, this,
-            &Chart2d::savePicture);
+    connect(add(u"mnuChartCopy"_qs, u"&Copy Picture"_qs, u"Copy the chart to the clipboard"_qs), &QAction::triggered, this,
+            &Chart2d::copyPicture);
+    connect(add(u"mnuChartSave"_qs, u"Save &Picture..."_qs, u"Save the chart as PDF, PNG or SVG, with every point"_qs), &QAction::triggered,
+            this, &Chart2d::savePicture);
     m_menu->addSection(u"Intensity axis"_qs);
     auto* group = new QActionGroup(this);
     const auto addScale = [&](const QString& name, const QString& caption, IntensityAxis scale) {
@@ -142,9 +145,13 @@ void Chart2d::setHeader(const QString& text)
     replot(rpQueuedReplot);
 }
 
-QString Chart2d::header() const { return m_header != nullptr ? m_header->text() : QString(); }
+QString Chart2d::header() const
+{
+    return m_header != nullptr ? m_header->text() : QString();
+}
 
-void Chart2d::draw(const QVector<double>& angles, const QVector<double>& counts, double start, double stop, double yMinimum, double yMaximum)
+void Chart2d::draw(const QVector<double>& angles, const QVector<double>& counts, double start, double stop, double yMinimum,
+                   double yMaximum)
 {
     m_angles = angles;
     m_counts = counts;
@@ -179,9 +186,15 @@ double Chart2d::toAxis(double counts) const
     return counts;
 }
 
-double Chart2d::fromAxis(double value) const { return m_scale == IntensityAxis::SquareRoot ? value * value : value; }
+double Chart2d::fromAxis(double value) const
+{
+    return m_scale == IntensityAxis::SquareRoot ? value * value : value;
+}
 
-QCPRange Chart2d::visibleCounts() const { return {fromAxis(yAxis->range().lower), fromAxis(yAxis->range().upper)}; }
+QCPRange Chart2d::visibleCounts() const
+{
+    return {fromAxis(yAxis->range().lower), fromAxis(yAxis->range().upper)};
+}
 
 void Chart2d::loadCurve()
 {
@@ -201,7 +214,10 @@ void Chart2d::zoom(double fromAngle, double toAngle, double fromCounts, double t
     replot(rpQueuedReplot);
 }
 
-void Chart2d::resetZoom() { zoom(m_fullAngles.lower, m_fullAngles.upper, m_fullCounts.lower, m_fullCounts.upper); }
+void Chart2d::resetZoom()
+{
+    zoom(m_fullAngles.lower, m_fullAngles.upper, m_fullCounts.lower, m_fullCounts.upper);
+}
 
 void Chart2d::zoomToRectangle(const QRect& rectangle)
 {
@@ -366,7 +382,10 @@ void Chart2d::mouseMoveEvent(QMouseEvent* event)
     emit pointerMoved(xAxis->pixelToCoord(event->position().x()), axisRect()->rect().contains(event->position().toPoint()));
 }
 
-void Chart2d::contextMenuEvent(QContextMenuEvent* event) { m_menu->popup(event->globalPos()); }
+void Chart2d::contextMenuEvent(QContextMenuEvent* event)
+{
+    m_menu->popup(event->globalPos());
+}
 
 void Chart2d::changeEvent(QEvent* event)
 {

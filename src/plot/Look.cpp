@@ -8,10 +8,8 @@
 #include <algorithm>
 #include <cmath>
 
-namespace Look
-{
-namespace
-{
+namespace Look {
+namespace {
 double luminance(const QColor& colour)
 {
     const auto linear = [](double part) { return part <= 0.03928 ? part / 12.92 : std::pow((part + 0.055) / 1.055, 2.4); };
@@ -27,7 +25,8 @@ public:
     {
         const QPalette before = QApplication::palette();
         const QColor colour = accent(before);
-        if (before.color(QPalette::Active, QPalette::Highlight) == colour && before.color(QPalette::Inactive, QPalette::Highlight) == colour)
+        if (before.color(QPalette::Active, QPalette::Highlight) == colour &&
+            before.color(QPalette::Inactive, QPalette::Highlight) == colour)
             return;
         QPalette highlight = before;
         for (QPalette::ColorGroup group : {QPalette::Active, QPalette::Inactive}) {
@@ -47,9 +46,15 @@ protected:
 };
 } // namespace
 
-bool isDark(const QPalette& palette) { return luminance(palette.color(QPalette::Window)) < luminance(palette.color(QPalette::WindowText)); }
+bool isDark(const QPalette& palette)
+{
+    return luminance(palette.color(QPalette::Window)) < luminance(palette.color(QPalette::WindowText));
+}
 
-QColor accent(const QPalette& palette) { return isDark(palette) ? QColor(0x6c, 0xb6, 0xff) : QColor(0x0a, 0x58, 0xa8); }
+QColor accent(const QPalette& palette)
+{
+    return isDark(palette) ? QColor(0x6c, 0xb6, 0xff) : QColor(0x0a, 0x58, 0xa8);
+}
 
 QColor between(const QPalette& palette, double strength)
 {
@@ -59,7 +64,10 @@ QColor between(const QPalette& palette, double strength)
     return {mix(back.red(), text.red()), mix(back.green(), text.green()), mix(back.blue(), text.blue())};
 }
 
-QColor danger(const QPalette& palette) { return isDark(palette) ? QColor(0xff, 0x7b, 0x72) : QColor(0xc0, 0x14, 0x14); }
+QColor danger(const QPalette& palette)
+{
+    return isDark(palette) ? QColor(0xff, 0x7b, 0x72) : QColor(0xc0, 0x14, 0x14);
+}
 
 void useAccent()
 {

@@ -7,8 +7,7 @@
 #include <QPalette>
 
 /// The few colours and fonts of the program. Everything else is the desktop's own palette, light or dark.
-namespace Look
-{
+namespace Look {
 /// True when the palette's windows are darker than their text.
 bool isDark(const QPalette& palette);
 /// The one accent colour: the curve, the progress bar, the selection, the count rate. At least 4.5 : 1 against the palette's base.

@@ -13,10 +13,8 @@
 
 #include <algorithm>
 
-namespace modGraphics
-{
-namespace
-{
+namespace modGraphics {
+namespace {
 QPointer<Chart2d> theChart;
 } // namespace
 
@@ -54,7 +52,8 @@ void ChartKeyPress(int)
     if (!flags().dataPresent)
         return;
     using enum FrontPanel::Field;
-    Plot2D({}, frontPanel().number(ScanStart), frontPanel().number(ScanStop), frontPanel().number(ScanStep), ScanData::yMaximumFor(scanData().maximum), 0);
+    Plot2D({}, frontPanel().number(ScanStart), frontPanel().number(ScanStop), frontPanel().number(ScanStep),
+           ScanData::yMaximumFor(scanData().maximum), 0);
 }
 
 QString CursorText(double angle, bool overPlot)

@@ -9,15 +9,16 @@
 #include "core/modTools.h"
 #include "goniometer/modSMC.h"
 
-namespace CommunicationTest
-{
-namespace
-{
+namespace CommunicationTest {
+namespace {
 bool running = false;
 bool offering = false;
 } // namespace
 
-bool isRunning() { return running; }
+bool isRunning()
+{
+    return running;
+}
 
 void Click()
 {

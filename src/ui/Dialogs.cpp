@@ -7,8 +7,7 @@
 #include <QDialog>
 #include <QHBoxLayout>
 
-namespace Dialogs
-{
+namespace Dialogs {
 void prepare(QDialog* dialog, const QString& name, const QString& caption)
 {
     dialog->setObjectName(name);

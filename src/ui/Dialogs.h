@@ -10,8 +10,7 @@ class QDialog;
 class QHBoxLayout;
 
 /// What the auxiliary windows have in common: their font, their spacing, their row of buttons at the lower right.
-namespace Dialogs
-{
+namespace Dialogs {
 inline constexpr int margin = 14;  ///< around a window's content [px]
 inline constexpr int spacing = 10; ///< between groups [px]
 

@@ -8,12 +8,11 @@
 
 #include <QApplication>
 #include <QKeyEvent>
+#include <QPainter>
 #include <QStyle>
 #include <QStyleOption>
-#include <QPainter>
 
-namespace
-{
+namespace {
 /// The character that a key types; null for keys that edit, move or command.
 QChar typedCharacter(const QKeyEvent* event)
 {
@@ -24,12 +23,16 @@ QChar typedCharacter(const QKeyEvent* event)
     return event->text().at(0);
 }
 
-bool isEnter(const QKeyEvent* event) { return event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter; }
+bool isEnter(const QKeyEvent* event)
+{
+    return event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+}
 
 /// A menu or another window that takes the focus gives it back: the operator has not left the field.
 bool leavesField(const QFocusEvent* event)
 {
-    return event->reason() != Qt::PopupFocusReason && event->reason() != Qt::MenuBarFocusReason && event->reason() != Qt::ActiveWindowFocusReason;
+    return event->reason() != Qt::PopupFocusReason && event->reason() != Qt::MenuBarFocusReason &&
+           event->reason() != Qt::ActiveWindowFocusReason;
 }
 } // namespace
 
@@ -61,7 +64,10 @@ void ParameterField::focusOutEvent(QFocusEvent* event)
         ScanParameterCheck::lostFocus(m_field);
 }
 
-NameField::NameField(QWidget* parent) : QLineEdit(parent) { setObjectName(QStringLiteral("txtFileName")); }
+NameField::NameField(QWidget* parent) : QLineEdit(parent)
+{
+    setObjectName(QStringLiteral("txtFileName"));
+}
 
 bool NameField::check(const QString& boxTitle)
 {
@@ -129,4 +135,7 @@ void PanelLabel::resizeEvent(QResizeEvent* event)
     updateToolTip();
 }
 
-void PanelLabel::updateToolTip() { setToolTip(fontMetrics().horizontalAdvance(text()) > contentsRect().width() ? text() : QString()); }
+void PanelLabel::updateToolTip()
+{
+    setToolTip(fontMetrics().horizontalAdvance(text()) > contentsRect().width() ? text() : QString());
+}

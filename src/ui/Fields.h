@@ -7,8 +7,8 @@
 #include <QLabel>
 #include <QLineEdit>
 
-/// One of the four scan parameter fields: lets digits, ".", "-" and a comma as a point through, beeps at other keys, moves on with Enter, and
-/// has its value corrected when the focus leaves it.
+/// One of the four scan parameter fields: lets digits, ".", "-" and a comma as a point through, beeps at other keys, moves on with Enter,
+/// and has its value corrected when the focus leaves it.
 class ParameterField : public QLineEdit
 {
     Q_OBJECT
@@ -35,8 +35,8 @@ class NameField : public QLineEdit
 public:
     explicit NameField(QWidget* parent = nullptr);
 
-    /// Checks the name and writes it back trimmed; a bad one is shown in a box with this title. An empty name is passed over. True when the name
-    /// is valid or empty.
+    /// Checks the name and writes it back trimmed; a bad one is shown in a box with this title. An empty name is passed over. True when the
+    /// name is valid or empty.
     bool check(const QString& boxTitle);
 
 signals:

@@ -16,10 +16,8 @@
 #include <QHash>
 #include <QWidget>
 
-namespace Handlers
-{
-namespace
-{
+namespace Handlers {
+namespace {
 template <typename Dialog>
 void show(QWidget* mainWindow)
 {
@@ -57,5 +55,8 @@ const QHash<Menu::Entry, Procedure>& table()
 }
 } // namespace
 
-Procedure of(Menu::Entry entry) { return table().value(entry, nullptr); }
+Procedure of(Menu::Entry entry)
+{
+    return table().value(entry, nullptr);
+}
 } // namespace Handlers

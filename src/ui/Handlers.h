@@ -7,8 +7,7 @@
 class QWidget;
 
 /// What each menu entry does: one table, entry to procedure.
-namespace Handlers
-{
+namespace Handlers {
 using Procedure = void (*)(QWidget* mainWindow);
 
 /// The procedure of an entry; null when the program has none yet, and the window keeps the entry disabled.

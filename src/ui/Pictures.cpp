@@ -6,8 +6,7 @@
 #include <QSvgRenderer>
 #include <QWidget>
 
-namespace Pictures
-{
+namespace Pictures {
 QPixmap pixmap(const QString& picture, int size, const QWidget* on)
 {
     const qreal ratio = on->devicePixelRatioF();

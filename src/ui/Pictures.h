@@ -8,10 +8,9 @@
 class QWidget;
 
 /// The program's own drawings.
-namespace Pictures
-{
+namespace Pictures {
 inline const QString application = QStringLiteral(":/pictures/scan.svg");
-inline const QString laser = QStringLiteral(":/pictures/laser.svg");     ///< warning sign: laser beam
+inline const QString laser = QStringLiteral(":/pictures/laser.svg");         ///< warning sign: laser beam
 inline const QString radiation = QStringLiteral(":/pictures/radiation.svg"); ///< warning sign: ionizing radiation
 
 /// A drawing `size` x `size` logical pixels large, sharp on the widget's screen.

@@ -12,8 +12,7 @@
 #include <QMessageBox>
 #include <QPushButton>
 
-namespace
-{
+namespace {
 QMessageBox::Icon iconOf(Prompts::Icon icon)
 {
     switch (icon) {
@@ -47,7 +46,10 @@ bool answersItself(const Prompts::Message& message, const QList<Prompts::Button>
     return buttons.size() == 1 || message.unattended != Prompts::Button::Ok;
 }
 
-QString windowText(QString text) { return text.replace(QStringLiteral("\r\n"), QStringLiteral("\n")); }
+QString windowText(QString text)
+{
+    return text.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+}
 } // namespace
 
 Prompts::Button UiPrompts::message(const Message& message)
@@ -69,9 +71,7 @@ Prompts::Button UiPrompts::message(const Message& message)
     int remaining = countdownSeconds;
     if (answersItself(message, buttons)) {
         QPushButton* answer = pressable.at(buttons.indexOf(message.unattended));
-        const auto show = [&] {
-            box.setInformativeText(QStringLiteral("\"%1\" in %2 s").arg(answer->text().remove(u'&')).arg(remaining));
-        };
+        const auto show = [&] { box.setInformativeText(QStringLiteral("\"%1\" in %2 s").arg(answer->text().remove(u'&')).arg(remaining)); };
         show();
         QObject::connect(&countdown, &modTools::Timer::tick, &box, [&, answer, show] {
             if (--remaining > 0)
@@ -96,9 +96,15 @@ QString UiPrompts::input(const Input& input)
     return dialog.exec() == QDialog::Accepted ? dialog.textValue() : QString();
 }
 
-Prompts::ChosenFile UiPrompts::openFile(const FileDialog& dialog) { return chooseFile(dialog, false); }
+Prompts::ChosenFile UiPrompts::openFile(const FileDialog& dialog)
+{
+    return chooseFile(dialog, false);
+}
 
-Prompts::ChosenFile UiPrompts::saveFile(const FileDialog& dialog) { return chooseFile(dialog, true); }
+Prompts::ChosenFile UiPrompts::saveFile(const FileDialog& dialog)
+{
+    return chooseFile(dialog, true);
+}
 
 QStringList UiPrompts::nameFilters(const QString& filter)
 {

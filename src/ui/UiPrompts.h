@@ -7,8 +7,8 @@
 #include <QPointer>
 #include <QWidget>
 
-/// The program's questions as windows: message boxes, input boxes, the file dialogs of the desktop. While a temperature profile runs nobody may
-/// be there: a box then counts down from 60 s and presses its button for unattended runs by itself.
+/// The program's questions as windows: message boxes, input boxes, the file dialogs of the desktop. While a temperature profile runs nobody
+/// may be there: a box then counts down from 60 s and presses its button for unattended runs by itself.
 class UiPrompts : public Prompts
 {
 public:
@@ -17,8 +17,8 @@ public:
     ChosenFile openFile(const FileDialog& dialog) override;
     ChosenFile saveFile(const FileDialog& dialog) override;
 
-    /// "Text|pattern|Text|pattern" as the filters of a file dialog, in order. The pattern stands in brackets behind its text, where the dialog
-    /// does not show it.
+    /// "Text|pattern|Text|pattern" as the filters of a file dialog, in order. The pattern stands in brackets behind its text, where the
+    /// dialog does not show it.
     static QStringList nameFilters(const QString& filter);
 
     /// Seconds until an unattended box answers itself.

@@ -8,8 +8,7 @@
 #include <QPainter>
 #include <QSvgRenderer>
 
-namespace
-{
+namespace {
 constexpr int signSize = 96;
 } // namespace
 
@@ -28,7 +27,10 @@ WarningSign::WarningSign(Kind kind, QWidget* parent) : QWidget(parent)
     setSizePolicy(policy);
 }
 
-QSize WarningSign::sizeHint() const { return {qMax(signSize, fontMetrics().horizontalAdvance(toolTip()) / 2 + 24), signSize + 2 * fontMetrics().lineSpacing() + 4}; }
+QSize WarningSign::sizeHint() const
+{
+    return {qMax(signSize, fontMetrics().horizontalAdvance(toolTip()) / 2 + 24), signSize + 2 * fontMetrics().lineSpacing() + 4};
+}
 
 void WarningSign::paintEvent(QPaintEvent*)
 {
@@ -36,5 +38,6 @@ void WarningSign::paintEvent(QPaintEvent*)
     QSvgRenderer renderer(m_picture);
     renderer.render(&painter, QRectF((width() - signSize) / 2.0, 0, signSize, signSize));
     painter.setPen(Look::danger(palette()));
-    painter.drawText(QRect(0, signSize + 2, width(), height() - signSize - 2), static_cast<int>(Qt::AlignHCenter | Qt::AlignTop | Qt::TextWordWrap), toolTip());
+    painter.drawText(QRect(0, signSize + 2, width(), height() - signSize - 2),
+                     static_cast<int>(Qt::AlignHCenter | Qt::AlignTop | Qt::TextWordWrap), toolTip());
 }

@@ -27,8 +27,7 @@
 
 using Field = FrontPanel::Field;
 
-namespace
-{
+namespace {
 constexpr int margin = 10;
 constexpr int spacing = 8;
 constexpr int columnCharacters = 52; ///< width of the column at the left, in average characters
@@ -45,8 +44,14 @@ QLabel* fieldLabel(const QString& name, const QString& text, QWidget* buddy)
 }
 
 /// The comment as the data files hold it: lines separated by CR LF.
-QString withLineEnds(QString text) { return text.replace(u'\n', QStringLiteral("\r\n")); }
-QString withoutReturns(QString text) { return text.remove(u'\r'); }
+QString withLineEnds(QString text)
+{
+    return text.replace(u'\n', QStringLiteral("\r\n"));
+}
+QString withoutReturns(QString text)
+{
+    return text.remove(u'\r');
+}
 } // namespace
 
 frmMain::frmMain(QWidget* parent) : QMainWindow(parent)
@@ -99,8 +104,9 @@ void frmMain::buildMenus()
             action = menu->menuAction();
         } else {
             action = new QAction(this);
-            if (const Handlers::Procedure procedure = Handlers::of(item.entry))
-                connect(action, &QAction::triggered, this, [this, procedure] { procedure(this); });
+            const Handlers::Procedure procedure = Handlers::of(item.entry);
+            action->setProperty("hasProcedure",
+                                procedure != nullptr && connect(action, &QAction::triggered, this, [this, procedure] { procedure(this); }));
         }
         // A platform that moves entries into menus of its own would take them out of their order.
         action->setMenuRole(QAction::NoRole);
@@ -173,11 +179,14 @@ QGroupBox* frmMain::buildScanParameterFrame()
     auto* grid = new QGridLayout(frame);
     grid->setColumnStretch(1, 1);
     const QString degrees = QStringLiteral("[deg 2-Theta]");
-    addParameter(grid, Field::ScanStart, QStringLiteral("LblScanStart"), QStringLiteral("Scan start:"), QStringLiteral("Scan start [deg 2-Theta]"), degrees);
-    addParameter(grid, Field::ScanStop, QStringLiteral("LblScanStop"), QStringLiteral("Scan stop:"), QStringLiteral("Scan stop [deg 2-Theta]"), degrees);
-    addParameter(grid, Field::ScanStep, QStringLiteral("LblScanStep"), QStringLiteral("Scan step:"), QStringLiteral("Scan interval [deg 2-Theta]"), degrees);
-    addParameter(grid, Field::CounterTime, QStringLiteral("LblCounterTime"), QStringLiteral("Counter time:"), QStringLiteral("Counter time [s]"),
-                 QStringLiteral("[s]"));
+    addParameter(grid, Field::ScanStart, QStringLiteral("LblScanStart"), QStringLiteral("Scan start:"),
+                 QStringLiteral("Scan start [deg 2-Theta]"), degrees);
+    addParameter(grid, Field::ScanStop, QStringLiteral("LblScanStop"), QStringLiteral("Scan stop:"),
+                 QStringLiteral("Scan stop [deg 2-Theta]"), degrees);
+    addParameter(grid, Field::ScanStep, QStringLiteral("LblScanStep"), QStringLiteral("Scan step:"),
+                 QStringLiteral("Scan interval [deg 2-Theta]"), degrees);
+    addParameter(grid, Field::CounterTime, QStringLiteral("LblCounterTime"), QStringLiteral("Counter time:"),
+                 QStringLiteral("Counter time [s]"), QStringLiteral("[s]"));
     return frame;
 }
 
@@ -230,7 +239,10 @@ void frmMain::buildStatusBar()
         int stretch;
         const char* widest;
         const char* what;
-    } panels[] = {{5, "", "State"}, {0, "Mmm 00. 0000 00:00", "Measuring date"}, {3, "", "Temperature"}, {0, "00000 of 00000 points, 00:00:00 remaining", "Progress"}};
+    } panels[] = {{5, "", "State"},
+                  {0, "Mmm 00. 0000 00:00", "Measuring date"},
+                  {3, "", "Temperature"},
+                  {0, "00000 of 00000 points, 00:00:00 remaining", "Progress"}};
     auto* row = new QWidget(bar);
     auto* layout = new QHBoxLayout(row);
     layout->setContentsMargins(margin - 2, 0, margin - 2, 2);
@@ -273,7 +285,8 @@ void frmMain::connectFrontPanel()
     connect(&panel, &FrontPanel::entriesChanged, this, &frmMain::showEntries);
     connect(&panel, &FrontPanel::focusRequested, this, [this] { m_first->setFocus(); });
 
-    for (Field field : {Field::ScanStart, Field::ScanStop, Field::ScanStep, Field::CounterTime, Field::txtFileName, Field::txtComment, Field::txtWorkDir})
+    for (Field field :
+         {Field::ScanStart, Field::ScanStop, Field::ScanStep, Field::CounterTime, Field::txtFileName, Field::txtComment, Field::txtWorkDir})
         showField(field);
     for (auto label = m_panels.cbegin(); label != m_panels.cend(); ++label)
         label.value()->showText(panel.panel(label.key()));

@@ -21,8 +21,8 @@ class QProgressBar;
 class QPushButton;
 class frmTextDisplay;
 
-/// The main window: shows the front panel and writes back what is typed, leads every menu entry to its procedure (Handlers), holds the chart, and
-/// asks the closing questions. It stays live while a procedure waits, because every wait lets its events run.
+/// The main window: shows the front panel and writes back what is typed, leads every menu entry to its procedure (Handlers), holds the
+/// chart, and asks the closing questions. It stays live while a procedure waits, because every wait lets its events run.
 class frmMain : public QMainWindow
 {
     Q_OBJECT
@@ -44,8 +44,8 @@ private:
     QGroupBox* buildScanParameterFrame();
     QGroupBox* buildFileFrame();
     void buildStatusBar();
-    QLineEdit* addParameter(QGridLayout* grid, FrontPanel::Field field, const QString& labelName, const QString& label, const QString& toolTip,
-                            const QString& unit);
+    QLineEdit* addParameter(QGridLayout* grid, FrontPanel::Field field, const QString& labelName, const QString& label,
+                            const QString& toolTip, const QString& unit);
     void connectField(FrontPanel::Field field, QLineEdit* edit);
     void connectFrontPanel();
 

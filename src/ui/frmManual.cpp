@@ -14,8 +14,7 @@
 #include <QTextBrowser>
 #include <QVBoxLayout>
 
-namespace
-{
+namespace {
 /// A heading's anchor as Markdown links name it: "The main window" is "#the-main-window".
 QString anchorOf(QString heading)
 {
@@ -64,7 +63,8 @@ frmManual::frmManual(const QString& path, QWidget* parent) : QDialog(parent)
 QString frmManual::findManual()
 {
     const QDir program(QCoreApplication::applicationDirPath());
-    for (const char* candidate : {"docs/MANUAL.md", "../share/doc/scan/MANUAL.md", "../docs/MANUAL.md", "../../docs/MANUAL.md", "../../../docs/MANUAL.md"})
+    for (const char* candidate :
+         {"docs/MANUAL.md", "../share/doc/scan/MANUAL.md", "../docs/MANUAL.md", "../../docs/MANUAL.md", "../../../docs/MANUAL.md"})
         if (const QString path = program.filePath(QString::fromLatin1(candidate)); QFile::exists(path))
             return QDir::cleanPath(path);
     return {};

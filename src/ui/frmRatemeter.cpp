@@ -17,8 +17,7 @@
 
 #include <cmath>
 
-namespace
-{
+namespace {
 /// Steps of the bar over its full scale: the range itself can be larger than what a bar counts in pixels.
 constexpr int barSteps = 10000;
 } // namespace

@@ -9,8 +9,8 @@ class QLineEdit;
 class QProgressBar;
 class QPushButton;
 
-/// The ratemeter window: the count rate as a number that is read across the room, and as a bar that follows it in decades. Measuring starts when
-/// the window is shown and ends with "&Exit", which also Escape and the window's own closing press.
+/// The ratemeter window: the count rate as a number that is read across the room, and as a bar that follows it in decades. Measuring starts
+/// when the window is shown and ends with "&Exit", which also Escape and the window's own closing press.
 class frmRatemeter : public QDialog
 {
     Q_OBJECT

@@ -18,17 +18,18 @@
 
 #include <algorithm>
 
-namespace
-{
+namespace {
 /// Volumes on which nobody keeps scans.
 bool isSystemVolume(const QStorageInfo& volume)
 {
-    static const QStringList systemRoots = {QStringLiteral("/boot"), QStringLiteral("/proc"), QStringLiteral("/sys"), QStringLiteral("/dev"),
-                                            QStringLiteral("/run"), QStringLiteral("/etc"), QStringLiteral("/snap"), QStringLiteral("/var/lib")};
+    static const QStringList systemRoots = {QStringLiteral("/boot"), QStringLiteral("/proc"),   QStringLiteral("/sys"),
+                                            QStringLiteral("/dev"),  QStringLiteral("/run"),    QStringLiteral("/etc"),
+                                            QStringLiteral("/snap"), QStringLiteral("/var/lib")};
     const QString root = volume.rootPath();
     if (root.startsWith(QStringLiteral("/run/media/")))
         return false;
-    return std::any_of(systemRoots.begin(), systemRoots.end(), [&root](const QString& start) { return root == start || root.startsWith(start + u'/'); });
+    return std::any_of(systemRoots.begin(), systemRoots.end(),
+                       [&root](const QString& start) { return root == start || root.startsWith(start + u'/'); });
 }
 
 QString volumeText(const QStorageInfo& volume)
@@ -84,7 +85,8 @@ frmSetWorkDir::frmSetWorkDir(QWidget* parent) : QDialog(parent)
 
     connect(m_drives, &QComboBox::activated, this, [this](int index) { changeTo(m_drives->itemData(index).toString()); });
     connect(m_directories, &QListWidget::currentRowChanged, this, &frmSetWorkDir::showFiles);
-    connect(m_directories, &QListWidget::itemDoubleClicked, this, [this](QListWidgetItem* item) { changeTo(item->data(Qt::UserRole).toString()); });
+    connect(m_directories, &QListWidget::itemDoubleClicked, this,
+            [this](QListWidgetItem* item) { changeTo(item->data(Qt::UserRole).toString()); });
     connect(btnOk, &QPushButton::clicked, this, &frmSetWorkDir::store);
     connect(btnCancel, &QPushButton::clicked, this, &QDialog::reject);
 }

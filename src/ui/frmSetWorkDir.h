@@ -8,8 +8,9 @@ class QComboBox;
 class QListWidget;
 class QListWidgetItem;
 
-/// The work-directory dialog. The directory list shows the way down from the drive to the current directory and the directories in it; a click
-/// chooses one, a double click or Enter goes into it, and the file list shows what lies in the chosen one. OK takes the highlighted directory.
+/// The work-directory dialog. The directory list shows the way down from the drive to the current directory and the directories in it; a
+/// click chooses one, a double click or Enter goes into it, and the file list shows what lies in the chosen one. OK takes the highlighted
+/// directory.
 class frmSetWorkDir : public QDialog
 {
     Q_OBJECT

@@ -11,8 +11,7 @@
 #include <QRadioButton>
 #include <QVBoxLayout>
 
-namespace
-{
+namespace {
 QRadioButton* option(QGroupBox* frame, const QString& name, const QString& caption, const QString& toolTip)
 {
     auto* result = new QRadioButton(caption, frame);
@@ -35,7 +34,8 @@ frmSettings::frmSettings(QWidget* parent) : QDialog(parent)
 {
     Dialogs::prepare(this, QStringLiteral("frmSettings"), QStringLiteral("Settings"));
     QGroupBox* frameScanMode = frame(this, QStringLiteral("frameScanMode"), QStringLiteral("Scan Mode"));
-    m_onLine = option(frameScanMode, QStringLiteral("optScanMode"), QStringLiteral("On-Line"), QStringLiteral("Online measurement display"));
+    m_onLine =
+        option(frameScanMode, QStringLiteral("optScanMode"), QStringLiteral("On-Line"), QStringLiteral("Online measurement display"));
     m_silent = option(frameScanMode, QStringLiteral("optScanMode"), QStringLiteral("Silent"), QStringLiteral("Unattended measurement"));
     QGroupBox* frameGonType = frame(this, QStringLiteral("frameGonType"), QStringLiteral("Goniometer Type"));
     m_theta2Theta = option(frameGonType, QStringLiteral("optGonType"), QStringLiteral("Theta-2-Theta"), {});

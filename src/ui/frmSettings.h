@@ -6,8 +6,8 @@
 
 class QRadioButton;
 
-/// The settings dialog: scan mode and goniometer type. OK stores both in scan.ini at once. Theta-2-Theta needs a controller with two axes and
-/// is disabled without one.
+/// The settings dialog: scan mode and goniometer type. OK stores both in scan.ini at once. Theta-2-Theta needs a controller with two axes
+/// and is disabled without one.
 class frmSettings : public QDialog
 {
     Q_OBJECT

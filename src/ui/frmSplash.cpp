@@ -36,7 +36,8 @@ frmSplash::frmSplash() : QWidget(nullptr, Qt::SplashScreen | Qt::FramelessWindow
     texts->addWidget(label(QStringLiteral("lblProductName"), QStringLiteral("scan\n") + modMain::VersionText(), 2.2));
     texts->addWidget(label(QStringLiteral("lblPrductDescription"), QStringLiteral("data acquisition"), 1.2));
     texts->addStretch(1);
-    auto* notice = label(QStringLiteral("lblNotice"), QStringLiteral("Free software under the GNU General Public License, version 3 or later."), 1);
+    auto* notice =
+        label(QStringLiteral("lblNotice"), QStringLiteral("Free software under the GNU General Public License, version 3 or later."), 1);
     notice->setWordWrap(true);
     texts->addWidget(notice);
     auto* inside = new QHBoxLayout(frame);

@@ -7,8 +7,8 @@
 class QPlainTextEdit;
 class QPushButton;
 
-/// The text window of the front panel: shows its title (with " info" behind it), its text and its button, whoever writes them. A button "OK"
-/// empties and closes the window; with another caption the procedure that opened the window decides.
+/// The text window of the front panel: shows its title (with " info" behind it), its text and its button, whoever writes them. A button
+/// "OK" empties and closes the window; with another caption the procedure that opened the window decides.
 class frmTextDisplay : public QDialog
 {
     Q_OBJECT

@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#pragma once
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QDialog>
+#include <QMenu>
+#include <QMessageBox>
+#include <QTest>
+#include <QTimer>
+
+#include <functional>
+
+/// The hand on mouse and keyboard: answers the windows that open while a procedure waits, in the order in which they are expected.
+/// A window that nobody expects is closed and counts as a failure.
+class Operator : public QObject
+{
+public:
+    Operator()
+    {
+        QObject::connect(&m_timer, &QTimer::timeout, this, [this] { look(); });
+        m_timer.start(5);
+    }
+
+    /// A message box with this title and text: its button is pressed.
+    void expect(const QString& title, const QString& text, const QString& button, std::function<void(QMessageBox*)> also = {})
+    {
+        m_expected << Expectation{title, text, button, std::move(also), {}};
+    }
+    /// Any other modal window with this title: `hand` works in it and must end it.
+    void expectWindow(const QString& title, std::function<void(QDialog*)> hand)
+    {
+        m_expected << Expectation{title, {}, {}, {}, std::move(hand)};
+    }
+
+    /// Leaves the windows alone from now on: the test works in them itself.
+    void rest() { m_timer.stop(); }
+
+    bool done() const { return m_expected.isEmpty(); }
+    /// What went wrong, or what has not come; empty when all is well.
+    QString complaint() const
+    {
+        QStringList all = m_failures;
+        for (const Expectation& missing : m_expected)
+            all << QStringLiteral("never came: ") + missing.title + QStringLiteral(": ") + missing.text;
+        return all.join(u'\n');
+    }
+
+    /// Opens a menu with Alt and its access key, then goes on with the access keys of its entries.
+    static void chooseByKeys(QWidget* window, const QString& keys)
+    {
+        window->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(window));
+        QTest::keyClick(window, keys.at(0).toLatin1(), Qt::AltModifier);
+        for (QChar key : keys.mid(1)) {
+            QVERIFY2(QApplication::activePopupWidget() != nullptr, qPrintable(keys));
+            QTest::keyClick(QApplication::activePopupWidget(), key.toLatin1());
+        }
+    }
+
+private:
+    struct Expectation
+    {
+        QString title, text, button;
+        std::function<void(QMessageBox*)> also;
+        std::function<void(QDialog*)> hand;
+    };
+
+    void look()
+    {
+        auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+        if (dialog == nullptr || dialog == m_working || !dialog->isVisible())
+            return;
+        auto* box = qobject_cast<QMessageBox*>(dialog);
+        if (m_expected.isEmpty() || m_expected.first().title != dialog->windowTitle()) {
+            m_failures << QStringLiteral("unexpected window: ") + dialog->windowTitle() +
+                              (box != nullptr ? QStringLiteral(": ") + box->text() : QString());
+            dialog->close();
+            return;
+        }
+        const Expectation expected = m_expected.takeFirst();
+        if (expected.hand) {
+            m_working = dialog;
+            expected.hand(dialog);
+            m_working = nullptr;
+            return;
+        }
+        if (box == nullptr) {
+            m_failures << QStringLiteral("not a message box: ") + dialog->windowTitle();
+            dialog->close();
+            return;
+        }
+        if (box->text() != expected.text)
+            m_failures << QStringLiteral("text is <") + box->text() + QStringLiteral("> instead of <") + expected.text + u'>';
+        if (expected.also)
+            expected.also(box);
+        for (QAbstractButton* button : box->buttons()) {
+            if (button->text().remove(u'&') == expected.button) {
+                QTest::mouseClick(button, Qt::LeftButton);
+                return;
+            }
+        }
+        m_failures << QStringLiteral("no button ") + expected.button + QStringLiteral(" in ") + dialog->windowTitle();
+        dialog->close();
+    }
+
+    QList<Expectation> m_expected;
+    QStringList m_failures;
+    QTimer m_timer;
+    QDialog* m_working = nullptr;
+};
