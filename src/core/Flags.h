@@ -25,7 +25,9 @@ struct Flags
     bool saveLocked = false;         ///< saving is barred from the start of a scan run until its counts are read back
     bool profileRunning = false;     ///< a temperature profile is walked
     bool ratemeterRunning = false;   ///< the ratemeter's loop may go on
-    bool utilityRunning = false;     ///< a goniometer or generator utility waits
+    bool utilityRunning = false;     ///< a goniometer utility waits
+    bool temperatureRunning = false; ///< a temperature entry exchanges with its controller, asks or waits
+    bool generatorRunning = false;   ///< the generator's line is used by an entry
     bool dataPresent = false;        ///< a scan is in memory
     bool dataSaved = false;          ///< the scan in memory is on disk
     bool busy = false;               ///< a file is written or read, or a plot is drawn

@@ -146,10 +146,12 @@ void FrontPanel::refreshEntries()
     enable(mnuHTC, now.htcEnabled);
     enable(mnuLTC, now.ltcEnabled);
     enable(mnuLaser, now.laserEnabled);
-    for (Menu::Entry entry : {mnuHTCSetpoint, mnuHTCNewSetpointWithPID, mnuHTCHeaterOutput, mnuHTCChangePID, mnuHTCAutoOptimize,
-                              mnuHTCDefault, mnuLTCQuery, mnuLTCSetpoint, mnuLTCNewSetpointWithPID, mnuLTCChangePID, mnuLTCAutoTune,
-                              mnuLTCDefault, mnuLaserBeam, mnuLaserSetpoint, mnuLaserTest})
-        enable(entry, !now.profileRunning);
+    // One exchange at a time on the controllers' line: an entry that runs bars the others.
+    for (const Menu::Item& item : Menu::items())
+        if (item.parent != item.entry && (item.parent == mnuHTC || item.parent == mnuLTC || item.parent == mnuLaser))
+            enable(item.entry, !now.profileRunning && !now.temperatureRunning);
+    // The log of a cooling cryostat is stopped by the entry that started it.
+    enable(mnuLTCLogCooldown, !now.profileRunning);
 
     for (Menu::Entry entry :
          {mnuExtrasSMCGetRAMData, mnuExtrasGoniometerGoTo, mnuExtrasSMCRef, mnuExtrasSMCSetRefOffset, mnuExtrasRatemeter})
@@ -157,8 +159,8 @@ void FrontPanel::refreshEntries()
 
     enable(mnuExtrasGenerator, now.generatorRemote || now.shutterRemote);
     enable(mnuExtrasGeneratorSwitchShutter, now.shutterRemote);
-    enable(mnuExtrasGeneratorSetPower, now.generatorRemote && !now.profileRunning);
-    enable(mnuExtrasGeneratorGetStatus, now.generatorRemote);
+    enable(mnuExtrasGeneratorSetPower, now.generatorRemote && !now.profileRunning && !now.generatorRunning);
+    enable(mnuExtrasGeneratorGetStatus, now.generatorRemote && !now.generatorRunning);
 
     m_fieldsReadOnly = running;
     m_disabled = disabled;

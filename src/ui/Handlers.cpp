@@ -2,13 +2,21 @@
 
 #include "ui/Handlers.h"
 
+#include "core/Flags.h"
 #include "core/FrontPanel.h"
 #include "core/startup/modMain.h"
 #include "datafiles/modFile.h"
+#include "generator/modGenerator.h"
 #include "goniometer/ScanRun.h"
 #include "goniometer/Utilities.h"
+#include "temperature/modHTC.h"
+#include "temperature/modHTC_Laser.h"
+#include "temperature/modLTC.h"
+#include "temperature/modLTC_RPID.h"
+#include "ui/dlgGeneratorPower.h"
 #include "ui/frmAbout.h"
 #include "ui/frmManual.h"
+#include "ui/frmRPID.h"
 #include "ui/frmRatemeter.h"
 #include "ui/frmSetWorkDir.h"
 #include "ui/frmSettings.h"
@@ -22,6 +30,47 @@ template <typename Dialog>
 void show(QWidget* mainWindow)
 {
     Dialog(mainWindow).exec();
+}
+
+/// Sets a flag while a procedure runs; the menu follows.
+class Running
+{
+public:
+    explicit Running(bool Flags::*flag) : m_flag(flag) { set(true); }
+    ~Running() { set(false); }
+    Running(const Running&) = delete;
+    Running& operator=(const Running&) = delete;
+
+private:
+    void set(bool on)
+    {
+        flags().*m_flag = on;
+        frontPanel().refreshEntries();
+    }
+
+    bool Flags::*m_flag;
+};
+
+/// An entry that exchanges with a temperature controller.
+template <void (*procedure)()>
+void temperature(QWidget*)
+{
+    const Running running(&Flags::temperatureRunning);
+    procedure();
+}
+
+template <void (*procedure)(QWidget*)>
+void temperatureDialog(QWidget* mainWindow)
+{
+    const Running running(&Flags::temperatureRunning);
+    procedure(mainWindow);
+}
+
+template <void (*procedure)()>
+void generator(QWidget*)
+{
+    const Running running(&Flags::generatorRunning);
+    procedure();
 }
 
 void settings(QWidget* mainWindow)
@@ -41,6 +90,30 @@ const QHash<Menu::Entry, Procedure>& table()
         {mnuFileSettings, settings},
         {mnuFileExit, [](QWidget* mainWindow) { mainWindow->close(); }},
         {mnuMeasStartAcquisition, [](QWidget*) { ScanRun::Start(); }},
+
+        {mnuHTCQueryTemperature, temperature<modHTC::mnuHTCQueryTemperature>},
+        {mnuHTCSetpoint, temperature<modHTC::mnuHTCSetpoint>},
+        {mnuHTCNewSetpointWithPID, temperature<modHTC::mnuHTCNewSetpointWithPID>},
+        {mnuHTCHeaterOutput, temperature<modHTC::mnuHTCHeaterOutput>},
+        {mnuHTCChangePID, temperatureDialog<frmPID::open>},
+        {mnuHTCSavePID, temperature<modHTC::mnuHTCSavePID>},
+        {mnuHTCAutoOptimize, temperature<modHTC::mnuHTCAutoOptimize>},
+        {mnuHTCDefault, temperature<modHTC::mnuHTCDefault>},
+        {mnuLTCQuery, temperature<modLTC::mnuLTCQuery>},
+        {mnuLTCQueryTemperature, temperature<modLTC::mnuLTCQueryTemperature>},
+        {mnuLTCSetpoint, temperature<modLTC::mnuLTCSetpoint>},
+        {mnuLTCNewSetpointWithPID, temperature<modLTC::mnuLTCNewSetpointWithPID>},
+        {mnuLTCChangePID, temperatureDialog<frmRPID::open>},
+        {mnuLTCSavePID, temperature<modLTC::mnuLTCSavePID>},
+        {mnuLTCAutoTune, temperature<modLTC::mnuLTCAutoTune>},
+        {mnuLTCDefault, temperature<modLTC::mnuLTCDefault>},
+        {mnuLaserBeam, temperature<modHTC_Laser::mnuLaserBeam>},
+        {mnuLaserSetpoint, temperature<modHTC_Laser::mnuLaserSetpoint>},
+        {mnuLaserTest, temperature<modHTC_Laser::mnuLaserTest>},
+
+        {mnuExtrasGeneratorSwitchShutter, [](QWidget*) { modGenerator::mnuExtrasGeneratorSwitchShutter(); }},
+        {mnuExtrasGeneratorSetPower, dlgGeneratorPower::open},
+        {mnuExtrasGeneratorGetStatus, generator<modGenerator::mnuExtrasGeneratorGetStatus>},
         {mnuExtrasSMCGetRAMData, [](QWidget*) { GoniometerUtilities::GetRAMData(); }},
         {mnuExtrasGoniometerGoTo, [](QWidget*) { GoniometerUtilities::GoTo(); }},
         {mnuExtrasSMCRef, [](QWidget*) { GoniometerUtilities::SearchReference(); }},
