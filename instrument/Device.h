@@ -35,6 +35,8 @@ public:
     const std::string& name() const { return name_; }
     /// Bytes that came over the line. They may hold part of a command, or several.
     void receive(std::string_view bytes);
+    /// A client has come to a line that nobody had open.
+    virtual void lineOpened() {}
     /// Lets everything happen that is due by now.
     void wake();
     /// When `wake` is needed again, if nothing is received before.

@@ -5,6 +5,7 @@
 
 #include "Device.h"
 #include "GoniometerController.h"
+#include "LakeShoreController.h"
 #include "Pacer.h"
 #include "XRayGenerator.h"
 
@@ -17,6 +18,14 @@ struct DeviceOptions
 {
     GoniometerOptions goniometer;
     bool generator = false;
+    std::optional<LakeShoreModel> lowTemperature;
+};
+
+/// A file of the scan program that a device comes with.
+struct DeviceFile
+{
+    std::string name;
+    std::string text;
 };
 
 /// A value of scan.ini that belongs to a device.
@@ -40,6 +49,8 @@ struct DeviceEntry
     bool (*played)(const DeviceOptions&);
     LineSettings (*line)(const DeviceOptions&);
     std::vector<DeviceValue> (*values)(const DeviceOptions&); ///< besides `SerialDevice`
+    /// The controller's table of control parameters, for a directory where it is missing.
+    std::optional<DeviceFile> (*file)(const DeviceOptions&);
     std::unique_ptr<Device> (*make)(Laboratory&, std::vector<Fault>, const Trace&, const DeviceOptions&);
 };
 

@@ -43,6 +43,15 @@ bool setFault(Options& options, const QString& text)
     return known;
 }
 
+bool setLowTemperature(Options& options, const QString& text)
+{
+    const std::string plain = text.toStdString();
+    for (const LakeShoreEntry& entry : lakeShoreTable())
+        if (entry.option == plain)
+            options.devices.lowTemperature = entry.model;
+    return options.devices.lowTemperature && lakeShoreEntry(*options.devices.lowTemperature).option == plain;
+}
+
 struct OptionEntry
 {
     const char* name;
@@ -70,6 +79,8 @@ const OptionEntry optionTable[] = {
      }},
     {"--generator", "", "play the X-ray generator: current, voltage and shutter decide what the detector sees",
      [](Options& options, const QString&) { return options.devices.generator = true; }},
+    {"--ltc", "330|331|emu|drc91|drc81", "play a LakeShore controller with a cryostat: the model (emu: a 331 that emulates the 330)",
+     setLowTemperature},
     {"--sample", "NAME", "the powder in the beam: quartz, silicon or lab6 (default quartz)",
      [](Options& options, const QString& text) {
          options.sample = text;

@@ -25,7 +25,10 @@ ServedLine::ServedLine(const Clock& clock, const Trace& trace, Device& device, s
         pacer_.clear();
         trace_.remark(clock_.now(), device_.name(), remark);
     };
-    channel_->opened = [client] { client("line opened"); };
+    channel_->opened = [this, client] {
+        client("line opened");
+        device_.lineOpened();
+    };
     channel_->left = [client] { client("line left"); };
 }
 

@@ -39,7 +39,7 @@ bool VirtualInstrument::start(QString& why)
     for (const DeviceEntry& entry : deviceTable())
         if (entry.played(options_.devices) && !serve(entry, why))
             return false;
-    if (!options_.directory.isEmpty() && !writeIni(why))
+    if (!options_.directory.isEmpty() && !(writeIni(why) && writeFiles(why)))
         return false;
     for (const Station& station : stations_)
         announce(QString::fromStdString(station.device->name()) + QStringLiteral(" line: ") + station.line->address());
@@ -123,6 +123,25 @@ bool VirtualInstrument::writeIni(QString& why) const
     for (const Station& station : stations_)
         always.push_back({fromView(station.entry->iniSection), QStringLiteral("SerialDevice"), station.line->address()});
     return writeScanIni(options_.directory, always, defaults, why);
+}
+
+// The tables of control parameters, where the directory has none yet.
+bool VirtualInstrument::writeFiles(QString& why) const
+{
+    for (const Station& station : stations_) {
+        const auto wanted = station.entry->file(options_.devices);
+        if (!wanted)
+            continue;
+        QFile file(QDir(options_.directory).filePath(QString::fromStdString(wanted->name)));
+        if (file.exists())
+            continue;
+        const auto length = static_cast<qint64>(wanted->text.size());
+        if (!file.open(QIODevice::WriteOnly | QIODevice::Text) || file.write(wanted->text.data(), length) != length) {
+            why = file.fileName() + QStringLiteral(": ") + file.errorString();
+            return false;
+        }
+    }
+    return true;
 }
 
 } // namespace lab

@@ -29,6 +29,7 @@ private:
     bool openTrace(QString& why);
     bool serve(const DeviceEntry& entry, QString& why);
     bool writeIni(QString& why) const;
+    bool writeFiles(QString& why) const;
 
     Options options_;
     RunningClock clock_;
