@@ -8,18 +8,22 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <limits>
 
 namespace {
 using NumberBytes::Text;
 
 constexpr double wholeLimit = 1e15;
+constexpr qsizetype longestWhole = 24;
 constexpr int shortDecimals = 4;
 constexpr double shortScale = 1e4;
 
 Text textOf(const QString& form)
 {
     const QByteArray bytes = form.toLatin1();
-    return {bytes.cbegin(), bytes.cend()};
+    Text text;
+    text.append(bytes.constData(), bytes.size());
+    return text;
 }
 
 /// Appends units / 10^decimals; `drop` leaves out trailing zeros and the zero before the point when told to.
@@ -62,13 +66,19 @@ bool appendShort(Text& text, double value, bool zeroBeforePoint)
     return true;
 }
 
-bool appendWhole(Text& text, double value)
+/// A whole number in general form behind `blank` blanks; false when it is none.
+bool setWhole(Text& text, double value, qsizetype blank)
 {
-    if (!(std::abs(value) < wholeLimit) || value != std::trunc(value))
+    if (!(std::abs(value) < wholeLimit))
         return false;
-    std::array<char, 24> digits{};
-    const auto written = std::to_chars(digits.data(), digits.data() + digits.size(), static_cast<qint64>(value));
-    text.append(digits.data(), static_cast<qsizetype>(written.ptr - digits.data()));
+    const auto whole = static_cast<qint64>(value);
+    if (static_cast<double>(whole) != value)
+        return false;
+    text.data()[0] = ' ';
+    const bool isShort = whole >= std::numeric_limits<qint32>::min() && whole <= std::numeric_limits<qint32>::max();
+    const auto written = isShort ? std::to_chars(text.data() + blank, text.data() + longestWhole, static_cast<qint32>(whole))
+                                 : std::to_chars(text.data() + blank, text.data() + longestWhole, whole);
+    text.setSize(static_cast<qsizetype>(written.ptr - text.data()));
     return true;
 }
 } // namespace
@@ -77,7 +87,7 @@ namespace NumberBytes {
 Text General(double value)
 {
     Text text;
-    if (appendWhole(text, value) || appendShort(text, value, true))
+    if (setWhole(text, value, 0) || appendShort(text, value, true))
         return text;
     return textOf(NumberText::General(value));
 }
@@ -85,9 +95,11 @@ Text General(double value)
 Text Print(double value)
 {
     Text text;
-    if (value >= 0 || value == 0)
+    if (setWhole(text, value, value >= 0 ? 1 : 0))
+        return text;
+    if (value > 0)
         text.append(' ');
-    if (appendWhole(text, value) || appendShort(text, value, false))
+    if (appendShort(text, value, false))
         return text;
     return textOf(NumberText::Print(value));
 }

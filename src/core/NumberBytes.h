@@ -2,12 +2,38 @@
 
 #pragma once
 
-#include <QVarLengthArray>
+#include <QtGlobal>
+
+#include <algorithm>
+#include <array>
 
 /// The number forms of NumberText as bytes, for files with tens of thousands of points. Every text is the one that NumberText gives; only
 /// the way to it is shorter for whole numbers and for values with a few decimals.
 namespace NumberBytes {
-using Text = QVarLengthArray<char, 32>;
+/// The characters of one number, on the stack; room for every form of every double.
+class Text
+{
+public:
+    Text() {} // the characters are left as they are until they are written: a number is made tens of thousands of times
+    const char* data() const { return m_characters.data(); }
+    char* data() { return m_characters.data(); }
+    qsizetype size() const { return m_size; }
+    void setSize(qsizetype size) { m_size = size; }
+    char operator[](qsizetype i) const { return m_characters[static_cast<std::size_t>(i)]; }
+    void append(char character) { append(&character, 1); }
+    /// What finds no room is left out.
+    void append(const char* characters, qsizetype count)
+    {
+        const qsizetype kept = std::min<qsizetype>(count, capacity - m_size);
+        std::copy_n(characters, kept, m_characters.data() + m_size);
+        m_size += kept;
+    }
+
+private:
+    static constexpr qsizetype capacity = 352;
+    std::array<char, capacity> m_characters;
+    qsizetype m_size = 0;
+};
 
 /// General form, as NumberText::General.
 Text General(double value);

@@ -15,7 +15,7 @@ qint16 CreateAsciiXYFile(const QString& path)
         for (qint32 i = 1; i <= data.size(); ++i) {
             const NumberBytes::Text angle = NumberBytes::Print(data.parameters.start + (i - 1) * data.parameters.step);
             const qsizetype blank = angle[0] == ' ' ? 1 : 0;
-            content.append(angle.constData() + blank, angle.size() - blank).append(' ');
+            content.append(angle.data() + blank, angle.size() - blank).append(' ');
             NumberFields::AppendPrintNum(content, data.count(i));
             content.append(NumberFields::lineEnd);
         }

@@ -4,22 +4,30 @@
 
 #include "core/ScanData.h"
 
-#include <cstring>
+#include <algorithm>
+#include <array>
+
+namespace {
+/// Fills a field of `fieldWidth` characters at `field`.
+void setRight(char* field, const NumberBytes::Text& text, qsizetype fieldWidth)
+{
+    const qsizetype kept = qMin(fieldWidth, text.size());
+    std::fill_n(field, fieldWidth - kept, ' ');
+    std::copy_n(text.data() + text.size() - kept, kept, field + fieldWidth - kept);
+}
+} // namespace
 
 namespace NumberFields {
 void Append(QByteArray& content, const NumberBytes::Text& text)
 {
-    content.append(text.constData(), text.size());
+    content.append(text.data(), text.size());
 }
 
 void AppendRight(QByteArray& content, const NumberBytes::Text& text, qsizetype fieldWidth)
 {
-    constexpr char blanks[] = "                ";
-    const qsizetype missing = fieldWidth - text.size();
-    if (missing > 0)
-        content.append(blanks, missing);
-    const qsizetype kept = qMin(fieldWidth, text.size());
-    content.append(text.constData() + text.size() - kept, kept);
+    std::array<char, widest> field;
+    setRight(field.data(), text, fieldWidth);
+    content.append(field.data(), fieldWidth);
 }
 
 void AppendField8(QByteArray& content, double value)
@@ -50,15 +58,21 @@ void AppendHeader(QByteArray& content, bool withStop)
 
 void AppendRaisedCounts(QByteArray& content, bool point)
 {
-    const qint32 points = scanData().size();
-    content.reserve(content.size() + points * width + (points / perLine + 3) * qsizetype(sizeof lineEnd) + perLine * width);
-    for (qint32 i = 1; i <= points; ++i) {
-        if (i % perLine == 1)
-            content.append(lineEnd);
-        NumberBytes::Text text = NumberBytes::Print(scanData().count(i) + 1);
+    const QVector<double>& counts = scanData().counts();
+    const qsizetype points = counts.size();
+    const qsizetype breaks = (points + perLine - 1) / perLine * breakLength;
+    const qsizetype from = content.size();
+    content.reserve(from + points * width + breaks + perLine * width + breakLength);
+    content.resize(from + points * width + breaks);
+    char* at = content.data() + from;
+    for (qsizetype i = 0; i < points; ++i) {
+        if (i % perLine == 0)
+            at = std::copy_n(lineEnd, breakLength, at);
+        NumberBytes::Text text = NumberBytes::Print(counts[i] + 1);
         if (point)
             text.append(". ", 2);
-        AppendRight(content, text, width);
+        setRight(at, text, width);
+        at += width;
     }
 }
 

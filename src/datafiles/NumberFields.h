@@ -9,7 +9,8 @@
 /// The number fields of the export formats. A field with a width is padded with blanks at its left and keeps its last characters: a value
 /// too long for its field loses its leading digits, which is intended.
 namespace NumberFields {
-constexpr qsizetype width = 8; ///< characters of Field8 and Count8
+constexpr qsizetype width = 8;   ///< characters of Field8 and Count8
+constexpr qsizetype widest = 16; ///< characters of the widest field
 
 /// Appends `text` at the right end of a field of `fieldWidth` characters.
 void AppendRight(QByteArray& content, const NumberBytes::Text& text, qsizetype fieldWidth);
@@ -23,6 +24,7 @@ void AppendCount8(QByteArray& content, double value);
 void Append(QByteArray& content, const NumberBytes::Text& text);
 
 constexpr char lineEnd[] = "\r\n";
+constexpr qsizetype breakLength = 2;
 constexpr char paddingField[] = "     1. "; ///< fills the last line of Rietica and FORT4
 constexpr qint32 perLine = 10;              ///< counts on a line of Rietica, FORT4 and PRO
 

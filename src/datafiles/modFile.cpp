@@ -111,8 +111,9 @@ QByteArray nativeContent(const QString& path)
     line("");
     line("");
     for (const double count : data.counts()) {
-        NumberFields::AppendPrintNum(content, count);
-        content.append(' ').append(NumberFields::lineEnd);
+        NumberBytes::Text text = NumberBytes::Print(count);
+        text.append(" \r\n", 3);
+        NumberFields::Append(content, text);
     }
     return content;
 }

@@ -339,7 +339,7 @@ private slots:
         QRandomGenerator random(20240305);
         const auto check = [](double value) {
             const auto same = [value](const NumberBytes::Text& bytes, const QString& text) {
-                const QByteArray got(bytes.constData(), bytes.size());
+                const QByteArray got(bytes.data(), bytes.size());
                 if (got != text.toLatin1())
                     QTest::qFail(qPrintable(QStringLiteral("%1: %2 and not %3").arg(value, 0, 'g', 17).arg(QString::fromLatin1(got), text)),
                                  __FILE__, __LINE__);

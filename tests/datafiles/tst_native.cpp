@@ -457,7 +457,8 @@ private slots:
 
     void readingTakesTimeInProportion()
     {
-        // Eight times the points within three times eight times the time (the square would be 64): nothing in the reader grows with the square.
+        // Eight times the points within three times eight times the time (the square would be 64): nothing in the reader grows with the
+        // square.
         const auto timeOf = [this](int points) {
             Lines in;
             in.start = "0";
