@@ -197,6 +197,8 @@ Lines::Lines()
 
 // --- opening
 
+constexpr float defaultMCRxTimeout = 2; // s
+
 int milliseconds(float seconds)
 {
     return NumberText::RoundToLong(static_cast<double>(seconds) * 1000);
@@ -271,7 +273,8 @@ bool OpenMCComm()
 {
     const Configuration::Line& section = configuration().smc;
     RxTimer().setInterval(milliseconds(section.rxDelay));
-    MCRxTimeout().setInterval(milliseconds(section.rxTimeout));
+    // Without a time-out nothing would end the wait for a silent controller.
+    MCRxTimeout().setInterval(milliseconds(section.rxTimeout > 0 ? section.rxTimeout : defaultMCRxTimeout));
     if (openLine(MCComm(), section, QStringLiteral("SMC: Communication Error"), false, QStringLiteral("SMC: Communication Port Settings")))
         return true;
     flags().smcOnline = false;
