@@ -41,7 +41,7 @@ QString ScriptedPrompts::kindName(Kind kind)
 
 void ScriptedPrompts::fail(const QString& what, Here here)
 {
-    QTest::qFail(qPrintable(what), here.file_name(), static_cast<int>(here.line()));
+    QTest::qFail(qPrintable(what), here.file, here.line);
 }
 
 ScriptedPrompts& ScriptedPrompts::add(const Step& step)
@@ -149,7 +149,7 @@ bool ScriptedPrompts::allShown(Here here)
     fail(QStringLiteral("%1 box(es) did not appear; the first is the %2 \"%3\" with \"%4\", expected at line %5")
              .arg(m_script.size())
              .arg(kindName(next.kind), next.title, next.text)
-             .arg(next.here.line()),
+             .arg(next.here.line),
          here);
     m_script.clear();
     return false;

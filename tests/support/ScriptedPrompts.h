@@ -8,7 +8,6 @@
 #include <QString>
 
 #include <functional>
-#include <source_location>
 
 /// Prompts that answer from a script, in its order. It becomes the prompts in use when it is made, and gives them back when it ends. A box
 /// that was not expected, a box whose title or text differs, and a box of the script that never came fail the running test.
@@ -23,7 +22,14 @@
 class ScriptedPrompts : public Prompts
 {
 public:
-    using Here = std::source_location;
+    /// Where in the test a box is expected.
+    struct Here
+    {
+        const char* file = "";
+        int line = 0;
+
+        static Here current(const char* file = __builtin_FILE(), int line = __builtin_LINE()) { return {file, line}; }
+    };
 
     ScriptedPrompts();
     ~ScriptedPrompts() override;
