@@ -213,9 +213,6 @@ bool isPresent()
     return true;
 }
 
-constexpr float lowestSetpoint = 8.0F;    // K; fixed, whatever the configured range
-constexpr float highestSetpoint = 305.0F; // K
-
 /// Asks for a setpoint, starting from the current one. False when there is nothing to send.
 bool askSetpoint(const QString& prompt, float* setpoint)
 {
@@ -227,7 +224,7 @@ bool askSetpoint(const QString& prompt, float* setpoint)
     if (text.trimmed().isEmpty())
         return false;
     *setpoint = static_cast<float>(NumberText::ReadNumber(text));
-    if (*setpoint >= lowestSetpoint && *setpoint <= highestSetpoint)
+    if (*setpoint >= modLTC::lowestSetpoint && *setpoint <= modLTC::highestSetpoint)
         return true;
     showMessage(u"New setpoint"_s, u"Setpoint out of range (8K ... 305K)!"_s, Prompts::Icon::Exclamation);
     return false;

@@ -41,6 +41,10 @@ qint16 LTCGetResponse(QString& reply);
 /// Sends the command and replaces it by the reply; -1 and an unchanged text on failure. With a DRC model an empty reply is a failure.
 qint16 LTCQuery(QString& command);
 
+/// The settable range [K]: fixed, whatever `TMin` and `TMax` say.
+inline constexpr float lowestSetpoint = 8.0F;
+inline constexpr float highestSetpoint = 305.0F;
+
 // --- operations; panel 3 shows what is being read
 
 qint16 LTCInit();

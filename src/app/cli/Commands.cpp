@@ -114,6 +114,13 @@ QList<cli::Option> scanOptions()
 }
 } // namespace
 
+namespace {
+QList<cli::Option> deviceWords(const char* actions)
+{
+    return {{"action", Kind::Text, actions, "", true}, {"value", Kind::Text, "VALUE", ""}, {"second", Kind::Text, "VALUE", ""}};
+}
+} // namespace
+
 const QList<cli::Command>& cli::commands()
 {
     static const Option file{"file", Kind::Path, "FILE.sdf", ""};
@@ -148,6 +155,31 @@ const QList<cli::Command>& cli::commands()
          goTo},
         {"stop", "Stops the controller's program and all motion.", {}, {}, stop},
         {"reference", "Searches the reference position and waits until it is found.", {}, {}, reference},
+        {"generator",
+         "X-ray generator: status; power MA KV; shutter open or shutter close.",
+         deviceWords("status|power|shutter"),
+         {yesOption},
+         generator},
+        {"ltc",
+         "Low-temperature controller: temperature; setpoint K; status; query TEXT.",
+         deviceWords("temperature|setpoint|status|query"),
+         {},
+         ltc},
+        {"htc",
+         "High-temperature controller: temperature; setpoint C; heater on or heater off; status.",
+         deviceWords("temperature|setpoint|heater|status"),
+         {},
+         htc},
+        {"laser",
+         "Laser heater: beam on or beam off; set VALUE (degrees C, or A in current mode); status.",
+         deviceWords("beam|set|status"),
+         {},
+         laser},
+        {"pid",
+         "Control parameters: show SETPOINT looks them up; save stores those in use under the present setpoint.",
+         deviceWords("show|save"),
+         {},
+         pid},
     };
     return table;
 }

@@ -44,6 +44,11 @@ int status(const Arguments& arguments);
 int goTo(const Arguments& arguments);
 int stop(const Arguments& arguments);
 int reference(const Arguments& arguments);
+int generator(const Arguments& arguments);
+int ltc(const Arguments& arguments);
+int htc(const Arguments& arguments);
+int laser(const Arguments& arguments);
+int pid(const Arguments& arguments);
 
 /// Writes the scan in memory in each wanted format ("FORMAT=FILE"); false when one of them failed.
 bool writeExports(const QStringList& exports);
