@@ -85,7 +85,8 @@ fi
 
 scan=$out/quartz.sdf
 say ""
-say "Measuring quartz from 20 to 52 degrees 2-Theta, 1601 points of 0.5 s, at $speed times the usual speed:"
+say "Measuring quartz from 20 to 52 degrees 2-Theta, 1601 points of 0.5 s. The virtual instrument runs $speed times as fast as a real one;"
+say "the remaining time is reckoned for a real one:"
 if ! timeout --foreground 115 "$bin/scan-cli" --program-dir "$instrument" acquire --start 20 --stop 52 --step 0.02 --time 0.5 \
     --name quartz --comment "Demonstration on the virtual instrument" --yes --out "$scan"; then
     complain "the scan was not measured"
