@@ -76,6 +76,40 @@ std::optional<DeviceFile> lowTemperatureFile(const DeviceOptions& options)
     return DeviceFile{"ls331.pid", "25=R2P25I500D0\n300=R3P300I50D0\n"};
 }
 
+std::unique_ptr<Device> makeHighTemperature(Laboratory& laboratory, std::vector<Fault> faults, const Trace& trace, const DeviceOptions&)
+{
+    return std::make_unique<HighTemperatureController>(laboratory, std::move(faults), trace);
+}
+
+Values highTemperatureValues(const DeviceOptions&)
+{
+    return {{Use::enables, "HTC", "HTC", "1"},
+            {Use::always, "LTC", "Settings", "9600,n,8,1"},
+            {Use::fresh, "LTC", "TxDelay", "0.03"},
+            {Use::fresh, "LTC", "RxDelay", "0.03"}};
+}
+
+std::optional<DeviceFile> highTemperatureFile(const DeviceOptions&)
+{
+    return DeviceFile{"htc.pid", "900=P71I8D2\n"};
+}
+
+std::unique_ptr<Device> makeLaser(Laboratory& laboratory, std::vector<Fault> faults, const Trace& trace, const DeviceOptions&)
+{
+    return std::make_unique<LaserController>(laboratory, std::move(faults), trace);
+}
+
+Values laserValues(const DeviceOptions&)
+{
+    // current = offset + factor * temperature, as the played laser heats
+    return {{Use::enables, "Laser", "Laser", "1"},
+            {Use::always, "LTC", "Settings", "9600,n,8,1"},
+            {Use::fresh, "LTC", "TxDelay", "0.03"},
+            {Use::fresh, "LTC", "RxDelay", "0.03"},
+            {Use::fresh, "Laser", "CurrentOffset", "-0.0497"},
+            {Use::fresh, "Laser", "CurrentPerDegree", "0.002"}};
+}
+
 std::optional<DeviceFile> noFile(const DeviceOptions&)
 {
     return std::nullopt;
@@ -95,6 +129,10 @@ const std::vector<DeviceEntry>& deviceTable()
              return LineSettings{lowTemperatureEntry(options).baud, 10};
          },
          lowTemperatureValues, lowTemperatureFile, makeLowTemperature},
+        {"htc", "htc-line", "LTC", 2, [](const DeviceOptions& options) { return options.highTemperature; },
+         [](const DeviceOptions&) { return ordinaryLine; }, highTemperatureValues, highTemperatureFile, makeHighTemperature},
+        {"laser", "laser-line", "LTC", 2, [](const DeviceOptions& options) { return options.laser; },
+         [](const DeviceOptions&) { return ordinaryLine; }, laserValues, noFile, makeLaser},
     };
     return table;
 }

@@ -5,7 +5,9 @@
 
 #include "Device.h"
 #include "GoniometerController.h"
+#include "HighTemperatureController.h"
 #include "LakeShoreController.h"
+#include "LaserController.h"
 #include "Pacer.h"
 #include "XRayGenerator.h"
 
@@ -18,7 +20,10 @@ struct DeviceOptions
 {
     GoniometerOptions goniometer;
     bool generator = false;
+    // the temperature devices share a line: one of them at most
     std::optional<LakeShoreModel> lowTemperature;
+    bool highTemperature = false;
+    bool laser = false;
 };
 
 /// A file of the scan program that a device comes with.

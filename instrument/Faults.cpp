@@ -21,6 +21,8 @@ const std::vector<FaultEntry>& faultTable()
         {FaultKind::fewerCounts, "fewer-counts", false, "the last 3 counts are missing from the answer to ?CNT;"},
         {FaultKind::moreCounts, "more-counts", false, "the answer to ?CNT; holds the list of counts twice"},
         {FaultKind::noCounts, "no-counts", false, "the answer to ?CNT; holds no count"},
+        {FaultKind::idleAnswer, "idle-answer", false, "the high-temperature controller answers that it is not active"},
+        {FaultKind::wrongLoop, "wrong-loop", false, "the high-temperature controller answers for another control loop"},
     };
     return table;
 }

@@ -12,7 +12,20 @@
 
 namespace lab {
 
-enum class FaultKind { silent, garbage, cutReply, lateReply, powerCycle, hangUp, hangUpAndReturn, fewerCounts, moreCounts, noCounts };
+enum class FaultKind {
+    silent,
+    garbage,
+    cutReply,
+    lateReply,
+    powerCycle,
+    hangUp,
+    hangUpAndReturn,
+    fewerCounts,
+    moreCounts,
+    noCounts,
+    idleAnswer,
+    wrongLoop
+};
 
 struct FaultEntry
 {

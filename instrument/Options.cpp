@@ -81,6 +81,9 @@ const OptionEntry optionTable[] = {
      [](Options& options, const QString&) { return options.devices.generator = true; }},
     {"--ltc", "330|331|emu|drc91|drc81", "play a LakeShore controller with a cryostat: the model (emu: a 331 that emulates the 330)",
      setLowTemperature},
+    {"--htc", "", "play the high-temperature controller with a furnace",
+     [](Options& options, const QString&) { return options.devices.highTemperature = true; }},
+    {"--laser", "", "play the laser heater", [](Options& options, const QString&) { return options.devices.laser = true; }},
     {"--sample", "NAME", "the powder in the beam: quartz, silicon or lab6 (default quartz)",
      [](Options& options, const QString& text) {
          options.sample = text;
@@ -151,6 +154,11 @@ bool readOptions(const QStringList& arguments, Options& options, QString& why)
             why = name + QStringLiteral(" does not take \"%1\"").arg(value);
             return false;
         }
+    }
+    const DeviceOptions& devices = options.devices;
+    if (devices.lowTemperature.has_value() + devices.highTemperature + devices.laser > 1) {
+        why = QStringLiteral("--ltc, --htc and --laser share one line: give one of them");
+        return false;
     }
     return true;
 }

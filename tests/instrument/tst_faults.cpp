@@ -35,7 +35,7 @@ private slots:
 
 void TestFaults::everyFaultCanBeOrderedByItsName()
 {
-    QCOMPARE(lab::faultTable().size(), std::size_t(10));
+    QCOMPARE(lab::faultTable().size(), std::size_t(12));
     for (const lab::FaultEntry& entry : lab::faultTable()) {
         const auto fault = lab::parseFault(entry.name);
         QVERIFY(fault.has_value());

@@ -172,6 +172,10 @@ private slots:
     void theIniLeadsToTheLine_data();
     void theIniLeadsToTheLine();
     void theIniEnablesTheDevicesPlayed();
+    void theTemperatureDevicesComeWithWhatTheyNeed_data();
+    void theTemperatureDevicesComeWithWhatTheyNeed();
+    void onlyOneTemperatureDeviceIsPlayed_data();
+    void onlyOneTemperatureDeviceIsPlayed();
     void aClientMayComeAndGo_data() { lines(); }
     void aClientMayComeAndGo();
     void aLineThatHangsUpIsGone_data() { lines(); }
@@ -276,6 +280,97 @@ void TestProgram::theIniEnablesTheDevicesPlayed()
     QFile file(other.filePath("scan.ini"));
     QVERIFY(file.open(QIODevice::ReadOnly));
     QVERIFY(!file.readAll().contains("Remote"));
+}
+
+void TestProgram::theTemperatureDevicesComeWithWhatTheyNeed_data()
+{
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QByteArray>("command");
+    QTest::addColumn<QByteArray>("answer"); // its beginning
+    QTest::addColumn<QByteArray>("enabled");
+    QTest::addColumn<QString>("file");
+    QTest::addColumn<QByteArray>("lastLine");
+    const auto row = [](const QStringList& options, const char* name, const char* command, const char* answer, const char* enabled,
+                        const char* file, const char* lastLine) {
+        QTest::newRow(qPrintable(options.join(' '))) << options << QString(name) << QByteArray(command) << QByteArray(answer)
+                                                     << QByteArray(enabled) << QString(file) << QByteArray(lastLine);
+    };
+    row({"--ltc", "330"}, "LTC", "*IDN?\r\n", "LSCI,MODEL330,", "Model=ls330\n", "ls330.pid", "300=R3P300I50D0\n");
+    row({"--ltc", "331"}, "LTC", "*IDN?\r\n", "LSCI,MODEL331S,", "Model=ls331\n", "ls331.pid", "300=R3P300I50D0\n");
+    row({"--ltc", "emu"}, "LTC", "*IDN?\r\n", "LSCI,MODEL331S,", "Model=ls331emuls330\n", "ls331.pid", "300=R3P300I50D0\n");
+    row({"--ltc", "drc91"}, "LTC", "W3\r\n", "50.0,00.0,20.0\r\n", "Model=drc91\n", "drc91.pid", "300=R5P40I01D10\n");
+    row({"--ltc", "drc81"}, "LTC", "WP\r\n", "298.00K\r\n", "Model=drc81\n", "drc81.pid", "300=R4P40I01D10\n");
+    row({"--htc"}, "HTC", "R001NT?\r\n", "A001NT", "[HTC]\nHTC=1\n", "htc.pid", "900=P71I8D2\n");
+    row({"--laser"}, "Laser", ":r 12\r", ":0\r\n", "[Laser]\n", "", "");
+}
+
+void TestProgram::theTemperatureDevicesComeWithWhatTheyNeed()
+{
+    QFETCH(QStringList, options);
+    QFETCH(QString, name);
+    QFETCH(QByteArray, command);
+    QFETCH(QByteArray, answer);
+    QFETCH(QByteArray, enabled);
+    QFETCH(QString, file);
+    QFETCH(QByteArray, lastLine);
+    QTemporaryDir directory;
+    const auto textOf = [&](const QString& fileName) {
+        QFile opened(directory.filePath(fileName));
+        return opened.open(QIODevice::ReadOnly) ? opened.readAll().replace("\r\n", "\n") : QByteArray();
+    };
+    {
+        Instrument instrument(served(true, directory, options));
+        QVERIFY(instrument.ready);
+        const QString address = instrument.addresses.value(name);
+        const QByteArray ini = textOf("scan.ini");
+        QVERIFY2(ini.contains("[LTC]\n"), ini.constData());
+        QVERIFY2(ini.mid(ini.indexOf("[LTC]")).contains("SerialDevice=" + address.toUtf8() + '\n'), ini.constData());
+        QVERIFY2(ini.contains(enabled), ini.constData());
+        QVERIFY2(ini.contains(name.toUtf8() + "=1\n"), ini.constData());
+        QVERIFY(file.isEmpty() || textOf(file).endsWith(lastLine));
+        TcpWire wire(address);
+        wire.send(command);
+        QByteArray heard;
+        while (heard.size() < answer.size()) {
+            const QByteArray more = wire.fetch();
+            QVERIFY(!more.isEmpty());
+            heard += more;
+        }
+        QVERIFY2(heard.startsWith(answer), heard.constData());
+    }
+    // the next time without it: it is switched off, and the operator's table of parameters is left alone
+    QFile own(directory.filePath(file));
+    if (!file.isEmpty()) {
+        QVERIFY(own.open(QIODevice::WriteOnly));
+        own.write("mine");
+        own.close();
+    }
+    {
+        Instrument plain(served(true, directory));
+        QVERIFY(textOf("scan.ini").contains('\n' + name.toUtf8() + "=0\n"));
+    }
+    Instrument again(served(true, directory, options));
+    QVERIFY(textOf("scan.ini").contains('\n' + name.toUtf8() + "=1\n"));
+    QVERIFY(file.isEmpty() || textOf(file) == "mine");
+}
+
+void TestProgram::onlyOneTemperatureDeviceIsPlayed_data()
+{
+    QTest::addColumn<QStringList>("options");
+    QTest::newRow("ltc and htc") << QStringList{"--ltc", "331", "--htc"};
+    QTest::newRow("htc and laser") << QStringList{"--htc", "--laser"};
+    QTest::newRow("laser and ltc") << QStringList{"--laser", "--ltc=330"};
+}
+
+void TestProgram::onlyOneTemperatureDeviceIsPlayed()
+{
+    QFETCH(QStringList, options);
+    QProcess process;
+    process.start(VIRTUAL_INSTRUMENT, options);
+    QVERIFY(process.waitForFinished(patience));
+    QCOMPARE(process.exitCode(), 2);
+    QVERIFY(process.readAllStandardError().contains("--ltc, --htc and --laser share one line: give one of them"));
 }
 
 void TestProgram::aClientMayComeAndGo()
