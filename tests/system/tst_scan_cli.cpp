@@ -66,6 +66,7 @@ private slots:
     void aMissingInstrumentIsRefused();
     void withoutATerminalNothingIsStarted();
     void answersAreTypedOnATerminal();
+    void abortInTheCheckEndsTheProgramAtOnce();
     void anExistingFileIsAskedAboutReplacedOrKept();
     void aScanThatCannotBeSavedIsRescued();
     void aFullDiskLeavesNoHalfFile();
@@ -310,6 +311,21 @@ void ScanCliTest::answersAreTypedOnATerminal()
     }
 }
 
+void ScanCliTest::abortInTheCheckEndsTheProgramAtOnce()
+{
+    const Instrument instrument(faulty(fast, "silent"));
+    programs::PseudoTerminal terminal;
+    ScanCli cli;
+    terminal.adopt(cli.process);
+    cli.start({u"--program-dir"_qs, instrument.directory.path(), u"status"_qs});
+    VERIFY_OR_SHOW(cli.waitUntil([&] { return terminal.shown().contains("Abort/Retry/Ignore? [Retry] "); }), terminal.shown());
+    QVERIFY(terminal.type("r\n"));
+    VERIFY_OR_SHOW(cli.waitUntil([&] { return terminal.shown().count("Abort/Retry/Ignore? [Retry] ") == 2; }), terminal.shown());
+    QVERIFY(terminal.type("abort\n"));
+    QCOMPARE(cli.finish(), 1);
+    QVERIFY(cli.out.isEmpty());
+}
+
 void ScanCliTest::anExistingFileIsAskedAboutReplacedOrKept()
 {
     const Instrument instrument(fast);
@@ -452,10 +468,10 @@ void ScanCliTest::infoShowsAFile()
     ScanCli cli;
     cli.start({u"--program-dir"_qs, directory.path(), u"info"_qs, path, u"--json"_qs});
     VERIFY_OR_SHOW(cli.finish() == 0, cli.err);
-    const QJsonObject expected{{"version", "2.1.21"}, {"name", "sample1"},   {"date", "Jan 02. 2003 04:05"},
+    const QJsonObject expected{{"version", "2.1.21"}, {"name", "sample1"}, {"date", "Jan 02. 2003 04:05"},
                                {"counterTime", 0.5},  {"comment", "a\nb"}, {"start", 10.0},
-                               {"stop", 10.04},       {"step", 0.02},        {"points", 3},
-                               {"minimum", 3},        {"maximum", 7},        {"total", 15}};
+                               {"stop", 10.04},       {"step", 0.02},      {"points", 3},
+                               {"minimum", 3},        {"maximum", 7},      {"total", 15}};
     QCOMPARE(QJsonDocument::fromJson(cli.out).object(), expected);
     ScanCli text;
     text.start({u"--program-dir"_qs, directory.path(), u"info"_qs, path});

@@ -314,7 +314,7 @@ QString cli::summary()
     const ScanParameters& used = scan.parameters;
     using NumberText::General;
     const auto [least, most] = std::minmax_element(scan.counts().begin(), scan.counts().end());
-    const QString points = u"%1 points from %2 to %3 degrees 2-Theta, step %4, %5 s per point"_qs.arg(
+    QString points = u"%1 points from %2 to %3 degrees 2-Theta, step %4, %5 s per point"_qs.arg(
         General(scan.size()), General(used.start), General(used.stop), General(used.step), General(used.counterTime));
     if (scan.size() == 0)
         return points;
