@@ -145,7 +145,7 @@ void LakeShoreController::setParameter(double& parameter, double value, double h
 void LakeShoreController::setRange(double value)
 {
     if (value >= 0.0 && value < static_cast<double>(entry_.ranges.size()) - 0.5)
-        range_ = integer(value);
+        range_ = static_cast<int>(std::lround(value));
     else
         remark(obeying_, "heater range refused");
 }
@@ -373,7 +373,7 @@ void LakeShoreController::setTune(std::string_view arguments)
 {
     const double state = numberOf(arguments);
     if (state >= 0.0 && state <= 4.0)
-        tune_ = integer(state);
+        tune_ = static_cast<int>(std::lround(state));
 }
 
 namespace {

@@ -81,7 +81,6 @@ private:
     void setParameter(double& parameter, double value, double highest);
     void setRange(double value);
     void tuneFor(double kelvin);
-    int integer(double value) const { return static_cast<int>(value + 0.5); }
 
     // 330 and 331
     void identify(std::string_view);
