@@ -103,7 +103,7 @@ void measure()
     if (!started)
         return;
     BeginProgress(scanParameters());
-    PollUntilIdle();
+    PollUntilIdle(0, false, running);
     if (!running() || flags().closing)
         return;
     CompleteProgress();
@@ -271,7 +271,7 @@ bool Upload(const QStringList& lines, const std::function<bool()>& goOn)
     return goOn() && !flags().closing;
 }
 
-PollResult PollUntilIdle(double silenceLimit, bool barAfter)
+PollResult PollUntilIdle(double silenceLimit, bool barAfter, const std::function<bool()>& goOn)
 {
     quint32 lastHeard = modTools::timeGetTime();
     for (int spinner = 0;; spinner = (spinner + 1) % 4) {
@@ -285,6 +285,8 @@ PollResult PollUntilIdle(double silenceLimit, bool barAfter)
             return PollResult::Idle;
         if (!reply.isEmpty())
             lastHeard = modTools::timeGetTime();
+        else if (goOn && !goOn())
+            return PollResult::Silent;
         else if (silenceLimit > 0 && modTools::timeGetTime() - lastHeard >= silenceLimit * 1000)
             return PollResult::Silent;
     }

@@ -53,7 +53,9 @@ enum class PollResult {
 
 /// Polls axis 1 once a second until it is idle; a missing reply is not reported and counts as busy. Panel 1 shows a turning bar and "Data
 /// acquisition in progress..."; `barAfter`: behind that text. `silenceLimit` [s]: longest time without any reply, 0 for no limit.
-PollResult PollUntilIdle(double silenceLimit = 0, bool barAfter = false);
+/// `goOn`: once it says no, a reply that is missing ends the polling (Silent): a run that was broken off does not wait for a controller
+/// that is gone.
+PollResult PollUntilIdle(double silenceLimit = 0, bool barAfter = false, const std::function<bool()>& goOn = {});
 
 /// The measuring date of panel 2: "mmm dd. yyyy hh:mm" with English month names.
 QString MeasuringDate(const QDateTime& moment);

@@ -269,11 +269,11 @@ bool acquire()
     if (!ScanRun::Upload(ScanRun::CountingProgram(scanParameters()), goesOn))
         return false;
     ScanRun::BeginProgress(scanParameters());
-    const ScanRun::PollResult result = ScanRun::PollUntilIdle(silenceLimit, true);
+    const ScanRun::PollResult result = ScanRun::PollUntilIdle(silenceLimit, true, goesOn);
     if (result == ScanRun::PollResult::Idle && goesOn())
         ScanRun::CompleteProgress();
     bool read = false;
-    if (result == ScanRun::PollResult::Silent) {
+    if (result == ScanRun::PollResult::Silent && goesOn()) {
         remark(u"The goniometer controller was silent for ten minutes; the scan was skipped."_s);
     } else if (goesOn()) {
         const qint32 wanted = scanParameters().numberOfPoints;

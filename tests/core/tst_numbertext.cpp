@@ -279,7 +279,7 @@ private slots:
 
     void theBytesOfAFileAreTheSameTexts()
     {
-        const auto text = [](const NumberBytes::Text& bytes) { return QString::fromLatin1(bytes.constData(), bytes.size()); };
+        const auto text = [](const NumberBytes::Text& bytes) { return QString::fromLatin1(bytes.data(), bytes.size()); };
         const auto compare = [&text](double value) {
             QCOMPARE(text(NumberBytes::General(value)), General(value));
             QCOMPARE(text(NumberBytes::Print(value)), Print(value));

@@ -152,6 +152,7 @@ private slots:
     void abortAnsweredNoGoesOn();
     void abortWhilePollingWithoutData();
     void abortWhilePollingWithData();
+    void abortOfASilentControllerEndsThePolling();
     void abortDuringTheUploadSendsNoMoreLines();
     void abortDuringTheUploadKeepsWhatItRead();
     void abortDuringTheTransfer_data();
@@ -625,6 +626,26 @@ void tst_scanrun::abortWhilePollingWithData()
     QCOMPARE(scanData().counts(), (QList<double>{5, 40, 7, 0, 0}));
     QVERIFY(flags().dataPresent && !flags().dataSaved);
     QCOMPARE(run.plots.size(), 1);
+    QVERIFY(isIdle());
+    QVERIFY(run.boxes.allShown());
+}
+
+void tst_scanrun::abortOfASilentControllerEndsThePolling()
+{
+    Run run;
+    run.smc.runTime = 3600000;
+    expectConfirmation(run.boxes);
+    run.smc.onCommand = [&](const QString& command) {
+        if (command == QStringLiteral("START:;"))
+            run.clock.at(5000, [&] {
+                run.smc.mute = true;
+                ScanRun::Start();
+            });
+    };
+    expectAbort(run.boxes, Button::No);
+    ScanRun::Start();
+    QCOMPARE(run.smc.sent(QStringLiteral("Q;")), 1);
+    QVERIFY(run.clock.elapsed() < 20000);
     QVERIFY(isIdle());
     QVERIFY(run.boxes.allShown());
 }
