@@ -48,10 +48,26 @@ const QStringList controllerEntries{u"mnuExtrasGoniometerGoTo"_qs, u"mnuExtrasRa
                                     u"mnuExtrasSMCRef"_qs, u"mnuExtrasSMCSetRefOffset"_qs};
 const QStringList startEntry{u"mnuMeasStartAcquisition"_qs};
 const QStringList profileEntry{u"mnuMeasExecTempProfile"_qs};
-const QStringList temperatureEntries{
-    u"mnuHTCAutoOptimize"_qs, u"mnuHTCChangePID"_qs, u"mnuHTCDefault"_qs,   u"mnuHTCHeaterOutput"_qs, u"mnuHTCNewSetpointWithPID"_qs,
-    u"mnuHTCSetpoint"_qs,     u"mnuLTCAutoTune"_qs,  u"mnuLTCChangePID"_qs, u"mnuLTCDefault"_qs,      u"mnuLTCNewSetpointWithPID"_qs,
-    u"mnuLTCQuery"_qs,        u"mnuLTCSetpoint"_qs,  u"mnuLaserBeam"_qs,    u"mnuLaserSetpoint"_qs,   u"mnuLaserTest"_qs};
+const QStringList temperatureEntriesButTheLog{u"mnuHTCQueryTemperature"_qs,
+                                              u"mnuHTCSavePID"_qs,
+                                              u"mnuLTCQueryTemperature"_qs,
+                                              u"mnuLTCSavePID"_qs,
+                                              u"mnuHTCAutoOptimize"_qs,
+                                              u"mnuHTCChangePID"_qs,
+                                              u"mnuHTCDefault"_qs,
+                                              u"mnuHTCHeaterOutput"_qs,
+                                              u"mnuHTCNewSetpointWithPID"_qs,
+                                              u"mnuHTCSetpoint"_qs,
+                                              u"mnuLTCAutoTune"_qs,
+                                              u"mnuLTCChangePID"_qs,
+                                              u"mnuLTCDefault"_qs,
+                                              u"mnuLTCNewSetpointWithPID"_qs,
+                                              u"mnuLTCQuery"_qs,
+                                              u"mnuLTCSetpoint"_qs,
+                                              u"mnuLaserBeam"_qs,
+                                              u"mnuLaserSetpoint"_qs,
+                                              u"mnuLaserTest"_qs};
+const QStringList temperatureEntries = temperatureEntriesButTheLog + QStringList{u"mnuLTCLogCooldown"_qs};
 const QStringList settingEntries{u"mnuExtrasGeneratorSetPower"_qs, u"mnuFileSettings"_qs};
 } // namespace
 
@@ -195,6 +211,15 @@ private slots:
             [allDevices](Flags& now) {
                 allDevices(now);
                 now.profileRunning = now.acquisitionRunning = now.saveLocked = true;
+            });
+        row("a temperature entry waits", false, temperatureEntriesButTheLog, [allDevices](Flags& now) {
+            allDevices(now);
+            now.temperatureRunning = true;
+        });
+        row("the generator is being set", false, {u"mnuExtrasGeneratorGetStatus"_qs, u"mnuExtrasGeneratorSetPower"_qs},
+            [allDevices](Flags& now) {
+                allDevices(now);
+                now.generatorRunning = true;
             });
         for (const char* which : {"the ratemeter runs", "a utility waits"}) {
             const bool ratemeter = QByteArray(which).contains("ratemeter");
