@@ -141,7 +141,7 @@ void FrontPanel::refreshEntries()
     enable(mnuFileSettings, !now.profileRunning);
 
     enable(mnuMeasStartAcquisition, !now.profileRunning && !now.ratemeterRunning && !now.utilityRunning);
-    enable(mnuMeasExecTempProfile, now.profileRunning || idle);
+    enable(mnuMeasExecTempProfile, now.profileRunning || (idle && !now.temperatureRunning));
 
     enable(mnuHTC, now.htcEnabled);
     enable(mnuLTC, now.ltcEnabled);
@@ -149,9 +149,8 @@ void FrontPanel::refreshEntries()
     // One exchange at a time on the controllers' line: an entry that runs bars the others.
     for (const Menu::Item& item : Menu::items())
         if (item.parent != item.entry && (item.parent == mnuHTC || item.parent == mnuLTC || item.parent == mnuLaser))
-            enable(item.entry, !now.profileRunning && !now.temperatureRunning);
-    // The log of a cooling cryostat is stopped by the entry that started it.
-    enable(mnuLTCLogCooldown, !now.profileRunning);
+            // The log of a cooling cryostat is stopped by the entry that started it.
+            enable(item.entry, !now.profileRunning && (!now.temperatureRunning || item.entry == mnuLTCLogCooldown));
 
     for (Menu::Entry entry :
          {mnuExtrasSMCGetRAMData, mnuExtrasGoniometerGoTo, mnuExtrasSMCRef, mnuExtrasSMCSetRefOffset, mnuExtrasRatemeter})

@@ -212,7 +212,7 @@ private slots:
                 allDevices(now);
                 now.profileRunning = now.acquisitionRunning = now.saveLocked = true;
             });
-        row("a temperature entry waits", false, temperatureEntriesButTheLog, [allDevices](Flags& now) {
+        row("a temperature entry waits", false, joined(profileEntry, temperatureEntriesButTheLog), [allDevices](Flags& now) {
             allDevices(now);
             now.temperatureRunning = true;
         });
