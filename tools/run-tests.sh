@@ -4,7 +4,7 @@
 #        tools/run-tests.sh --all
 #
 # Builds everything and runs the tests: those of one preset (default: release), or with --all what has to pass before a change is
-# accepted: layout, rules of the house, clang-tidy, the tests, and the tests again under the sanitizers.
+# accepted: layout, documents, rules of the house, clang-tidy, the tests, and the tests again under the sanitizers.
 #
 # Further arguments go to ctest:
 #   tools/run-tests.sh -L unit           only the quick ones; the labels are unit, wire, window and system
@@ -74,6 +74,7 @@ if [[ -z $all ]]; then
 fi
 
 stage "layout" tools/check-format.sh || true
+stage "documents" tools/check-docs.sh || true
 stage "release: build" configureAndBuild release && { stage "release: tests" runTests release "$@" || true; }
 stage "rules of the house" tools/check-rooms.sh || true
 stage "clang-tidy" tools/check-tidy.sh || true
