@@ -37,6 +37,7 @@ int main(int argc, char* argv[])
     int result = 0;
     {
         frmMain mainWindow;
+        QObject::connect(&mainWindow, &frmMain::ended, &application, [] { QApplication::exit(0); });
         mainWindow.show();
         splash.reset();
         result = QApplication::exec();

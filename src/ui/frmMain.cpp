@@ -254,8 +254,10 @@ void frmMain::buildStatusBar()
         panel->setAccessibleName(QString::fromLatin1(each.what));
         panel->setFrameStyle(QFrame::StyledPanel | QFrame::Sunken);
         panel->setContentsMargins(4, 1, 4, 1);
-        if (each.stretch == 0)
+        if (each.stretch == 0) {
+            panel->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Preferred);
             panel->setFixedWidth(panel->fontMetrics().horizontalAdvance(QString::fromLatin1(each.widest)) + 16);
+        }
         layout->addWidget(panel, each.stretch);
         panel->installEventFilter(this);
         m_panels.insert(number, panel);
@@ -376,5 +378,5 @@ void frmMain::closeEvent(QCloseEvent* event)
     // Whatever procedure waits below this one returns now, and with the last of them the program ends.
     modMain::Close();
     event->accept();
-    QCoreApplication::exit(0);
+    emit ended();
 }

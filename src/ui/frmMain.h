@@ -34,6 +34,10 @@ public:
     Chart2d* chart() const { return m_chart; }
     QAction* entry(Menu::Entry entry) const { return m_actions.value(entry); }
 
+signals:
+    /// The window was closed, all questions are answered: the program ends as soon as the last waiting procedure has returned.
+    void ended();
+
 protected:
     void closeEvent(QCloseEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;

@@ -12,6 +12,7 @@
 #include <QFile>
 #include <QFileDialog>
 #include <QLineEdit>
+#include <QMenuBar>
 #include <QTest>
 
 #include <memory>
@@ -105,12 +106,15 @@ private slots:
                 QCOMPARE(start()->text(), QStringLiteral("Abort Data Acquisition"));
                 QVERIFY(field("ScanStart")->isReadOnly());
                 QVERIFY(!m_window->entry(Menu::Entry::mnuFileOpen)->isEnabled());
-                QCOMPARE(QApplication::focusWidget()->objectName(), QStringLiteral("btnFirst"));
-                QTest::keyClick(m_window.get(), 'E', Qt::NoModifier);
+                QCOMPARE(m_window->focusWidget()->objectName(), QStringLiteral("btnFirst"));
+                m_window->activateWindow();
+                QApplication::processEvents();
                 QTest::keyClick(m_window.get(), 'F', Qt::AltModifier);
                 liveMenu = QApplication::activePopupWidget() != nullptr;
+                // Once closes the menu, once leaves the menu bar.
                 if (liveMenu)
                     QTest::keyClick(QApplication::activePopupWidget(), Qt::Key_Escape);
+                QTest::keyClick(m_window->menuBar(), Qt::Key_Escape);
             });
         Operator::chooseByKeys(m_window.get(), QStringLiteral("ms"));
         QVERIFY(m_operator->done());
