@@ -405,7 +405,13 @@ private slots:
                 if (one == other || one->isAncestorOf(other) || other->isAncestorOf(one))
                     continue;
                 const QRect otherPlace(other->mapTo(m_window.get(), QPoint(0, 0)), other->size());
-                QVERIFY2(!place.intersects(otherPlace), qPrintable(QStringLiteral("%1 at %2..%3 over %4 at %5..%6").arg(one->objectName()).arg(place.left()).arg(place.right()).arg(other->objectName()).arg(otherPlace.left()).arg(otherPlace.right())));
+                QVERIFY2(!place.intersects(otherPlace), qPrintable(QStringLiteral("%1 at %2..%3 over %4 at %5..%6")
+                                                                       .arg(one->objectName())
+                                                                       .arg(place.left())
+                                                                       .arg(place.right())
+                                                                       .arg(other->objectName())
+                                                                       .arg(otherPlace.left())
+                                                                       .arg(otherPlace.right())));
             }
         }
         // The chart takes what the column leaves.
