@@ -136,7 +136,7 @@ void FrontPanel::refreshEntries()
             disabled.insert(entry);
     };
 
-    enable(mnuFileOpen, !running && !now.busy);
+    enable(mnuFileOpen, !running && !now.busy && !now.utilityRunning);
     enable(mnuFileSaveAs, now.dataPresent && !now.saveLocked && !now.busy);
     enable(mnuFileSettings, !now.profileRunning);
 
@@ -161,7 +161,7 @@ void FrontPanel::refreshEntries()
     enable(mnuExtrasGeneratorSetPower, now.generatorRemote && !now.profileRunning && !now.generatorRunning);
     enable(mnuExtrasGeneratorGetStatus, now.generatorRemote && !now.generatorRunning);
 
-    m_fieldsReadOnly = running;
+    m_fieldsReadOnly = running || now.utilityRunning;
     m_disabled = disabled;
     emit entriesChanged();
 }

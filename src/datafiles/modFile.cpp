@@ -231,6 +231,9 @@ void readCounts(ScanFileReader& reader, const ScanParameters& parameters)
     constexpr qint32 pointsPerLook = 1000;
     constexpr quint32 longestSilence = 50; // ms
     ScanData& data = scanData();
+    // From here on the earlier scan is gone, whatever becomes of this one.
+    flags().dataPresent = false;
+    flags().dataSaved = false;
     data.resize(parameters.numberOfPoints);
     data.parameters = parameters;
     data.minimum = 0;

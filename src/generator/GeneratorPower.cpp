@@ -71,8 +71,12 @@ void warmUp(qint32 seconds)
         changed();
     };
     showCountdown();
-    frontPanel().openTextDisplay(u"Generator Warm-Up"_s);
-    frontPanel().setTextDisplay(u"Waiting for "_s + NumberText::General(seconds / 60) + u" minutes..."_s);
+    // The text window may belong to a wait for a temperature.
+    const bool shown = !frontPanel().textDisplayOpen();
+    if (shown) {
+        frontPanel().openTextDisplay(u"Generator Warm-Up"_s);
+        frontPanel().setTextDisplay(u"Waiting for "_s + NumberText::General(seconds / 60) + u" minutes..."_s);
+    }
 
     modTools::Timer everySecond("WarmUpTimer");
     everySecond.setInterval(1000);
@@ -80,6 +84,8 @@ void warmUp(qint32 seconds)
     everySecond.setEnabled(true);
     modTools::Delay(static_cast<float>(seconds), true);
     everySecond.setEnabled(false);
+    if (shown && frontPanel().textDisplayTitle() == u"Generator Warm-Up"_s)
+        frontPanel().closeTextDisplay();
 
     now.warmingUp = false;
     now.txtMessage = report;
@@ -141,7 +147,6 @@ bool Apply()
     changed();
     if (limits.powerSettlingTime > 0 && !flags().closing)
         warmUp(limits.powerSettlingTime);
-    frontPanel().closeTextDisplay();
     return true;
 }
 

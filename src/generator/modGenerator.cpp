@@ -6,6 +6,7 @@
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
 #include "core/NumberText.h"
+#include "core/Prompts.h"
 #include "core/modTools.h"
 #include "goniometer/modSMC.h"
 #include "serial/modCOM.h"
@@ -86,7 +87,13 @@ qint16 thousandth(const QString& line)
 bool anythingRuns()
 {
     const Flags& now = flags();
-    return now.acquisitionRunning || now.profileRunning || now.ratemeterRunning || now.utilityRunning;
+    return now.acquisitionRunning || now.profileRunning || now.ratemeterRunning || now.utilityRunning || now.generatorRunning;
+}
+
+void setGeneratorRunning(bool running)
+{
+    flags().generatorRunning = running;
+    frontPanel().refreshEntries();
 }
 
 void watchIdle()
@@ -101,10 +108,14 @@ void watchIdle()
     const quint32 delay = static_cast<quint32>(qMax(power.reducePowerOnIdleDelay, 0)) * 60000U;
     if (!watch.sawRun || anythingRuns() || now.closing || modTools::timeGetTime() - watch.endedAt < delay)
         return;
+    if (!modCOM::GeneratorComm().isOpen())
+        return;
     watch.sawRun = false;
+    setGeneratorRunning(true);
     qint16 milliampere = 0;
     qint16 kilovolt = 0;
     modGenerator::SendPower(static_cast<qint16>(power.idleCurrent), static_cast<qint16>(power.idleVoltage), &milliampere, &kilovolt);
+    setGeneratorRunning(false);
     frontPanel().setPanel(1, u"X-ray generator set to idle power"_s);
 }
 } // namespace
@@ -170,6 +181,11 @@ void mnuExtrasGeneratorGetStatus()
     if (flags().closing)
         return;
     FrontPanel& panel = frontPanel();
+    if (panel.textDisplayOpen()) {
+        // A wait shows its readings there.
+        showMessage(u"X-Ray Generator info"_s, summary);
+        return;
+    }
     panel.openTextDisplay(u"X-Ray Generator"_s);
     panel.setTextDisplay(summary);
     QObject::connect(
@@ -193,6 +209,9 @@ void SendPower(qint16 milliampere, qint16 kilovolt, qint16* actualMilliampere, q
     modTools::Delay(settingWait, false);
     GeneratorGetActualValues(actualMilliampere, actualKilovolt);
     const Configuration::Generator& power = configuration().generator;
+    // Power that was set by hand after a run stays.
+    if (idleWatch())
+        idleWatch()->sawRun = false;
     flags().idlePower = milliampere <= power.idleCurrent && kilovolt <= power.idleVoltage;
 }
 

@@ -140,6 +140,7 @@ void abortRun()
     if (!confirm(QStringLiteral("Do you want to abort the current data acquisition now?"), Prompts::Icon::Critical))
         return;
     state().asking = true;
+    modSMC::AbandonQuery();
     modSMC::SMCSend(QStringLiteral("Q;"));
     state().axis1Position.reset();
     if (confirm(QStringLiteral("Do you want read scan data anyway?"), Prompts::Icon::Question))

@@ -25,6 +25,21 @@ bool disabled()
     return !flags().smcOnline;
 }
 
+/// `fresh`: what has been received so far is thrown away.
+void send(const QString& command, bool fresh)
+{
+    if (disabled() || flags().closing)
+        return;
+    if (fresh)
+        modCOM::smcReception().receiveText.clear();
+    if (modCOM::MCComm().isDown())
+        return;
+    // The line end opens the command; nothing follows its ";".
+    modCOM::MCComm().output(lineEnd + command);
+    if (modCOM::MCComm().txDelay > 0)
+        modTools::Delay(modCOM::MCComm().txDelay, true);
+}
+
 /// Tells whether the run that was active at its construction has been broken off since.
 class AbortWatch
 {
@@ -36,11 +51,19 @@ private:
     bool m_abort = flags().abort;
 };
 /// An abort inside the pause after the command has taken the reply, or the controller will give none: there is nothing to wait for then.
-QString query(const QString& command)
+QString query(const QString& command, bool transfer = false)
 {
+    if (state().transferring)
+        return {};
     const AbortWatch watch;
-    SMCSend(command);
-    return watch.brokenOff() ? QString() : SMCReceive(reportTimeout);
+    const bool before = state().querying;
+    state().querying = true;
+    state().transferring = transfer;
+    send(command, true);
+    const QString reply = watch.brokenOff() ? QString() : SMCReceive(reportTimeout);
+    state().querying = before;
+    state().transferring = false;
+    return reply;
 }
 
 QString valueText(const QString& reply)
@@ -153,15 +176,13 @@ State& state()
 
 void SMCSend(const QString& command)
 {
-    if (disabled() || flags().closing)
-        return;
-    modCOM::smcReception().receiveText.clear();
-    if (modCOM::MCComm().isDown())
-        return;
-    // The line end opens the command; nothing follows its ";".
-    modCOM::MCComm().output(lineEnd + command);
-    if (modCOM::MCComm().txDelay > 0)
-        modTools::Delay(modCOM::MCComm().txDelay, true);
+    send(command, !state().querying && !state().transferring);
+}
+
+void AbandonQuery()
+{
+    state().querying = false;
+    state().transferring = false;
 }
 
 QString SMCReceive(qint16 messageSwitch)
@@ -251,7 +272,7 @@ qint32 SMCReadScanData()
     if (disabled())
         return 0;
     const AbortWatch watch;
-    const QString reply = query(QStringLiteral("?CNT;"));
+    const QString reply = query(QStringLiteral("?CNT;"), true);
     if (watch.brokenOff())
         return -1;
     const qint32 received = ReceivedPoints(reply);

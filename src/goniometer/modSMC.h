@@ -15,6 +15,8 @@ struct State
     qint16 numberOfAxes = 0;   ///< result of SMCCheck, stored by start-up
     QString firmwareText;      ///< version reply without line breaks; "n.a." after an ignored presence check
     qint32 maximumCount = 0;   ///< largest count of the last read-back, -1 when the operator refused it
+    bool querying = false;     ///< a query and its reply are under way: what is sent meanwhile leaves the received text alone
+    bool transferring = false; ///< the counts are being read: other queries give an empty reply at once, so that no count is lost to them
     qint32 receivedPoints = 0; ///< counts that the last transfer held
 };
 State& state();
@@ -30,6 +32,8 @@ inline constexpr qint16 silent = 1;        ///< a silent controller gives an emp
 
 /// Sends one command: CR LF, then the command, in one write, then a pause of the line's TxDelay in which the window stays live.
 void SMCSend(const QString& command);
+/// What is being queried is given up: an abort takes the line over.
+void AbandonQuery();
 
 /// Waits for one reply and returns it: complete after one quiet RxTimer interval, or what has come when MCRxTimeout passes. A reply that
 /// was complete before the call is returned at once. A second caller that waits inside the first one's wait shares text and switch with it.

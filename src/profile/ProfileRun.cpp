@@ -395,6 +395,7 @@ void abortQuestion()
     if (ask(u"Temperature Profile - Data acquisition"_s, u"Do you want to abort the current data acquisition now?"_s,
             Prompts::Buttons::YesNo, Prompts::Icon::Critical, 2, Prompts::Button::No) != Prompts::Button::Yes)
         return;
+    modSMC::AbandonQuery();
     modSMC::SMCSend(u"Q;"_s);
     flags().abort = true;
     const int current = ProfileRun::state().current;

@@ -101,7 +101,8 @@ Result Run(const Wait& wait)
 
     bool taken = false;
     FrontPanel& panel = frontPanel();
-    const auto button = QObject::connect(&panel, &FrontPanel::textDisplayButton, &panel, [&taken] { taken = true; });
+    const auto button = QObject::connect(&panel, &FrontPanel::textDisplayButton, &panel,
+                                         [&taken] { taken = taken || frontPanel().textDisplayButtonCaption() == u"&Take it"_s; });
     panel.setTextDisplay({});
     panel.openTextDisplay(wait.title, u"&Take it"_s);
 

@@ -54,6 +54,12 @@ void frmTextDisplay::refresh()
     }
 }
 
+void frmTextDisplay::reject()
+{
+    if (frontPanel().textDisplayButtonCaption() == QLatin1String("OK"))
+        pressed();
+}
+
 void frmTextDisplay::pressed()
 {
     const bool closesItself = frontPanel().textDisplayButtonCaption() == QLatin1String("OK");

@@ -21,7 +21,8 @@ public slots:
     void refresh();
 
 protected:
-    void reject() override { pressed(); }
+    /// Escape and the close box press an OK button; a wait's button must be pressed itself.
+    void reject() override;
 
 private:
     void pressed();

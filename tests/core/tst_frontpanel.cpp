@@ -223,7 +223,8 @@ private slots:
             });
         for (const char* which : {"the ratemeter runs", "a utility waits"}) {
             const bool ratemeter = QByteArray(which).contains("ratemeter");
-            row(which, false, joined(joined(startEntry, profileEntry), controllerEntries), [allDevices, ratemeter](Flags& now) {
+            const QStringList disabled = joined(joined(startEntry, profileEntry), controllerEntries);
+            row(which, !ratemeter, ratemeter ? disabled : joined(open, disabled), [allDevices, ratemeter](Flags& now) {
                 allDevices(now);
                 (ratemeter ? now.ratemeterRunning : now.utilityRunning) = true;
             });

@@ -155,6 +155,7 @@ private slots:
     void abortOfASilentControllerEndsThePolling();
     void abortDuringTheUploadSendsNoMoreLines();
     void abortDuringTheUploadKeepsWhatItRead();
+    void otherEntriesDuringTheTransferLoseNoCount();
     void abortDuringTheTransfer_data();
     void abortDuringTheTransfer();
     void abortOfARunFoundAtStart();
@@ -681,6 +682,34 @@ void tst_scanrun::abortDuringTheUploadKeepsWhatItRead()
     QCOMPARE(run.smc.commands(), words("?S1; CLR; Q; ?S1; ?CNT;"));
     QCOMPARE(scanData().counts(), (QList<double>{5, 40, 7, 3, 8}));
     QVERIFY(flags().dataPresent && isIdle());
+    QVERIFY(run.boxes.allShown());
+}
+
+void tst_scanrun::otherEntriesDuringTheTransferLoseNoCount()
+{
+    Run run;
+    run.smc.countLines = {"5", "40", "7", "8", "9"};
+    run.smc.answer = [&](const QString& command, QByteArray& reply) {
+        if (command != QStringLiteral("?CNT;"))
+            return false;
+        reply = "5\r\n40\r\n";
+        run.smc.feedLater(70, "7\r\n");
+        run.smc.feedLater(140, "8\r\n9\r\nCEND;\r\n");
+        return true;
+    };
+    bool busy = false;
+    run.smc.onCommand = [&](const QString& command) {
+        if (command == QStringLiteral("?CNT;"))
+            run.clock.at(100, [&] {
+                busy = !modSMC::SMCIsReady();
+                modSMC::SMCSend(QStringLiteral("IO0;"));
+            });
+    };
+    expectConfirmation(run.boxes);
+    ScanRun::Start();
+    QVERIFY(busy);
+    QCOMPARE(scanData().counts(), (QList<double>{5, 40, 7, 8, 9}));
+    QVERIFY(flags().dataPresent);
     QVERIFY(run.boxes.allShown());
 }
 
