@@ -14,6 +14,7 @@
 #include <utility>
 
 #ifndef Q_OS_WIN
+#include <fcntl.h>
 #include <unistd.h>
 #endif
 
@@ -74,15 +75,40 @@ bool isDigits(const QString& text)
     return !text.isEmpty() && std::all_of(text.begin(), text.end(), [](QChar c) { return c >= u'0' && c <= u'9'; });
 }
 
-int errorNumberOf(const QSerialPort& port)
+#ifdef Q_OS_WIN
+bool isTerminal(const QString&)
 {
-    if (port.error() != QSerialPort::PermissionError)
-        return port.error() == QSerialPort::OpenError ? ProgramError::PortAlreadyOpen : ProgramError::InvalidPort;
-#ifndef Q_OS_WIN
-    if (access(QFile::encodeName(port.portName()).constData(), R_OK | W_OK) != 0)
-        return ProgramError::PermissionDenied;
+    return true;
+}
+
+bool mayBeUsed(const QString&)
+{
+    return true;
+}
+#else
+bool isTerminal(const QString& path)
+{
+    const int file = open(QFile::encodeName(path).constData(), O_RDWR | O_NOCTTY | O_NONBLOCK);
+    const bool terminal = file >= 0 && isatty(file) != 0;
+    if (file >= 0)
+        close(file);
+    return terminal;
+}
+
+bool mayBeUsed(const QString& path)
+{
+    return access(QFile::encodeName(path).constData(), R_OK | W_OK) == 0;
+}
 #endif
-    return ProgramError::PortAlreadyOpen;
+
+// Why the port at `path` did not open.
+int errorNumberOf(QSerialPort::SerialPortError error, const QString& path)
+{
+    if (error == QSerialPort::OpenError)
+        return ProgramError::PortAlreadyOpen;
+    if (error == QSerialPort::PermissionError)
+        return mayBeUsed(path) ? ProgramError::PortAlreadyOpen : ProgramError::PermissionDenied;
+    return ProgramError::InvalidPort;
 }
 } // namespace
 
@@ -205,7 +231,8 @@ SerialChannel::OpenResult SerialChannel::openPort(const LineSettings& lineSettin
     auto port = std::make_unique<QSerialPort>();
     // Two names of one device must meet in one lock.
     const QString real = QFileInfo(systemName()).canonicalFilePath();
-    port->setPortName(real.isEmpty() ? systemName() : real);
+    const QString path = real.isEmpty() ? systemName() : real;
+    port->setPortName(path);
     // All settings before opening: some ports refuse a change once they are open.
     port->setBaudRate(lineSettings.baudRate);
     port->setParity(lineSettings.parity);
@@ -213,9 +240,9 @@ SerialChannel::OpenResult SerialChannel::openPort(const LineSettings& lineSettin
     port->setStopBits(lineSettings.stopBits);
     port->setFlowControl(QSerialPort::NoFlowControl);
     if (!port->open(QIODevice::ReadWrite)) {
-        if (port->error() == QSerialPort::UnsupportedOperationError)
+        if (port->error() == QSerialPort::UnsupportedOperationError && isTerminal(path))
             return OpenResult::SettingsRefused;
-        return missing(errorNumberOf(*port), port->errorString());
+        return missing(errorNumberOf(port->error(), path), port->errorString());
     }
     // Some adapters are fed from these two lines; ports without them refuse, which is of no account.
     port->setDataTerminalReady(true);
