@@ -347,8 +347,9 @@ void tst_channel::pulledAdapterIsReportedOnceAndNothingSpins()
     const QPointer<QSerialPort> port = qobject_cast<QSerialPort*>(modCOM::MCComm().device());
     int errors = 0;
     int vanished = 0;
-    connect(port, &QSerialPort::errorOccurred, this, [&errors] { ++errors; });
-    connect(&modCOM::MCComm(), &SerialChannel::vanished, this, [&vanished] { ++vanished; });
+    const QObject counting; // ends the counting with this function
+    connect(port, &QSerialPort::errorOccurred, &counting, [&errors] { ++errors; });
+    connect(&modCOM::MCComm(), &SerialChannel::vanished, &counting, [&vanished] { ++vanished; });
     expectLost(terminal.path);
     terminal.pull();
     QTRY_VERIFY(modCOM::MCComm().isDown());
