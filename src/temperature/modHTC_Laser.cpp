@@ -145,6 +145,8 @@ qint16 LaserCheckPresence()
         }
     }
     showCheckList();
+    flags().laserEnabled = false;
+    frontPanel().refreshEntries();
     return -1;
 }
 

@@ -30,7 +30,8 @@ qint16 LaserGetResponse(QString& reply);
 qint16 LaserSwitchBeam(bool on);
 /// Sends a diode current [A]; `value` is the temperature or current that the texts name.
 qint16 LaserSetCurrent(float value, float current);
-/// Asks for the beam register up to `CheckRounds` times; a silent controller brings the box "HT Laser Controller Check". 0: found.
+/// Asks for the beam register up to `CheckRounds` times; a silent controller brings the box "HT Laser Controller Check" and is
+/// disabled. 0: found.
 qint16 LaserCheckPresence();
 
 // --- menu entries
