@@ -21,7 +21,8 @@ SerialChannel& TCComm();        ///< temperature controllers
 
 /// End of an SMC message: `RxDelay` of the SMC line; runs while characters arrive. An `RxDelay` of 0 never ends a message.
 modTools::Timer& RxTimer();
-/// No answer from the SMC: interval `MCRxTimeout`, 2 s when that is not above 0. Started by the first wait or reception, never disabled after.
+/// No answer from the SMC: interval `MCRxTimeout`, 2 s when that is not above 0. Started by the first wait or reception, never disabled
+/// after.
 modTools::Timer& MCRxTimeout();
 /// No answer from a temperature controller: interval `RxTimeout`. Started and stopped by whoever waits.
 modTools::Timer& tcTimeout();
