@@ -35,7 +35,7 @@ using Field = FrontPanel::Field;
 namespace {
 constexpr double silenceLimit = 600; // s without any answer before a step is skipped
 constexpr int saveTries = 10;
-constexpr float saveRetryDelay = 60; // s
+constexpr quint32 saveRetryDelay = 60000; // ms
 constexpr int setpointTries = 3;
 constexpr double roomTemperature = 22; // deg C, set at the end of a run
 constexpr double assumedRate = 5;      // K/min, for the estimate of a change without a ramp
@@ -295,6 +295,13 @@ QString inDirectory(const QString& directory, const QString& name)
     return modFile::WithSeparator(directory) + name;
 }
 
+void waitForRetry()
+{
+    const quint32 start = modTools::timeGetTime();
+    while (goesOn() && modTools::timeGetTime() - start < saveRetryDelay)
+        modTools::Delay(1, true);
+}
+
 /// Saves the scan; a disk that refuses is tried again every minute, then the program directory is taken.
 void save()
 {
@@ -317,7 +324,10 @@ void save()
         }
         remark(u"Saving to '"_s + path + u"' failed: "_s + ProgramError::of(error).description + u"."_s);
         if (tries < saveTries)
-            modTools::Delay(saveRetryDelay, true);
+            waitForRetry();
+        // An operator who breaks off waits no longer for the disk: the program directory takes the scan at once.
+        if (flags().abort && tries < saveTries)
+            tries = saveTries;
     }
     remark(u"The scan could not be saved; it is in memory until the next one."_s);
 }
@@ -325,7 +335,6 @@ void save()
 /// One temperature, from the setpoint to the saved file.
 void measure()
 {
-    flags().abort = false;
     ProfileRun::Row& step = row();
     setSetpoint();
     if (goesOn() && !settle()) {
@@ -380,10 +389,12 @@ bool walk(qsizetype first)
     for (qsizetype i = first; i < run.rows.size(); ++i) {
         run.current = static_cast<int>(i);
         measure();
+        const bool saved = !run.rows[i].file.isEmpty();
+        if (saved || goesOn())
+            writeState(i + 1);
         ProfileReport::Write();
         if (!goesOn())
             return false;
-        writeState(i + 1);
     }
     return true;
 }
@@ -437,13 +448,17 @@ void begin()
 
 void end(bool complete)
 {
-    setBack();
+    // The abort ends the walk, not the way back of the heaters.
+    flags().abort = false;
+    if (!flags().closing)
+        setBack();
     if (complete && !ProfileRun::StateFile().isEmpty())
         QFile::remove(ProfileRun::StateFile());
     ProfileReport::Write();
     flags().abort = false;
     // The last box belongs to the run: it counts down like those inside it.
-    showMessage(title, u"Temperature profile finished!"_s, Prompts::Icon::Information);
+    if (!flags().closing)
+        showMessage(title, u"Temperature profile finished!"_s, Prompts::Icon::Information);
     flags().profileRunning = false;
     ProfileRun::state().current = -1;
     frontPanel().setEntryCaption(Menu::Entry::mnuMeasExecTempProfile, idleCaption);
@@ -503,6 +518,8 @@ QString phaseText(Phase phase)
         return u"measuring"_s;
     case Phase::Saving:
         return u"saving"_s;
+    case Phase::Earlier:
+        return u"done by the run before"_s;
     case Phase::Done:
         return u"done"_s;
     case Phase::Skipped:
@@ -533,7 +550,7 @@ QList<Row> Plan()
         const std::optional<TProfile::Step> step = TProfile::ParseStep(lines[i]);
         if (!step)
             continue;
-        const double exposure = NumberText::RoundToEven(TProfile::Seconds(step->exposure.value_or(0)));
+        const double exposure = TProfile::Seconds(NumberText::RoundToEven(step->exposure.value_or(0)));
         for (const double temperature : step->temperatures()) {
             Row next;
             next.line = static_cast<int>(i) + 1;
@@ -589,16 +606,13 @@ QStringList Check()
 QString SummaryText()
 {
     QStringList lines;
-    switch (ProfileEdit::activeController()) {
-    case Controller::HTC:
-        lines += u"- PID parameter file: "_s + configuration().htc.pidFile;
-        break;
-    case Controller::LTC:
-        lines += u"- PID parameter file: "_s + modLTC::RPIDFileName();
-        break;
-    default:
-        break;
-    }
+    QString pidFile;
+    if (ProfileEdit::activeController() == Controller::HTC)
+        pidFile = configuration().htc.pidFile;
+    else if (ProfileEdit::activeController() == Controller::LTC)
+        pidFile = modLTC::RPIDFileName();
+    if (!pidFile.isEmpty())
+        lines += u"- PID parameter file: "_s + pidFile;
     lines += u"- Temperature profile: "_s + TProfile::state().currentFile;
     lines += u"- Current work directory is '"_s + configuration().general.workDir + u"'."_s;
     const QString rule = u"- Files will be saved as '<SampleName>_"_s;
@@ -635,6 +649,8 @@ bool Execute(const Options& options)
     if (!first)
         return false;
     begin();
+    for (qsizetype i = 0; i < *first; ++i)
+        state().rows[i].phase = Phase::Earlier;
     const bool complete = walk(*first);
     end(complete);
     return complete;

@@ -15,7 +15,7 @@
 /// The unattended run of a temperature profile: for every temperature the controller is set, a steady temperature awaited, one scan
 /// measured and saved. Nothing that fails in the middle costs the scans already taken.
 namespace ProfileRun {
-enum class Phase { Pending, Setpoint, Settling, Dwelling, Acquiring, Saving, Done, Skipped, Aborted };
+enum class Phase { Pending, Setpoint, Settling, Dwelling, Acquiring, Saving, Earlier, Done, Skipped, Aborted };
 /// "waiting", "setting setpoint", ...
 QString phaseText(Phase phase);
 

@@ -81,11 +81,12 @@ QString CommentText(const QString& line)
 QString FieldText(const QString& line, const QString& key)
 {
     const QString wanted = key + u":"_s;
-    const QStringList fields = line.split(u';');
-    for (const QString& entry : fields)
-        if (entry.trimmed().startsWith(wanted, Qt::CaseInsensitive))
-            return entry.trimmed().mid(wanted.size()).trimmed();
-    return {};
+    const qsizetype at = line.indexOf(wanted, 0, Qt::CaseInsensitive);
+    if (at < 0)
+        return {};
+    const qsizetype begin = at + wanted.size();
+    const qsizetype end = line.indexOf(u';', begin);
+    return line.mid(begin, end < 0 ? -1 : end - begin).trimmed();
 }
 
 std::optional<Step> ParseStep(const QString& line)
