@@ -80,7 +80,7 @@ Chart2d::Chart2d(QWidget* parent) : QCustomPlot(parent)
 
     m_hint = new QCPItemText(this);
     m_hint->setObjectName(u"hint"_qs);
-    m_hint->setText(u"No scan in memory\n\nMeasurement > Start Data Acquisition measures one,\nFile > Open... shows a stored one"_qs);
+    m_hint->setText(howToBegin());
     m_hint->position->setType(QCPItemPosition::ptAxisRectRatio);
     m_hint->position->setCoords(0.5, 0.45);
     m_hint->setTextAlignment(Qt::AlignCenter);
@@ -143,6 +143,20 @@ void Chart2d::setHeader(const QString& text)
     }
     applyColours(palette());
     replot(rpQueuedReplot);
+}
+
+void Chart2d::setHint(const QString& text)
+{
+    if (m_hint->text() == text)
+        return;
+    m_hint->setText(text);
+    if (isEmpty())
+        replot(rpQueuedReplot);
+}
+
+QString Chart2d::howToBegin()
+{
+    return u"No scan in memory\n\nMeasurement > Start Data Acquisition measures one,\nFile > Open... shows a stored one"_qs;
 }
 
 QString Chart2d::header() const

@@ -21,6 +21,11 @@ public:
 
     explicit Chart2d(QWidget* parent = nullptr);
 
+    /// What stands in the chart while it is empty.
+    void setHint(const QString& text);
+    /// The hint of a program that waits for its operator.
+    static QString howToBegin();
+
     /// The line above the chart; an empty text takes it away.
     void setHeader(const QString& text);
     QString header() const;

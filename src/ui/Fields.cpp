@@ -13,6 +13,8 @@
 #include <QStyleOption>
 
 namespace {
+constexpr int padding = 4; ///< beside the text of a panel [px]
+
 /// The character that a key types; null for keys that edit, move or command.
 QChar typedCharacter(const QKeyEvent* event)
 {
@@ -125,8 +127,9 @@ void PanelLabel::paintEvent(QPaintEvent*)
 {
     QPainter painter(this);
     drawFrame(&painter);
-    const QString shown = fontMetrics().elidedText(text(), Qt::ElideMiddle, contentsRect().width());
-    style()->drawItemText(&painter, contentsRect(), static_cast<int>(alignment()), palette(), isEnabled(), shown, QPalette::WindowText);
+    const QRect inside = contentsRect().adjusted(padding, 0, -padding, 0);
+    const QString shown = fontMetrics().elidedText(text(), Qt::ElideMiddle, inside.width());
+    style()->drawItemText(&painter, inside, static_cast<int>(alignment()), palette(), isEnabled(), shown, QPalette::WindowText);
 }
 
 void PanelLabel::resizeEvent(QResizeEvent* event)
@@ -137,5 +140,5 @@ void PanelLabel::resizeEvent(QResizeEvent* event)
 
 void PanelLabel::updateToolTip()
 {
-    setToolTip(fontMetrics().horizontalAdvance(text()) > contentsRect().width() ? text() : QString());
+    setToolTip(fontMetrics().horizontalAdvance(text()) > contentsRect().width() - 2 * padding ? text() : QString());
 }

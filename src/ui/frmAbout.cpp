@@ -35,6 +35,8 @@ frmAbout::frmAbout(QWidget* parent) : QDialog(parent)
     auto* controller = label(QStringLiteral("lblControllerVersion"), modSMC::state().firmwareText);
     controller->setToolTip(QStringLiteral("Firmware of the goniometer controller"));
     names->addWidget(controller);
+    names->addStretch(1);
+    names->setSpacing(2);
     auto* head = new QHBoxLayout;
     head->setSpacing(2 * Dialogs::spacing);
     head->addWidget(imgLogo, 0, Qt::AlignTop);

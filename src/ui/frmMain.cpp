@@ -253,7 +253,6 @@ void frmMain::buildStatusBar()
         panel->setObjectName(QStringLiteral("Panel") + QString::number(++number));
         panel->setAccessibleName(QString::fromLatin1(each.what));
         panel->setFrameStyle(QFrame::StyledPanel | QFrame::Sunken);
-        panel->setContentsMargins(4, 1, 4, 1);
         if (each.stretch == 0) {
             panel->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Preferred);
             panel->setFixedWidth(panel->fontMetrics().horizontalAdvance(QString::fromLatin1(each.widest)) + 16);
@@ -323,6 +322,7 @@ void frmMain::showEntries()
         action->setText(panel.entryCaption(item.entry));
         action->setEnabled(panel.isEntryEnabled(item.entry) && (Menu::isMenu(item.entry) || Handlers::of(item.entry) != nullptr));
     }
+    m_chart->setHint(flags().acquisitionRunning ? QStringLiteral("The scan is being measured") : Chart2d::howToBegin());
     for (Field field : {Field::ScanStart, Field::ScanStop, Field::ScanStep, Field::CounterTime})
         m_fields.value(field)->setReadOnly(panel.parameterFieldsReadOnly());
 }

@@ -133,7 +133,8 @@ void frmSetWorkDir::changeTo(const QString& directory)
         add(step, way.indexOf(step), QStyle::SP_DirOpenIcon);
     m_directories->setCurrentRow(static_cast<int>(way.size()) - 1);
     for (const QString& name : current.entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name | QDir::IgnoreCase | QDir::LocaleAware))
-        add(current.absoluteFilePath(name), way.size(), QStyle::SP_DirClosedIcon);
+        if (QFileInfo(current.absoluteFilePath(name)).isDir()) // not a link to a device
+            add(current.absoluteFilePath(name), way.size(), QStyle::SP_DirClosedIcon);
     m_directories->scrollToItem(m_directories->currentItem(), QAbstractItemView::PositionAtTop);
     selectDriveOf(current.absolutePath());
     showFiles();

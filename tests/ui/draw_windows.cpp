@@ -1,0 +1,235 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+// Draws every window into the folder given, as the manual shows them: the program runs on the virtual instrument and measures quartz.
+// Started by tools/screenshots.sh.
+
+#include "Operator.h"
+#include "VirtualLab.h"
+
+#include "core/Configuration.h"
+#include "core/ScanData.h"
+#include "core/modTools.h"
+#include "plot/Chart2d.h"
+#include "plot/Look.h"
+#include "plot/modGraphics.h"
+#include "ui/UiPrompts.h"
+#include "ui/frmAbout.h"
+#include "ui/frmMain.h"
+#include "ui/frmManual.h"
+#include "ui/frmRatemeter.h"
+#include "ui/frmSetWorkDir.h"
+#include "ui/frmSettings.h"
+#include "ui/frmSplash.h"
+
+#include <QDir>
+#include <QFile>
+#include <QLineEdit>
+#include <QMenu>
+#include <QPushButton>
+
+#include <cstdio>
+#include <memory>
+
+namespace {
+QString outDirectory;
+
+void keep(QWidget* widget, const QString& name)
+{
+    for (int round = 0; round < 5; ++round) // what is drawn later must be drawn
+        QApplication::processEvents();
+    const QString path = outDirectory + u'/' + name + QStringLiteral(".png");
+    if (!widget->grab().toImage().convertToFormat(QImage::Format_RGB888).save(path, "PNG", 0))
+        std::fprintf(stderr, "cannot write %s\n", qPrintable(path));
+}
+
+void keepMenu(frmMain& window, const char* name, const QString& picture)
+{
+    QMenu* menu = window.findChild<QAction*>(QString::fromLatin1(name))->menu();
+    menu->popup(window.mapToGlobal(QPoint(20, 30)));
+    keep(menu, picture);
+    menu->close();
+}
+
+QPalette dark()
+{
+    QPalette palette;
+    const QColor window(0x2b, 0x2d, 0x30), base(0x1e, 0x1f, 0x22), text(0xe6, 0xe6, 0xe6), faint(0x80, 0x80, 0x80);
+    palette.setColor(QPalette::Window, window);
+    palette.setColor(QPalette::Button, window);
+    palette.setColor(QPalette::Base, base);
+    palette.setColor(QPalette::AlternateBase, window);
+    palette.setColor(QPalette::ToolTipBase, base);
+    for (QPalette::ColorRole role :
+         {QPalette::WindowText, QPalette::Text, QPalette::ButtonText, QPalette::ToolTipText, QPalette::BrightText}) {
+        palette.setColor(role, text);
+        palette.setColor(QPalette::Disabled, role, faint);
+    }
+    palette.setColor(QPalette::PlaceholderText, faint);
+    return palette;
+}
+
+/// Does something once, as soon as `when` holds.
+void once(QTimer& timer, std::function<bool()> when, std::function<void()> what)
+{
+    QObject::connect(&timer, &QTimer::timeout, &timer, [&timer, when = std::move(when), what = std::move(what)] {
+        if (!when())
+            return;
+        timer.stop();
+        what();
+    });
+    timer.start(10);
+}
+
+void setParameters(const QStringList& values)
+{
+    using enum FrontPanel::Field;
+    const FrontPanel::Field fields[] = {ScanStart, ScanStop, ScanStep, CounterTime};
+    for (qsizetype i = 0; i < values.size(); ++i)
+        frontPanel().setText(fields[i], values[i]);
+    frontPanel().setText(txtFileName, QStringLiteral("quartz"));
+    frontPanel().setText(txtComment, QStringLiteral("Quartz, as received\r\nside loaded"));
+}
+
+/// At the pace of a real instrument: what is seen in the middle of a scan.
+void drawRun(frmMain& window)
+{
+    setParameters({QStringLiteral("26"), QStringLiteral("27.4"), QStringLiteral("0.02"), QStringLiteral("0.1")});
+    Operator hand;
+    hand.expect(QStringLiteral("Start scan"), {}, QStringLiteral("OK"), [](QMessageBox* box) { keep(box, QStringLiteral("start-scan")); });
+    QTimer during;
+    once(
+        during, [] { return frontPanel().progress() >= 35; },
+        [&] {
+            frontPanel().setPicXRayOn(true);
+            keep(&window, QStringLiteral("main-window-running"));
+            keepMenu(window, "mnuMeasurement", QStringLiteral("menu-measurement-running"));
+            frontPanel().setPicXRayOn(false);
+        });
+    window.entry(Menu::Entry::mnuMeasStartAcquisition)->trigger();
+}
+
+/// The scan of the other pictures, much faster.
+void measure(frmMain& window)
+{
+    setParameters({QStringLiteral("20"), QStringLiteral("70"), QStringLiteral("0.02"), QStringLiteral("2")});
+    Operator hand;
+    hand.expect(QStringLiteral("Start scan"), {}, QStringLiteral("OK"));
+    window.entry(Menu::Entry::mnuMeasStartAcquisition)->trigger();
+}
+
+void drawDialogs(frmMain& window)
+{
+    {
+        frmSettings settings(&window);
+        settings.show();
+        keep(&settings, QStringLiteral("settings"));
+    }
+    {
+        frmSetWorkDir directory(&window);
+        directory.show();
+        keep(&directory, QStringLiteral("work-directory"));
+    }
+    {
+        frmAbout about(&window);
+        about.show();
+        keep(&about, QStringLiteral("about"));
+    }
+    frontPanel().openTextDisplay(QStringLiteral("X-Ray Generator"));
+    frontPanel().setTextDisplay(QStringLiteral("current: 30 mA\r\nvoltage: 40 kV"));
+    for (QWidget* top : QApplication::topLevelWidgets())
+        if (top->objectName() == QLatin1String("frmTextDisplay"))
+            keep(top, QStringLiteral("text-display"));
+    frontPanel().closeTextDisplay();
+
+    Operator hand;
+    const auto picture = [](const char* name) { return [name](QMessageBox* box) { keep(box, QString::fromLatin1(name)); }; };
+    hand.expect(QStringLiteral("SMC status"), {}, QStringLiteral("OK"), picture("smc-status"));
+    window.entry(Menu::Entry::mnuExtrasSMGetStatus)->trigger();
+    hand.expectWindow(QStringLiteral("Save data"), [](QDialog* dialog) {
+        dialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit"))->setText(QStringLiteral("quartz.sdf"));
+        dialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit"))->clearFocus();
+        keep(dialog, QStringLiteral("save"));
+        dialog->reject();
+    });
+    window.entry(Menu::Entry::mnuFileSaveAs)->trigger();
+    hand.expect(QStringLiteral("Exit program"), {}, QStringLiteral("No"), picture("unsaved"));
+    window.close();
+    hand.rest();
+
+    frmRatemeter ratemeter(&window);
+    QTimer during;
+    int readings = 0;
+    once(
+        during,
+        [&] { return ratemeter.findChild<QLineEdit*>(QStringLiteral("txtValue"))->text().trimmed().toDouble() > 0 && ++readings > 20; },
+        [&] {
+            keep(&ratemeter, QStringLiteral("ratemeter"));
+            ratemeter.findChild<QPushButton*>(QStringLiteral("btnExit"))->click();
+        });
+    ratemeter.exec();
+}
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    QApplication application(argc, argv);
+    if (argc != 2) {
+        std::fprintf(stderr, "usage: draw-windows FOLDER\n");
+        return 2;
+    }
+    outDirectory = QDir(QString::fromLocal8Bit(argv[1])).absolutePath();
+    QDir().mkpath(outDirectory);
+    Look::useAccent();
+    UiPrompts uiPrompts;
+    setPrompts(&uiPrompts);
+    auto lab = std::make_unique<VirtualLab>();
+    const auto start = [&lab](const char* speed, const char* position) {
+        lab = std::make_unique<VirtualLab>();
+        if (lab->start(
+                {QStringLiteral("--speed"), QString::fromLatin1(speed), QStringLiteral("--position"), QString::fromLatin1(position)})) {
+            lab->connectProgram();
+            return true;
+        }
+        std::fprintf(stderr, "the virtual instrument did not start\n");
+        return false;
+    };
+    if (!start("1", "13,26"))
+        return 1;
+    {
+        frmSplash splash;
+        splash.show();
+        keep(&splash, QStringLiteral("splash"));
+    }
+    frmMain window;
+    window.show();
+    keep(&window, QStringLiteral("main-window-start"));
+    keepMenu(window, "mnuFile", QStringLiteral("menu-file"));
+    keepMenu(window, "mnuMeasurement", QStringLiteral("menu-measurement"));
+    drawRun(window);
+    if (!start("400", "10,20"))
+        return 1;
+    measure(window);
+    if (!flags().dataPresent) {
+        std::fprintf(stderr, "no scan was measured\n");
+        return 1;
+    }
+    frontPanel().setPanel(1, modGraphics::CursorText(26.64, true));
+    keep(&window, QStringLiteral("main-window"));
+    window.chart()->zoom(66, 70, 0, 400);
+    keep(window.chart(), QStringLiteral("chart-zoomed"));
+    window.chart()->resetZoom();
+    window.chart()->setIntensityAxis(Chart2d::IntensityAxis::SquareRoot);
+    keep(window.chart(), QStringLiteral("chart-square-root"));
+    window.chart()->setIntensityAxis(Chart2d::IntensityAxis::Linear);
+    window.chart()->contextMenu()->popup(window.mapToGlobal(QPoint(400, 300)));
+    keep(window.chart()->contextMenu(), QStringLiteral("menu-chart"));
+    window.chart()->contextMenu()->close();
+    drawDialogs(window);
+
+    QApplication::setPalette(dark());
+    frontPanel().setPicXRayOn(true);
+    frontPanel().setPicLaserOn(true);
+    keep(&window, QStringLiteral("main-window-dark"));
+    setPrompts(nullptr);
+    return 0;
+}
