@@ -43,6 +43,30 @@ QLabel* fieldLabel(const QString& name, const QString& text, QWidget* buddy)
     return label;
 }
 
+/// Two menus share the access key H. The one that is disabled does not take it from the other.
+class MenuBar : public QMenuBar
+{
+public:
+    using QMenuBar::QMenuBar;
+
+protected:
+    bool event(QEvent* event) override
+    {
+        if (event->type() == QEvent::Shortcut) {
+            const QKeySequence key = static_cast<QShortcutEvent*>(event)->key();
+            QList<QAction*> meant;
+            for (QAction* action : actions())
+                if (action->isEnabled() && QKeySequence::mnemonic(action->text()) == key)
+                    meant << action;
+            if (meant.size() == 1) {
+                setActiveAction(meant.first());
+                return true;
+            }
+        }
+        return QMenuBar::event(event);
+    }
+};
+
 /// The comment as the data files hold it: lines separated by CR LF.
 QString withLineEnds(QString text)
 {
@@ -93,6 +117,7 @@ frmMain::~frmMain()
 
 void frmMain::buildMenus()
 {
+    setMenuBar(new MenuBar(this));
     QHash<Menu::Entry, QMenu*> menus;
     for (const Menu::Item& item : Menu::items()) {
         QAction* action = nullptr;

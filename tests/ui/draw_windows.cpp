@@ -203,8 +203,6 @@ int main(int argc, char* argv[])
     frmMain window;
     window.show();
     keep(&window, QStringLiteral("main-window-start"));
-    keepMenu(window, "mnuFile", QStringLiteral("menu-file"));
-    keepMenu(window, "mnuMeasurement", QStringLiteral("menu-measurement"));
     drawRun(window);
     if (!start("400", "10,20"))
         return 1;
@@ -215,9 +213,6 @@ int main(int argc, char* argv[])
     }
     frontPanel().setPanel(1, modGraphics::CursorText(26.64, true));
     keep(&window, QStringLiteral("main-window"));
-    window.chart()->zoom(66, 70, 0, 400);
-    keep(window.chart(), QStringLiteral("chart-zoomed"));
-    window.chart()->resetZoom();
     window.chart()->setIntensityAxis(Chart2d::IntensityAxis::SquareRoot);
     keep(window.chart(), QStringLiteral("chart-square-root"));
     window.chart()->setIntensityAxis(Chart2d::IntensityAxis::Linear);
