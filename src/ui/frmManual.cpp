@@ -16,7 +16,7 @@
 
 namespace {
 /// A heading's anchor as Markdown links name it: "The main window" is "#the-main-window".
-QString anchorOf(QString heading)
+QString anchorOf(const QString& heading)
 {
     static const QRegularExpression dropped(QStringLiteral("[^\\w\\- ]"));
     return heading.toLower().remove(dropped).replace(u' ', u'-');

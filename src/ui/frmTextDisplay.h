@@ -16,7 +16,6 @@ class frmTextDisplay : public QDialog
 public:
     explicit frmTextDisplay(QWidget* parent = nullptr);
 
-public slots:
     /// Shows what the front panel holds now.
     void refresh();
 
