@@ -166,7 +166,8 @@ void showPolling(int spinner, bool barAfter)
 {
     static const QString bars[] = {QStringLiteral("| "), QStringLiteral("/ "), QStringLiteral("- "), QStringLiteral("\\ ")};
     const QString text = QStringLiteral("Data acquisition in progress...");
-    frontPanel().setPanel(filePanel, barAfter ? text + bars[spinner] : bars[spinner] + text);
+    // Behind the text the first sign stands without its blank: intended.
+    frontPanel().setPanel(filePanel, barAfter ? text + (spinner == 0 ? QStringLiteral("|") : bars[spinner]) : bars[spinner] + text);
 }
 
 void takeMinimum()

@@ -9,13 +9,16 @@
 #include "generator/modGenerator.h"
 #include "goniometer/ScanRun.h"
 #include "goniometer/Utilities.h"
+#include "profile/ProfileRun.h"
 #include "temperature/modHTC.h"
 #include "temperature/modHTC_Laser.h"
 #include "temperature/modLTC.h"
 #include "temperature/modLTC_RPID.h"
 #include "ui/dlgGeneratorPower.h"
+#include "ui/dlgTProfile.h"
 #include "ui/frmAbout.h"
 #include "ui/frmManual.h"
+#include "ui/frmProfileRun.h"
 #include "ui/frmRPID.h"
 #include "ui/frmRatemeter.h"
 #include "ui/frmSetWorkDir.h"
@@ -80,6 +83,12 @@ void settings(QWidget* mainWindow)
     frontPanel().setCaption(modMain::LongCaption());
 }
 
+void temperatureProfile(QWidget* mainWindow)
+{
+    frmProfileRun::follow(mainWindow);
+    ProfileRun::Execute({[mainWindow] { return dlgTProfile::edit(mainWindow); }, {}});
+}
+
 const QHash<Menu::Entry, Procedure>& table()
 {
     using enum Menu::Entry;
@@ -90,6 +99,8 @@ const QHash<Menu::Entry, Procedure>& table()
         {mnuFileSettings, settings},
         {mnuFileExit, [](QWidget* mainWindow) { mainWindow->close(); }},
         {mnuMeasStartAcquisition, [](QWidget*) { ScanRun::Start(); }},
+
+        {mnuMeasExecTempProfile, temperatureProfile},
 
         {mnuHTCQueryTemperature, temperature<modHTC::mnuHTCQueryTemperature>},
         {mnuHTCSetpoint, temperature<modHTC::mnuHTCSetpoint>},

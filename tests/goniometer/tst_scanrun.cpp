@@ -841,7 +841,7 @@ void tst_scanrun::pollingGivesUpAfterSilence()
     run.smc.mute = true;
     QVERIFY(ScanRun::PollUntilIdle(600, true) == ScanRun::PollResult::Silent);
     QVERIFY(run.clock.elapsed() >= 600000 && run.clock.elapsed() < 604000);
-    QCOMPARE(run.panel1.value(0), inProgress + QStringLiteral("| "));
+    QCOMPARE(run.panel1.value(0), inProgress + QStringLiteral("|"));
     run.smc.mute = false;
     QVERIFY(ScanRun::PollUntilIdle(600) == ScanRun::PollResult::Idle);
     run.clock.at(300, [] { flags().closing = true; });

@@ -180,6 +180,13 @@ const QList<cli::Command>& cli::commands()
          deviceWords("show|save"),
          {},
          pid},
+        {"profile",
+         "Temperature profile: check FILE.gtp lists what is wrong, the scans and the time; run FILE.gtp measures them. Ctrl-C breaks off.",
+         {{"action", Kind::Text, "check|run", "", true}, {"file", Kind::Path, "FILE.gtp", "", true}},
+         {{"name", Kind::Name, "SAMPLE", "sample name"},
+          yesOption,
+          {"resume", Kind::Switch, "", "go on where the last run of this profile stopped"}},
+         profile},
     };
     return table;
 }

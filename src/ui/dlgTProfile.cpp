@@ -1,0 +1,423 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "ui/dlgTProfile.h"
+
+#include "core/Configuration.h"
+#include "core/NumberText.h"
+#include "core/Prompts.h"
+#include "profile/ProfileRun.h"
+#include "temperature/modLTC_RPID.h"
+#include "ui/Dialogs.h"
+#include "ui/ProfilePicture.h"
+
+#include <QCloseEvent>
+#include <QGridLayout>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QMenuBar>
+#include <QTimer>
+#include <QVBoxLayout>
+
+#include <algorithm>
+
+using ProfileEdit::Box;
+
+namespace {
+const QString title = QStringLiteral("Temperature profile");
+
+QStringList& profile()
+{
+    return TProfile::state().lines;
+}
+
+bool yes(const QString& text)
+{
+    Prompts::Message box;
+    box.title = title;
+    box.text = text;
+    box.icon = Prompts::Icon::Question;
+    box.buttons = Prompts::Buttons::YesNo;
+    box.defaultButton = 2;
+    box.goesOn = Prompts::Button::Yes;
+    box.safe = box.unattended = Prompts::Button::No;
+    return prompts().message(box) == Prompts::Button::Yes;
+}
+
+QString pidFile()
+{
+    switch (ProfileEdit::activeController()) {
+    case ProfileEdit::Controller::HTC:
+        return configuration().htc.pidFile;
+    case ProfileEdit::Controller::LTC:
+        return modLTC::RPIDFileName();
+    default:
+        return {};
+    }
+}
+} // namespace
+
+dlgTProfile::dlgTProfile(QWidget* parent) : QDialog(parent)
+{
+    m_before = profile();
+    m_fileBefore = TProfile::state().currentFile;
+    m_modifiedBefore = TProfile::state().modified;
+    Dialogs::prepare(this, QStringLiteral("dlgTProfile"), title);
+    build();
+    showProfile();
+    field(Box::T1)->setFocus();
+}
+
+bool dlgTProfile::edit(QWidget* parent)
+{
+    return dlgTProfile(parent).exec() == QDialog::Accepted;
+}
+
+QLineEdit* dlgTProfile::addBox(Box box, const QString& name, const QString& toolTip)
+{
+    auto* result = new QLineEdit(this);
+    result->setObjectName(name);
+    result->setToolTip(toolTip);
+    if (box != Box::Comment)
+        result->setAlignment(Qt::AlignRight);
+    result->installEventFilter(this);
+    connect(result, &QLineEdit::textChanged, this, &dlgTProfile::preview);
+    m_fields << result;
+    return result;
+}
+
+void dlgTProfile::build()
+{
+    const bool currents = ProfileEdit::currentMode();
+    const QString unit = ProfileEdit::limits().unit;
+    const QString second = ProfileEdit::TimeUnit();
+    auto* grid = new QGridLayout;
+    grid->setSpacing(Dialogs::spacing);
+    const auto row = [&](const QString& label, QLineEdit* edit, const QString& unitText) {
+        const int at = grid->rowCount();
+        auto* caption = new QLabel(label, this);
+        caption->setObjectName(QStringLiteral("lbl") + edit->objectName().mid(3));
+        caption->setBuddy(edit);
+        grid->addWidget(caption, at, 0);
+        grid->addWidget(edit, at, 1);
+        auto* unitLabel = new QLabel(unitText, this);
+        unitLabel->setObjectName(QStringLiteral("unit") + edit->objectName().mid(3));
+        grid->addWidget(unitLabel, at, 2);
+    };
+    const auto text = [currents](const char* temperature, const char* current) {
+        return QString::fromLatin1(currents ? current : temperature);
+    };
+    row(text("T-Start:", "I-Start:"), addBox(Box::T1, QStringLiteral("txtT1"), text("Start temperature", "Start current setting")), unit);
+    row(text("T-Stop:", "I-Stop:"), addBox(Box::T2, QStringLiteral("txtT2"), text("Final temperature", "Final current setting")), unit);
+    row(text("T-Step:", "I-Step:"), addBox(Box::dT, QStringLiteral("txtdT"), text("Temperature step size", "Current step size")), unit);
+    row(QStringLiteral("Heating rate:"), addBox(Box::Ramp, QStringLiteral("txtRamp"), QStringLiteral("Heating rate")),
+        QStringLiteral(" K/min"));
+    row(QStringLiteral("Dwell time:"),
+        addBox(Box::Dwell, QStringLiteral("txtDwell"), QStringLiteral("Time to wait at the temperature before the scan")), second);
+    row(QStringLiteral("Exposure time:"),
+        addBox(Box::ExpoTime, QStringLiteral("txtExpoTime"), QStringLiteral("Individual exposure time just for this temperature step")),
+        second);
+    row(QStringLiteral("Comment:"), addBox(Box::Comment, QStringLiteral("txtComment"), QStringLiteral("Comment line")), QString());
+
+    auto* insertButton = Dialogs::button(this, QStringLiteral("btnInsert"), QStringLiteral("&Insert"));
+    m_change = Dialogs::button(this, QStringLiteral("btnChange"), QStringLiteral("C&hange"));
+    m_up = Dialogs::button(this, QStringLiteral("btnUp"), QStringLiteral("Move &Up"));
+    m_down = Dialogs::button(this, QStringLiteral("btnDown"), QStringLiteral("Move &Down"));
+    m_delete = Dialogs::button(this, QStringLiteral("btnDelete"), QStringLiteral("De&lete"));
+    m_undo = Dialogs::button(this, QStringLiteral("btnUndo"), QStringLiteral("U&ndo"));
+    auto* ok = Dialogs::button(this, QStringLiteral("btnOk"), QStringLiteral("OK"));
+    m_cancel = Dialogs::button(this, QStringLiteral("btnCancel"), QStringLiteral("&Cancel"));
+    m_list = new QListWidget(this);
+    m_list->setObjectName(QStringLiteral("listProfile"));
+    m_picture = new ProfilePicture(this);
+    const auto label = [this](const char* name, const QString& content) {
+        auto* result = new QLabel(content, this);
+        result->setObjectName(QString::fromLatin1(name));
+        result->setTextFormat(Qt::PlainText);
+        return result;
+    };
+    m_total = label("lblTotal", QString());
+    m_status = label("lblStatus", QString());
+    m_file = label("lblCurrentProfile", QString());
+
+    auto* menu = new QMenuBar(this);
+    QMenu* fileMenu = menu->addMenu(QStringLiteral("&File"));
+    fileMenu->addAction(QStringLiteral("&Open..."), this, &dlgTProfile::openFile)->setObjectName(QStringLiteral("mnuFileOpen"));
+    fileMenu->addAction(QStringLiteral("&Save..."), this, &dlgTProfile::saveFile)->setObjectName(QStringLiteral("mnuFileSave"));
+    fileMenu->addSeparator();
+    fileMenu->addAction(QStringLiteral("E&xit"), this, &QWidget::close)->setObjectName(QStringLiteral("mnuFileExit"));
+
+    auto* buttons = new QVBoxLayout;
+    for (QPushButton* one : {insertButton, m_change, m_up, m_down, m_delete, m_undo}) {
+        one->setFocusPolicy(Qt::StrongFocus);
+        buttons->addWidget(one);
+    }
+    buttons->addStretch(1);
+    auto* top = new QHBoxLayout;
+    top->setSpacing(Dialogs::spacing);
+    top->addLayout(grid);
+    top->addLayout(buttons);
+    top->addWidget(m_list, 1);
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(Dialogs::margin, Dialogs::margin, Dialogs::margin, Dialogs::margin);
+    layout->setSpacing(Dialogs::spacing);
+    layout->setMenuBar(menu);
+    layout->addWidget(m_file);
+    layout->addLayout(top);
+    layout->addWidget(label("lblRange", ProfileEdit::RangeText()));
+    layout->addWidget(m_picture, 1);
+    layout->addWidget(m_total);
+    layout->addWidget(label("lblWorkDir", QStringLiteral("Work directory: ") + configuration().general.workDir));
+    layout->addWidget(label("lblPIDFile", QStringLiteral("PID parameter file: ") + pidFile()));
+    layout->addWidget(m_status);
+    layout->addLayout(Dialogs::buttonRow({ok, m_cancel}));
+
+    connect(insertButton, &QPushButton::clicked, this, &dlgTProfile::insert);
+    connect(m_change, &QPushButton::clicked, this, &dlgTProfile::change);
+    connect(m_up, &QPushButton::clicked, this, [this] { move(-1); });
+    connect(m_down, &QPushButton::clicked, this, [this] { move(1); });
+    connect(m_delete, &QPushButton::clicked, this, &dlgTProfile::remove);
+    connect(m_undo, &QPushButton::clicked, this, &dlgTProfile::undo);
+    connect(ok, &QPushButton::clicked, this, &QDialog::accept);
+    connect(m_cancel, &QPushButton::clicked, this, &dlgTProfile::discard);
+    connect(m_list, &QListWidget::currentRowChanged, this, &dlgTProfile::load);
+}
+
+ProfileEdit::Boxes dlgTProfile::boxes() const
+{
+    const auto text = [this](Box box) { return field(box)->text(); };
+    return {text(Box::T1), text(Box::T2), text(Box::dT), text(Box::Ramp), text(Box::Dwell), text(Box::ExpoTime), text(Box::Comment)};
+}
+
+void dlgTProfile::load(int row)
+{
+    if (row < 0 || row >= profile().size())
+        return;
+    ProfileEdit::Boxes typed = boxes();
+    ProfileEdit::load(profile()[row], &typed);
+    const QStringList texts = {typed.t1, typed.t2, typed.dt, typed.ramp, typed.dwell, typed.expoTime, typed.comment};
+    for (qsizetype i = 0; i < texts.size(); ++i)
+        m_fields[i]->setText(texts[i]);
+    preview();
+}
+
+bool dlgTProfile::complete()
+{
+    const ProfileEdit::Missing missing = ProfileEdit::missing(boxes());
+    if (missing.text.isEmpty())
+        return true;
+    m_asking = true;
+    showMessage(title, missing.text, Prompts::Icon::Exclamation);
+    m_asking = false;
+    field(missing.box)->setFocus();
+    return false;
+}
+
+void dlgTProfile::insert()
+{
+    if (!complete())
+        return;
+    remember();
+    profile() += ProfileEdit::lines(boxes());
+    edited(-1);
+}
+
+void dlgTProfile::change()
+{
+    const int row = m_list->currentRow();
+    if (row < 0 || !complete())
+        return;
+    ProfileEdit::Boxes typed = boxes();
+    // The chosen entry keeps its kind: a comment takes the comment box, a step the others.
+    if (TProfile::IsComment(profile()[row]))
+        typed.t1.clear();
+    else
+        typed.comment.clear();
+    const QStringList lines = ProfileEdit::lines(typed);
+    if (lines.isEmpty())
+        return;
+    remember();
+    profile()[row] = lines.constFirst();
+    edited(row);
+}
+
+void dlgTProfile::move(int by)
+{
+    const int row = m_list->currentRow();
+    if (row < 0 || row + by < 0 || row + by >= profile().size())
+        return;
+    remember();
+    profile().move(row, row + by);
+    edited(row + by);
+}
+
+void dlgTProfile::remove()
+{
+    const int row = m_list->currentRow();
+    if (row < 0)
+        return;
+    remember();
+    profile().removeAt(row);
+    edited(std::min(row, static_cast<int>(profile().size()) - 1));
+}
+
+void dlgTProfile::undo()
+{
+    if (m_history.isEmpty())
+        return;
+    const Snapshot last = m_history.takeLast();
+    profile() = last.lines;
+    edited(last.row);
+}
+
+void dlgTProfile::remember()
+{
+    m_history << Snapshot{profile(), m_list->currentRow()};
+}
+
+void dlgTProfile::edited(int row)
+{
+    TProfile::state().modified = true;
+    showProfile(row);
+}
+
+void dlgTProfile::showProfile(int row)
+{
+    const QSignalBlocker quiet(m_list);
+    m_list->clear();
+    m_list->addItems(profile());
+    m_list->setCurrentRow(row);
+    m_file->setText(ProfileEdit::caption());
+    preview();
+}
+
+void dlgTProfile::preview()
+{
+    if (m_list == nullptr || m_undo == nullptr || m_picture == nullptr || m_total == nullptr)
+        return;
+    const int row = m_list->currentRow();
+    for (QPushButton* one : {m_change, m_delete})
+        one->setEnabled(row >= 0);
+    m_up->setEnabled(row > 0);
+    m_down->setEnabled(row >= 0 && row + 1 < profile().size());
+    m_undo->setEnabled(!m_history.isEmpty());
+    // A step that is being typed counts, as if it had been inserted.
+    const QStringList stored = profile();
+    const bool typing = row < 0 && ProfileEdit::missing(boxes()).text.isEmpty();
+    if (typing)
+        profile() += ProfileEdit::lines(boxes());
+    const QList<ProfileRun::Row> plan = ProfileRun::Plan();
+    profile() = stored;
+    m_picture->showPlan(plan, ProfileEdit::limits().unit);
+    const auto minutes = static_cast<qint64>(ProfileRun::TimeFor(plan) / 60 + 0.5);
+    m_total->setText(
+        QStringLiteral("%1 scans, about %2 h %3 min").arg(plan.size()).arg(minutes / 60).arg(minutes % 60, 2, 10, QChar(u'0')));
+}
+
+void dlgTProfile::checkRange(Box box)
+{
+    const QString refusal = ProfileEdit::refusal(box, field(box)->text());
+    if (refusal.isEmpty() || m_asking)
+        return;
+    m_asking = true;
+    showMessage(QStringLiteral("Value out of range"), refusal, Prompts::Icon::Critical);
+    field(box)->setFocus();
+    field(box)->selectAll();
+    m_asking = false;
+}
+
+bool dlgTProfile::mayLeave()
+{
+    if (!TProfile::state().modified)
+        return true;
+    m_asking = true;
+    const bool leave = yes(QStringLiteral("You did not save the current temperature profile.") + QStringLiteral("\r\n") +
+                           QStringLiteral("Do you really want to continue?"));
+    m_asking = false;
+    return leave;
+}
+
+void dlgTProfile::openFile()
+{
+    if (!mayLeave())
+        return;
+    m_asking = true;
+    const bool opened = TProfile::OpenTProfile() == 0;
+    m_asking = false;
+    if (opened) {
+        m_history.clear();
+        m_status->setText(TProfile::state().currentFile);
+    }
+    showProfile();
+}
+
+void dlgTProfile::saveFile()
+{
+    m_asking = true;
+    const bool saved = TProfile::SaveTProfile() == 0 && !TProfile::state().modified;
+    m_asking = false;
+    if (saved)
+        m_status->setText(TProfile::state().currentFile);
+    m_file->setText(ProfileEdit::caption());
+}
+
+void dlgTProfile::discard()
+{
+    const bool changed = profile() != m_before || TProfile::state().modified != m_modifiedBefore;
+    if (TProfile::state().modified && changed) {
+        m_asking = true;
+        const bool drop = yes(QStringLiteral("Discard changes?"));
+        m_asking = false;
+        if (!drop)
+            return;
+        TProfile::state() = {m_before, m_fileBefore, m_modifiedBefore};
+    }
+    QDialog::reject();
+}
+
+void dlgTProfile::reject()
+{
+    if (mayLeave())
+        QDialog::reject();
+}
+
+void dlgTProfile::closeEvent(QCloseEvent* event)
+{
+    event->ignore();
+    reject();
+    if (!isVisible())
+        event->accept();
+}
+
+bool dlgTProfile::eventFilter(QObject* watched, QEvent* event)
+{
+    const qsizetype index = m_fields.indexOf(qobject_cast<QLineEdit*>(watched));
+    if (index < 0)
+        return QDialog::eventFilter(watched, event);
+    const auto box = static_cast<Box>(index);
+    QLineEdit* edit = m_fields[index];
+    if (event->type() == QEvent::FocusOut && !m_asking) {
+        const auto* focus = static_cast<QFocusEvent*>(event);
+        const bool within = focus->reason() == Qt::TabFocusReason || focus->reason() == Qt::BacktabFocusReason ||
+                            focus->reason() == Qt::MouseFocusReason || focus->reason() == Qt::ShortcutFocusReason;
+        // The box is left first; asking inside the change of focus would confuse it. Cancel is never held up.
+        if (within && !m_cancel->underMouse())
+            QTimer::singleShot(0, this, [this, box] { checkRange(box); });
+        return false;
+    }
+    if (event->type() != QEvent::KeyPress)
+        return QDialog::eventFilter(watched, event);
+    const auto* key = static_cast<QKeyEvent*>(event);
+    if (key->key() == Qt::Key_Return || key->key() == Qt::Key_Enter) {
+        focusNextChild();
+        return true;
+    }
+    const bool shortcut = (key->modifiers() & (Qt::ControlModifier | Qt::AltModifier)) != 0;
+    if (box == Box::Comment || shortcut || key->text().isEmpty() || !key->text().front().isPrint())
+        return QDialog::eventFilter(watched, event);
+    const QChar accepted = ProfileEdit::acceptedKey(key->text().front());
+    if (!accepted.isNull())
+        edit->insert(accepted);
+    return true;
+}

@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#pragma once
+
+#include "profile/ProfileEdit.h"
+
+#include <QDialog>
+#include <QList>
+#include <QStringList>
+
+class QLabel;
+class QLineEdit;
+class QListWidget;
+class QPushButton;
+class ProfilePicture;
+
+/// The profile editor: boxes for one step, the list of the profile's lines, a picture of temperature against time. It works on
+/// TProfile::state(), so that the file entries store what the list shows. OK keeps the profile for the run; Cancel brings back the profile
+/// as it was when the window opened, after "Discard changes?" when it was edited.
+class dlgTProfile : public QDialog
+{
+    Q_OBJECT
+
+public:
+    explicit dlgTProfile(QWidget* parent = nullptr);
+
+    /// Shows the editor; true when it was left with OK.
+    static bool edit(QWidget* parent);
+
+    void reject() override;
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+    void closeEvent(QCloseEvent* event) override;
+
+private:
+    struct Snapshot
+    {
+        QStringList lines;
+        int row;
+    };
+
+    void build();
+    QLineEdit* addBox(ProfileEdit::Box box, const QString& name, const QString& toolTip);
+    QLineEdit* field(ProfileEdit::Box box) const { return m_fields[static_cast<int>(box)]; }
+    ProfileEdit::Boxes boxes() const;
+    void load(int row);
+    bool complete();
+    void insert();
+    void change();
+    void move(int by);
+    void remove();
+    void undo();
+    void remember();
+    void edited(int row);
+    void showProfile(int row = -1);
+    void preview();
+    void checkRange(ProfileEdit::Box box);
+    bool mayLeave();
+    void openFile();
+    void saveFile();
+    void discard();
+
+    QList<QLineEdit*> m_fields; ///< in the order of ProfileEdit::Box
+    QListWidget* m_list = nullptr;
+    ProfilePicture* m_picture = nullptr;
+    QLabel* m_total = nullptr;
+    QLabel* m_status = nullptr;
+    QLabel* m_file = nullptr;
+    QPushButton* m_change = nullptr;
+    QPushButton* m_up = nullptr;
+    QPushButton* m_down = nullptr;
+    QPushButton* m_delete = nullptr;
+    QPushButton* m_undo = nullptr;
+    QPushButton* m_cancel = nullptr;
+    QList<Snapshot> m_history;
+    QStringList m_before; ///< the profile when the window opened
+    QString m_fileBefore;
+    bool m_modifiedBefore = false;
+    bool m_asking = false; ///< a box is shown: leaving a field is not checked
+};

@@ -1,0 +1,445 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "core/FrontPanel.h"
+#include "core/Menu.h"
+#include "core/ScanData.h"
+#include "goniometer/PlayedController.h"
+#include "profile/ProfileRun.h"
+#include "profile/TProfile.h"
+#include "support/ScriptedPort.h"
+#include "support/ScriptedPrompts.h"
+#include "temperature/modHTC_Laser.h"
+#include "temperature/modLTC.h"
+#include "temperature/modTC.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <memory>
+
+using namespace Qt::StringLiterals;
+using Button = Prompts::Button;
+using Field = FrontPanel::Field;
+using Phase = ProfileRun::Phase;
+
+namespace {
+const QString title = u"Temperature profile"_s;
+const QString finished = u"Temperature profile finished!"_s;
+const QString running = u"Abort Execution of &Temperature Profile..."_s;
+const QString idle = u"Execute &Temperature Profile..."_s;
+
+QString entryCaption()
+{
+    return frontPanel().entryCaption(Menu::Entry::mnuMeasExecTempProfile);
+}
+
+/// A laboratory with a goniometer and a low-temperature controller that has each temperature as soon as it is set.
+struct Laboratory
+{
+    Laboratory() : smc(clock)
+    {
+        smc.countLines = {"5", "40", "7", "3", "8"};
+        smc.runTime = 3000;
+        Configuration::LTC& ltc = configuration().ltc;
+        ltc.line.settings = u"9600,o,7,1"_s;
+        ltc.line.serialPort = 3;
+        ltc.line.txDelay = 0.05F;
+        ltc.line.rxTimeout = 1;
+        ltc.modelCode = modLTC::LakeShore331;
+        ltc.ls331DefaultPID = u"300=R3P300I50D0"_s;
+        ltc.minQueries = 2;
+        modCOM::TCComm().configure(ltc.line);
+        tc.plugInto(modCOM::TCComm());
+        modTC::Connect();
+        flags().ltcEnabled = true;
+        tc.answerBy([this](const QByteArray& written) {
+            const qsizetype at = written.lastIndexOf("SETP 1, ");
+            if (at >= 0)
+                kelvin = written.mid(at + 8).split('\r').constFirst().toDouble();
+            return !silent && written.endsWith("KRDG?\r\n")
+                       ? QList<ScriptedDevice::Chunk>{{"+" + QByteArray::number(kelvin + offset, 'f', 2) + "\r\n"}}
+                       : QList<ScriptedDevice::Chunk>();
+        });
+        modTools::state().programDirectory = directory.path() + u"/program"_s;
+        QDir().mkpath(modTools::state().programDirectory);
+        QDir().mkpath(work());
+        QFile table(modTools::state().programDirectory + u"/ls331.pid"_s);
+        if (table.open(QIODevice::WriteOnly))
+            table.write("25=R2P25I500D0\r\n300=R3P300I50D0\r\n");
+        table.close();
+        configuration().general.workDir = work();
+        frontPanel().setText(Field::ScanStart, u"10"_s);
+        frontPanel().setText(Field::ScanStop, u"12"_s);
+        frontPanel().setText(Field::ScanStep, u"0.5"_s);
+        frontPanel().setText(Field::CounterTime, u"1"_s);
+        frontPanel().setText(Field::txtFileName, u"Quartz"_s);
+        QObject::connect(&frontPanel(), &FrontPanel::panelChanged, &context, [this](int number, const QString& text) {
+            if (number == 1)
+                panel1 << text;
+            if (number == 3)
+                panel3 << text;
+        });
+    }
+    QString work() const { return directory.path() + u"/work"_s; }
+    void profile(const QStringList& lines) { TProfile::state() = {lines, directory.filePath(u"p.gtp"_s), false}; }
+    QStringList scans() const { return QDir(work()).entryList({u"*.sdf"_s}, QDir::Files, QDir::Name); }
+    bool stateFile() const { return QFileInfo::exists(ProfileRun::StateFile()); }
+    void expectSummary(Button answer = Button::Yes)
+    {
+        boxes.expect(title, ProfileRun::SummaryText(), answer).withButtons(Prompts::Buttons::YesNo, 2);
+    }
+    void expectAbort(Button readAnyway = Button::No)
+    {
+        boxes.expect(u"Temperature Profile - Data acquisition"_s, u"Do you want to abort the current data acquisition now?"_s, Button::Yes)
+            .withButtons(Prompts::Buttons::YesNo, 2);
+        boxes.expect(u"Data acquisition"_s, u"Do you want read scan data anyway?"_s, readAnyway);
+    }
+
+    TestClock clock;
+    PlayedController smc;
+    ScriptedDevice tc;
+    ScriptedPrompts boxes;
+    QTemporaryDir directory;
+    QObject context;
+    double kelvin = 295;
+    double offset = 0;
+    bool silent = false;
+    QStringList panel1;
+    QStringList panel3;
+};
+} // namespace
+
+class tst_profilerun : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init()
+    {
+        resetGoniometer();
+        modTC::reset();
+        modLTC::state() = modLTC::State{};
+        modHTC_Laser::state() = modHTC_Laser::State{};
+        TProfile::state() = {};
+        ProfileRun::state() = {};
+    }
+    void cleanup()
+    {
+        modTC::reset();
+        modCOM::reset();
+    }
+
+    void theQuestionsOfTheStartComeInOrder()
+    {
+        Laboratory lab;
+        lab.profile({u"#nothing"_s});
+        flags().generatorRemote = flags().idlePower = true;
+        flags().dataPresent = true;
+        bool edited = false;
+        lab.boxes.expect(u"X-Ray generator"_s, u"X-Ray Generator seems to be at idle power.\r\nPlease adjust power settings."_s);
+        lab.boxes
+            .expect(u"Start measurement"_s, u"Data in memory were not yet saved!\r\n\r\nDo you really want to continue?"_s, Button::Yes)
+            .withButtons(Prompts::Buttons::YesNo, 2);
+        lab.boxes.expect(title, ProfileRun::SummaryText(), Button::No).then([&] { QVERIFY(edited); });
+        QVERIFY(!ProfileRun::Execute({[&edited] { return edited = true; }, {}}));
+        QVERIFY(lab.boxes.allShown());
+        QCOMPARE(entryCaption(), idle);
+        QVERIFY(lab.tc.written().isEmpty());
+    }
+
+    void whatStopsTheStart()
+    {
+        Laboratory lab;
+        lab.profile({u"T1:300;"_s});
+        lab.smc.busy = true;
+        lab.boxes.expect(u"Start measurement"_s, u"G318 is busy at the moment. Please wait ..."_s);
+        QVERIFY(!ProfileRun::Execute());
+        lab.smc.busy = false;
+        flags().dataPresent = true;
+        lab.boxes.expect(u"Start measurement"_s, QString(), Button::No);
+        QVERIFY(!ProfileRun::Execute());
+        flags().dataPresent = false;
+        frontPanel().setText(Field::txtFileName, u" "_s);
+        lab.boxes.expect(u"Missing parameter"_s, u"Please enter a sample/file name."_s);
+        QVERIFY(!ProfileRun::Execute());
+        frontPanel().setText(Field::txtFileName, u"Quartz"_s);
+        QVERIFY(!ProfileRun::Execute({[] { return false; }, {}}));
+        flags().ltcEnabled = false;
+        lab.boxes.expect(title, u"No temperature controller is enabled."_s);
+        QVERIFY(!ProfileRun::Execute());
+        QVERIFY(lab.boxes.allShown());
+        QCOMPARE(lab.smc.orders(), QStringList());
+        QVERIFY(lab.tc.written().isEmpty());
+    }
+
+    void aProfileOfCommentsFinishesAtOnce()
+    {
+        Laboratory lab;
+        lab.profile({u"#a"_s, u";b"_s, u"'T1:300;"_s, QString()});
+        lab.expectSummary();
+        lab.boxes.expect(title, finished);
+        QVERIFY(ProfileRun::Execute());
+        QVERIFY(lab.boxes.allShown());
+        QCOMPARE(lab.smc.orders(), QStringList());
+        QCOMPARE(lab.scans(), QStringList());
+    }
+
+    void aWholeRun()
+    {
+        Laboratory lab;
+        lab.profile({u"#series"_s, u"t1:295;T2:285;dt:10;R:2.5;DW:3;E:7;"_s, u"T1:280;"_s});
+        lab.offset = 0.3;
+        lab.expectSummary();
+        lab.boxes.expect(title, finished).then([] { QCOMPARE(entryCaption(), running); });
+        QString counterTime;
+        lab.smc.onCommand = [&](const QString& command) {
+            if (command == u"START:;"_s)
+                counterTime += frontPanel().text(Field::CounterTime) + u" "_s;
+        };
+        QVERIFY(ProfileRun::Execute());
+        QVERIFY(lab.boxes.allShown());
+        QCOMPARE(lab.scans(), (QStringList{u"Quartz_0280.3.sdf"_s, u"Quartz_0285.3.sdf"_s, u"Quartz_0295.3.sdf"_s}));
+        QCOMPARE(counterTime, u"7 7 1 "_s);
+        QCOMPARE(frontPanel().text(Field::CounterTime), u"1"_s);
+        QCOMPARE(scanParameters().counterTime, 1.0);
+        const QByteArray sent = lab.tc.written();
+        QVERIFY2(sent.startsWith("PID 1, 300, 50, 0\r\nRAMP 1,1,2.5\r\nRANGE 3\r\nSETP 1, 295\r\nKRDG?\r\n"), sent.constData());
+        QVERIFY(sent.indexOf("SETP 1, 285\r\n") > sent.indexOf("SETP 1, 295\r\n"));
+        QVERIFY(sent.contains("RAMP 1,0,0\r\nRANGE 3\r\nSETP 1, 280\r\n"));
+        QCOMPARE(lab.smc.sent(u"START:;"_s), qsizetype(3));
+        QCOMPARE(lab.smc.sent(u"CLR;"_s), qsizetype(3));
+        QVERIFY(lab.panel3.contains(u"Setting new temperature setpoint..."_s));
+        QVERIFY(lab.panel3.contains(u"Dwelling: 0 of 3 seconds..."_s));
+        QVERIFY(lab.panel3.contains(u"Dwelling: 2 of 3 seconds..."_s));
+        QVERIFY(lab.panel1.contains(u"Data acquisition in progress...|"_s));
+        QVERIFY(lab.panel1.contains(u"Data acquisition in progress.../ "_s));
+        QVERIFY(lab.panel1.contains(u"Data acquisition done."_s));
+        QCOMPARE(entryCaption(), idle);
+        QVERIFY(!lab.stateFile());
+        QVERIFY(!flags().profileRunning);
+        QVERIFY(flags().dataPresent && flags().dataSaved);
+        QCOMPARE(ProfileRun::state().rows.constFirst().maximumCount, 40);
+        QFile report(ProfileRun::state().reportFile);
+        QVERIFY(report.open(QIODevice::ReadOnly));
+        const QByteArray text = report.readAll();
+        QVERIFY2(text.contains("setpoint 295 K  read 295.3 K") && text.contains("counter time 7 s  maximum 40 counts"), text.constData());
+    }
+
+    void takenNamesGetAnIndex()
+    {
+        Laboratory lab;
+        lab.profile({u"T1:295;"_s});
+        for (int i = 0; i < 3; ++i) {
+            lab.expectSummary();
+            lab.boxes.expect(title, finished);
+            QVERIFY(ProfileRun::Execute());
+        }
+        QCOMPARE(lab.scans(), (QStringList{u"Quartz_0295.0(2).sdf"_s, u"Quartz_0295.0(3).sdf"_s, u"Quartz_0295.0.sdf"_s}));
+        QVERIFY(lab.boxes.allShown());
+    }
+
+    void aRehearsalWritesNoScan()
+    {
+        Laboratory lab;
+        configuration().general.autoSave = false;
+        lab.profile({u"T1:295;"_s});
+        lab.expectSummary();
+        lab.boxes.expect(title, finished);
+        QVERIFY(ProfileRun::Execute());
+        QCOMPARE(lab.scans(), QStringList());
+        QCOMPARE(ProfileRun::state().rows.constFirst().file, u"Quartz_0295.0.sdf"_s);
+    }
+
+    void anAbortStopsEveryPhase_data()
+    {
+        QTest::addColumn<int>("phase");
+        QTest::newRow("setpoint") << int(Phase::Setpoint);
+        QTest::newRow("settling") << int(Phase::Settling);
+        QTest::newRow("dwelling") << int(Phase::Dwelling);
+        QTest::newRow("measuring") << int(Phase::Acquiring);
+    }
+
+    void anAbortStopsEveryPhase()
+    {
+        QFETCH(int, phase);
+        Laboratory lab;
+        lab.profile({u"T1:295;"_s, u"T1:285;DW:30;"_s, u"T1:275;"_s});
+        lab.expectSummary();
+        lab.expectAbort();
+        lab.boxes.expect(title, finished);
+        bool asked = false;
+        lab.clock.onRound = [&] {
+            const ProfileRun::State& run = ProfileRun::state();
+            if (asked || run.current != 1 || int(run.rows[1].phase) != phase)
+                return;
+            asked = true;
+            QVERIFY(!ProfileRun::Execute());
+        };
+        QVERIFY(!ProfileRun::Execute());
+        QVERIFY(lab.boxes.allShown());
+        QCOMPARE(lab.scans(), QStringList{u"Quartz_0295.0.sdf"_s});
+        QCOMPARE(lab.smc.sent(u"Q;"_s), qsizetype(1));
+        QVERIFY(!lab.tc.written().contains("SETP 1, 275"));
+        QVERIFY(lab.panel3.contains(u"Temperature profile aborted!"_s));
+        QVERIFY(ProfileRun::state().rows[1].phase == Phase::Aborted);
+        QVERIFY(!flags().abort);
+        QCOMPARE(entryCaption(), idle);
+        QVERIFY(lab.stateFile());
+    }
+
+    void onlyYesAborts()
+    {
+        Laboratory lab;
+        lab.profile({u"T1:295;DW:5;"_s});
+        lab.expectSummary();
+        lab.boxes.expect(u"Temperature Profile - Data acquisition"_s, QString(), Button::No);
+        lab.boxes.expect(title, finished);
+        bool asked = false;
+        lab.clock.onRound = [&] {
+            if (!asked && ProfileRun::state().current == 0 && ProfileRun::state().rows[0].phase == Phase::Dwelling) {
+                asked = true;
+                ProfileRun::Execute();
+            }
+        };
+        QVERIFY(ProfileRun::Execute());
+        QCOMPARE(lab.scans().size(), qsizetype(1));
+        QVERIFY(lab.boxes.allShown());
+    }
+
+    void theLastRunIsContinuedWhereItStopped_data()
+    {
+        QTest::addColumn<int>("answer");
+        QTest::addColumn<int>("scans");
+        QTest::newRow("Yes") << int(Button::Yes) << 2;
+        QTest::newRow("No") << int(Button::No) << 3;
+        QTest::newRow("Cancel") << int(Button::Cancel) << 0;
+    }
+
+    void theLastRunIsContinuedWhereItStopped()
+    {
+        QFETCH(int, answer);
+        QFETCH(int, scans);
+        Laboratory lab;
+        lab.profile({u"T1:295;"_s, u"T1:285;DW:30;"_s, u"T1:275;"_s});
+        lab.expectSummary();
+        lab.expectAbort();
+        lab.boxes.expect(title, finished);
+        bool asked = false;
+        lab.clock.onRound = [&] {
+            if (!asked && ProfileRun::state().current == 1 && ProfileRun::state().rows[1].phase == Phase::Dwelling) {
+                asked = true;
+                ProfileRun::Execute();
+            }
+        };
+        ProfileRun::Execute();
+        lab.expectSummary();
+        lab.boxes.expect(title, u"The last run of this profile stopped after step 1. Continue there?"_s, Button(answer))
+            .withButtons(Prompts::Buttons::YesNoCancel);
+        if (scans > 0)
+            lab.boxes.expect(title, finished);
+        const qsizetype before = lab.smc.sent(u"START:;"_s);
+        QCOMPARE(ProfileRun::Execute(), scans > 0);
+        QCOMPARE(lab.smc.sent(u"START:;"_s) - before, qsizetype(scans));
+        QCOMPARE(lab.stateFile(), scans == 0);
+        QVERIFY(lab.boxes.allShown());
+    }
+
+    void anotherProfileIsNotContinued()
+    {
+        Laboratory lab;
+        lab.profile({u"T1:295;"_s, u"T1:285;"_s});
+        QVERIFY(TProfile::WriteLines(ProfileRun::StateFile(), {u"profile=0123"_s, u"done=1"_s}) == 0);
+        lab.expectSummary();
+        lab.boxes.expect(title, finished);
+        QVERIFY(ProfileRun::Execute());
+        QCOMPARE(lab.scans().size(), qsizetype(2));
+        QVERIFY(lab.boxes.allShown());
+    }
+
+    void aFailedSaveIsTriedAgainEveryMinute()
+    {
+        Laboratory lab;
+        lab.profile({u"T1:295;"_s});
+        const QString gone = lab.work();
+        QVERIFY(QDir(gone).removeRecursively());
+        lab.expectSummary();
+        lab.boxes.expect(QString(), QString());
+        lab.boxes.expect(QString(), QString()).then([&] { QDir().mkpath(gone); });
+        lab.boxes.expect(title, finished);
+        QVERIFY(ProfileRun::Execute());
+        QVERIFY(lab.boxes.allShown());
+        QCOMPARE(lab.scans(), QStringList{u"Quartz_0295.0.sdf"_s});
+        QVERIFY(lab.clock.elapsed() >= 120000);
+        QCOMPARE(ProfileRun::state().rows[0].remarks.size(), qsizetype(2));
+    }
+
+    void aScanThatNoDiskTakesGoesToTheProgramDirectory()
+    {
+        Laboratory lab;
+        lab.profile({u"T1:295;"_s});
+        QVERIFY(QDir(lab.work()).removeRecursively());
+        lab.expectSummary();
+        for (int i = 0; i < 10; ++i)
+            lab.boxes.expect(QString(), QString());
+        lab.boxes.expect(title, finished);
+        QVERIFY(ProfileRun::Execute());
+        QVERIFY(lab.boxes.allShown());
+        QVERIFY(QFileInfo::exists(modTools::state().programDirectory + u"/Quartz_0295.0.sdf"_s));
+    }
+
+    void aSilentTemperatureControllerCostsOneStep()
+    {
+        Laboratory lab;
+        lab.profile({u"T1:295;"_s, u"T1:285;"_s});
+        lab.clock.msPerRound = 20;
+        lab.silent = true;
+        lab.clock.onRound = [&] { lab.silent = ProfileRun::state().current == 0; };
+        lab.expectSummary();
+        lab.boxes.expect(title, finished);
+        QVERIFY(ProfileRun::Execute());
+        QCOMPARE(lab.scans(), QStringList{u"Quartz_0285.0.sdf"_s});
+        QVERIFY(ProfileRun::state().rows[0].phase == Phase::Skipped);
+        QVERIFY(lab.clock.elapsed() > 600000);
+    }
+
+    void aSilentGoniometerCostsOneScan()
+    {
+        Laboratory lab;
+        lab.profile({u"T1:295;"_s, u"T1:285;"_s});
+        lab.clock.msPerRound = 20;
+        lab.clock.onRound = [&] {
+            const ProfileRun::State& run = ProfileRun::state();
+            lab.smc.mute = run.current == 0 && run.rows[0].phase == Phase::Acquiring;
+        };
+        lab.expectSummary();
+        lab.boxes.expect(title, finished);
+        QVERIFY(ProfileRun::Execute());
+        QCOMPARE(lab.scans(), QStringList{u"Quartz_0285.0.sdf"_s});
+        QVERIFY(ProfileRun::state().rows[0].phase == Phase::Skipped);
+    }
+
+    void theWayBackOfTheLowTemperatureController_data()
+    {
+        QTest::addColumn<bool>("reset");
+        QTest::newRow("ResetAfterTempRun") << true;
+        QTest::newRow("left alone") << false;
+    }
+
+    void theWayBackOfTheLowTemperatureController()
+    {
+        QFETCH(bool, reset);
+        Laboratory lab;
+        configuration().ltc.resetAfterTempRun = reset;
+        lab.profile({u"T1:295;"_s});
+        lab.expectSummary();
+        lab.boxes.expect(title, finished);
+        QVERIFY(ProfileRun::Execute());
+        QCOMPARE(lab.tc.written().endsWith("*RST\r\nRANGE 0\r\n"), reset);
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_profilerun)
+#include "tst_profilerun.moc"

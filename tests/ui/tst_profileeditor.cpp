@@ -1,0 +1,249 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "core/Configuration.h"
+#include "core/Flags.h"
+#include "core/FrontPanel.h"
+#include "profile/TProfile.h"
+#include "support/ResetProgram.h"
+#include "support/ScriptedPrompts.h"
+#include "ui/ProfilePicture.h"
+#include "ui/dlgTProfile.h"
+
+#include <QAction>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QPushButton>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <memory>
+
+namespace {
+const QString title = QStringLiteral("Temperature profile");
+const QString unsaved = QStringLiteral("You did not save the current temperature profile.\r\nDo you really want to continue?");
+
+/// The editor on the screen, and the hand in it.
+struct Editor
+{
+    Editor()
+    {
+        dialog.show();
+        (void)QTest::qWaitForWindowActive(&dialog, 1000);
+    }
+    QLineEdit* box(const char* name) { return dialog.findChild<QLineEdit*>(QString::fromLatin1(name)); }
+    void type(const char* name, const char* keys)
+    {
+        box(name)->clear();
+        QTest::keyClicks(box(name), QString::fromLatin1(keys));
+    }
+    void press(const char* name) { dialog.findChild<QPushButton*>(QString::fromLatin1(name))->click(); }
+    QString label(const char* name) { return dialog.findChild<QLabel*>(QString::fromLatin1(name))->text(); }
+    void trigger(const char* name) { dialog.findChild<QAction*>(QString::fromLatin1(name))->trigger(); }
+    QListWidget* list() { return dialog.findChild<QListWidget*>(QStringLiteral("listProfile")); }
+    QStringList listed()
+    {
+        QStringList all;
+        for (int i = 0; i < list()->count(); ++i)
+            all << list()->item(i)->text();
+        return all;
+    }
+
+    dlgTProfile dialog;
+};
+
+QStringList lines(const char* text)
+{
+    return QString::fromLatin1(text).split(u' ');
+}
+} // namespace
+
+class tst_profileeditor : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<QTemporaryDir> m_directory;
+
+private slots:
+    void init()
+    {
+        resetProgram();
+        TProfile::state() = {};
+        m_directory = std::make_unique<QTemporaryDir>();
+        configuration().general.workDir = m_directory->path();
+        flags().ltcEnabled = true;
+    }
+
+    void whatIsTypedIsInserted()
+    {
+        ScriptedPrompts prompts;
+        Editor editor;
+        QCOMPARE(editor.dialog.windowTitle(), title);
+        editor.type("txtT1", "1a0-0,5");
+        QCOMPARE(editor.box("txtT1")->text(), QStringLiteral("100.5"));
+        editor.type("txtDwell", "5");
+        editor.type("txtComment", "cold, a-b");
+        editor.press("btnInsert");
+        QCOMPARE(editor.listed(), (QStringList{QStringLiteral("T1:100.5;DW:5;"), QStringLiteral("#cold, a-b;")}));
+        QCOMPARE(TProfile::state().lines, editor.listed());
+        QCOMPARE(editor.label("lblCurrentProfile"), QStringLiteral("Current profile:  (modified)"));
+        QVERIFY(prompts.allShown());
+    }
+
+    void aMissingValueIsAskedForAndNothingIsInserted()
+    {
+        ScriptedPrompts prompts;
+        Editor editor;
+        editor.type("txtT1", "100");
+        editor.type("txtT2", "200");
+        prompts.expect(title, QStringLiteral("Missing T-Step..."));
+        editor.press("btnInsert");
+        QVERIFY(editor.listed().isEmpty());
+        QCOMPARE(editor.dialog.focusWidget(), editor.box("txtdT"));
+        QVERIFY(!TProfile::state().modified);
+        QVERIFY(prompts.allShown());
+    }
+
+    void aClickFillsTheBoxes()
+    {
+        TProfile::state().lines = lines("T1:300;T2:280;DT:10;R:2;DW:60;E:5; #cold;");
+        Editor editor;
+        editor.list()->setCurrentRow(0);
+        QCOMPARE(editor.box("txtT1")->text(), QStringLiteral("300"));
+        QCOMPARE(editor.box("txtExpoTime")->text(), QStringLiteral("5"));
+        QCOMPARE(editor.box("txtComment")->text(), QString());
+        editor.list()->setCurrentRow(1);
+        QCOMPARE(editor.box("txtComment")->text(), QStringLiteral("cold"));
+    }
+
+    void entriesAreChangedMovedDeletedAndBroughtBack()
+    {
+        TProfile::state().lines = lines("T1:300; T1:290; T1:280;");
+        ScriptedPrompts prompts;
+        Editor editor;
+        editor.list()->setCurrentRow(1);
+        editor.type("txtT1", "295");
+        editor.press("btnChange");
+        QCOMPARE(editor.listed(), lines("T1:300; T1:295; T1:280;"));
+        editor.press("btnUp");
+        QCOMPARE(editor.listed(), lines("T1:295; T1:300; T1:280;"));
+        editor.press("btnDown");
+        editor.press("btnDown");
+        QCOMPARE(editor.listed(), lines("T1:300; T1:280; T1:295;"));
+        editor.press("btnDelete");
+        QCOMPARE(editor.listed(), lines("T1:300; T1:280;"));
+        editor.press("btnUndo");
+        QCOMPARE(editor.listed(), lines("T1:300; T1:280; T1:295;"));
+        for (int i = 0; i < 4; ++i)
+            editor.press("btnUndo");
+        QCOMPARE(editor.listed(), lines("T1:300; T1:290; T1:280;"));
+        QVERIFY(prompts.allShown());
+    }
+
+    void aValueOutOfRangeIsRefusedWhenItsBoxIsLeft_data()
+    {
+        QTest::addColumn<QByteArray>("box");
+        QTest::addColumn<QByteArray>("value");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("T1") << QByteArray("txtT1") << QByteArray("301") << QStringLiteral("The valid temperature range is 8... 300!");
+        QTest::newRow("dT") << QByteArray("txtdT") << QByteArray("0.05")
+                            << QStringLiteral("The valid temperature step size is 0.1... 292!");
+        QTest::newRow("ramp") << QByteArray("txtRamp") << QByteArray("100")
+                              << QStringLiteral("Please select a ramp rate between 0 K/min. and 99.9 K/min.!");
+        QTest::newRow("dwell") << QByteArray("txtDwell") << QByteArray("32001") << QStringLiteral("Max. dwell time is 32000 seconds...");
+    }
+
+    void aValueOutOfRangeIsRefusedWhenItsBoxIsLeft()
+    {
+        QFETCH(QByteArray, box);
+        QFETCH(QByteArray, value);
+        QFETCH(QString, text);
+        ScriptedPrompts prompts;
+        Editor editor;
+        editor.box(box.constData())->setFocus();
+        editor.type(box.constData(), value.constData());
+        prompts.expect(QStringLiteral("Value out of range"), text).withIcon(Prompts::Icon::Critical);
+        QTest::keyClick(editor.box(box.constData()), Qt::Key_Return);
+        QTRY_COMPARE(prompts.messages.size(), qsizetype(1));
+        QTRY_COMPARE(editor.dialog.focusWidget(), editor.box(box.constData()));
+        QVERIFY(prompts.allShown());
+    }
+
+    void leavingWithEditsAsks()
+    {
+        TProfile::state().lines = lines("T1:300;");
+        ScriptedPrompts prompts;
+        Editor editor;
+        editor.list()->setCurrentRow(0);
+        editor.press("btnDelete");
+        prompts.expect(title, unsaved, Prompts::Button::No).withButtons(Prompts::Buttons::YesNo, 2);
+        editor.trigger("mnuFileExit");
+        QVERIFY(editor.dialog.isVisible());
+        prompts.expect(title, unsaved, Prompts::Button::No);
+        editor.trigger("mnuFileOpen");
+        prompts.expect(title, QStringLiteral("Discard changes?"), Prompts::Button::No).withButtons(Prompts::Buttons::YesNo, 2);
+        editor.press("btnCancel");
+        QVERIFY(editor.dialog.isVisible());
+        prompts.expect(title, QStringLiteral("Discard changes?"), Prompts::Button::Yes);
+        editor.press("btnCancel");
+        QVERIFY(!editor.dialog.isVisible());
+        QCOMPARE(editor.dialog.result(), int(QDialog::Rejected));
+        QCOMPARE(TProfile::state().lines, lines("T1:300;"));
+        QVERIFY(!TProfile::state().modified);
+        QVERIFY(prompts.allShown());
+    }
+
+    void okKeepsTheProfile()
+    {
+        ScriptedPrompts prompts;
+        Editor editor;
+        editor.type("txtT1", "300");
+        editor.press("btnInsert");
+        editor.press("btnOk");
+        QCOMPARE(editor.dialog.result(), int(QDialog::Accepted));
+        QCOMPARE(TProfile::state().lines, lines("T1:300;"));
+        QVERIFY(TProfile::state().modified);
+        QVERIFY(prompts.allShown());
+    }
+
+    void labelsFollowControllerAndUnit()
+    {
+        {
+            Editor editor;
+            QCOMPARE(editor.label("lblT1"), QStringLiteral("T-Start:"));
+            QCOMPARE(editor.label("unitT1"), QStringLiteral("K"));
+            QCOMPARE(editor.label("unitRamp"), QStringLiteral(" K/min"));
+            QCOMPARE(editor.label("unitDwell"), QStringLiteral("second(s)"));
+            QCOMPARE(editor.label("lblWorkDir"), QStringLiteral("Work directory: ") + m_directory->path());
+            QCOMPARE(editor.label("lblRange"), QStringLiteral("Valid temperature range: 8... 300."));
+        }
+        flags().laserEnabled = true;
+        configuration().laser.currentMode = true;
+        configuration().general.timeUnitMinutes = true;
+        Editor editor;
+        QCOMPARE(editor.label("lblT1"), QStringLiteral("I-Start:"));
+        QCOMPARE(editor.label("lblT2"), QStringLiteral("I-Stop:"));
+        QCOMPARE(editor.label("lbldT"), QStringLiteral("I-Step:"));
+        QCOMPARE(editor.box("txtT1")->toolTip(), QStringLiteral("Start current setting"));
+        QCOMPARE(editor.box("txtT2")->toolTip(), QStringLiteral("Final current setting"));
+        QCOMPARE(editor.box("txtdT")->toolTip(), QStringLiteral("Current step size"));
+        QCOMPARE(editor.label("unitExpoTime"), QStringLiteral("minute(s)"));
+    }
+
+    void thePictureFollowsWhileTyping()
+    {
+        Editor editor;
+        auto* picture = editor.dialog.findChild<ProfilePicture*>();
+        QCOMPARE(picture->marks(), qsizetype(0));
+        editor.type("txtT1", "300");
+        QCOMPARE(picture->marks(), qsizetype(1));
+        editor.type("txtT2", "280");
+        editor.type("txtdT", "10");
+        QCOMPARE(picture->marks(), qsizetype(3));
+        QVERIFY(editor.label("lblTotal").startsWith(QStringLiteral("3 scans, about ")));
+        QVERIFY(!editor.dialog.grab().isNull());
+    }
+};
+
+QTEST_MAIN(tst_profileeditor)
+#include "tst_profileeditor.moc"
