@@ -64,7 +64,7 @@ QString Text()
 
 void Write()
 {
-    if (TProfile::WriteLines(ProfileRun::state().reportFile, Text().split(u'\n')) != 0)
+    if (TProfile::WriteLines(ProfileRun::state().reportFile, Text().chopped(1).split(u'\n')) != 0)
         modTools::WriteLog(false, u"The report '"_s + ProfileRun::state().reportFile + u"' could not be written."_s);
 }
 } // namespace ProfileReport
