@@ -304,7 +304,10 @@ void dlgTProfile::preview()
     m_undo->setEnabled(!m_history.isEmpty());
     // A step that is being typed counts, as if it had been inserted.
     const QStringList stored = profile();
-    const bool typing = row < 0 && ProfileEdit::missing(boxes()).text.isEmpty();
+    bool typing = row < 0 && ProfileEdit::missing(boxes()).text.isEmpty();
+    // A value that will be refused, such as the first digits of a step, is not drawn.
+    for (const Box box : {Box::T1, Box::T2, Box::dT})
+        typing = typing && ProfileEdit::refusal(box, field(box)->text()).isEmpty();
     if (typing)
         profile() += ProfileEdit::lines(boxes());
     const QList<ProfileRun::Row> plan = ProfileRun::Plan();

@@ -240,6 +240,9 @@ private slots:
         editor.type("txtT2", "280");
         editor.type("txtdT", "10");
         QCOMPARE(picture->marks(), qsizetype(3));
+        editor.type("txtdT", "0.00001");
+        QCOMPARE(picture->marks(), qsizetype(0));
+        editor.type("txtdT", "10");
         QVERIFY(editor.label("lblTotal").startsWith(QStringLiteral("3 scans, about ")));
         QVERIFY(!editor.dialog.grab().isNull());
     }
