@@ -287,9 +287,7 @@ PollResult PollUntilIdle(double silenceLimit, bool barAfter, const std::function
             return PollResult::Idle;
         if (!reply.isEmpty())
             lastHeard = modTools::timeGetTime();
-        else if (goOn && !goOn())
-            return PollResult::Silent;
-        else if (silenceLimit > 0 && modTools::timeGetTime() - lastHeard >= silenceLimit * 1000)
+        else if ((goOn && !goOn()) || (silenceLimit > 0 && modTools::timeGetTime() - lastHeard >= silenceLimit * 1000))
             return PollResult::Silent;
     }
 }
