@@ -12,6 +12,7 @@
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPointer>
 #include <QTimer>
 #include <QVBoxLayout>
 
@@ -101,23 +102,25 @@ void dlgGeneratorPower::open(QWidget* parent)
     flags().generatorRunning = true;
     frontPanel().refreshEntries();
     auto* dialog = new dlgGeneratorPower(parent);
-    connect(dialog, &QObject::destroyed, &frontPanel(), [] {
+    connect(dialog, &QDialog::finished, &frontPanel(), [] {
         flags().generatorRunning = false;
         frontPanel().refreshEntries();
     });
     dialog->setWindowModality(Qt::WindowModal);
     dialog->show();
     // The generator takes a while to answer: the window is there first.
-    QTimer::singleShot(0, dialog, [dialog] {
-        dialog->m_busy = true;
+    QTimer::singleShot(0, dialog, [window = QPointer<dlgGeneratorPower>(dialog)] {
+        window->m_busy = true;
         GeneratorPower::state().txtMessage = QStringLiteral("Asking the generator...");
-        dialog->refresh();
+        window->refresh();
         GeneratorPower::Load();
-        dialog->m_busy = false;
+        if (window == nullptr)
+            return;
+        window->m_busy = false;
         GeneratorPower::state().txtMessage.clear();
-        dialog->refresh();
-        dialog->m_current->setFocus();
-        dialog->m_current->selectAll();
+        window->refresh();
+        window->m_current->setFocus();
+        window->m_current->selectAll();
     });
 }
 
@@ -171,7 +174,10 @@ void dlgGeneratorPower::refresh()
 void dlgGeneratorPower::apply()
 {
     m_busy = true;
+    const QPointer<dlgGeneratorPower> window(this);
     GeneratorPower::Apply();
+    if (window == nullptr)
+        return;
     m_busy = false;
     refresh();
 }

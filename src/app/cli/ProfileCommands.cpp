@@ -38,7 +38,7 @@ void onInterrupt(int number)
 
 QString duration(double seconds)
 {
-    const auto minutes = static_cast<qint64>(seconds / 60 + 0.5);
+    const qint32 minutes = NumberText::RoundToLong(seconds / 60);
     return u"%1 h %2 min"_qs.arg(minutes / 60).arg(minutes % 60, 2, 10, QChar(u'0'));
 }
 
