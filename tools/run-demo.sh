@@ -59,7 +59,7 @@ printf '%s\n' '[General]' "WorkDir=$out/" ScanMode=online GoniometerType=theta-2
 speed=60
 [[ -z $headless ]] || speed=200
 mkfifo "$instrument/says"
-"$bin/virtual-instrument" --dir "$instrument" --sample quartz --speed $speed >"$instrument/says" 2>&1 &
+"$bin/virtual-instrument" --dir "$instrument" --sample quartz --generator --speed $speed >"$instrument/says" 2>&1 &
 pid=$!
 exec 3<"$instrument/says"
 ready=
@@ -75,9 +75,13 @@ cat <&3 >/dev/null & # what it says later must not block it
 
 # --- the program
 
+say ""
+say "Opening the X-ray shutter of the virtual generator:"
+"$bin/scan-cli" --program-dir "$instrument" generator shutter open
+
 if [[ -z $headless ]]; then
     say ""
-    say "The window that opens now controls the virtual instrument. Choose Measurement > Start Data Acquisition and answer Yes:"
+    say "The window that opens now controls the virtual instrument. Choose Measurement > Start Data Acquisition and press OK:"
     say "a scan of quartz takes about half a minute and can then be saved with File > Save, into $out."
     "$bin/scan" --program-dir "$instrument"
     exit
