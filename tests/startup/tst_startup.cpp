@@ -255,7 +255,7 @@ void StartupTest::anUnreadableScanIniGivesTheDefaults()
     QVERIFY(flags().smcOnline);
 
     QVERIFY(QDir(m_directory->path()).rmdir(QStringLiteral("scan.ini")));
-    writeIni(QByteArray("\0\xff\xfe[General\nScanStop==\n]]\n[smc\n=5\nScanStop", 44));
+    writeIni(QByteArray("\0\xff\xfe[General\nScanStop==\n]]\n[smc\n=5\nScanStop", 42));
     configuration() = Configuration{};
     modMain::LoadSettings();
     QCOMPARE(frontPanel().text(Field::ScanStop), QStringLiteral("180"));
