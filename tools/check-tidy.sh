@@ -60,7 +60,7 @@ for file in "${files[@]}"; do
     fi
     object=${command##* -o }
     object=${object%% *}
-    key=$({ echo "$settings ${command//"$root"/}"; { echo "$file"; printf '%s' "${included[$object]:-}"; } | sort -u | xargs sha256sum; } | sha256sum)
+    key=$({ echo "$settings ${command//"$root"/}"; { echo "$file"; printf '%s' "${included[$object]:-}"; } | sort -u | xargs sha256sum || true; } | sha256sum)
     key=${key%% *}
     [[ -f build/tidy/$key ]] || todo+=("$preset" "$key" "$file")
 done

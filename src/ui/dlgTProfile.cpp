@@ -20,6 +20,8 @@
 #include <QTimer>
 #include <QVBoxLayout>
 
+#include <cmath>
+
 #include <algorithm>
 
 using ProfileEdit::Box;
@@ -313,7 +315,7 @@ void dlgTProfile::preview()
     const QList<ProfileRun::Row> plan = ProfileRun::Plan();
     profile() = stored;
     m_picture->showPlan(plan, ProfileEdit::limits().unit);
-    const auto minutes = static_cast<qint64>(ProfileRun::TimeFor(plan) / 60 + 0.5);
+    const auto minutes = std::llround(ProfileRun::TimeFor(plan) / 60);
     m_total->setText(
         QStringLiteral("%1 scans, about %2 h %3 min").arg(plan.size()).arg(minutes / 60).arg(minutes % 60, 2, 10, QChar(u'0')));
 }

@@ -13,10 +13,12 @@
 #include <QTableWidget>
 #include <QVBoxLayout>
 
+#include <cmath>
+
 namespace {
 QString duration(double seconds)
 {
-    const auto minutes = static_cast<qint64>(seconds / 60 + 0.5);
+    const auto minutes = std::llround(seconds / 60);
     return QStringLiteral("%1 h %2 min").arg(minutes / 60).arg(minutes % 60, 2, 10, QChar(u'0'));
 }
 
