@@ -20,9 +20,8 @@
 #include <QTimer>
 #include <QVBoxLayout>
 
-#include <cmath>
-
 #include <algorithm>
+#include <cmath>
 
 using ProfileEdit::Box;
 
