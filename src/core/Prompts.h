@@ -18,7 +18,8 @@ public:
     struct Message
     {
         QString title;
-        QString text; ///< lines separated by CR LF or LF
+        QString text;    ///< lines separated by CR LF or LF
+        QString details; ///< what the operator can unfold beneath the text, lines separated by LF; empty: nothing
         Icon icon = Icon::None;
         Buttons buttons = Buttons::Ok;
         int defaultButton = 1;      ///< 1 = first button of the set

@@ -27,8 +27,9 @@ QString rowText(const ProfileRun::Row& row, const QString& unit)
     QString text = moment(row.finished) + u"  setpoint "_s + NumberText::General(row.setpoint) + u" "_s + unit;
     if (row.phase == ProfileRun::Phase::Done) {
         if (row.actual)
-            text += u"  read "_s + NumberText::General(*row.actual) + u" "_s + unit + u"  mean "_s + NumberText::Fixed(row.mean, 3) +
-                    u"  scatter "_s + NumberText::Fixed(row.scatter, 3);
+            text += u"  read "_s + NumberText::General(*row.actual) + u" "_s + unit;
+        if (row.actual && ProfileEdit::activeController() != ProfileEdit::Controller::Laser)
+            text += u"  mean "_s + NumberText::Fixed(row.mean, 3) + u"  scatter "_s + NumberText::Fixed(row.scatter, 3);
         text += u"  counter time "_s + NumberText::General(row.counterTime) + u" s  maximum "_s + NumberText::General(row.maximumCount) +
                 u" counts  file "_s + row.file;
     } else {

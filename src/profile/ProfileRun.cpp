@@ -38,8 +38,6 @@ constexpr int saveTries = 10;
 constexpr quint32 saveRetryDelay = 60000; // ms
 constexpr int setpointTries = 3;
 constexpr double roomTemperature = 22; // deg C, set at the end of a run
-constexpr double assumedRate = 5;      // K/min, for the estimate of a change without a ramp
-constexpr double assumedSettling = 60; // s
 
 const QString title = u"Temperature profile"_s;
 const QString idleCaption = u"Execute &Temperature Profile..."_s;
@@ -58,6 +56,7 @@ ProfileRun::Row& row()
 void enter(ProfileRun::Phase phase)
 {
     row().phase = phase;
+    ProfileRun::state().phaseStartedAt = modTools::timeGetTime();
     emit ProfileRun::notifier().changed();
 }
 
@@ -68,9 +67,10 @@ void remark(const QString& text)
 }
 
 Prompts::Button ask(const QString& caption, const QString& text, Prompts::Buttons buttons, Prompts::Icon icon, int defaultButton,
-                    Prompts::Button unattended)
+                    Prompts::Button unattended, const QString& details = {})
 {
     Prompts::Message message;
+    message.details = details;
     message.title = caption;
     message.text = text;
     message.buttons = buttons;
@@ -82,9 +82,9 @@ Prompts::Button ask(const QString& caption, const QString& text, Prompts::Button
     return prompts().message(message);
 }
 
-bool yes(const QString& caption, const QString& text, Prompts::Icon icon = Prompts::Icon::Question)
+bool yes(const QString& caption, const QString& text, const QString& details = {})
 {
-    return ask(caption, text, Prompts::Buttons::YesNo, icon, 2, Prompts::Button::No) == Prompts::Button::Yes;
+    return ask(caption, text, Prompts::Buttons::YesNo, Prompts::Icon::Question, 2, Prompts::Button::No, details) == Prompts::Button::Yes;
 }
 
 // --- the run broken off
@@ -202,6 +202,8 @@ bool settle()
         break;
     case Controller::Laser:
         modHTC::HTC_LaserWaitUntilThere(configuration().laser.stabilizationDelay);
+        if (float current = 0; goesOn() && modHTC_Laser::LaserGetCurrent(current) == 0)
+            step.actual = modHTC_Laser::ValueFor(current);
         break;
     case Controller::LTC:
         result = modLTC::LTCWaitUntilThere(static_cast<float>(step.setpoint), silenceLimit);
@@ -290,11 +292,6 @@ bool acquire()
     return read;
 }
 
-QString inDirectory(const QString& directory, const QString& name)
-{
-    return modFile::WithSeparator(directory) + name;
-}
-
 void waitForRetry()
 {
     const quint32 start = modTools::timeGetTime();
@@ -315,7 +312,7 @@ void save()
     }
     for (int tries = 1; tries <= saveTries + 1 && !flags().closing; ++tries) {
         const QString directory = tries <= saveTries ? configuration().general.workDir : modTools::state().programDirectory;
-        QString path = inDirectory(directory, name);
+        QString path = modFile::WithSeparator(directory) + name;
         const qint16 error = modFile::CreateZELKOFile(path, true);
         if (error == 0) {
             step.file = path;
@@ -466,28 +463,6 @@ void end(bool complete)
     frontPanel().refreshEntries();
     emit ProfileRun::notifier().changed();
 }
-
-QString valueText(double value)
-{
-    const auto zeroPadded = [](const QString& text, qsizetype digits) { return text.rightJustified(digits, u'0'); };
-    switch (ProfileEdit::activeController()) {
-    case Controller::Laser:
-        return ProfileEdit::currentMode() ? NumberText::Fixed(value, 4) : zeroPadded(NumberText::Fixed(value, 0), 4);
-    case Controller::HTC:
-        return zeroPadded(NumberText::Fixed(value, 0), 4);
-    default:
-        return zeroPadded(NumberText::Fixed(value, 1), 6);
-    }
-}
-
-double estimateFor(const ProfileRun::Row& step, double before)
-{
-    const double change = std::abs(step.setpoint - before);
-    const double rate = step.ramp > 0 ? step.ramp : assumedRate;
-    const bool laser = ProfileEdit::activeController() == Controller::Laser;
-    const double settling = laser ? configuration().laser.stabilizationDelay : change / rate * 60 + assumedSettling;
-    return settling + step.dwell + ScanRun::ExpectedTime(scanParameters(), step.counterTime);
-}
 } // namespace
 
 namespace ProfileRun {
@@ -530,100 +505,9 @@ QString phaseText(Phase phase)
     return {};
 }
 
-QString FileName(const QString& sample, double value)
-{
-    return sample + u"_"_s + valueText(value) + u".sdf"_s;
-}
-
 QString StateFile()
 {
     return TProfile::state().currentFile.isEmpty() ? QString() : TProfile::state().currentFile + u".state"_s;
-}
-
-QList<Row> Plan()
-{
-    QList<Row> rows;
-    const QString sample = frontPanel().text(Field::txtFileName);
-    double before = ProfileEdit::activeController() == Controller::LTC ? 295 : roomTemperature;
-    const QStringList& lines = TProfile::state().lines;
-    for (qsizetype i = 0; i < lines.size(); ++i) {
-        const std::optional<TProfile::Step> step = TProfile::ParseStep(lines[i]);
-        if (!step)
-            continue;
-        const double exposure = TProfile::Seconds(NumberText::RoundToEven(step->exposure.value_or(0)));
-        for (const double temperature : step->temperatures()) {
-            Row next;
-            next.line = static_cast<int>(i) + 1;
-            next.setpoint = temperature;
-            next.ramp = step->ramp.value_or(0);
-            next.dwell = TProfile::Seconds(step->dwell.value_or(0));
-            next.counterTime = exposure > 0 ? exposure : scanParameters().counterTime;
-            next.plannedFile = FileName(sample, temperature);
-            next.exists = QFileInfo::exists(inDirectory(configuration().general.workDir, next.plannedFile));
-            next.estimate = estimateFor(next, before);
-            before = temperature;
-            rows += next;
-        }
-    }
-    return rows;
-}
-
-double TimeFor(const QList<Row>& rows, qsizetype from)
-{
-    double seconds = 0;
-    for (qsizetype i = from; i < rows.size(); ++i)
-        seconds += rows[i].estimate;
-    return seconds;
-}
-
-QStringList Check()
-{
-    QStringList findings;
-    const QStringList& lines = TProfile::state().lines;
-    for (qsizetype i = 0; i < lines.size(); ++i) {
-        const QString where = u"line "_s + NumberText::General(qint64{i + 1}) + u": "_s;
-        if (lines[i].trimmed().isEmpty() || TProfile::IsComment(lines[i]))
-            continue;
-        const std::optional<TProfile::Step> step = TProfile::ParseStep(lines[i]);
-        if (!step) {
-            findings += where + u"no start temperature; the line is skipped"_s;
-            continue;
-        }
-        using ProfileEdit::Box;
-        const std::pair<Box, const char*> fields[] = {
-            {Box::T1, "T1"}, {Box::T2, "T2"}, {Box::dT, "DT"}, {Box::Ramp, "R"}, {Box::Dwell, "DW"}};
-        for (const auto& [box, key] : fields) {
-            const QString text = TProfile::FieldText(lines[i], QString::fromLatin1(key));
-            if (!text.isEmpty() && !NumberText::StartsWithNumber(text))
-                findings += where + QString::fromLatin1(key) + u" is not a number"_s;
-            else if (const QString refusal = ProfileEdit::refusal(box, text); !refusal.isEmpty())
-                findings += where + refusal;
-        }
-    }
-    return findings;
-}
-
-QString SummaryText()
-{
-    QStringList lines;
-    QString pidFile;
-    if (ProfileEdit::activeController() == Controller::HTC)
-        pidFile = configuration().htc.pidFile;
-    else if (ProfileEdit::activeController() == Controller::LTC)
-        pidFile = modLTC::RPIDFileName();
-    if (!pidFile.isEmpty())
-        lines += u"- PID parameter file: "_s + pidFile;
-    lines += u"- Temperature profile: "_s + TProfile::state().currentFile;
-    lines += u"- Current work directory is '"_s + configuration().general.workDir + u"'."_s;
-    const QString rule = u"- Files will be saved as '<SampleName>_"_s;
-    if (ProfileEdit::currentMode())
-        lines += rule + u"x.xxxx.sdf' (x.xxxx=laser diode current)."_s;
-    else if (ProfileEdit::activeController() == Controller::LTC)
-        lines += rule + u"xxxx.x.sdf' (xxxx.x=temperature)."_s;
-    else
-        lines += rule + u"xxxx.sdf' (xxxx=temperature)."_s;
-    lines += u"  NOTE: Existing files with identical names get an additional index (n)!"_s;
-    return lines.join(u"\r\n"_s) + u"\r\n\r\n"_s + u"Are you ready to continue?"_s;
 }
 
 bool Execute(const Options& options)
@@ -643,7 +527,7 @@ bool Execute(const Options& options)
     ScanParameterCheck::CheckScanParameters();
     state().rows = Plan();
     emit notifier().changed();
-    if (!yes(title, SummaryText()))
+    if (!yes(title, SummaryText(), DetailsText(state().rows)))
         return false;
     const std::optional<qsizetype> first = firstRow(options);
     if (!first)

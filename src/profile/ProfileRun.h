@@ -27,13 +27,13 @@ struct Row
     double ramp = 0;        ///< K/min, 0: none
     double dwell = 0;       ///< s
     double counterTime = 0; ///< s per point
-    QString plannedFile;    ///< name with the setpoint in it
-    bool exists = false;    ///< that name is taken: the file gets an index
+    QString plannedFile;    ///< name with the setpoint in it, with an index when the name without is taken
+    bool exists = false;    ///< that name is taken, by a file in the work directory or by a scan of this run before it
     double estimate = 0;    ///< expected time [s]
 
     Phase phase = Phase::Pending;
-    std::optional<double> actual; ///< temperature read after the wait
-    double mean = 0;              ///< of the readings accepted by the wait
+    std::optional<double> actual; ///< temperature read after the wait; laser: from the current read, or that current itself in current mode
+    double mean = 0;              ///< of the readings accepted by the wait; the laser has none
     double scatter = 0;
     QString file; ///< name written; empty: none
     qint32 maximumCount = 0;
@@ -49,6 +49,7 @@ struct State
     bool rehearsal = false;       ///< `AutoSave` = 0: no file is written
     QString reportFile;           ///< full path of the report
     float storedLaserCurrent = 0; ///< diode current before the run [A]
+    quint32 phaseStartedAt = 0;   ///< timeGetTime() when the current row entered its phase [ms]
 };
 State& state();
 
@@ -73,6 +74,11 @@ struct Options
 /// when a run went through to its end without an abort.
 bool Execute(const Options& options = {});
 
+// --- the plan
+
+/// Most measurements that a plan has; what goes beyond is left out, which Check() says.
+inline constexpr qsizetype longestPlan = 1000000;
+
 /// The measurements that the profile gives, with the scan parameters in use.
 QList<Row> Plan();
 /// Seconds for the rows from `from` on.
@@ -80,10 +86,30 @@ double TimeFor(const QList<Row>& rows, qsizetype from = 0);
 /// What is wrong with the profile: lines that cannot be measured, values out of range; empty when it can run.
 QStringList Check();
 
+/// A plan's size and time without its rows, however many they are.
+struct Outline
+{
+    qint64 scans = 0;
+    double seconds = 0;
+    QList<Row> rows; ///< setpoint, dwell, counter time and estimate only; where `marks` were too few, each stands for several rows
+};
+Outline outline(const QList<TProfile::Step>& steps, qsizetype marks = 1000);
+
+/// Seconds left for one row of the run: the estimate of a row ahead, counting down for the current one (never below 1), 0 for one behind.
+double TimeLeft(qsizetype row);
+/// Seconds left for the scans of the run.
+double TimeLeft();
+/// "h:mm:ss"
+QString TimeText(double seconds);
+/// "3 scans, about 1:23:45"
+QString TotalText(qint64 scans, double seconds);
+
 /// "Quartz_0295.3.sdf": sample name, "_", the value in the active controller's format, ".sdf".
 QString FileName(const QString& sample, double value);
 /// The question before the start.
 QString SummaryText();
+/// What unfolds in that question: total time and end, what is wrong with the profile, the scans and their files.
+QString DetailsText(const QList<Row>& rows);
 
 /// The state file's path; empty for a profile without a file.
 QString StateFile();

@@ -12,6 +12,7 @@
 #include <QFile>
 #include <QSaveFile>
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 
@@ -48,20 +49,30 @@ State& state()
     return theState;
 }
 
-QList<double> Step::temperatures(qsizetype limit) const
+qsizetype Step::count(qsizetype limit) const
 {
-    const double from = t1.value_or(0);
-    const double to = t2.value_or(0);
     const double width = std::abs(dt.value_or(0));
     // An end of 0 and a step of 0 both mean a single temperature.
-    if (to == 0 || width == 0)
-        return {from};
-    const double signedStep = from > to ? -width : width;
-    const double intervals = NumberText::RoundToEven(std::abs(from - to) / width + 1);
-    const qsizetype count = intervals < static_cast<double>(limit) ? static_cast<qsizetype>(intervals) : limit;
-    QList<double> result;
-    for (qsizetype i = 0; i < count; ++i)
-        result += modTools::RoundedToDigits(from + static_cast<double>(i) * signedStep, 6);
+    if (t2.value_or(0) == 0 || width == 0)
+        return std::min<qsizetype>(1, limit);
+    const double count = NumberText::RoundToEven(std::abs(t1.value_or(0) - *t2) / width + 1);
+    return count < static_cast<double>(limit) ? static_cast<qsizetype>(count) : limit;
+}
+
+double Step::temperature(qsizetype index) const
+{
+    const double from = t1.value_or(0);
+    if (index == 0)
+        return from;
+    const double width = std::abs(dt.value_or(0));
+    return modTools::RoundedToDigits(from + static_cast<double>(index) * (from > t2.value_or(0) ? -width : width), 6);
+}
+
+QList<double> Step::temperatures(qsizetype limit) const
+{
+    QList<double> result(count(limit));
+    for (qsizetype i = 0; i < result.size(); ++i)
+        result[i] = temperature(i);
     return result;
 }
 

@@ -29,6 +29,9 @@ struct Step
     std::optional<double> dwell;    ///< in the unit of the configuration (`TimeUnit`): seconds or minutes
     std::optional<double> exposure; ///< the same unit
 
+    /// How many temperatures the step has, at most `limit`, and the one at `index` (from 0).
+    qsizetype count(qsizetype limit = 1000000) const;
+    double temperature(qsizetype index) const;
     /// The temperatures of the step in the order in which they are measured: T1 alone, or T1 + i x dT for round(|T1 - T2| / |dT|) + 1
     /// values (ties to even), downwards when T1 > T2. At most `limit` of them.
     QList<double> temperatures(qsizetype limit = 1000000) const;

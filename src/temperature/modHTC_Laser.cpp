@@ -129,6 +129,27 @@ qint16 LaserSetCurrent(float value, float current)
     return 0;
 }
 
+qint16 LaserGetCurrent(float& current)
+{
+    QString reply;
+    LaserOutput(u":r 30"_s);
+    if (LaserGetResponse(reply) != 0 || !NumberText::StartsWithNumber(reply))
+        return -1;
+    current = static_cast<float>(NumberText::LeadingNumber(reply));
+    return 0;
+}
+
+std::optional<double> ValueFor(float current)
+{
+    const Configuration::Laser& laser = configuration().laser;
+    const double exact = NumberText::LeadingNumber(NumberText::General(current));
+    if (laser.currentMode)
+        return exact;
+    if (laser.currentPerDegree == 0)
+        return std::nullopt;
+    return modTools::RoundedToDigits((exact - laser.currentOffset) / laser.currentPerDegree, 1);
+}
+
 qint16 LaserCheckPresence()
 {
     const qint32 rounds = std::max(configuration().laser.checkRounds, 1);

@@ -4,6 +4,8 @@
 
 #include <QString>
 
+#include <optional>
+
 /// The laser heater controller on `TCComm`: registers are written with ":w n value" and read with ":r n"; a write is answered with "ok".
 /// Status results are 0 for success, -1 otherwise.
 namespace modHTC_Laser {
@@ -30,6 +32,11 @@ qint16 LaserGetResponse(QString& reply);
 qint16 LaserSwitchBeam(bool on);
 /// Sends a diode current [A]; `value` is the temperature or current that the texts name.
 qint16 LaserSetCurrent(float value, float current);
+/// Reads the diode current [A] from the controller; 0: read.
+qint16 LaserGetCurrent(float& current);
+/// What a diode current [A] stands for: the temperature [deg C] that CurrentFor turns into it, or the current itself in current mode. A
+/// `CurrentPerDegree` of 0 gives no temperature.
+std::optional<double> ValueFor(float current);
 /// Asks for the beam register up to `CheckRounds` times; a silent controller brings the box "HT Laser Controller Check" and is
 /// disabled. 0: found.
 qint16 LaserCheckPresence();

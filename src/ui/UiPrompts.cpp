@@ -6,11 +6,16 @@
 #include "core/modTools.h"
 
 #include <QApplication>
+#include <QDialogButtonBox>
 #include <QDir>
 #include <QFileDialog>
+#include <QFontDatabase>
+#include <QGridLayout>
 #include <QInputDialog>
 #include <QMessageBox>
+#include <QPlainTextEdit>
 #include <QPushButton>
+#include <QToolButton>
 
 namespace {
 QMessageBox::Icon iconOf(Prompts::Icon icon)
@@ -50,6 +55,42 @@ QString windowText(QString text)
 {
     return text.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
 }
+/// Puts what unfolds between the text and the buttons. The box follows its layout in size.
+void addDetails(QMessageBox& box, const QString& details)
+{
+    auto* grid = qobject_cast<QGridLayout*>(box.layout());
+    auto* buttons = box.findChild<QDialogButtonBox*>();
+    if (grid == nullptr || buttons == nullptr)
+        return;
+    auto* text = new QPlainTextEdit(windowText(details), &box);
+    text->setObjectName(QStringLiteral("txtDetails"));
+    text->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+    text->setReadOnly(true);
+    text->setTabChangesFocus(true);
+    text->setLineWrapMode(QPlainTextEdit::NoWrap);
+    text->setMinimumHeight(text->fontMetrics().lineSpacing() * UiPrompts::detailLines);
+    text->setMinimumWidth(text->fontMetrics().averageCharWidth() * UiPrompts::detailCharacters);
+    text->hide();
+    auto* fold = new QToolButton(&box);
+    fold->setObjectName(QStringLiteral("btnDetails"));
+    fold->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    fold->setAutoRaise(true);
+    fold->setCheckable(true);
+    fold->setFocusPolicy(Qt::StrongFocus);
+    const auto show = [fold, text](bool unfolded) {
+        fold->setText(unfolded ? QStringLiteral("Hide &details") : QStringLiteral("Show &details"));
+        fold->setArrowType(unfolded ? Qt::DownArrow : Qt::RightArrow);
+        text->setVisible(unfolded);
+    };
+    show(false);
+    QObject::connect(fold, &QToolButton::toggled, text, show);
+    grid->removeWidget(buttons);
+    const int row = grid->rowCount();
+    grid->addWidget(fold, row, 0, 1, -1, Qt::AlignLeft);
+    grid->addWidget(text, row + 1, 0, 1, -1);
+    grid->addWidget(buttons, row + 2, 0, 1, -1);
+    QWidget::setTabOrder(fold, text);
+}
 } // namespace
 
 Prompts::Button UiPrompts::message(const Message& message)
@@ -82,6 +123,8 @@ Prompts::Button UiPrompts::message(const Message& message)
         countdown.setInterval(1000);
         countdown.setEnabled(true);
     }
+    if (!message.details.isEmpty())
+        addDetails(box, message.details);
     box.exec();
     const qsizetype pressed = pressable.indexOf(qobject_cast<QPushButton*>(box.clickedButton()));
     return pressed >= 0 ? buttons.at(pressed) : escapeAnswer(message, buttons);

@@ -8,7 +8,8 @@
 #include <QWidget>
 
 /// The program's questions as windows: message boxes, input boxes, the file dialogs of the desktop. While a temperature profile runs nobody
-/// may be there: a box then counts down from 60 s and presses its button for unattended runs by itself.
+/// may be there: a box then counts down from 60 s and presses its button for unattended runs by itself. Details stay
+/// folded until "Show details" is pressed.
 class UiPrompts : public Prompts
 {
 public:
@@ -20,6 +21,10 @@ public:
     /// "Text|pattern|Text|pattern" as the filters of a file dialog, in order. The pattern stands in brackets behind its text, where the
     /// dialog does not show it.
     static QStringList nameFilters(const QString& filter);
+
+    /// Size of the part of a box that unfolds: lines high, characters wide.
+    static constexpr int detailLines = 14;
+    static constexpr int detailCharacters = 76;
 
     /// Seconds until an unattended box answers itself.
     static constexpr int countdownSeconds = 60;

@@ -36,12 +36,6 @@ void onInterrupt(int number)
     flags().closing = true;
 }
 
-QString duration(double seconds)
-{
-    const qint32 minutes = NumberText::RoundToLong(seconds / 60);
-    return u"%1 h %2 min"_qs.arg(minutes / 60).arg(minutes % 60, 2, 10, QChar(u'0'));
-}
-
 bool open(const QString& path)
 {
     QStringList lines;
@@ -88,9 +82,9 @@ int check(const cli::Arguments& arguments)
         cli::Terminal::result(u"%1 %2  %3%4"_qs.arg(General(row.setpoint), unit, row.plannedFile,
                                                     row.exists ? u"  (exists: an index is added)"_qs : QString()));
     const double time = ProfileRun::TimeFor(plan);
-    cli::Terminal::result(u"%1 scans, about %2, until %3"_qs.arg(
-        General(qint64{plan.size()}), duration(time),
-        QDateTime::currentDateTime().addSecs(static_cast<qint64>(time)).toString(u"yyyy-MM-dd hh:mm"_qs)));
+    cli::Terminal::result(
+        u"%1, until %2"_qs.arg(ProfileRun::TotalText(plan.size(), time),
+                               QDateTime::currentDateTime().addSecs(static_cast<qint64>(time)).toString(u"yyyy-MM-dd hh:mm"_qs)));
     return findings.isEmpty() ? cli::Done : cli::Failed;
 }
 
