@@ -16,8 +16,12 @@ void Device::receive(std::string_view bytes)
 {
     wake();
     trace_.received(laboratory_.now(), name_, bytes);
+    if (isOff()) {
+        remark("off: not heard");
+        return;
+    }
     for (const char byte : bytes) {
-        if (hangUp_ != HangUp::none)
+        if (hangUp_ != HangUp::none || isOff())
             return;
         takeByte(byte);
         meetFaults();
@@ -34,7 +38,11 @@ std::optional<Time> Device::due() const
 {
     const auto answer = answerDue();
     const auto fault = faults_.due();
-    return answer && fault ? std::min(*answer, *fault) : answer ? answer : fault;
+    std::optional<Time> earliest;
+    for (const std::optional<Time>& one : {answer, fault, onAgain_})
+        if (one)
+            earliest = earliest ? std::min(*earliest, *one) : *one;
+    return earliest;
 }
 
 std::vector<Reply> Device::takeReplies()
@@ -63,8 +71,26 @@ void Device::reply(Time time, std::string bytes)
     replies_.push_back({time, std::move(bytes)});
 }
 
+void Device::comeBackOn()
+{
+    if (!onAgain_ || *onAgain_ > laboratory_.now())
+        return;
+    onAgain_.reset();
+    off_ = false;
+    remark("switched on");
+    switchOn();
+}
+
 void Device::meetFaults()
 {
+    comeBackOn();
+    if (const auto fault = faults_.fires(FaultKind::off)) {
+        remark("switched off");
+        switchOff();
+        off_ = true;
+        if (fault->lasting > 0.0)
+            onAgain_ = laboratory_.now() + laboratory_.clock().onTheWall(fault->lasting);
+    }
     if (faults_.fires(FaultKind::powerCycle)) {
         remark("switched off and on");
         replies_.clear();

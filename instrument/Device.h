@@ -54,8 +54,12 @@ protected:
     virtual void advance() = 0;
     /// When an answer will be ready that somebody waits for.
     virtual std::optional<Time> answerDue() const { return std::nullopt; }
-    /// Switched off and on again.
+    /// Switched off and on again, with nobody to set it up.
     virtual void powerCycle() = 0;
+    /// Switched off for a while: nothing is heard or heated, and what memory does not hold is lost.
+    virtual void switchOff() { powerCycle(); }
+    /// Switched on again by somebody who puts the heater back as it was.
+    virtual void switchOn() {}
 
     /// To be called for every command, before it is obeyed: faults are counted in commands.
     void commandReceived() { faults_.commandReceived(); }
@@ -66,7 +70,9 @@ protected:
     Laboratory& laboratory() const { return laboratory_; }
 
 private:
+    bool isOff() const { return off_; }
     void meetFaults();
+    void comeBackOn();
     std::string unreadable(std::size_t length);
 
     Laboratory& laboratory_;
@@ -76,6 +82,8 @@ private:
     Chance noise_{1};
     std::vector<Reply> replies_;
     HangUp hangUp_ = HangUp::none;
+    bool off_ = false;
+    std::optional<Time> onAgain_; ///< when the one who switched it off switches it on
 };
 
 } // namespace lab

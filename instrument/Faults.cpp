@@ -10,19 +10,24 @@ namespace lab {
 const std::vector<FaultEntry>& faultTable()
 {
     static const std::vector<FaultEntry> table{
-        {FaultKind::silent, "silent", false, "answers nothing; commands are still obeyed"},
-        {FaultKind::garbage, "garbage", false, "every answer is unreadable, as with wrong line settings"},
-        {FaultKind::cutReply, "cut-reply", false, "every answer breaks off in the middle"},
-        {FaultKind::lateReply, "late-reply", false, "every answer comes 3 seconds late"},
-        {FaultKind::powerCycle, "power-cycle", true, "switched off and on: stops and forgets program, counts and unread commands"},
-        {FaultKind::hangUp, "hang-up", true, "the line closes for good, as when the adapter is pulled"},
-        {FaultKind::hangUpAndReturn, "hang-up-and-return", true,
+        {FaultKind::silent, "silent", FaultCourse::lasting, "answers nothing; commands are still obeyed"},
+        {FaultKind::garbage, "garbage", FaultCourse::lasting, "every answer is unreadable, as with wrong line settings"},
+        {FaultKind::cutReply, "cut-reply", FaultCourse::lasting, "every answer breaks off in the middle"},
+        {FaultKind::lateReply, "late-reply", FaultCourse::lasting, "every answer comes 3 seconds late"},
+        {FaultKind::powerCycle, "power-cycle", FaultCourse::once,
+         "switched off and on: stops and forgets program, counts and unread commands"},
+        {FaultKind::hangUp, "hang-up", FaultCourse::once, "the line closes for good, as when the adapter is pulled"},
+        {FaultKind::hangUpAndReturn, "hang-up-and-return", FaultCourse::once,
          "the line closes and is there again after 3 seconds; the device goes on meanwhile"},
-        {FaultKind::fewerCounts, "fewer-counts", false, "the last 3 counts are missing from the answer to ?CNT;"},
-        {FaultKind::moreCounts, "more-counts", false, "the answer to ?CNT; holds the list of counts twice"},
-        {FaultKind::noCounts, "no-counts", false, "the answer to ?CNT; holds no count"},
-        {FaultKind::idleAnswer, "idle-answer", false, "the high-temperature controller answers that it is not active"},
-        {FaultKind::wrongLoop, "wrong-loop", false, "the high-temperature controller answers for another control loop"},
+        {FaultKind::fewerCounts, "fewer-counts", FaultCourse::lasting, "the last 3 counts are missing from the answer to ?CNT;"},
+        {FaultKind::moreCounts, "more-counts", FaultCourse::lasting, "the answer to ?CNT; holds the list of counts twice"},
+        {FaultKind::noCounts, "no-counts", FaultCourse::lasting, "the answer to ?CNT; holds no count"},
+        {FaultKind::idleAnswer, "idle-answer", FaultCourse::lasting, "the high-temperature controller answers that it is not active"},
+        {FaultKind::wrongLoop, "wrong-loop", FaultCourse::lasting, "the high-temperature controller answers for another control loop"},
+        {FaultKind::wrongChecksum, "wrong-checksum", FaultCourse::lasting, "the high-temperature controller answers with a wrong checksum"},
+        {FaultKind::errorAnswer, "error-answer", FaultCourse::lasting, "the laser controller refuses everything with :error"},
+        {FaultKind::off, "off", FaultCourse::onceUntil,
+         "somebody switches it off, and LASTING seconds later on again, the heater as it was; without LASTING for good"},
     };
     return table;
 }
@@ -50,7 +55,16 @@ bool readAmount(std::string_view text, double& amount, bool& inSeconds)
 bool happensOnce(FaultKind kind)
 {
     const auto& table = faultTable();
-    return std::any_of(table.begin(), table.end(), [kind](const FaultEntry& entry) { return entry.kind == kind && entry.once; });
+    return std::any_of(table.begin(), table.end(),
+                       [kind](const FaultEntry& entry) { return entry.kind == kind && entry.course != FaultCourse::lasting; });
+}
+
+bool readLasting(std::string_view text, FaultCourse course, Fault& fault)
+{
+    bool inSeconds = false;
+    if (course == FaultCourse::once || !readAmount(text, fault.lasting, inSeconds))
+        return false;
+    return inSeconds == (course == FaultCourse::onceUntil || fault.inSeconds);
 }
 
 } // namespace
@@ -72,8 +86,7 @@ std::optional<Fault> parseFault(std::string_view text)
     const bool hasLasting = text.find(':') != std::string_view::npos;
     if (!readAmount(cut(text, ':'), fault.after, fault.inSeconds))
         return std::nullopt;
-    bool lastingInSeconds = fault.inSeconds;
-    if (hasLasting && (entry->once || !readAmount(text, fault.lasting, lastingInSeconds) || lastingInSeconds != fault.inSeconds))
+    if (hasLasting && !readLasting(text, entry->course, fault))
         return std::nullopt;
     return fault;
 }
@@ -95,14 +108,15 @@ bool FaultPlan::active(FaultKind kind) const
     });
 }
 
-bool FaultPlan::fires(FaultKind kind)
+std::optional<Fault> FaultPlan::fires(FaultKind kind)
 {
     const auto found = std::find_if(faults_.begin(), faults_.end(),
                                     [&](const Fault& fault) { return fault.kind == kind && passed(fault) >= fault.after; });
     if (found == faults_.end())
-        return false;
+        return std::nullopt;
+    const Fault fault = *found;
     faults_.erase(found);
-    return true;
+    return fault;
 }
 
 std::optional<Time> FaultPlan::due() const

@@ -24,14 +24,23 @@ enum class FaultKind {
     moreCounts,
     noCounts,
     idleAnswer,
-    wrongLoop
+    wrongLoop,
+    wrongChecksum,
+    errorAnswer,
+    off
+};
+
+enum class FaultCourse {
+    lasting,  ///< from AFTER on, for LASTING in the same unit
+    once,     ///< happens at AFTER
+    onceUntil ///< happens at AFTER, and is over LASTING seconds later
 };
 
 struct FaultEntry
 {
     FaultKind kind;
-    std::string_view name;        ///< as typed after --fault
-    bool once;                    ///< happens once, instead of lasting
+    std::string_view name; ///< as typed after --fault
+    FaultCourse course;
     std::string_view description; ///< for --list-faults
 };
 
@@ -45,7 +54,7 @@ struct Fault
     std::string device{};   ///< the device it belongs to; empty: every device
     bool inSeconds = false; ///< `after` and `lasting` are seconds on the wall, otherwise commands
     double after = 0.0;
-    double lasting = 0.0; ///< 0: for good
+    double lasting = 0.0; ///< in the unit of `after`, of an `onceUntil` fault in seconds; 0: for good
 };
 
 /// Reads `[DEVICE/]NAME[:AFTER[:LASTING]]`, both numbers commands, or seconds when written with an "s". Nothing when it can't be read.
@@ -63,8 +72,8 @@ public:
     long commandCount() const { return commands_; }
     /// A lasting fault is at work.
     bool active(FaultKind kind) const;
-    /// A fault of the kind that happens once is to happen now; true only once for each.
-    bool fires(FaultKind kind);
+    /// The fault of the kind, one that happens once, that is to happen now; told only once for each.
+    std::optional<Fault> fires(FaultKind kind);
     /// When the next fault that happens once and is set to a time comes.
     std::optional<Time> due() const;
 

@@ -157,6 +157,19 @@ void HighTemperatureController::powerCycle()
     values_.selfOptimizing = 0;
 }
 
+void HighTemperatureController::switchOff()
+{
+    heaterBefore_ = values_.heater;
+    powerCycle();
+}
+
+void HighTemperatureController::switchOn()
+{
+    Values wanted = values_;
+    wanted.heater = heaterBefore_;
+    take(wanted);
+}
+
 // ------------------------------------------------------------------------------------------------------- lines
 
 void HighTemperatureController::takeByte(char byte)
@@ -190,7 +203,8 @@ void HighTemperatureController::ask(char kind)
     if (faults().active(FaultKind::wrongLoop))
         return reply(now, "A002N" + std::string(1, kind) + "?\r\n");
     const std::string block = kind == 'T' ? dataBlock() : valueBlock();
-    reply(now, "A001N" + std::string(1, kind) + " HTC 5218  " + block + checksum(block) + "Q\r\n");
+    const std::string sum = faults().active(FaultKind::wrongChecksum) ? checksum(block + ' ') : checksum(block);
+    reply(now, "A001N" + std::string(1, kind) + " HTC 5218  " + block + sum + "Q\r\n");
 }
 
 std::string HighTemperatureController::dataBlock()

@@ -36,6 +36,8 @@ protected:
     void takeByte(char byte) override;
     void advance() override;
     void powerCycle() override;
+    void switchOff() override;
+    void switchOn() override;
 
 private:
     /// What stands in the data block, in the order of the block.
@@ -61,6 +63,7 @@ private:
     ThermalModel furnace_;
     PidLoop loop_;
     Values values_;
+    int heaterBefore_ = 0; ///< when it was switched off
     std::string partial_;
     Time optimized_{0};
     double output_ = 0.0;

@@ -168,6 +168,17 @@ void LakeShoreController::powerCycle()
     reset();
 }
 
+void LakeShoreController::switchOff()
+{
+    rangeBefore_ = range_;
+    powerCycle();
+}
+
+void LakeShoreController::switchOn()
+{
+    range_ = rangeBefore_;
+}
+
 // A reading scatters, but looking twice at the same moment shows the same value.
 double LakeShoreController::reading(char channel)
 {

@@ -54,6 +54,8 @@ protected:
     void advance() override;
     std::optional<Time> answerDue() const override;
     void powerCycle() override;
+    void switchOff() override;
+    void switchOn() override;
 
 private:
     struct Command
@@ -141,7 +143,8 @@ private:
     double rampRate_ = 0.0; ///< K per minute
     bool rampOn_ = false;
     int range_ = 0;
-    int tune_ = 0; ///< 0 manual, 1 P, 2 PI, 3 PID, 4 zone
+    int rangeBefore_ = 0; ///< when it was switched off
+    int tune_ = 0;        ///< 0 manual, 1 P, 2 PI, 3 PID, 4 zone
     char sampleChannel_ = 'A', controlChannel_ = 'A', sampleUnit_ = 'K', controlUnit_ = 'K';
     bool emulating_;
     bool longRecord_ = false; ///< W3 of the DRC-91CA

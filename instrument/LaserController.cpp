@@ -49,6 +49,10 @@ std::string LaserController::answerTo(std::string_view text)
 {
     std::vector<std::string_view> words = split(text, ' ');
     std::erase_if(words, [](std::string_view word) { return word.empty(); });
+    if (faults().active(FaultKind::errorAnswer)) {
+        remark("refused: " + std::string(text));
+        return ":error";
+    }
     if (words.size() == 3 && words[0] == ":w" && write(words[1], numberOf(words[2])))
         return ":ok";
     if (words.size() == 2 && words[0] == ":r" && words[1] == "12")

@@ -14,6 +14,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
 #ifdef Q_OS_LINUX
@@ -100,7 +101,16 @@ private:
         if (::tcgetattr(slave_, &settings) != 0)
             return false;
         ::cfmakeraw(&settings);
-        return ::cfsetspeed(&settings, B9600) == 0 && ::tcsetattr(slave_, TCSANOW, &settings) == 0;
+        fresh_ = settings;
+        return ::cfsetspeed(&fresh_, B9600) == 0 && ::tcsetattr(slave_, TCSANOW, &fresh_) == 0;
+    }
+
+    // A client that was killed leaves its settings and its claim behind. The next one would be refused: seven data bits, which a
+    // pseudo-terminal does not have, count as an error as soon as no other setting changes with them.
+    void makeFresh() const
+    {
+        ::tcsetattr(slave_, TCSANOW, &fresh_);
+        ::ioctl(slave_, TIOCNXCL);
     }
 
     bool makeLink()
@@ -140,8 +150,10 @@ private:
                 at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
                 if ((event->mask & IN_OPEN) != 0U && ++openCount_ == 1)
                     dropUnread(opened);
-                if ((event->mask & IN_CLOSE) != 0U && openCount_ > 0 && --openCount_ == 0)
+                if ((event->mask & IN_CLOSE) != 0U && openCount_ > 0 && --openCount_ == 0) {
+                    makeFresh();
                     dropUnread(left);
+                }
             }
         }
 #endif
@@ -182,6 +194,7 @@ private:
     int slave_ = -1;
     int watch_ = -1;
     int openCount_ = 0;
+    termios fresh_{}; ///< what a client finds
     QByteArray unwritten_;
     std::unique_ptr<QSocketNotifier> reader_;
     std::unique_ptr<QSocketNotifier> writer_;

@@ -31,11 +31,14 @@ private slots:
     void fewerCountsLeavesThreeOut();
     void moreCountsSendsTwice();
     void noCountsSendsOnlyTheEnd();
+    void offHearsNothingUntilItIsSwitchedOn();
+    void offIsOverOnTheWatch();
+    void offForGoodStaysOff();
 };
 
 void TestFaults::everyFaultCanBeOrderedByItsName()
 {
-    QCOMPARE(lab::faultTable().size(), std::size_t(12));
+    QCOMPARE(lab::faultTable().size(), std::size_t(15));
     for (const lab::FaultEntry& entry : lab::faultTable()) {
         const auto fault = lab::parseFault(entry.name);
         QVERIFY(fault.has_value());
@@ -55,13 +58,18 @@ void TestFaults::anOrderIsReadWhole()
     QVERIFY(counted.has_value());
     QVERIFY(!counted->inSeconds);
     QCOMPARE(counted->after, 25.0);
+    const auto mixed = lab::parseFault("ltc/off:20:5s"); // after commands, for seconds
+    QVERIFY(mixed.has_value());
+    QVERIFY(!mixed->inSeconds);
+    QCOMPARE(mixed->after, 20.0);
+    QCOMPARE(mixed->lasting, 5.0);
 }
 
 void TestFaults::aBadOrderIsRefused_data()
 {
     QTest::addColumn<QByteArray>("text");
     for (const char* text : {"", "quiet", "silent:", "silent:x", "silent:-1", "silent:3m", "silent:3s:4", "silent:3:", "hang-up:3:4",
-                             "silent:nan", "silent:1:2:3"})
+                             "silent:nan", "silent:1:2:3", "off:1:2", "off:1s:2"})
         QTest::newRow(*text == '\0' ? "empty" : text) << QByteArray(text);
 }
 
@@ -221,6 +229,47 @@ void TestFaults::noCountsSendsOnlyTheEnd()
     bench.after(100.0);
     QCOMPARE(bench.command("?CNT;"), QByteArray("CEND;\r\n"));
     QCOMPARE(bench.controller.counts().size(), std::size_t(4));
+}
+
+void TestFaults::offHearsNothingUntilItIsSwitchedOn()
+{
+    Bench bench({}, {{FaultKind::off, "", false, 2, 5.0}});
+    QCOMPARE(bench.say("\r\n?S1;?S1;?S1;"), QByteArray("S1:128\r\nS1:128\r\n")); // the second answer is still given
+    QVERIFY(bench.record.contains("switched off"));
+    QCOMPARE(bench.command("?S1;"), QByteArray());
+    QCOMPARE(bench.command("1:A10S500L4000B20;END;"), QByteArray());
+    QCOMPARE(bench.after(4.99), QByteArray());
+    QCOMPARE(bench.command("?S1;"), QByteArray());
+    QCOMPARE(bench.say("\r\n?S"), QByteArray());
+    QCOMPARE(bench.after(0.01), QByteArray()); // what came meanwhile is not answered later
+    QVERIFY(bench.record.contains("switched on"));
+    QCOMPARE(bench.say("1;"), QByteArray()); // the rest of a command that began while it was off
+    QCOMPARE(bench.command("?S1;"), QByteArray("S1:128\r\n"));
+    bench.command("START:;");
+    QCOMPARE(bench.command("?S1;"), QByteArray("S1:128\r\n")); // no program: what was sent meanwhile was not heard
+}
+
+void TestFaults::offIsOverOnTheWatch()
+{
+    Bench bench({}, {{FaultKind::off, "", true, 1.0, 2.0}});
+    bench.clock.setSpeed(10.0);
+    QCOMPARE(*bench.controller.due(), lab::fromSeconds(10.0));
+    bench.after(10.0);
+    QCOMPARE(*bench.controller.due(), lab::fromSeconds(30.0));
+    bench.after(19.9);
+    QCOMPARE(bench.command("?S1;"), QByteArray());
+    bench.after(0.1);
+    QCOMPARE(bench.command("?S1;"), QByteArray("S1:128\r\n"));
+    QVERIFY(!bench.controller.due().has_value());
+}
+
+void TestFaults::offForGoodStaysOff()
+{
+    Bench bench({}, {{FaultKind::off}});
+    bench.controller.wake();
+    QVERIFY(!bench.controller.due().has_value());
+    bench.after(1e6);
+    QCOMPARE(bench.command("?S1;"), QByteArray());
 }
 
 QTEST_APPLESS_MAIN(TestFaults)

@@ -81,6 +81,8 @@ private slots:
     void theIdleAnswerRepeatsOneCharacter();
     void theAnswerOfAnotherLoopIsNoBlock();
     void afterSwitchingOffAndOnTheHeaterIsOff();
+    void whoSwitchesItOnAgainSwitchesTheHeaterOn();
+    void aWrongChecksumKeepsTheLength();
 };
 
 void TestHighTemperature::anAnswerHas116Characters_data()
@@ -338,6 +340,33 @@ void TestHighTemperature::afterSwitchingOffAndOnTheHeaterIsOff()
     bench.say("R001NT?\r\n");
     QCOMPARE(valueAt(bench.block('T'), heater), 0);
     QCOMPARE(valueAt(bench.block('T'), setpoint), 600);
+}
+
+void TestHighTemperature::whoSwitchesItOnAgainSwitchesTheHeaterOn()
+{
+    Bench bench({{.kind = lab::FaultKind::off, .inSeconds = true, .after = 300.0, .lasting = 30.0}});
+    bench.change({{setpoint, 600}, {heater, 1}});
+    bench.after(299.0);
+    QVERIFY(std::abs(bench.device.celsius() - 600.0) < 5.0);
+    bench.after(1.0);
+    QCOMPARE(bench.say("R001NT?\r\n"), QByteArray());
+    bench.after(29.0);
+    QVERIFY(bench.device.celsius() < 400.0);
+    QCOMPARE(bench.device.heaterPower(), 0.0);
+    bench.after(1.0);
+    QCOMPARE(valueAt(bench.block('T'), heater), 1);
+    bench.after(300.0);
+    QVERIFY(std::abs(bench.device.celsius() - 600.0) < 5.0);
+}
+
+void TestHighTemperature::aWrongChecksumKeepsTheLength()
+{
+    Bench bench({{.kind = lab::FaultKind::wrongChecksum, .lasting = 1}});
+    const QByteArray wrong = bench.say("R001NT?\r\n");
+    const QByteArray right = bench.say("R001NT?\r\n");
+    QCOMPARE(wrong.size(), 116);
+    QCOMPARE(wrong.left(17 + 92), right.left(17 + 92));
+    QVERIFY(wrong.mid(17 + 92, 4) != right.mid(17 + 92, 4));
 }
 
 QTEST_GUILESS_MAIN(TestHighTemperature)

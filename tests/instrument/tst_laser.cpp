@@ -28,6 +28,8 @@ private slots:
     void theBeamOffLetsItCool();
     void thePeakMovesWithTheCurrent();
     void switchedOffAndOnTheBeamIsOff();
+    void nobodySwitchesTheBeamOnAgain();
+    void errorAnswersObeyNothing();
     void theHeatDoesNotDependOnWhenSomebodyLooks();
 };
 
@@ -120,6 +122,21 @@ void TestLaser::switchedOffAndOnTheBeamIsOff()
 {
     Bench bench({{.kind = lab::FaultKind::powerCycle, .after = 3}});
     bench.say(":w 30 1\r:w 12 1\r:r 12\r");
+    QCOMPARE(bench.say(":r 12\r:r 30\r"), QByteArray(":0\r\n:0.0000\r\n"));
+}
+
+void TestLaser::nobodySwitchesTheBeamOnAgain()
+{
+    Bench bench({{.kind = lab::FaultKind::off, .inSeconds = false, .after = 2, .lasting = 5.0}});
+    QCOMPARE(bench.say(":w 30 1\r:w 12 1\r:r 12\r"), QByteArray(":ok\r\n:ok\r\n"));
+    bench.after(5.0);
+    QCOMPARE(bench.say(":r 12\r:r 30\r"), QByteArray(":0\r\n:0.0000\r\n"));
+}
+
+void TestLaser::errorAnswersObeyNothing()
+{
+    Bench bench({{.kind = lab::FaultKind::errorAnswer, .lasting = 3}});
+    QCOMPARE(bench.say(":w 30 1\r:w 12 1\r:r 12\r"), QByteArray(":error\r\n:error\r\n:error\r\n"));
     QCOMPARE(bench.say(":r 12\r:r 30\r"), QByteArray(":0\r\n:0.0000\r\n"));
 }
 

@@ -105,6 +105,7 @@ private slots:
     void theHeatDoesNotDependOnWhenSomebodyLooks();
     void readingsScatterButTheSameMomentReadsTheSame();
     void switchedOffAndOnItForgetsTheLinesThatWait();
+    void whoSwitchesItOnAgainSwitchesTheHeaterOn();
 };
 
 void TestLowTemperature::everyQueryOfThe330IsAnswered_data()
@@ -501,6 +502,25 @@ void TestLowTemperature::switchedOffAndOnItForgetsTheLinesThatWait()
     bench.after(0.5);
     QCOMPARE(bench.after(5.0), QByteArray());
     QCOMPARE(bench.ask("RANG?"), QByteArray("0\r\n"));
+}
+
+void TestLowTemperature::whoSwitchesItOnAgainSwitchesTheHeaterOn()
+{
+    Bench bench(Model::ls331, {{.kind = lab::FaultKind::off, .inSeconds = true, .after = 600.0, .lasting = 30.0}});
+    setParameters(bench, Model::ls331, 250.0);
+    bench.ask("SETP 1, 250");
+    bench.after(600.0 - lab::toSeconds(bench.clock.now()) - 0.5);
+    QVERIFY(std::abs(bench.device.stageTemperature() - 250.0) < 1.0);
+    bench.after(0.5);
+    QCOMPARE(bench.ask("RANGE?"), QByteArray());
+    bench.after(28.0);
+    QCOMPARE(bench.device.heaterPower(), 0.0);
+    QVERIFY(bench.device.stageTemperature() < 240.0);
+    bench.after(3.0);
+    QCOMPARE(bench.ask("RANGE?"), QByteArray("3\r\n"));
+    QCOMPARE(bench.ask("SETP? 1"), QByteArray("+250.000\r\n"));
+    bench.after(600.0);
+    QVERIFY(std::abs(bench.device.stageTemperature() - 250.0) < 1.0);
 }
 
 QTEST_GUILESS_MAIN(TestLowTemperature)

@@ -18,6 +18,8 @@
 #include <csignal>
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/ioctl.h>
+#include <termios.h>
 #include <unistd.h>
 #endif
 
@@ -178,9 +180,18 @@ private slots:
     void onlyOneTemperatureDeviceIsPlayed();
     void aClientMayComeAndGo_data() { lines(); }
     void aClientMayComeAndGo();
-    void aLineThatHangsUpIsGone_data() { lines(); }
+#ifdef Q_OS_UNIX
+    void aKilledClientLeavesAFreshLine();
+#endif
+    void aLineThatHangsUpIsGone_data()
+    {
+        lines();
+    }
     void aLineThatHangsUpIsGone();
-    void aLineThatReturnsGoesOn_data() { lines(); }
+    void aLineThatReturnsGoesOn_data()
+    {
+        lines();
+    }
     void aLineThatReturnsGoesOn();
     void anOldRunIsFoundAndStopped();
     void aFullCountMemoryIsReadWhole();
@@ -392,6 +403,39 @@ void TestProgram::aClientMayComeAndGo()
     QCOMPARE(instrument.connect()->ask("?P1;"), QByteArray("P1:0.000\r\n"));
     QVERIFY(instrument.end());
 }
+
+#ifdef Q_OS_UNIX
+// Settings and the claim of a client that could not put them back are gone when the next one comes.
+void TestProgram::aKilledClientLeavesAFreshLine()
+{
+    QTemporaryDir directory;
+    QFile trace(directory.filePath("trace"));
+    Instrument instrument(served(false, directory, {"--ltc", "331", "--trace", trace.fileName()}));
+    QVERIFY(trace.open(QIODevice::ReadOnly));
+    QByteArray text;
+    const QByteArray line = QFile::encodeName(instrument.addresses.value("LTC"));
+    for (int visit = 1; visit <= 3; ++visit) {
+        const int client = ::open(line.constData(), O_RDWR | O_NOCTTY | O_NONBLOCK);
+        QVERIFY2(client >= 0, "refused");
+        int claimed = -1;
+        QCOMPARE(::ioctl(client, TIOCGEXCL, &claimed), 0);
+        QCOMPARE(claimed, 0);
+        termios settings{};
+        QCOMPARE(::tcgetattr(client, &settings), 0);
+        QCOMPARE(::cfgetospeed(&settings), speed_t(B9600));
+        QCOMPARE(int(settings.c_lflag & (ICANON | ECHO)), 0);
+        // what a program sets: seven bits are refused when they are all that changes
+        settings.c_cflag = (settings.c_cflag & ~tcflag_t(CSIZE)) | CS7 | CLOCAL;
+        settings.c_cc[VMIN] = 0;
+        QCOMPARE(::cfsetspeed(&settings, B1200), 0);
+        QCOMPARE(::tcsetattr(client, TCSANOW, &settings), 0);
+        QCOMPARE(::ioctl(client, TIOCEXCL), 0);
+        ::close(client);
+        QTRY_COMPARE_WITH_TIMEOUT((text += trace.readAll()).count("LTC -- line left"), visit, patience);
+    }
+    QVERIFY(instrument.end());
+}
+#endif
 
 void TestProgram::aLineThatHangsUpIsGone()
 {

@@ -5,53 +5,16 @@
 #include "core/FrontPanel.h"
 #include "support/ResetProgram.h"
 #include "support/ScriptedPrompts.h"
+#include "support/SteadyReference.h"
 #include "support/TestClock.h"
 #include "temperature/SteadyState.h"
 
 #include <QTest>
 
-#include <cmath>
 #include <memory>
 #include <random>
 
 using namespace Qt::StringLiterals;
-
-namespace {
-/// round(x * 1000) / 1000 in single precision, ties to even.
-float rounded(float x)
-{
-    const float scaled = x * 1000.0F;
-    return std::nearbyint(scaled) / 1000.0F;
-}
-
-/// The reference: the readings that are needed, straight from the formulas; -1 when the series does not settle.
-int readingsNeeded(const std::vector<float>& series, float setpoint, int minQueries, float large, float small, float verySmall)
-{
-    float sum = 0, mean = 0, q = 0, s = 100, n = 1;
-    for (size_t k = 0; k <= series.size(); ++k) {
-        const float low = setpoint - small, high = setpoint + small;
-        if (s <= verySmall && mean > low && mean < high && n > static_cast<float>(minQueries))
-            return static_cast<int>(k);
-        if (k == series.size())
-            break;
-        const float t = series[k];
-        if (std::fabs(t - setpoint) <= large) {
-            sum += t;
-            mean = sum / n;
-            if (n >= 2) {
-                const float difference = mean - t;
-                q += difference * difference;
-                s = std::sqrt(q / ((n - 1) * n));
-            }
-            n += 1;
-        }
-        mean = rounded(mean);
-        s = rounded(s);
-        q = rounded(q);
-    }
-    return -1;
-}
-} // namespace
 
 class TestSteadyState : public QObject
 {
@@ -122,10 +85,12 @@ private slots:
             }
             flags().abort = false;
             const SteadyState::Thresholds limits = SteadyState::thresholds();
-            const int expected =
-                readingsNeeded(series, setpoint, limits.minQueries, limits.largeWindow, limits.smallWindow, limits.verySmallWindow);
-            settled += expected >= 0 ? 1 : 0;
-            QCOMPARE(run(series, setpoint), expected);
+            const SteadyReference expected =
+                steadyReference(series, setpoint, {limits.minQueries, limits.largeWindow, limits.smallWindow, limits.verySmallWindow});
+            settled += expected.readings >= 0 ? 1 : 0;
+            QCOMPARE(run(series, setpoint), expected.readings);
+            QCOMPARE(SteadyState::last().mean(), expected.mean);
+            QCOMPARE(SteadyState::last().scatter(), expected.scatter);
         }
         QVERIFY2(settled > 200 && settled < 2000, qPrintable(QString::number(settled)));
     }

@@ -21,7 +21,6 @@
 namespace {
 using cli::Kind;
 
-const cli::Option yesOption{"yes", Kind::Switch, "", "answer every question so that the command goes on"};
 const cli::Option exportOption{"export", Kind::Export, "FORMAT=FILE", "write FILE in another format; may be given several times",
                                false,    true};
 
@@ -29,6 +28,7 @@ const cli::Option exportOption{"export", Kind::Export, "FORMAT=FILE", "write FIL
 const QList<cli::Option> commonOptions{
     {"program-dir", Kind::Path, "DIR", "where scan.ini lies and app.log is written"},
     {"log", Kind::Switch, "", "write app.log"},
+    {"yes", Kind::Switch, "", "answer every question so that the command goes on"},
     {"help", Kind::Switch, "", "this text, or that of a command"},
     {"version", Kind::Switch, "", "the version"},
 };
@@ -92,6 +92,8 @@ QString commandHelp(const cli::Command& command)
     QString text = u"scan-cli "_qs + usageLine(command) + u"\n"_qs + QString::fromUtf8(command.help) + u"\n"_qs;
     for (const cli::Option& option : command.options)
         text += u"  %1  %2\n"_qs.arg(optionUsage(option), -22).arg(QString::fromUtf8(option.help));
+    for (const cli::Option& option : commonOptions)
+        text += u"  %1  %2\n"_qs.arg(optionUsage(option), -22).arg(QString::fromUtf8(option.help));
     const bool exports =
         std::any_of(command.options.begin(), command.options.end(), [](const cli::Option& one) { return one.kind == Kind::Export; });
     return exports ? text + u"Formats:\n"_qs + formatList() : text;
@@ -107,7 +109,6 @@ QList<cli::Option> scanOptions()
             {"time", Kind::Positive, "S", "counter time [s]"},
             {"name", Kind::Name, "TEXT", "sample name"},
             {"comment", Kind::Text, "TEXT", "comment"},
-            yesOption,
             {"keep", Kind::Switch, "", "never replace FILE: FILE(2), FILE(3) ... is written when it exists"},
             {"out", Kind::ScanFile, "FILE.sdf", "the scan data file", true},
             exportOption};
@@ -118,6 +119,13 @@ namespace {
 QList<cli::Option> deviceWords(const char* actions)
 {
     return {{"action", Kind::Text, actions, "", true}, {"value", Kind::Text, "VALUE", ""}, {"second", Kind::Text, "VALUE", ""}};
+}
+
+const cli::Option noWaitOption{"no-wait", Kind::Switch, "", "return as soon as the value is sent"};
+
+QList<cli::Option> setpointOptions()
+{
+    return {{"current", Kind::Switch, "", "keep the control parameters that the controller has"}, noWaitOption};
 }
 } // namespace
 
@@ -145,7 +153,7 @@ const QList<cli::Command>& cli::commands()
         {"convert",
          "Writes a scan data file in other formats.",
          {fileNeeded},
-         {yesOption, {exportOption.name, Kind::Export, exportOption.argument, exportOption.help, true, true}},
+         {{exportOption.name, Kind::Export, exportOption.argument, exportOption.help, true, true}},
          convert},
         {"status", "Shows whether the goniometer controller answers, and where the axes stand.", {}, {}, status},
         {"goto",
@@ -158,22 +166,20 @@ const QList<cli::Command>& cli::commands()
         {"generator",
          "X-ray generator: status; power MA KV; shutter open or shutter close.",
          deviceWords("status|power|shutter"),
-         {yesOption},
+         {},
          generator},
         {"ltc",
-         "Low-temperature controller: temperature; setpoint K; status; query TEXT.",
-         deviceWords("temperature|setpoint|status|query"),
-         {},
-         ltc},
+         "Low-temperature controller: temperature; setpoint K; status; query TEXT. A setpoint is sent with the control parameters of the "
+         "table, and waited for until the temperature is steady.",
+         deviceWords("temperature|setpoint|status|query"), setpointOptions(), ltc},
         {"htc",
-         "High-temperature controller: temperature; setpoint C; heater on or heater off; status.",
-         deviceWords("temperature|setpoint|heater|status"),
-         {},
-         htc},
+         "High-temperature controller: temperature; setpoint C; heater on or heater off; status. A setpoint is sent with the control "
+         "parameters of the table, and waited for until the temperature is steady.",
+         deviceWords("temperature|setpoint|heater|status"), setpointOptions(), htc},
         {"laser",
-         "Laser heater: beam on or beam off; set VALUE (degrees C, or A in current mode); status.",
+         "Laser heater: beam on or beam off; set VALUE (degrees C, or A in current mode), and wait StabilizationDelay seconds; status.",
          deviceWords("beam|set|status"),
-         {},
+         {noWaitOption},
          laser},
         {"pid",
          "Control parameters: show SETPOINT looks them up; save stores those in use under the present setpoint.",
@@ -183,9 +189,7 @@ const QList<cli::Command>& cli::commands()
         {"profile",
          "Temperature profile: check FILE.gtp lists what is wrong, the scans and the time; run FILE.gtp measures them. Ctrl-C breaks off.",
          {{"action", Kind::Text, "check|run", "", true}, {"file", Kind::Path, "FILE.gtp", "", true}},
-         {{"name", Kind::Name, "SAMPLE", "sample name"},
-          yesOption,
-          {"resume", Kind::Switch, "", "go on where the last run of this profile stopped"}},
+         {{"name", Kind::Name, "SAMPLE", "sample name"}, {"resume", Kind::Switch, "", "go on where the last run of this profile stopped"}},
          profile},
     };
     return table;
@@ -195,7 +199,7 @@ QString cli::helpText(const Command* command)
 {
     if (command != nullptr)
         return commandHelp(*command);
-    QString text = u"Usage: scan-cli [--program-dir DIR] [--log] COMMAND\n\n"_qs;
+    QString text = u"Usage: scan-cli [--program-dir DIR] [--log] [--yes] COMMAND\n\n"_qs;
     for (const Command& one : commands())
         text += u"  %1  %2\n"_qs.arg(QString::fromLatin1(one.name), -10).arg(QString::fromUtf8(one.help));
     text += u'\n';
@@ -219,9 +223,9 @@ bool cli::connectDevices()
 }
 
 namespace {
-int runCommand(const cli::Command& command, const cli::Arguments& arguments, const QString& programDirectory, bool log)
+int runCommand(const cli::Command& command, const cli::Arguments& arguments, const QString& programDirectory, bool yes, bool log)
 {
-    cli::terminalPrompts().yes = arguments.has("yes");
+    cli::terminalPrompts().yes = yes;
     setPrompts(&cli::terminalPrompts());
     modTools::state().keepSettings = true;
     modMain::SetProgramDirectory(programDirectory);
@@ -256,7 +260,7 @@ int cli::run(QStringList words)
     if (!why.isEmpty())
         return wrongUsage(why, command);
     const QString programDirectory = (arguments.has("program-dir") ? arguments : leading).text("program-dir");
-    return runCommand(*command, arguments, programDirectory, given("log"));
+    return runCommand(*command, arguments, programDirectory, given("yes"), given("log"));
 }
 
 QStringList cli::exportPaths(const QStringList& exports)

@@ -7,10 +7,12 @@
 #include "app/cli/Interrupts.h"
 #include "core/Configuration.h"
 #include "core/Flags.h"
+#include "core/FrontPanel.h"
 #include "core/NumberText.h"
 #include "core/startup/modMain.h"
 #include "generator/GeneratorPower.h"
 #include "generator/modGenerator.h"
+#include "temperature/SteadyState.h"
 #include "temperature/modHTC.h"
 #include "temperature/modHTC_Laser.h"
 #include "temperature/modLTC.h"
@@ -19,13 +21,22 @@
 namespace {
 using NumberText::General;
 
+/// The words behind a device command's first one, and how a temperature is to be set.
+struct Call
+{
+    QStringList values;
+    bool current = false; ///< with the control parameters that the controller has
+    bool wait = true;
+};
+
 /// One thing that a device command does, chosen by its first word.
 struct Action
 {
     const char* name;
     qsizetype values; ///< words behind it
     bool numbers;     ///< they must be numbers
-    int (*run)(const QStringList& values);
+    int (*run)(const Call& call);
+    bool sets = false; ///< takes the options of a new temperature
 };
 
 const QString actionSeparator = QStringLiteral("|");
@@ -38,22 +49,40 @@ int answered(bool done, const QString& device)
     return cli::Failed;
 }
 
+/// Waits for a steady temperature, when that is wanted, and tells what it came to.
+template <typename Wait>
+int settled(const Call& call, const QString& unit, Wait wait)
+{
+    if (!call.wait)
+        return cli::Done;
+    const cli::WaitProgress progress;
+    if (wait() != SteadyState::Settled)
+        return cli::Failed;
+    cli::Terminal::result(QStringLiteral("Steady: ") + General(SteadyState::last().mean()) + unit + QStringLiteral(", scatter ") +
+                          General(SteadyState::last().scatter()) + unit);
+    return cli::Done;
+}
+
 /// Finds the action, checks its words, starts up, checks that the device is in use, and runs it.
 int runAction(const cli::Arguments& arguments, const QList<Action>& actions, const QString& device, bool (*inUse)())
 {
     const QString name = arguments.text("action");
-    QStringList values;
+    Call call{{}, arguments.has("current"), !arguments.has("no-wait")};
     for (const char* operand : {"value", "second"})
         if (arguments.has(operand))
-            values += arguments.text(operand);
+            call.values += arguments.text(operand);
     QStringList names;
     for (const Action& action : actions) {
         names += QString::fromLatin1(action.name);
         if (name != names.last())
             continue;
-        bool right = values.size() == action.values;
-        for (const QString& value : values)
+        bool right = call.values.size() == action.values;
+        for (const QString& value : call.values)
             right = right && (!action.numbers || cli::wholeNumber(value).has_value());
+        if (!action.sets && (call.current || !call.wait)) {
+            cli::Terminal::note(device + QStringLiteral(" ") + name + QStringLiteral(": sets no temperature."));
+            return cli::WrongUsage;
+        }
         if (!right) {
             cli::Terminal::note(device + QStringLiteral(" ") + name + QStringLiteral(": wrong values."));
             return cli::WrongUsage;
@@ -64,7 +93,7 @@ int runAction(const cli::Arguments& arguments, const QList<Action>& actions, con
             cli::Terminal::note(device + QStringLiteral(" is not in use, or does not answer."));
             return cli::Failed;
         }
-        const int status = action.run(values);
+        const int status = action.run(call);
         return cli::Interrupts::count() > 0 ? cli::Aborted : status;
     }
     cli::Terminal::note(device + QStringLiteral(": one of ") + names.join(actionSeparator) + QStringLiteral(" is wanted."));
@@ -78,26 +107,26 @@ float numberOf(const QString& text)
 
 // --- generator
 
-int generatorStatus(const QStringList&)
+int generatorStatus(const Call&)
 {
     cli::Terminal::result(modGenerator::StatusSummary());
     return answered(!modGenerator::state().lines.value(0).isEmpty(), QStringLiteral("The generator"));
 }
 
-int generatorPower(const QStringList& values)
+int generatorPower(const Call& call)
 {
-    GeneratorPower::state().txtmA = values[0];
-    GeneratorPower::state().txtkV = values[1];
+    GeneratorPower::state().txtmA = call.values[0];
+    GeneratorPower::state().txtkV = call.values[1];
     if (!GeneratorPower::Apply())
         return cli::Failed;
     cli::Terminal::result(GeneratorPower::state().txtMessage);
     return cli::Done;
 }
 
-int generatorShutter(const QStringList& values)
+int generatorShutter(const Call& call)
 {
-    const bool open = values[0] == QLatin1String("open");
-    if (!open && values[0] != QLatin1String("close")) {
+    const bool open = call.values[0] == QLatin1String("open");
+    if (!open && call.values[0] != QLatin1String("close")) {
         cli::Terminal::note(QStringLiteral("generator shutter: open or close is wanted."));
         return cli::WrongUsage;
     }
@@ -115,7 +144,7 @@ int generatorShutter(const QStringList& values)
 
 const QString ltcName = QStringLiteral("The low-temperature controller");
 
-int ltcTemperature(const QStringList&)
+int ltcTemperature(const Call&)
 {
     float temperature = -1;
     const bool done = modLTC::LTCGetTemperature(temperature) == 0;
@@ -124,22 +153,22 @@ int ltcTemperature(const QStringList&)
     return answered(done, ltcName);
 }
 
-int ltcSetpoint(const QStringList& values)
+int ltcSetpoint(const Call& call)
 {
-    const float setpoint = numberOf(values[0]);
+    const float setpoint = numberOf(call.values[0]);
     if (setpoint < modLTC::lowestSetpoint || setpoint > modLTC::highestSetpoint) {
         cli::Terminal::note(QStringLiteral("Setpoint out of range (8K ... 305K)!"));
         return cli::Failed;
     }
     float read = -1;
-    modLTC::LTCNewSetpoint(setpoint);
-    const bool done = modLTC::LTCGetSetpoint(read) == 0;
-    if (done)
-        cli::Terminal::result(QStringLiteral("Setpoint: ") + General(read) + QStringLiteral(" K"));
-    return answered(done, ltcName);
+    const qint16 sent = call.current ? modLTC::LTCNewSetpoint(setpoint) : modLTC::LTCNewSetpointWithPID(setpoint, 0);
+    if (sent != 0 || modLTC::LTCGetSetpoint(read) != 0)
+        return answered(false, ltcName);
+    cli::Terminal::result(QStringLiteral("Setpoint: ") + General(read) + QStringLiteral(" K"));
+    return settled(call, QStringLiteral(" K"), [setpoint] { return modLTC::LTCWaitUntilThere(setpoint); });
 }
 
-int ltcStatus(const QStringList&)
+int ltcStatus(const Call&)
 {
     modLTC::Parameters now;
     float setpoint = -1;
@@ -152,9 +181,9 @@ int ltcStatus(const QStringList&)
     return answered(done, ltcName);
 }
 
-int ltcQuery(const QStringList& values)
+int ltcQuery(const Call& call)
 {
-    QString text = values[0];
+    QString text = call.values[0];
     const bool done = modLTC::LTCQuery(text) == 0;
     if (done)
         cli::Terminal::result(text);
@@ -165,7 +194,7 @@ int ltcQuery(const QStringList& values)
 
 const QString htcName = QStringLiteral("The high-temperature controller");
 
-int htcTemperature(const QStringList&)
+int htcTemperature(const Call&)
 {
     const float temperature = modHTC::GetTemperature();
     if (temperature >= 0)
@@ -173,29 +202,36 @@ int htcTemperature(const QStringList&)
     return answered(temperature >= 0, htcName);
 }
 
-int htcSetpoint(const QStringList& values)
+int htcSetpoint(const Call& call)
 {
     const Configuration::HTC& limits = configuration().htc;
-    const float setpoint = numberOf(values[0]);
+    const float setpoint = numberOf(call.values[0]);
     if (setpoint < static_cast<float>(limits.tMin) || setpoint > static_cast<float>(limits.tMax)) {
         cli::Terminal::note(QStringLiteral("The setpoint lies outside ") + General(limits.tMin) + QStringLiteral(" to ") +
                             General(limits.tMax) + QStringLiteral(" °C."));
         return cli::Failed;
     }
-    return modHTC::NewSetpoint(double{setpoint}) == 0 ? cli::Done : cli::Failed;
+    modHTC::DataBlock now;
+    const qint16 sent = call.current ? modHTC::NewSetpoint(double{setpoint}) : modHTC::NewSetpointWithPID(double{setpoint}, 0);
+    if (sent != 0 || modHTC::GetDataBlock(&now) != 0)
+        return cli::Failed;
+    cli::Terminal::result(QStringLiteral("Setpoint: ") + General(qint32{now.setpoint}) + QStringLiteral(" °C"));
+    if (!now.heaterOutput)
+        cli::Terminal::note(QStringLiteral("The heater output is off."));
+    return settled(call, QStringLiteral(" °C"), [setpoint] { return modHTC::HTCWaitUntilThere(double{setpoint}); });
 }
 
-int htcHeater(const QStringList& values)
+int htcHeater(const Call& call)
 {
-    const bool on = values[0] == QLatin1String("on");
-    if (!on && values[0] != QLatin1String("off")) {
+    const bool on = call.values[0] == QLatin1String("on");
+    if (!on && call.values[0] != QLatin1String("off")) {
         cli::Terminal::note(QStringLiteral("htc heater: on or off is wanted."));
         return cli::WrongUsage;
     }
     return modHTC::SwitchHeaterOutput(on) == 0 ? cli::Done : cli::Failed;
 }
 
-int htcStatus(const QStringList&)
+int htcStatus(const Call&)
 {
     modHTC::DataBlock now;
     if (modHTC::GetDataBlock(&now) != 0)
@@ -208,22 +244,27 @@ int htcStatus(const QStringList&)
 
 // --- laser
 
-const QString laserName = QStringLiteral("The laser controller");
-
-int laserBeam(const QStringList& values)
+int confirmed(bool done)
 {
-    const bool on = values[0] == QLatin1String("on");
-    if (!on && values[0] != QLatin1String("off")) {
+    if (!done)
+        cli::Terminal::note(QStringLiteral("The laser controller does not confirm."));
+    return done ? cli::Done : cli::Failed;
+}
+
+int laserBeam(const Call& call)
+{
+    const bool on = call.values[0] == QLatin1String("on");
+    if (!on && call.values[0] != QLatin1String("off")) {
         cli::Terminal::note(QStringLiteral("laser beam: on or off is wanted."));
         return cli::WrongUsage;
     }
-    return answered(modHTC_Laser::LaserSwitchBeam(on) == 0, laserName);
+    return confirmed(modHTC_Laser::LaserSwitchBeam(on) == 0);
 }
 
-int laserSet(const QStringList& values)
+int laserSet(const Call& call)
 {
     const Configuration::Laser& laser = configuration().laser;
-    const float value = numberOf(values[0]);
+    const float value = numberOf(call.values[0]);
     const double highest = laser.currentMode ? laser.maxCurrent : laser.tMax;
     const double lowest = laser.currentMode ? 0.0 : laser.tMin;
     if (double{value} < lowest || double{value} > highest) {
@@ -231,10 +272,14 @@ int laserSet(const QStringList& values)
                             QStringLiteral(" ") + modHTC_Laser::Unit() + QStringLiteral("."));
         return cli::Failed;
     }
-    return answered(modHTC_Laser::LaserSetCurrent(value, modHTC_Laser::CurrentFor(value)) == 0, laserName);
+    if (modHTC_Laser::LaserSetCurrent(value, modHTC_Laser::CurrentFor(value)) != 0)
+        return confirmed(false);
+    cli::Terminal::result(frontPanel().panel(3));
+    const cli::WaitProgress progress;
+    return call.wait && modHTC::HTC_LaserWaitUntilThere(laser.stabilizationDelay) != 0 ? cli::Failed : cli::Done;
 }
 
-int laserStatus(const QStringList&)
+int laserStatus(const Call&)
 {
     cli::Terminal::result(flags().laserOn ? QStringLiteral("Beam on") : QStringLiteral("Beam off"));
     return cli::Done;
@@ -242,10 +287,10 @@ int laserStatus(const QStringList&)
 
 // --- control parameters
 
-int pidShow(const QStringList& values)
+int pidShow(const Call& call)
 {
     PIDTable::Values found;
-    const float setpoint = numberOf(values[0]);
+    const float setpoint = numberOf(call.values[0]);
     qint16 status = -1;
     if (flags().htcEnabled) {
         status = PIDTable::Look(modHTC::PIDFilePath(), setpoint, modHTC::PIDUse(), &found);
@@ -257,8 +302,26 @@ int pidShow(const QStringList& values)
     return status == 0 ? cli::Done : cli::Failed;
 }
 
-int pidSave(const QStringList&)
+int saveHTCParameters()
 {
+    modHTC::DataBlock now;
+    if (modHTC::GetDataBlock(&now) != 0)
+        return cli::Failed;
+    const PIDTable::Values values{0, now.p, now.i, now.d};
+    const ProgramError error = PIDTable::Insert(modHTC::PIDFilePath(), configuration().general.workDir, static_cast<float>(now.setpoint),
+                                                values, PIDTable::Kind::PID);
+    if (error)
+        cli::Terminal::note(error.description);
+    else
+        cli::Terminal::result(QStringLiteral("Saved: ") + General(qint32{now.setpoint}) + QStringLiteral("=") +
+                              PIDTable::ValuesText(values, PIDTable::Kind::PID));
+    return error ? cli::Failed : cli::Done;
+}
+
+int pidSave(const Call&)
+{
+    if (flags().htcEnabled)
+        return saveHTCParameters();
     modLTC::Parameters now;
     float setpoint = -1;
     if (!flags().ltcEnabled || modLTC::LTCGetStatus(now) != 0 || modLTC::LTCGetSetpoint(setpoint) != 0)
@@ -278,7 +341,7 @@ int cli::ltc(const Arguments& arguments)
 {
     return runAction(arguments,
                      {{"temperature", 0, false, ltcTemperature},
-                      {"setpoint", 1, true, ltcSetpoint},
+                      {"setpoint", 1, true, ltcSetpoint, true},
                       {"status", 0, false, ltcStatus},
                       {"query", 1, false, ltcQuery}},
                      QStringLiteral("ltc"), [] { return flags().ltcEnabled; });
@@ -288,7 +351,7 @@ int cli::htc(const Arguments& arguments)
 {
     return runAction(arguments,
                      {{"temperature", 0, false, htcTemperature},
-                      {"setpoint", 1, true, htcSetpoint},
+                      {"setpoint", 1, true, htcSetpoint, true},
                       {"heater", 1, false, htcHeater},
                       {"status", 0, false, htcStatus}},
                      QStringLiteral("htc"), [] { return flags().htcEnabled; });
@@ -296,7 +359,7 @@ int cli::htc(const Arguments& arguments)
 
 int cli::laser(const Arguments& arguments)
 {
-    return runAction(arguments, {{"beam", 1, false, laserBeam}, {"set", 1, true, laserSet}, {"status", 0, false, laserStatus}},
+    return runAction(arguments, {{"beam", 1, false, laserBeam}, {"set", 1, true, laserSet, true}, {"status", 0, false, laserStatus}},
                      QStringLiteral("laser"), [] { return flags().laserEnabled; });
 }
 

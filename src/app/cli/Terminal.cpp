@@ -51,6 +51,19 @@ QString plainLines(const QString& text)
     return plain.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
 }
 
+/// What the window of a wait shows, in one line: "Current Temperature X: 77.25 K, Average: 77.23 K, ...".
+QString waitLine(const QString& text)
+{
+    QStringList parts;
+    for (const QString& line : text.split(QStringLiteral("\r\n"))) {
+        const QString name = line.section(u':', 0, 0).trimmed();
+        for (const char* wanted : {"Current Temperature X", "Average", "Standard Dev.", "Elapsed time"})
+            if (name == QLatin1String(wanted))
+                parts += name + QStringLiteral(": ") + line.section(u':', 1).trimmed();
+    }
+    return parts.join(QStringLiteral(", "));
+}
+
 QString plainCaption(Prompts::Button button)
 {
     return Prompts::caption(button).remove(u'&');
@@ -215,4 +228,28 @@ void cli::TerminalProgress::show() const
     constexpr int width = 30;
     const int done = percent * width / 100;
     Terminal::bar(u'[' + QString(done, u'#') + QString(width - done, u'.') + u"] "_qs + text);
+}
+
+cli::WaitProgress::WaitProgress() : m_timer("WaitProgress")
+{
+    m_timer.setInterval(Terminal::drawsBar() ? 200 : 1000);
+    QObject::connect(&m_timer, &modTools::Timer::tick, &m_timer, [this] { show(); });
+    m_timer.setEnabled(true);
+}
+
+cli::WaitProgress::~WaitProgress()
+{
+    Terminal::clearBar();
+}
+
+void cli::WaitProgress::show()
+{
+    const QString text = frontPanel().textDisplayOpen() ? waitLine(frontPanel().textDisplayText()) : frontPanel().panel(3);
+    if (text.isEmpty() || text == m_shown)
+        return;
+    m_shown = text;
+    if (Terminal::drawsBar())
+        Terminal::bar(text);
+    else
+        Terminal::note(text);
 }

@@ -64,4 +64,20 @@ private:
     modTools::Timer m_timer;
     quint32 m_startedAt;
 };
+
+/// Shows a wait for a temperature in the same manner: the reading, its average and scatter, or the seconds left.
+class WaitProgress
+{
+public:
+    WaitProgress();
+    ~WaitProgress();
+    WaitProgress(const WaitProgress&) = delete;
+    WaitProgress& operator=(const WaitProgress&) = delete;
+
+private:
+    void show();
+
+    modTools::Timer m_timer;
+    QString m_shown;
+};
 } // namespace cli
