@@ -17,8 +17,10 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMenuBar>
+#include <QShortcut>
 #include <QTimer>
 #include <QVBoxLayout>
+#include <QValidator>
 
 #include <algorithm>
 #include <cmath>
@@ -44,6 +46,40 @@ bool yes(const QString& text)
     box.goesOn = Prompts::Button::Yes;
     box.safe = box.unattended = Prompts::Button::No;
     return prompts().message(box) == Prompts::Button::Yes;
+}
+
+/// What can stand in a numeric box, however it comes there: typed, pasted or dropped.
+class KeyFilter : public QValidator
+{
+public:
+    KeyFilter(const bool& loading, QObject* parent) : QValidator(parent), m_loading(loading) {}
+
+    State validate(QString& input, int& position) const override
+    {
+        if (m_loading)
+            return Acceptable;
+        QString kept;
+        int before = position;
+        for (qsizetype i = 0; i < input.size(); ++i) {
+            const QChar accepted = ProfileEdit::acceptedKey(input[i]);
+            if (!accepted.isNull())
+                kept += accepted;
+            else if (i < position)
+                --before;
+        }
+        input = kept;
+        position = before;
+        return Acceptable;
+    }
+
+private:
+    const bool& m_loading;
+};
+
+/// The caption with its access key marked; what is read stays the same.
+QString withAccessKey(QString caption, QChar key)
+{
+    return caption.insert(caption.indexOf(key, 0, Qt::CaseInsensitive), u'&');
 }
 
 QString pidFile()
@@ -80,10 +116,17 @@ QLineEdit* dlgTProfile::addBox(Box box, const QString& name, const QString& tool
     auto* result = new QLineEdit(this);
     result->setObjectName(name);
     result->setToolTip(toolTip);
-    if (box != Box::Comment)
+    if (box != Box::Comment) {
         result->setAlignment(Qt::AlignRight);
+        result->setValidator(new KeyFilter(m_loading, result));
+    }
     result->installEventFilter(this);
-    connect(result, &QLineEdit::textChanged, this, &dlgTProfile::preview);
+    connect(result, &QLineEdit::textChanged, this, [this] {
+        if (m_loading)
+            return;
+        m_typed = true;
+        preview();
+    });
     m_fields << result;
     return result;
 }
@@ -95,11 +138,12 @@ void dlgTProfile::build()
     const QString second = ProfileEdit::TimeUnit();
     auto* grid = new QGridLayout;
     grid->setSpacing(Dialogs::spacing);
-    const auto row = [&](const QString& label, QLineEdit* edit, const QString& unitText) {
+    const auto row = [&](const QString& label, QChar key, QLineEdit* edit, const QString& unitText) {
         const int at = grid->rowCount();
-        auto* caption = new QLabel(label, this);
+        auto* caption = new QLabel(withAccessKey(label, key), this);
         caption->setObjectName(QStringLiteral("lbl") + edit->objectName().mid(3));
         caption->setBuddy(edit);
+        caption->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
         grid->addWidget(caption, at, 0);
         grid->addWidget(edit, at, 1);
         auto* unitLabel = new QLabel(unitText, this);
@@ -109,25 +153,28 @@ void dlgTProfile::build()
     const auto text = [currents](const char* temperature, const char* current) {
         return QString::fromLatin1(currents ? current : temperature);
     };
-    row(text("T-Start:", "I-Start:"), addBox(Box::T1, QStringLiteral("txtT1"), text("Start temperature", "Start current setting")), unit);
-    row(text("T-Stop:", "I-Stop:"), addBox(Box::T2, QStringLiteral("txtT2"), text("Final temperature", "Final current setting")), unit);
-    row(text("T-Step:", "I-Step:"), addBox(Box::dT, QStringLiteral("txtdT"), text("Temperature step size", "Current step size")), unit);
-    row(QStringLiteral("Heating rate:"), addBox(Box::Ramp, QStringLiteral("txtRamp"), QStringLiteral("Heating rate")),
+    row(text("T-Start:", "I-Start:"), u's', addBox(Box::T1, QStringLiteral("txtT1"), text("Start temperature", "Start current setting")),
+        unit);
+    row(text("T-Stop:", "I-Stop:"), u'p', addBox(Box::T2, QStringLiteral("txtT2"), text("Final temperature", "Final current setting")),
+        unit);
+    row(text("T-Step:", "I-Step:"), u'e', addBox(Box::dT, QStringLiteral("txtdT"), text("Temperature step size", "Current step size")),
+        unit);
+    row(QStringLiteral("Heating rate:"), u'r', addBox(Box::Ramp, QStringLiteral("txtRamp"), QStringLiteral("Heating rate")),
         QStringLiteral(" K/min"));
-    row(QStringLiteral("Dwell time:"),
+    row(QStringLiteral("Dwell time:"), u'w',
         addBox(Box::Dwell, QStringLiteral("txtDwell"), QStringLiteral("Time to wait at the temperature before the scan")), second);
-    row(QStringLiteral("Exposure time:"),
+    row(QStringLiteral("Exposure time:"), u'x',
         addBox(Box::ExpoTime, QStringLiteral("txtExpoTime"), QStringLiteral("Individual exposure time just for this temperature step")),
         second);
-    row(QStringLiteral("Comment:"), addBox(Box::Comment, QStringLiteral("txtComment"), QStringLiteral("Comment line")), QString());
+    row(QStringLiteral("Comment:"), u'm', addBox(Box::Comment, QStringLiteral("txtComment"), QStringLiteral("Comment line")), QString());
 
-    auto* insertButton = Dialogs::button(this, QStringLiteral("btnInsert"), QStringLiteral("&Insert"));
+    m_insert = Dialogs::button(this, QStringLiteral("btnInsert"), QStringLiteral("&Insert"));
     m_change = Dialogs::button(this, QStringLiteral("btnChange"), QStringLiteral("C&hange"));
     m_up = Dialogs::button(this, QStringLiteral("btnUp"), QStringLiteral("Move &Up"));
     m_down = Dialogs::button(this, QStringLiteral("btnDown"), QStringLiteral("Move &Down"));
     m_delete = Dialogs::button(this, QStringLiteral("btnDelete"), QStringLiteral("De&lete"));
     m_undo = Dialogs::button(this, QStringLiteral("btnUndo"), QStringLiteral("U&ndo"));
-    auto* ok = Dialogs::button(this, QStringLiteral("btnOk"), QStringLiteral("OK"));
+    m_ok = Dialogs::button(this, QStringLiteral("btnOk"), QStringLiteral("OK"));
     m_cancel = Dialogs::button(this, QStringLiteral("btnCancel"), QStringLiteral("&Cancel"));
     m_list = new QListWidget(this);
     m_list->setObjectName(QStringLiteral("listProfile"));
@@ -150,7 +197,7 @@ void dlgTProfile::build()
     fileMenu->addAction(QStringLiteral("E&xit"), this, &QWidget::close)->setObjectName(QStringLiteral("mnuFileExit"));
 
     auto* buttons = new QVBoxLayout;
-    for (QPushButton* one : {insertButton, m_change, m_up, m_down, m_delete, m_undo}) {
+    for (QPushButton* one : {m_insert, m_change, m_up, m_down, m_delete, m_undo}) {
         one->setFocusPolicy(Qt::StrongFocus);
         buttons->addWidget(one);
     }
@@ -172,17 +219,39 @@ void dlgTProfile::build()
     layout->addWidget(label("lblWorkDir", QStringLiteral("Work directory: ") + configuration().general.workDir));
     layout->addWidget(label("lblPIDFile", QStringLiteral("PID parameter file: ") + pidFile()));
     layout->addWidget(m_status);
-    layout->addLayout(Dialogs::buttonRow({ok, m_cancel}));
+    layout->addLayout(Dialogs::buttonRow({m_ok, m_cancel}));
 
-    connect(insertButton, &QPushButton::clicked, this, &dlgTProfile::insert);
+    connectButtons();
+    orderFocus();
+}
+
+void dlgTProfile::connectButtons()
+{
+    connect(m_insert, &QPushButton::clicked, this, &dlgTProfile::insert);
     connect(m_change, &QPushButton::clicked, this, &dlgTProfile::change);
     connect(m_up, &QPushButton::clicked, this, [this] { move(-1); });
     connect(m_down, &QPushButton::clicked, this, [this] { move(1); });
     connect(m_delete, &QPushButton::clicked, this, &dlgTProfile::remove);
     connect(m_undo, &QPushButton::clicked, this, &dlgTProfile::undo);
-    connect(ok, &QPushButton::clicked, this, &QDialog::accept);
+    connect(m_ok, &QPushButton::clicked, this, &QDialog::accept);
     connect(m_cancel, &QPushButton::clicked, this, &dlgTProfile::discard);
     connect(m_list, &QListWidget::currentRowChanged, this, &dlgTProfile::load);
+    // A click on the chosen line brings it back, too, when the boxes have been edited since.
+    connect(m_list, &QListWidget::itemClicked, this, [this] { load(m_list->currentRow()); });
+    const auto key = [this](const QKeySequence& keys, void (dlgTProfile::*what)()) {
+        connect(new QShortcut(keys, m_list, nullptr, nullptr, Qt::WidgetShortcut), &QShortcut::activated, this, what);
+    };
+    key(QKeySequence::Delete, &dlgTProfile::remove);
+    key(QKeySequence::Undo, &dlgTProfile::undo);
+}
+
+void dlgTProfile::orderFocus()
+{
+    QWidget* before = m_fields.constLast();
+    for (QWidget* next : QList<QWidget*>{m_insert, m_change, m_up, m_down, m_delete, m_undo, m_list, m_ok, m_cancel}) {
+        setTabOrder(before, next);
+        before = next;
+    }
 }
 
 ProfileEdit::Boxes dlgTProfile::boxes() const
@@ -198,8 +267,10 @@ void dlgTProfile::load(int row)
     ProfileEdit::Boxes typed = boxes();
     ProfileEdit::load(profile()[row], &typed);
     const QStringList texts = {typed.t1, typed.t2, typed.dt, typed.ramp, typed.dwell, typed.expoTime, typed.comment};
+    m_loading = true;
     for (qsizetype i = 0; i < texts.size(); ++i)
         m_fields[i]->setText(texts[i]);
+    m_loading = m_typed = false;
     preview();
 }
 
@@ -280,7 +351,10 @@ void dlgTProfile::remember()
 void dlgTProfile::edited(int row)
 {
     TProfile::state().modified = true;
+    m_typed = false;
     showProfile(row);
+    // The boxes always hold the chosen line, so that a change never puts one line's values into another.
+    load(row);
 }
 
 void dlgTProfile::showProfile(int row)
@@ -289,34 +363,60 @@ void dlgTProfile::showProfile(int row)
     m_list->clear();
     m_list->addItems(profile());
     m_list->setCurrentRow(row);
+    if (row < 0)
+        m_list->scrollToBottom();
+    m_steps.clear();
+    for (const QString& line : std::as_const(profile()))
+        m_steps += TProfile::ParseStep(line);
     m_file->setText(ProfileEdit::caption());
     preview();
 }
 
-void dlgTProfile::preview()
+void dlgTProfile::enableButtons()
 {
-    if (m_list == nullptr || m_undo == nullptr || m_picture == nullptr || m_total == nullptr)
-        return;
     const int row = m_list->currentRow();
     for (QPushButton* one : {m_change, m_delete})
         one->setEnabled(row >= 0);
     m_up->setEnabled(row > 0);
     m_down->setEnabled(row >= 0 && row + 1 < profile().size());
     m_undo->setEnabled(!m_history.isEmpty());
-    // A step that is being typed counts, as if it had been inserted.
-    const QStringList stored = profile();
-    bool typing = row < 0 && ProfileEdit::missing(boxes()).text.isEmpty();
-    // A value that will be refused, such as the first digits of a step, is not drawn.
+}
+
+bool dlgTProfile::typedStepCounts() const
+{
+    const int row = m_list->currentRow();
+    if (!m_typed || field(Box::T1)->text().isEmpty() || (row >= 0 && !m_steps[row]))
+        return false;
+    // A value that will be refused, such as the first digits of a step, does not count.
     for (const Box box : {Box::T1, Box::T2, Box::dT})
-        typing = typing && ProfileEdit::refusal(box, field(box)->text()).isEmpty();
-    if (typing)
-        profile() += ProfileEdit::lines(boxes());
-    const QList<ProfileRun::Row> plan = ProfileRun::Plan();
-    profile() = stored;
-    m_picture->showPlan(plan, ProfileEdit::limits().unit);
-    const auto minutes = std::llround(ProfileRun::TimeFor(plan) / 60);
-    m_total->setText(
-        QStringLiteral("%1 scans, about %2 h %3 min").arg(plan.size()).arg(minutes / 60).arg(minutes % 60, 2, 10, QChar(u'0')));
+        if (!ProfileEdit::refusal(box, field(box)->text()).isEmpty())
+            return false;
+    return ProfileEdit::missing(boxes()).text.isEmpty();
+}
+
+QList<TProfile::Step> dlgTProfile::stepsWithTyped() const
+{
+    QList<TProfile::Step> result;
+    result.reserve(m_steps.size() + 1);
+    std::optional<TProfile::Step> typed;
+    if (typedStepCounts())
+        typed = TProfile::ParseStep(ProfileEdit::lines(boxes()).constFirst());
+    const int row = m_list->currentRow();
+    for (qsizetype i = 0; i < m_steps.size(); ++i)
+        if (m_steps[i])
+            result += typed && i == row ? *typed : *m_steps[i];
+    if (typed && row < 0)
+        result += *typed;
+    return result;
+}
+
+void dlgTProfile::preview()
+{
+    enableButtons();
+    const ProfileRun::Outline outline = ProfileRun::outline(stepsWithTyped());
+    m_picture->showPlan(outline.rows, ProfileEdit::limits().unit);
+    const QString rest = typedStepCounts() ? QStringLiteral(", with the step in the boxes") : QString();
+    m_total->setText(ProfileRun::TotalText(outline.scans, outline.seconds) + rest);
 }
 
 void dlgTProfile::checkRange(Box box)
@@ -400,7 +500,6 @@ bool dlgTProfile::eventFilter(QObject* watched, QEvent* event)
     if (index < 0)
         return QDialog::eventFilter(watched, event);
     const auto box = static_cast<Box>(index);
-    QLineEdit* edit = m_fields[index];
     if (event->type() == QEvent::FocusOut && !m_asking) {
         const auto* focus = static_cast<QFocusEvent*>(event);
         const bool within = focus->reason() == Qt::TabFocusReason || focus->reason() == Qt::BacktabFocusReason ||
@@ -417,11 +516,12 @@ bool dlgTProfile::eventFilter(QObject* watched, QEvent* event)
         focusNextChild();
         return true;
     }
+    // A key that is not accepted leaves selection and undo of the box alone; the filter of the box would not.
     const bool shortcut = (key->modifiers() & (Qt::ControlModifier | Qt::AltModifier)) != 0;
     if (box == Box::Comment || shortcut || key->text().isEmpty() || !key->text().front().isPrint())
         return QDialog::eventFilter(watched, event);
     const QChar accepted = ProfileEdit::acceptedKey(key->text().front());
     if (!accepted.isNull())
-        edit->insert(accepted);
+        m_fields[index]->insert(accepted);
     return true;
 }

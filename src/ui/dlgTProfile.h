@@ -8,6 +8,8 @@
 #include <QList>
 #include <QStringList>
 
+#include <optional>
+
 class QLabel;
 class QLineEdit;
 class QListWidget;
@@ -16,7 +18,8 @@ class ProfilePicture;
 
 /// The profile editor: boxes for one step, the list of the profile's lines, a picture of temperature against time. It works on
 /// TProfile::state(), so that the file entries store what the list shows. OK keeps the profile for the run; Cancel brings back the profile
-/// as it was when the window opened, after "Discard changes?" when it was edited.
+/// as it was when the window opened, after "Discard changes?" when it was edited. What is typed counts in the picture and in the total as
+/// if it had been inserted, or had replaced the chosen line.
 class dlgTProfile : public QDialog
 {
     Q_OBJECT
@@ -54,7 +57,12 @@ private:
     void remember();
     void edited(int row);
     void showProfile(int row = -1);
+    void connectButtons();
+    void orderFocus();
+    void enableButtons();
     void preview();
+    bool typedStepCounts() const;
+    QList<TProfile::Step> stepsWithTyped() const;
     void checkRange(ProfileEdit::Box box);
     bool mayLeave();
     void openFile();
@@ -67,15 +75,21 @@ private:
     QLabel* m_total = nullptr;
     QLabel* m_status = nullptr;
     QLabel* m_file = nullptr;
+    QPushButton* m_insert = nullptr;
     QPushButton* m_change = nullptr;
     QPushButton* m_up = nullptr;
     QPushButton* m_down = nullptr;
     QPushButton* m_delete = nullptr;
     QPushButton* m_undo = nullptr;
+    QPushButton* m_ok = nullptr;
     QPushButton* m_cancel = nullptr;
+    /// The step of each line, nothing for comments: parsed once, for a picture that follows the typing.
+    QList<std::optional<TProfile::Step>> m_steps;
     QList<Snapshot> m_history;
     QStringList m_before; ///< the profile when the window opened
     QString m_fileBefore;
     bool m_modifiedBefore = false;
-    bool m_asking = false; ///< a box is shown: leaving a field is not checked
+    bool m_loading = false; ///< a line is brought into the boxes, as it is
+    bool m_typed = false;   ///< the boxes have been edited since they were filled or inserted
+    bool m_asking = false;  ///< a box is shown: leaving a field is not checked
 };

@@ -10,10 +10,14 @@
 #include "ui/dlgTProfile.h"
 
 #include <QAction>
+#include <QApplication>
+#include <QClipboard>
+#include <QElapsedTimer>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPushButton>
+#include <QSet>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -38,7 +42,13 @@ struct Editor
         QTest::keyClicks(box(name), QString::fromLatin1(keys));
     }
     void press(const char* name) { dialog.findChild<QPushButton*>(QString::fromLatin1(name))->click(); }
-    QString label(const char* name) { return dialog.findChild<QLabel*>(QString::fromLatin1(name))->text(); }
+    /// As it is read: without the mark of the access key.
+    QString label(const char* name) { return dialog.findChild<QLabel*>(QString::fromLatin1(name))->text().remove(u'&'); }
+    void paste(const char* name, const QString& text)
+    {
+        QApplication::clipboard()->setText(text);
+        box(name)->paste();
+    }
     void trigger(const char* name) { dialog.findChild<QAction*>(QString::fromLatin1(name))->trigger(); }
     QListWidget* list() { return dialog.findChild<QListWidget*>(QStringLiteral("listProfile")); }
     QStringList listed()
@@ -88,6 +98,117 @@ private slots:
         QCOMPARE(TProfile::state().lines, editor.listed());
         QCOMPARE(editor.label("lblCurrentProfile"), QStringLiteral("Current profile:  (modified)"));
         QVERIFY(prompts.allShown());
+    }
+
+    void whatIsPastedIsFilteredLikeKeys()
+    {
+        Editor editor;
+        editor.paste("txtT1", QStringLiteral(" -29x5,25 K\n"));
+        QCOMPARE(editor.box("txtT1")->text(), QStringLiteral("295.25"));
+        QCOMPARE(editor.box("txtT1")->cursorPosition(), 6);
+        // In the middle of what stands there already.
+        editor.box("txtT1")->setCursorPosition(1);
+        editor.paste("txtT1", QStringLiteral("a8b"));
+        QCOMPARE(editor.box("txtT1")->text(), QStringLiteral("2895.25"));
+        QCOMPARE(editor.box("txtT1")->cursorPosition(), 2);
+        editor.paste("txtDwell", QStringLiteral("nothing"));
+        QCOMPARE(editor.box("txtDwell")->text(), QString());
+        editor.paste("txtComment", QStringLiteral("cold, a-b"));
+        QCOMPARE(editor.box("txtComment")->text(), QStringLiteral("cold, a-b"));
+    }
+
+    void aRefusedKeyLeavesTheSelectionAlone()
+    {
+        Editor editor;
+        editor.type("txtT1", "295");
+        editor.box("txtT1")->selectAll();
+        QTest::keyClicks(editor.box("txtT1"), QStringLiteral("-e "));
+        QCOMPARE(editor.box("txtT1")->text(), QStringLiteral("295"));
+        QCOMPARE(editor.box("txtT1")->selectedText(), QStringLiteral("295"));
+    }
+
+    void theFocusGoesThroughTheWindowAsTheEyeDoes()
+    {
+        TProfile::state().lines = lines("T1:300; T1:290; T1:280;");
+        ScriptedPrompts prompts;
+        Editor editor;
+        editor.list()->setCurrentRow(1);
+        editor.press("btnUp");
+        editor.press("btnDown");
+        editor.box("txtT1")->setFocus();
+        QStringList names;
+        for (int i = 0; i < 16; ++i) {
+            names << editor.dialog.focusWidget()->objectName();
+            QTest::keyClick(editor.dialog.focusWidget(), Qt::Key_Tab);
+        }
+        QCOMPARE(names.join(u' '),
+                 QStringLiteral("txtT1 txtT2 txtdT txtRamp txtDwell txtExpoTime txtComment btnInsert btnChange btnUp btnDown "
+                                "btnDelete btnUndo listProfile btnOk btnCancel"));
+        QCOMPARE(editor.dialog.focusWidget(), editor.box("txtT1"));
+        QVERIFY(prompts.allShown());
+    }
+
+    void everythingHasAnAccessKeyOfItsOwn()
+    {
+        Editor editor;
+        QString keys;
+        const auto add = [&keys](const QString& caption) {
+            if (const QKeySequence key = QKeySequence::mnemonic(caption); !key.isEmpty())
+                keys += key.toString().back();
+        };
+        for (const QPushButton* one : editor.dialog.findChildren<QPushButton*>())
+            add(one->text());
+        for (const QLabel* one : editor.dialog.findChildren<QLabel*>())
+            if (one->buddy() != nullptr)
+                add(one->text());
+        add(QStringLiteral("&File"));
+        // Seven boxes, seven buttons (OK is Enter's), the menu.
+        QCOMPARE(keys.size(), qsizetype(7 + 7 + 1));
+        QCOMPARE(QSet<QChar>(keys.begin(), keys.end()).size(), keys.size());
+        QTest::keyClick(&editor.dialog, 'w', Qt::AltModifier);
+        QCOMPARE(editor.dialog.focusWidget(), editor.box("txtDwell"));
+    }
+
+    void theListTakesDeleteAndUndoFromTheKeyboard()
+    {
+        TProfile::state().lines = lines("T1:300; T1:290; T1:280;");
+        ScriptedPrompts prompts;
+        Editor editor;
+        editor.list()->setCurrentRow(1);
+        editor.list()->setFocus();
+        QTest::keyClick(editor.list(), Qt::Key_Delete);
+        QCOMPARE(editor.listed(), lines("T1:300; T1:280;"));
+        // The boxes follow to the line that is chosen now.
+        QCOMPARE(editor.box("txtT1")->text(), QStringLiteral("280"));
+        QTest::keyClick(editor.list(), Qt::Key_Z, Qt::ControlModifier);
+        QCOMPARE(editor.listed(), lines("T1:300; T1:290; T1:280;"));
+        QCOMPARE(editor.box("txtT1")->text(), QStringLiteral("290"));
+        // Delete in a box deletes a character, no line.
+        editor.box("txtT1")->setFocus();
+        editor.box("txtT1")->setCursorPosition(0);
+        QTest::keyClick(editor.box("txtT1"), Qt::Key_Delete);
+        QCOMPARE(editor.box("txtT1")->text(), QStringLiteral("90"));
+        QCOMPARE(editor.listed(), lines("T1:300; T1:290; T1:280;"));
+        QVERIFY(prompts.allShown());
+    }
+
+    void aClickOnTheChosenLineBringsItBackAgain()
+    {
+        TProfile::state().lines = lines("T1:300; T1:290;");
+        Editor editor;
+        const auto click = [&editor] {
+            QTest::mouseClick(editor.list()->viewport(), Qt::LeftButton, {},
+                              editor.list()->visualItemRect(editor.list()->item(1)).center());
+        };
+        click();
+        QCOMPARE(editor.box("txtT1")->text(), QStringLiteral("290"));
+        editor.type("txtT1", "100");
+        click();
+        QCOMPARE(editor.box("txtT1")->text(), QStringLiteral("290"));
+        // A file may hold what the keyboard does not give; it is shown as it stands.
+        TProfile::state().lines[0] = QStringLiteral("T1:-1.5E2;");
+        editor.list()->setCurrentRow(0);
+        QCOMPARE(editor.box("txtT1")->text(), QStringLiteral("-1.5E2"));
     }
 
     void aMissingValueIsAskedForAndNothingIsInserted()
@@ -232,6 +353,8 @@ private slots:
 
     void thePictureFollowsWhileTyping()
     {
+        const QString withTyped = QStringLiteral(", with the step in the boxes");
+        ScriptedPrompts prompts;
         Editor editor;
         auto* picture = editor.dialog.findChild<ProfilePicture*>();
         QCOMPARE(picture->marks(), qsizetype(0));
@@ -243,8 +366,43 @@ private slots:
         editor.type("txtdT", "0.00001");
         QCOMPARE(picture->marks(), qsizetype(0));
         editor.type("txtdT", "10");
-        QVERIFY(editor.label("lblTotal").startsWith(QStringLiteral("3 scans, about ")));
+        // 300 from 295 K, 290, 280 at 5 K/min, a minute each to settle; without a scan defined.
+        QCOMPARE(editor.label("lblTotal"), QStringLiteral("3 scans, about 0 h 08 min") + withTyped);
+        editor.type("txtDwell", "1200");
+        QCOMPARE(editor.label("lblTotal"), QStringLiteral("3 scans, about 1 h 08 min") + withTyped);
+        // Inserted, the step counts once.
+        editor.press("btnInsert");
+        QCOMPARE(editor.label("lblTotal"), QStringLiteral("3 scans, about 1 h 08 min"));
+        // With a line chosen, what is typed is seen in its place.
+        editor.list()->setCurrentRow(0);
+        editor.type("txtdT", "5");
+        QCOMPARE(editor.label("lblTotal"), QStringLiteral("5 scans, about 1 h 50 min") + withTyped);
+        QCOMPARE(editor.listed(), lines("T1:300;T2:280;DT:10;DW:1200;"));
+        editor.press("btnChange");
+        QCOMPARE(editor.label("lblTotal"), QStringLiteral("5 scans, about 1 h 50 min"));
+        editor.press("btnUndo");
+        QCOMPARE(editor.label("lblTotal"), QStringLiteral("3 scans, about 1 h 08 min"));
         QVERIFY(!editor.dialog.grab().isNull());
+        QVERIFY(prompts.allShown());
+    }
+
+    void aPlanOfAMillionScansIsDrawnInAThousandMarks()
+    {
+        // A file can hold smaller steps than the boxes take.
+        TProfile::state().lines = lines("T1:10;T2:290;DT:0.0003;");
+        Editor editor;
+        auto* picture = editor.dialog.findChild<ProfilePicture*>();
+        QVERIFY(editor.label("lblTotal").startsWith(QStringLiteral("933334 scans, about ")));
+        QVERIFY(picture->marks() > 500 && picture->marks() <= 1000);
+        QElapsedTimer clock;
+        clock.start();
+        for (int i = 0; i < 10; ++i) {
+            editor.type("txtT1", "295");
+            picture->grab();
+        }
+        // Thirty keys and ten drawings.
+        QVERIFY2(clock.elapsed() < 3000, qPrintable(QString::number(clock.elapsed())));
+        qInfo("30 keys and 10 drawings: %lld ms", clock.elapsed());
     }
 };
 
