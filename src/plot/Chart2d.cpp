@@ -4,6 +4,7 @@
 
 #include "core/ProgramError.h"
 #include "core/Prompts.h"
+#include "plot/AxisLook.h"
 #include "plot/Look.h"
 
 #include <QActionGroup>
@@ -63,7 +64,6 @@ Chart2d::Chart2d(QWidget* parent) : QCustomPlot(parent)
     setAccessibleName(u"Diffractogram"_qs);
     setFocusPolicy(Qt::StrongFocus);
     setMouseTracking(true);
-    setLocale(QLocale::c());
     setInteractions(QCP::iNone);
     setPlottingHint(QCP::phFastPolylines);
     setNoAntialiasingOnDrag(true);
@@ -72,11 +72,7 @@ Chart2d::Chart2d(QWidget* parent) : QCustomPlot(parent)
     xAxis->setLabel(u"2-Theta [deg]"_qs);
     yAxis->setLabel(u"Intensity"_qs);
     xAxis->setTicker(QSharedPointer<QCPAxisTicker>(new PlainTicker));
-    axisRect()->setMinimumMargins(QMargins(12, 12, 16, 8));
-    axisRect()->setupFullAxesBox();
-    xAxis2->setTickLabels(false);
-    yAxis2->setTicks(false);
-    xAxis2->setTicks(false);
+    AxisLook::box(this);
 
     m_hint = new QCPItemText(this);
     m_hint->setObjectName(u"hint"_qs);
@@ -271,23 +267,10 @@ void Chart2d::applyScale()
 void Chart2d::applyColours(const QPalette& palette)
 {
     const QColor text = palette.color(QPalette::Text);
-    const QColor frame = Look::between(palette, 0.55);
-    const QColor grid = Look::between(palette, 0.12);
-    setBackground(palette.color(QPalette::Base));
+    const QFont axisFont = font();
+    AxisLook::apply(this, palette);
     // Width 1: wider pens leave the fast path and a full scan takes most of a second to draw.
     graph(0)->setPen(QPen(Look::accent(palette), 1));
-    QFont axisFont = font();
-    for (QCPAxis* axis : {xAxis, yAxis, xAxis2, yAxis2}) {
-        axis->setBasePen(QPen(frame, 1));
-        axis->setTickPen(QPen(frame, 1));
-        axis->setSubTickPen(QPen(frame, 1));
-        axis->setTickLabelColor(text);
-        axis->setLabelColor(text);
-        axis->setTickLabelFont(axisFont);
-        axis->setLabelFont(axisFont);
-        axis->grid()->setPen(QPen(grid, 0));
-        axis->grid()->setZeroLinePen(QPen(grid, 0));
-    }
     selectionRect()->setPen(QPen(Look::accent(palette), 1, Qt::DashLine));
     QColor fill = Look::accent(palette);
     fill.setAlpha(40);

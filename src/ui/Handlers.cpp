@@ -10,6 +10,7 @@
 #include "goniometer/ScanRun.h"
 #include "goniometer/Utilities.h"
 #include "profile/ProfileRun.h"
+#include "temperature/CooldownLog.h"
 #include "temperature/modHTC.h"
 #include "temperature/modHTC_Laser.h"
 #include "temperature/modLTC.h"
@@ -17,6 +18,7 @@
 #include "ui/dlgGeneratorPower.h"
 #include "ui/dlgTProfile.h"
 #include "ui/frmAbout.h"
+#include "ui/frmCooldown.h"
 #include "ui/frmManual.h"
 #include "ui/frmProfileRun.h"
 #include "ui/frmRPID.h"
@@ -83,6 +85,12 @@ void settings(QWidget* mainWindow)
     frontPanel().setCaption(modMain::LongCaption());
 }
 
+void logCooldown(QWidget* mainWindow)
+{
+    frmCooldown::follow(mainWindow);
+    CooldownLog::mnuLTCLogCooldown();
+}
+
 void temperatureProfile(QWidget* mainWindow)
 {
     frmProfileRun::follow(mainWindow);
@@ -111,6 +119,7 @@ const QHash<Menu::Entry, Procedure>& table()
         {mnuHTCAutoOptimize, temperature<modHTC::mnuHTCAutoOptimize>},
         {mnuHTCDefault, temperature<modHTC::mnuHTCDefault>},
         {mnuLTCQuery, temperature<modLTC::mnuLTCQuery>},
+        {mnuLTCLogCooldown, logCooldown},
         {mnuLTCQueryTemperature, temperature<modLTC::mnuLTCQueryTemperature>},
         {mnuLTCSetpoint, temperature<modLTC::mnuLTCSetpoint>},
         {mnuLTCNewSetpointWithPID, temperature<modLTC::mnuLTCNewSetpointWithPID>},
@@ -142,5 +151,24 @@ const QHash<Menu::Entry, Procedure>& table()
 Procedure of(Menu::Entry entry)
 {
     return table().value(entry, nullptr);
+}
+
+bool runsAtOnce(Menu::Entry entry)
+{
+    using enum Menu::Entry;
+    switch (entry) {
+    case mnuMeasStartAcquisition: // then it aborts
+        return flags().acquisitionRunning;
+    case mnuMeasExecTempProfile:
+        return flags().profileRunning;
+    case mnuLTCLogCooldown:
+        return CooldownLog::state().running;
+    case mnuExtrasSMCStop:
+    case mnuExtrasGeneratorSwitchShutter:
+    case mnuFileExit:
+        return true;
+    default:
+        return false;
+    }
 }
 } // namespace Handlers

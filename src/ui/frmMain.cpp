@@ -6,10 +6,12 @@
 #include "core/startup/modMain.h"
 #include "plot/Chart2d.h"
 #include "plot/modGraphics.h"
+#include "temperature/CooldownLog.h"
 #include "ui/CommunicationTest.h"
 #include "ui/Fields.h"
 #include "ui/Handlers.h"
 #include "ui/WarningSign.h"
+#include "ui/frmCooldown.h"
 #include "ui/frmTextDisplay.h"
 
 #include <QApplication>
@@ -25,6 +27,8 @@
 #include <QStatusBar>
 #include <QVBoxLayout>
 
+#include <utility>
+
 using Field = FrontPanel::Field;
 
 namespace {
@@ -33,6 +37,7 @@ constexpr int spacing = 8;
 constexpr int columnCharacters = 52; ///< width of the column at the left, in average characters
 constexpr int commentLines = 5;
 constexpr int progressHeight = 16;
+constexpr int temperaturePanel = 3;
 
 QLabel* fieldLabel(const QString& name, const QString& text, QWidget* buddy)
 {
@@ -129,9 +134,10 @@ void frmMain::buildMenus()
             action = menu->menuAction();
         } else {
             action = new QAction(this);
-            const Handlers::Procedure procedure = Handlers::of(item.entry);
-            action->setProperty("hasProcedure",
-                                procedure != nullptr && connect(action, &QAction::triggered, this, [this, procedure] { procedure(this); }));
+            const bool hasProcedure = Handlers::of(item.entry) != nullptr;
+            action->setProperty("hasProcedure", hasProcedure);
+            if (hasProcedure)
+                connect(action, &QAction::triggered, this, [this, entry = item.entry] { choose(entry); });
         }
         // A platform that moves entries into menus of its own would take them out of their order.
         action->setMenuRole(QAction::NoRole);
@@ -145,6 +151,22 @@ void frmMain::buildMenus()
         }
         m_actions.insert(item.entry, action);
     }
+}
+
+void frmMain::choose(Menu::Entry entry)
+{
+    // What lasts must not run inside a reading of the log, which would stand still meanwhile. One entry waits: the last one chosen.
+    if (CooldownLog::state().reading && !Handlers::runsAtOnce(entry))
+        m_waiting = entry;
+    else
+        Handlers::of(entry)(this);
+}
+
+void frmMain::runWaiting()
+{
+    const std::optional<Menu::Entry> entry = std::exchange(m_waiting, std::nullopt);
+    if (entry && frontPanel().isEntryEnabled(*entry) && !flags().closing)
+        choose(*entry);
 }
 
 QWidget* frmMain::buildColumn()
@@ -309,6 +331,7 @@ void frmMain::connectFrontPanel()
     connect(&panel, &FrontPanel::picturesChanged, this, &frmMain::showPictures);
     connect(&panel, &FrontPanel::pointerChanged, this, &frmMain::showPointer);
     connect(&panel, &FrontPanel::entriesChanged, this, &frmMain::showEntries);
+    connect(&CooldownLog::notifier(), &CooldownLog::Notifier::readingEnded, this, &frmMain::runWaiting, Qt::QueuedConnection);
     connect(&panel, &FrontPanel::focusRequested, this, [this] { m_first->setFocus(); });
 
     for (Field field :
@@ -379,10 +402,19 @@ void frmMain::showPointer(FrontPanel::Pointer pointer)
 bool frmMain::eventFilter(QObject* watched, QEvent* event)
 {
     if (event->type() == QEvent::MouseButtonRelease && static_cast<QMouseEvent*>(event)->button() == Qt::LeftButton) {
-        CommunicationTest::Click();
+        clickStatusBar(watched);
         return true;
     }
     return QMainWindow::eventFilter(watched, event);
+}
+
+void frmMain::clickStatusBar(const QObject* panel)
+{
+    if (panel == m_panels.value(temperaturePanel) && frmCooldown::showAgain(this))
+        return;
+    // The test lasts, and a reading of the log is over in a moment: the next click starts it.
+    if (CommunicationTest::isRunning() || !CooldownLog::state().reading)
+        CommunicationTest::Click();
 }
 
 void frmMain::closeEvent(QCloseEvent* event)

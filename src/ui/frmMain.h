@@ -8,6 +8,8 @@
 #include <QHash>
 #include <QMainWindow>
 
+#include <optional>
+
 class Chart2d;
 class NameField;
 class PanelLabel;
@@ -53,6 +55,10 @@ private:
     void connectField(FrontPanel::Field field, QLineEdit* edit);
     void connectFrontPanel();
 
+    void choose(Menu::Entry entry);
+    void runWaiting();
+    void clickStatusBar(const QObject* panel);
+
     void showField(FrontPanel::Field field);
     void showEntries();
     void showProgress(int percent);
@@ -69,6 +75,7 @@ private:
     QWidget* m_xRayOn = nullptr;
     QPushButton* m_first = nullptr;
     frmTextDisplay* m_textDisplay = nullptr;
+    std::optional<Menu::Entry> m_waiting; ///< chosen while the cooldown log reads: runs after that
     bool m_hourglass = false;
     bool m_asking = false;
     bool m_closed = false;

@@ -14,6 +14,7 @@
 #include "goniometer/modSMC.h"
 #include "gpib/modGPIB.h"
 #include "serial/modCOM.h"
+#include "temperature/CooldownLog.h"
 #include "temperature/modHTC.h"
 #include "temperature/modHTC_Laser.h"
 #include "temperature/modLTC.h"
@@ -365,5 +366,6 @@ bool modMain::QueryUnload()
 void modMain::Close()
 {
     flags().closing = true;
+    CooldownLog::Stop();
     modCOM::close();
 }

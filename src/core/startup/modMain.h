@@ -78,6 +78,6 @@ qint16 SaveSettings();
 bool QueryClose();
 /// Second closing question, asked when the scan in memory was not saved: false keeps the program running.
 bool QueryUnload();
-/// After both questions: every wait returns, nothing more is sent, the lines are closed.
+/// After both questions: every wait returns, nothing more is sent, the cooldown log ends, the lines are closed.
 void Close();
 } // namespace modMain

@@ -1,0 +1,270 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "temperature/CooldownLog.h"
+
+#include "core/Configuration.h"
+#include "core/Flags.h"
+#include "core/FrontPanel.h"
+#include "core/NumberText.h"
+#include "core/Prompts.h"
+#include "core/modTools.h"
+#include "serial/modCOM.h"
+#include "temperature/modLTC.h"
+#include "temperature/modTC.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <algorithm>
+#include <cerrno>
+
+using namespace Qt::StringLiterals;
+
+namespace CooldownLog {
+namespace {
+constexpr int putOff = 20;           // ms until a reading that was put off is tried again
+constexpr int reportAttempts = 1000; // ms between two looks whether the box can be shown
+
+void tick();
+void report();
+
+struct Timers
+{
+    modTools::Timer interval{"LogInterval"};
+    modTools::Timer soon{"LogSoon"};
+    modTools::Timer report{"LogReport"};
+
+    Timers()
+    {
+        soon.setInterval(putOff);
+        report.setInterval(reportAttempts);
+        QObject::connect(&interval, &modTools::Timer::tick, &interval, [] { CooldownLog::tick(); });
+        QObject::connect(&soon, &modTools::Timer::tick, &soon, [] { CooldownLog::tick(); });
+        QObject::connect(&report, &modTools::Timer::tick, &report, [] { CooldownLog::report(); });
+        // The moment at which a reply of the goniometer's controller is complete: no wait that follows another at once starves the log.
+        QObject::connect(&modCOM::RxTimer(), &modTools::Timer::tick, &soon, [this] {
+            if (soon.isEnabled())
+                CooldownLog::tick();
+        });
+    }
+};
+Timers& timers()
+{
+    static Timers theTimers;
+    return theTimers;
+}
+
+quint32 lastMoment = 0; // ms
+double elapsed = 0;     // s
+
+/// Counts on across the wrap of the millisecond counter.
+double elapsedNow()
+{
+    const quint32 now = modTools::timeGetTime();
+    elapsed += (now - lastMoment) / 1000.0;
+    lastMoment = now;
+    return elapsed;
+}
+
+void showError(const ProgramError& error)
+{
+    showMessage(u"Cooldown log"_s,
+                u"Error # "_s + NumberText::General(qint32{error.number}) + u" caused by LogCooldown()"_s + u"\r\n"_s + error.description,
+                Prompts::Icon::Exclamation);
+}
+
+/// The wait ends as soon as nothing runs that a box would hold up: the box stays open until somebody comes.
+bool somethingRuns()
+{
+    const Flags& now = flags();
+    return now.acquisitionRunning || now.profileRunning || now.ratemeterRunning || now.utilityRunning || now.temperatureRunning ||
+           now.generatorRunning || now.busy || state().reading;
+}
+
+void report()
+{
+    if (flags().closing || !state().error) {
+        timers().report.setEnabled(false);
+        return;
+    }
+    if (somethingRuns())
+        return;
+    timers().report.setEnabled(false);
+    showError(state().error);
+}
+
+/// Adds bytes to the end of the file; none of them, or all.
+ProgramError append(const QString& path, const QByteArray& bytes)
+{
+    QFile file(path);
+    errno = 0;
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Unbuffered))
+        return ProgramError::ofFile(path, file.error(), errno);
+    const qint64 before = file.size();
+    const bool whole = file.write(bytes) == bytes.size();
+    const int systemError = errno;
+    if (whole)
+        return {};
+    const ProgramError error = ProgramError::ofFile(path, file.error(), systemError);
+    file.resize(before);
+    return error;
+}
+
+void write(const QByteArray& line)
+{
+    State& log = state();
+    log.unwritten += line;
+    if (log.unwritten.isEmpty())
+        return;
+    const bool failedBefore = bool(log.error);
+    log.error = append(log.path, log.unwritten);
+    if (!log.error)
+        log.unwritten.clear();
+    else if (!failedBefore)
+        timers().report.setEnabled(true);
+}
+
+void add(const std::optional<float>& temperature, const std::optional<float>& setpoint)
+{
+    State& log = state();
+    const QString line = LineText(log.moment(), temperature, setpoint);
+    log.readings += {elapsedNow(), temperature, setpoint};
+    log.lines += line;
+    write(line.toLatin1() + "\r\n");
+    frontPanel().setPanel(3, temperature ? u"LTC: "_s + NumberText::General(*temperature) + u" K"_s : u"LTC: no answer"_s);
+}
+
+void takeReading()
+{
+    State& log = state();
+    const int number = log.number;
+    const auto wanted = [&log, number] { return log.running && log.number == number && !flags().closing; };
+    std::optional<float> temperature;
+    std::optional<float> setpoint;
+    log.reading = true;
+    float value = -1;
+    // A text that is no number reads as 0, which no sample has.
+    if (modLTC::LTCGetTemperature(value) == 0 && value > 0)
+        temperature = value;
+    if (temperature && wanted() && modLTC::LTCGetSetpoint(value) == 0)
+        setpoint = value;
+    log.reading = false;
+    if (wanted()) {
+        add(temperature, setpoint);
+        emit notifier().changed();
+    }
+    emit notifier().readingEnded();
+}
+
+void tick()
+{
+    const Flags& now = flags();
+    timers().soon.setEnabled(false);
+    if (!state().running || state().reading || now.closing || now.profileRunning || now.temperatureRunning || modTC::state().busy)
+        return;
+    if (modCOM::smcReception().waiting)
+        timers().soon.setEnabled(true);
+    else
+        takeReading();
+}
+
+/// Makes the file of a log that starts now. Empty path: an error, which was shown.
+QString makeFile()
+{
+    const QDir directory(configuration().general.workDir);
+    for (QDateTime stamp = state().moment();; stamp = stamp.addSecs(1)) {
+        QFile file(directory.filePath(u"cooldown_"_s + stamp.toString(u"yyyyMMdd_hhmmss"_s) + u".log"_s));
+        errno = 0;
+        if (file.open(QIODevice::WriteOnly | QIODevice::NewOnly))
+            return file.fileName();
+        const int systemError = errno;
+        const QFileInfo there(file.fileName());
+        if (!there.exists() && !there.isSymLink()) {
+            showError(ProgramError::ofFile(file.fileName(), file.error(), systemError));
+            return {};
+        }
+    }
+}
+
+void showState()
+{
+    frontPanel().setEntryCaption(Menu::Entry::mnuLTCLogCooldown,
+                                 state().running ? u"Stop &Log Cooldown"_s
+                                                 : QString::fromUtf16(Menu::item(Menu::Entry::mnuLTCLogCooldown).caption));
+    emit notifier().changed();
+}
+} // namespace
+
+State& state()
+{
+    static State theState;
+    return theState;
+}
+
+void reset()
+{
+    for (modTools::Timer* timer : {&timers().interval, &timers().soon, &timers().report})
+        timer->setEnabled(false);
+    state() = State{};
+}
+
+Notifier& notifier()
+{
+    static Notifier theNotifier;
+    return theNotifier;
+}
+
+QString LineText(const QDateTime& moment, const std::optional<float>& temperature, const std::optional<float>& setpoint)
+{
+    const auto field = [](const std::optional<float>& value) { return value ? NumberText::General(*value) : QString(); };
+    return moment.toString(u"yyyy-MM-dd hh:mm:ss"_s) + u';' + field(temperature) + u';' + field(setpoint);
+}
+
+void Start()
+{
+    State& log = state();
+    if (log.running)
+        return;
+    const QString path = makeFile();
+    if (path.isEmpty())
+        return;
+    modTools::WriteLog(false, u"LogCooldown("_s + path + u")"_s);
+    log.running = true;
+    ++log.number;
+    log.path = path;
+    log.readings.clear();
+    log.lines.clear();
+    log.unwritten.clear();
+    log.error = {};
+    elapsed = 0;
+    lastMoment = modTools::timeGetTime();
+    timers().report.setEnabled(false);
+    timers().interval.setInterval(std::max(configuration().ltc.logInterval, 1) * 1000);
+    timers().interval.restart();
+    timers().soon.restart();
+    showState();
+}
+
+void Stop()
+{
+    if (!state().running)
+        return;
+    state().running = false;
+    timers().interval.setEnabled(false);
+    timers().soon.setEnabled(false);
+    write({});
+    modTools::WriteLog(false, u"LogCooldown() stopped"_s);
+    if (!flags().temperatureRunning && !flags().profileRunning)
+        frontPanel().setPanel(3, {});
+    showState();
+}
+
+void mnuLTCLogCooldown()
+{
+    if (state().running)
+        Stop();
+    else
+        Start();
+}
+} // namespace CooldownLog

@@ -1,0 +1,295 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "Operator.h"
+#include "VirtualLab.h"
+
+#include "core/Configuration.h"
+#include "core/ScanData.h"
+#include "plot/Look.h"
+#include "plot/TemperaturePlot.h"
+#include "support/ResetProgram.h"
+#include "temperature/CooldownLog.h"
+#include "temperature/modTC.h"
+#include "ui/UiPrompts.h"
+#include "ui/frmCooldown.h"
+#include "ui/frmMain.h"
+
+#include <QFile>
+#include <QLabel>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QRegularExpression>
+#include <QTest>
+
+#include <cmath>
+#include <memory>
+
+/// The cooldown log by hand, on the virtual cryostat and goniometer.
+class TestCooldownWindow : public QObject
+{
+    Q_OBJECT
+
+    UiPrompts m_prompts;
+    std::unique_ptr<Operator> m_operator;
+    std::unique_ptr<VirtualLab> m_lab;
+    std::unique_ptr<frmMain> m_window;
+
+    bool bringUp(const QString& speed = QStringLiteral("20"))
+    {
+        m_lab = std::make_unique<VirtualLab>();
+        if (!m_lab->start({QStringLiteral("--speed"), speed, QStringLiteral("--ltc"), QStringLiteral("331")}))
+            return false;
+        m_lab->connectProgram();
+        configuration().general.workDir = m_lab->path();
+        configuration().ltc.logInterval = 1;
+        m_window = std::make_unique<frmMain>();
+        m_window->show();
+        return QTest::qWaitForWindowExposed(m_window.get()) && flags().ltcEnabled && flags().smcOnline;
+    }
+
+    QAction* entry(Menu::Entry which = Menu::Entry::mnuLTCLogCooldown) const { return m_window->entry(which); }
+    frmCooldown* log() const { return m_window->findChild<frmCooldown*>(); }
+    QString text() const
+    {
+        return log() != nullptr ? log()->findChild<QPlainTextEdit*>(QStringLiteral("txtDisplay"))->toPlainText() : QString();
+    }
+    qsizetype lines() const { return text().isEmpty() ? 0 : text().count(u'\n') + 1; }
+    QPushButton* button(const char* name) const { return log()->findChild<QPushButton*>(QString::fromLatin1(name)); }
+    QLabel* label(const char* name) const { return log()->findChild<QLabel*>(QString::fromLatin1(name)); }
+    TemperaturePlot* plot() const { return log()->findChild<TemperaturePlot*>(); }
+    static QByteArray fileBytes()
+    {
+        QFile file(CooldownLog::state().path);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("cannot be opened");
+    }
+    /// Pixels of a widget that are close to a colour.
+    static int pixelsOf(QWidget* widget, const QColor& colour)
+    {
+        const QImage image = widget->grab().toImage();
+        int found = 0;
+        for (int y = 0; y < image.height(); ++y)
+            for (int x = 0; x < image.width(); ++x) {
+                const QColor here = image.pixelColor(x, y);
+                found +=
+                    std::abs(here.red() - colour.red()) + std::abs(here.green() - colour.green()) + std::abs(here.blue() - colour.blue()) <
+                            60
+                        ? 1
+                        : 0;
+            }
+        return found;
+    }
+    void typeScan(const QStringList& values)
+    {
+        using enum FrontPanel::Field;
+        const FrontPanel::Field fields[] = {ScanStart, ScanStop, ScanStep, CounterTime};
+        for (qsizetype i = 0; i < values.size(); ++i)
+            frontPanel().setText(fields[i], values[i]);
+    }
+
+private slots:
+    void init()
+    {
+        resetProgram();
+        modCOM::reset();
+        modTC::reset();
+        CooldownLog::reset();
+        setPrompts(&m_prompts);
+        m_operator = std::make_unique<Operator>();
+    }
+
+    void cleanup()
+    {
+        const QString complaint = m_operator->complaint();
+        CooldownLog::Stop();
+        QTRY_VERIFY(!CooldownLog::state().reading);
+        m_window.reset();
+        CooldownLog::reset();
+        modTC::reset();
+        m_lab.reset();
+        m_operator.reset();
+        setPrompts(nullptr);
+        QVERIFY2(complaint.isEmpty(), qPrintable(complaint));
+    }
+
+    void theEntryShowsLinesAndCurveAndStopsThem()
+    {
+        QVERIFY(bringUp());
+        QCOMPARE(entry()->text(), QStringLiteral("Log Cooldown"));
+        QVERIFY(entry()->isEnabled());
+        entry()->trigger();
+        QCOMPARE(entry()->text(), QStringLiteral("Stop &Log Cooldown"));
+        QVERIFY(log() != nullptr && log()->isVisible() && !log()->isModal());
+        QVERIFY(log()->windowTitle().contains(QRegularExpression(QStringLiteral("^Cooldown log - cooldown_\\d{8}_\\d{6}\\.log$"))));
+        auto* hint = qobject_cast<QCPItemText*>(plot()->item(0));
+        QVERIFY(hint != nullptr && hint->visible());
+        QCOMPARE(hint->text(), QStringLiteral("Waiting for the first reading"));
+        QTRY_VERIFY_WITH_TIMEOUT(lines() >= 3, 15000);
+        QVERIFY(!hint->visible());
+
+        const QRegularExpression line(QStringLiteral("^\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d;2\\d\\d\\.?\\d*;\\d+\\.?\\d*$"));
+        for (const QString& each : text().split(u'\n'))
+            QVERIFY2(line.match(each).hasMatch(), qPrintable(each));
+        QCOMPARE(QString::fromLatin1(fileBytes()).remove(u'\r').trimmed(), text());
+        QVERIFY(label("lblTemperature")->text().contains(QRegularExpression(QStringLiteral("^2\\d\\d.* K$"))));
+        const int drawn = pixelsOf(plot(), Look::accent(plot()->palette()));
+        QVERIFY2(drawn > 40, qPrintable(QString::number(drawn)));
+        QCOMPARE(plot()->yAxis->label(), QStringLiteral("Temperature [K]"));
+
+        entry()->trigger();
+        QCOMPARE(entry()->text(), QStringLiteral("Log Cooldown"));
+        QVERIFY(log()->isVisible() && !button("btnStop")->isEnabled());
+        QVERIFY(label("lblStatus")->text().startsWith(QStringLiteral("Stopped. ")));
+        const QByteArray before = fileBytes();
+        QTRY_VERIFY(!CooldownLog::state().reading);
+        QCOMPARE(fileBytes(), before);
+    }
+
+    void aSecondLogBeginsAnew()
+    {
+        QVERIFY(bringUp());
+        entry()->trigger();
+        QTRY_VERIFY_WITH_TIMEOUT(lines() >= 2, 15000);
+        const QString first = CooldownLog::state().path;
+        QTest::mouseClick(button("btnStop"), Qt::LeftButton);
+        QCOMPARE(entry()->text(), QStringLiteral("Log Cooldown"));
+        QTRY_VERIFY(!CooldownLog::state().reading);
+        entry()->trigger();
+        QVERIFY(CooldownLog::state().path != first);
+        QCOMPARE(lines(), 0);
+        QVERIFY(plot()->isEmpty());
+        QCOMPARE(m_window->findChildren<frmCooldown*>().size(), 1);
+        QTRY_VERIFY_WITH_TIMEOUT(lines() >= 1, 15000);
+    }
+
+    void closingTheWindowDoesNotStopTheLog()
+    {
+        QVERIFY(bringUp());
+        entry()->trigger();
+        QTRY_VERIFY_WITH_TIMEOUT(lines() >= 1, 15000);
+        QTest::keyClick(log(), Qt::Key_Escape);
+        QVERIFY(!log()->isVisible());
+        QCOMPARE(entry()->text(), QStringLiteral("Stop &Log Cooldown"));
+        const qsizetype before = lines();
+        QTRY_VERIFY_WITH_TIMEOUT(lines() > before && frontPanel().panel(3).startsWith(QStringLiteral("LTC: 2")), 15000);
+        QVERIFY(!log()->isVisible());
+        QTest::mouseClick(m_window->findChild<QWidget*>(QStringLiteral("Panel3")), Qt::LeftButton);
+        QVERIFY(log()->isVisible());
+    }
+
+    void theLogGoesOnDuringAScanThatEndsWithAllItsCounts()
+    {
+        QVERIFY(bringUp(QStringLiteral("4")));
+        entry()->trigger();
+        QTRY_VERIFY_WITH_TIMEOUT(lines() >= 1, 15000);
+        typeScan({QStringLiteral("20"), QStringLiteral("21"), QStringLiteral("0.02"), QStringLiteral("0.2")});
+        m_operator->expect(
+            QStringLiteral("Start scan"),
+            QStringLiteral("Selected parameter set (Theta-2-Theta):\n\nScan Start  : 20\u00b0 2-Theta\nScan Stop   : 21\u00b0 "
+                           "2-Theta\nScan Step   : 0.02\u00b0 2-Theta\nCounter Time: 0.2 seconds\n"),
+            QStringLiteral("OK"));
+        const qsizetype before = lines();
+        qsizetype during = 0;
+        connect(&scanData(), &ScanData::plotRequested, log(), [&] { during = lines() - before; });
+        // The worst moment: within a reading, which must not stand still for the whole scan.
+        QTimer within;
+        connect(&within, &QTimer::timeout, this, [&] {
+            if (!CooldownLog::state().reading)
+                return;
+            within.stop();
+            entry(Menu::Entry::mnuMeasStartAcquisition)->trigger();
+        });
+        within.start(1);
+        QTRY_VERIFY_WITH_TIMEOUT(flags().dataPresent && !flags().acquisitionRunning, 40000);
+        QCOMPARE(scanData().size(), 51);
+        const QVector<double>& counts = scanData().counts();
+        QCOMPARE(std::count_if(counts.cbegin(), counts.cend(), [](double count) { return count > 0; }), counts.size());
+        QVERIFY2(during >= 2, qPrintable(QString::number(during)));
+        for (const QString& each : text().split(u'\n'))
+            QVERIFY2(!each.contains(QStringLiteral(";;")), qPrintable(each));
+    }
+
+    void anEntryChosenWithinAReadingRunsAfterIt()
+    {
+        QVERIFY(bringUp());
+        configuration().ltc.line.txDelay = 0.2F;
+        configuration().ltc.logInterval = 30;
+        bool chosen = false;
+        bool began = false;
+        bool inside = false;
+        QTimer during;
+        connect(&during, &QTimer::timeout, this, [&] {
+            if (!CooldownLog::state().reading)
+                return;
+            during.stop();
+            chosen = true;
+            entry(Menu::Entry::mnuLTCQueryTemperature)->trigger();
+            began = flags().temperatureRunning;
+        });
+        during.start(5);
+        m_operator->expectWindow(QStringLiteral("LTC"), [&](QDialog* box) {
+            inside = CooldownLog::state().reading;
+            QVERIFY(qobject_cast<QMessageBox*>(box)->text().startsWith(QStringLiteral("Current temperature is: 2")));
+            box->accept();
+        });
+        entry()->trigger();
+        QTRY_VERIFY_WITH_TIMEOUT(m_operator->done() && !flags().temperatureRunning, 15000);
+        QVERIFY(chosen && !began && !inside);
+        QCOMPARE(lines(), 1);
+        QVERIFY2(!text().contains(QStringLiteral(";;")), qPrintable(text()));
+    }
+
+    void whatStopsSomethingDoesNotWaitForAReading()
+    {
+        QVERIFY(bringUp());
+        configuration().ltc.line.txDelay = 0.2F;
+        bool off = false;
+        QTimer during;
+        connect(&during, &QTimer::timeout, this, [&] {
+            if (!CooldownLog::state().reading)
+                return;
+            during.stop();
+            entry()->trigger();
+            off = CooldownLog::state().reading && !CooldownLog::state().running;
+        });
+        during.start(5);
+        entry()->trigger();
+        QTRY_VERIFY_WITH_TIMEOUT(off, 15000);
+        QCOMPARE(fileBytes(), QByteArray());
+    }
+
+    void theEndOfTheProgramEndsTheLog()
+    {
+        QVERIFY(bringUp());
+        entry()->trigger();
+        QTRY_VERIFY_WITH_TIMEOUT(lines() >= 2, 15000);
+        QVERIFY(m_window->close());
+        QVERIFY(flags().closing && !CooldownLog::state().running);
+        QTRY_VERIFY(!CooldownLog::state().reading);
+        QCOMPARE(QString::fromLatin1(fileBytes()).remove(u'\r').trimmed(), text());
+    }
+
+    void aFullDiskStandsInTheWindow()
+    {
+        QVERIFY(bringUp());
+        flags().acquisitionRunning = true; // no box while a scan runs
+        entry()->trigger();
+        QTRY_VERIFY_WITH_TIMEOUT(lines() >= 1, 15000);
+        // From now on nothing fits.
+        QVERIFY(QFile::remove(CooldownLog::state().path) && QFile::link(QStringLiteral("/dev/full"), CooldownLog::state().path));
+        QTRY_COMPARE_WITH_TIMEOUT(label("lblStatus")->text(), QStringLiteral("Not written to the file: Disk full. The lines are kept."),
+                                  15000);
+        QCOMPARE(label("lblStatus")->palette().color(QPalette::WindowText), Look::danger(log()->palette()));
+        const qsizetype before = lines();
+        QTRY_VERIFY_WITH_TIMEOUT(lines() > before, 15000);
+        m_operator->expect(QStringLiteral("Cooldown log"), QStringLiteral("Error # 61 caused by LogCooldown()\nDisk full"),
+                           QStringLiteral("OK"));
+        flags().acquisitionRunning = false;
+        QTRY_VERIFY_WITH_TIMEOUT(m_operator->done(), 15000);
+        QVERIFY(QFile::remove(CooldownLog::state().path));
+        QTRY_VERIFY_WITH_TIMEOUT(label("lblStatus")->text().startsWith(QStringLiteral("Logging to ")), 15000);
+        QVERIFY(QString::fromLatin1(fileBytes()).remove(u'\r').trimmed() == text().section(u'\n', 1));
+    }
+};
+
+QTEST_MAIN(TestCooldownWindow)
+#include "tst_cooldown.moc"
