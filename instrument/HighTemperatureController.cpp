@@ -16,13 +16,14 @@ constexpr std::size_t longestLine = 255;
 constexpr double celsiusZero = 273.15;
 constexpr double measuringRange = 1600.0; // K, what the proportional band is a share of
 constexpr double heatCapacity = 4.0;      // J/K
+constexpr double surroundings = 295.15;   // K; a furnace whose setpoint goes back to 22 degrees gets there
 
 // Through the supports, and by radiation.
 double furnaceLoss(double temperature)
 {
     constexpr double supports = 0.06;
     constexpr double radiation = 5.67e-8 * 2.6e-4;
-    return supports * (temperature - roomTemperature) + radiation * (std::pow(temperature, 4.0) - std::pow(roomTemperature, 4.0));
+    return supports * (temperature - surroundings) + radiation * (std::pow(temperature, 4.0) - std::pow(surroundings, 4.0));
 }
 
 const ThermalBody furnace{[](double) { return heatCapacity; }, furnaceLoss, 5.0, 0.005};

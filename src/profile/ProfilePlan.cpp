@@ -31,7 +31,8 @@ constexpr double assumedRate = 5;           // K/min, for the estimate of a chan
 constexpr double assumedSettling = 60;      // s
 constexpr double longestTime = 1e9;         // s, where texts stop counting
 constexpr qsizetype longestDetails = 1000;  // scans that are listed
-constexpr qsizetype columnGap = 2;          // blanks between the columns of the list
+constexpr qsizetype mostFindings = 100;
+constexpr qsizetype columnGap = 2; // blanks between the columns of the list
 
 double startTemperature()
 {
@@ -191,6 +192,41 @@ private:
     qsizetype m_inMark = 0;
     double m_before = startTemperature();
 };
+/// What is wrong with the value that stands behind a key.
+QString faultOf(const QString& key, const QString& text, std::optional<ProfileEdit::Box> box)
+{
+    if (text.isEmpty())
+        return {};
+    if (!NumberText::StartsWithNumber(text))
+        return key + u" is not a number"_s + (key == u"T1"_s ? u"; the line is skipped"_s : QString());
+    bool whole = false;
+    QString(text).remove(u' ').replace(u',', u'.').toDouble(&whole);
+    if (!whole)
+        return key + u" is read as "_s + NumberText::General(NumberText::ReadNumber(text));
+    return box ? ProfileEdit::refusal(*box, text) : QString();
+}
+
+/// What the check says of one line.
+QStringList faultsOf(const QString& line)
+{
+    using ProfileEdit::Box;
+    static const std::pair<const char16_t*, std::optional<Box>> fields[] = {{u"T1", Box::T1},  {u"T2", Box::T2},    {u"DT", Box::dT},
+                                                                            {u"R", Box::Ramp}, {u"DW", Box::Dwell}, {u"E", std::nullopt}};
+    if (line.trimmed().isEmpty() || TProfile::IsComment(line))
+        return {};
+    if (TProfile::FieldText(line, u"T1"_s).isEmpty())
+        return {u"no start temperature; the line is skipped"_s};
+    QStringList faults;
+    for (const auto& [name, box] : fields) {
+        const QString key = QString::fromUtf16(name);
+        if (const QString fault = faultOf(key, TProfile::FieldText(line, key), box); !fault.isEmpty())
+            faults += fault;
+        const qsizetype at = line.indexOf(key + u":"_s, 0, Qt::CaseInsensitive);
+        if (at >= 0 && line.indexOf(u";"_s + key + u":"_s, at, Qt::CaseInsensitive) >= 0)
+            faults += key + u" stands more than once; the first counts"_s;
+    }
+    return faults;
+}
 } // namespace
 
 namespace ProfileRun {
@@ -207,7 +243,7 @@ QList<Row> Plan()
             continue;
         Row next = rowOf(*step);
         next.line = static_cast<int>(i) + 1;
-        const qsizetype count = step->count(longestPlan - rows.size());
+        const qsizetype count = step->count(mostScans + 1 - rows.size());
         for (qsizetype k = 0; k < count; ++k) {
             next.setpoint = step->temperature(k);
             next.estimate = settlingTime(before, next.setpoint, next.ramp) + next.dwell + scanTime(next);
@@ -292,35 +328,31 @@ QString FileName(const QString& sample, double value)
     return sample + u"_"_s + valueText(value) + u".sdf"_s;
 }
 
+QString TooManyText()
+{
+    return u"The profile asks for more than "_s + NumberText::General(qint64{mostScans}) + u" scans."_s;
+}
+
 QStringList Check()
 {
     QStringList findings;
     qsizetype scans = 0;
     const QStringList& lines = TProfile::state().lines;
-    for (qsizetype i = 0; i < lines.size(); ++i) {
+    for (qsizetype i = 0; i < lines.size() && findings.size() < mostFindings; ++i) {
         const QString where = u"line "_s + NumberText::General(qint64{i + 1}) + u": "_s;
-        if (lines[i].trimmed().isEmpty() || TProfile::IsComment(lines[i]))
-            continue;
+        for (const QString& finding : faultsOf(lines[i]))
+            findings += where + finding;
         const std::optional<TProfile::Step> step = TProfile::ParseStep(lines[i]);
-        if (!step) {
-            findings += where + u"no start temperature; the line is skipped"_s;
+        if (!step)
             continue;
+        scans += step->count(mostScans + 1 - scans);
+        if (scans > mostScans) {
+            findings += where + TooManyText();
+            break;
         }
-        using ProfileEdit::Box;
-        const std::pair<Box, const char*> fields[] = {
-            {Box::T1, "T1"}, {Box::T2, "T2"}, {Box::dT, "DT"}, {Box::Ramp, "R"}, {Box::Dwell, "DW"}};
-        for (const auto& [box, key] : fields) {
-            const QString text = TProfile::FieldText(lines[i], QString::fromLatin1(key));
-            if (!text.isEmpty() && !NumberText::StartsWithNumber(text))
-                findings += where + QString::fromLatin1(key) + u" is not a number"_s;
-            else if (const QString refusal = ProfileEdit::refusal(box, text); !refusal.isEmpty())
-                findings += where + refusal;
-        }
-        const qsizetype count = step->count(longestPlan + 1);
-        if (scans <= longestPlan && scans + count > longestPlan)
-            findings += where + u"more than "_s + NumberText::General(qint64{longestPlan}) + u" scans; the rest is left out"_s;
-        scans = std::min(scans + count, longestPlan + 1);
     }
+    if (findings.size() >= mostFindings)
+        findings += u"... and perhaps more"_s;
     return findings;
 }
 

@@ -57,7 +57,10 @@ QString Text()
     QString text = u"Temperature profile run"_s + (ProfileRun::state().rehearsal ? u" (rehearsal, no scan saved)"_s : QString()) + u"\n"_s;
     text += u"Sample: "_s + frontPanel().text(FrontPanel::Field::txtFileName) + u"\n"_s;
     text += u"Profile: "_s + TProfile::state().currentFile + u"\n"_s;
-    text += u"Started: "_s + moment(startedAt) + u"\n\n"_s;
+    text += u"Started: "_s + moment(startedAt) + u"\n"_s;
+    for (const QString& finding : ProfileRun::Check())
+        text += u"Note: "_s + finding + u"\n"_s;
+    text += u"\n"_s;
     for (const ProfileRun::Row& row : ProfileRun::state().rows)
         text += rowText(row, unit);
     return text;

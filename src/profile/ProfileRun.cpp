@@ -7,7 +7,7 @@
 #include "core/FrontPanel.h"
 #include "core/NumberText.h"
 #include "core/Prompts.h"
-#include "core/ScanData.h"
+#include "core/ScanParameters.h"
 #include "core/modTools.h"
 #include "datafiles/modFile.h"
 #include "goniometer/ScanParameterCheck.h"
@@ -15,6 +15,7 @@
 #include "goniometer/modSMC.h"
 #include "profile/ProfileEdit.h"
 #include "profile/ProfileReport.h"
+#include "serial/modCOM.h"
 #include "temperature/SteadyState.h"
 #include "temperature/modHTC.h"
 #include "temperature/modHTC_Laser.h"
@@ -24,7 +25,6 @@
 #include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
-#include <QFileInfo>
 
 #include <cmath>
 
@@ -33,7 +33,12 @@ using ProfileEdit::Controller;
 using Field = FrontPanel::Field;
 
 namespace {
-constexpr double silenceLimit = 600; // s without any answer before a step is skipped
+constexpr double silenceLimit = 600;        // s without any answer before a step is skipped
+constexpr double resendAfter = 60;          // s of silence after which a controller may have been off: it gets the setpoint again
+constexpr double noFurtherCooling = 300;    // s without a reading nearer to the room's temperature: the furnace is as cold as it gets
+constexpr quint32 deviceRetryDelay = 10000; // ms
+constexpr int scanTries = 10;
+constexpr int stopTries = 10;
 constexpr int saveTries = 10;
 constexpr quint32 saveRetryDelay = 60000; // ms
 constexpr int setpointTries = 3;
@@ -62,7 +67,8 @@ void enter(ProfileRun::Phase phase)
 
 void remark(const QString& text)
 {
-    row().remarks += text;
+    if (ProfileRun::state().current >= 0)
+        row().remarks += text;
     modTools::WriteLog(false, u"Temperature profile: "_s + text);
 }
 
@@ -106,22 +112,11 @@ void writeState(qsizetype done)
         remark(u"The progress could not be written to '"_s + path + u"'."_s);
 }
 
-/// Measurements that the last run of this very profile had saved; 0 when it went through or there was none.
-qsizetype doneBefore()
-{
-    QStringList lines;
-    const QString path = ProfileRun::StateFile();
-    if (path.isEmpty() || TProfile::ReadLines(path, &lines) != 0 || lines.value(0) != u"profile="_s + QString::fromLatin1(profileMark()))
-        return 0;
-    const qsizetype done = lines.value(1).section(u'=', 1).toLongLong();
-    return done > 0 && done < ProfileRun::state().rows.size() ? done : 0;
-}
-
-/// Where to begin; nothing when the operator cancelled.
+/// Where to begin; nothing when the operator cancelled. After the last row: only the way back is left to do.
 std::optional<qsizetype> firstRow(const ProfileRun::Options& options)
 {
-    const qsizetype done = doneBefore();
-    if (done == 0)
+    const qsizetype done = ProfileRun::BrokenOffAfter().value_or(0);
+    if (done <= 0 || done > ProfileRun::state().rows.size())
         return 0;
     if (options.resume)
         return *options.resume ? done : 0;
@@ -134,6 +129,45 @@ std::optional<qsizetype> firstRow(const ProfileRun::Options& options)
     default:
         return std::nullopt;
     }
+}
+
+// --- lines that come and go
+
+/// Tells whether a line was lost at any time since this was made: what was sent meanwhile did not arrive.
+class LineWatch
+{
+public:
+    explicit LineWatch(SerialChannel& line) : m_lost(line.isDown())
+    {
+        QObject::connect(&line, &SerialChannel::vanished, &m_context, [this] { m_lost = true; });
+    }
+    bool lost() const { return m_lost; }
+
+private:
+    bool m_lost;
+    QObject m_context;
+};
+
+void pause(quint32 milliseconds)
+{
+    const quint32 start = modTools::timeGetTime();
+    while (goesOn() && modTools::timeGetTime() - start < milliseconds)
+        modTools::Delay(1, true);
+}
+
+/// Time since `start` without which nothing is given up.
+bool tooLong(quint32 start)
+{
+    return modTools::timeGetTime() - start >= silenceLimit * 1000;
+}
+
+/// Waits for a line that is down. False when it stays so.
+bool lineIsThere(const SerialChannel& line)
+{
+    const quint32 start = modTools::timeGetTime();
+    while (line.isDown() && goesOn() && !tooLong(start))
+        modTools::Delay(1, true);
+    return !line.isDown();
 }
 
 // --- temperature
@@ -178,48 +212,92 @@ void setLaserSetpoint()
     }
 }
 
-void setSetpoint()
+/// Sends the setpoint until it has surely gone out; a wait for a temperature that nobody set would never end. False when that was not
+/// possible for too long.
+bool setpointArrives()
+{
+    const quint32 start = modTools::timeGetTime();
+    for (bool first = true; goesOn(); first = false) {
+        const LineWatch watch(modCOM::TCComm());
+        if (sendSetpoint(row()) == 0 && !watch.lost())
+            return true;
+        if (tooLong(start))
+            return false;
+        if (first)
+            remark(u"The controller did not confirm the setpoint; it is sent again."_s);
+        pause(deviceRetryDelay);
+    }
+    return true;
+}
+
+bool setSetpoint()
 {
     enter(ProfileRun::Phase::Setpoint);
     frontPanel().setPanel(3, u"Setting new temperature setpoint..."_s);
-    if (ProfileEdit::activeController() == Controller::Laser)
-        setLaserSetpoint();
-    else if (sendSetpoint(row()) != 0)
-        remark(u"The controller did not confirm the setpoint."_s);
+    if (ProfileEdit::activeController() != Controller::Laser)
+        return setpointArrives();
+    setLaserSetpoint();
+    return true;
+}
+
+qint16 waitUntilThere(double setpoint, double longestSilence)
+{
+    return ProfileEdit::activeController() == Controller::HTC ? modHTC::HTCWaitUntilThere(setpoint, longestSilence)
+                                                              : modLTC::LTCWaitUntilThere(static_cast<float>(setpoint), longestSilence);
+}
+
+/// The steady-state wait. A controller that comes back after a silence may have been switched off and gets its setpoint again. False when
+/// it was silent too long.
+bool steady()
+{
+    double silence = 0;
+    for (;;) {
+        const quint32 begun = modTools::timeGetTime();
+        if (waitUntilThere(row().setpoint, resendAfter) != SteadyState::Silent)
+            return true;
+        const double waited = (modTools::timeGetTime() - begun) / 1000.0;
+        // A wait that was much longer than its limit had readings before it fell silent.
+        const bool fresh = silence <= 0 || waited > 2 * resendAfter;
+        silence = fresh ? resendAfter : silence + waited;
+        if (silence >= silenceLimit)
+            return false;
+        if (fresh)
+            remark(u"The temperature controller was silent for a minute; the setpoint is sent again."_s);
+        frontPanel().setPanel(3, u"Setting new temperature setpoint..."_s);
+        const quint32 sent = modTools::timeGetTime();
+        sendSetpoint(row());
+        silence += (modTools::timeGetTime() - sent) / 1000.0;
+    }
+}
+
+float readTemperature()
+{
+    float temperature = -1;
+    if (goesOn() && ProfileEdit::activeController() == Controller::HTC)
+        temperature = modHTC::GetTemperature();
+    else if (goesOn())
+        modLTC::LTCGetTemperature(temperature);
+    return temperature;
 }
 
 /// Waits for a steady temperature and reads it. False when the controller was silent too long.
 bool settle()
 {
     enter(ProfileRun::Phase::Settling);
-    ProfileRun::Row& step = row();
-    qint16 result = SteadyState::Settled;
-    float temperature = -1;
-    switch (ProfileEdit::activeController()) {
-    case Controller::HTC:
-        result = modHTC::HTCWaitUntilThere(step.setpoint, silenceLimit);
-        temperature = goesOn() ? modHTC::GetTemperature() : -1.0F;
-        break;
-    case Controller::Laser:
+    if (ProfileEdit::activeController() == Controller::Laser) {
         modHTC::HTC_LaserWaitUntilThere(configuration().laser.stabilizationDelay);
         if (float current = 0; goesOn() && modHTC_Laser::LaserGetCurrent(current) == 0)
-            step.actual = modHTC_Laser::ValueFor(current);
-        break;
-    case Controller::LTC:
-        result = modLTC::LTCWaitUntilThere(static_cast<float>(step.setpoint), silenceLimit);
-        if (goesOn())
-            modLTC::LTCGetTemperature(temperature);
-        break;
-    case Controller::None:
-        break;
+            row().actual = modHTC_Laser::ValueFor(current);
+        return true;
     }
+    const bool there = steady();
+    const float temperature = there ? readTemperature() : -1.0F;
+    ProfileRun::Row& step = row();
     if (temperature >= 0)
         step.actual = NumberText::LeadingNumber(NumberText::General(temperature));
-    if (ProfileEdit::activeController() != Controller::Laser) {
-        step.mean = NumberText::LeadingNumber(NumberText::General(SteadyState::last().mean()));
-        step.scatter = NumberText::LeadingNumber(NumberText::General(SteadyState::last().scatter()));
-    }
-    return result != SteadyState::Silent;
+    step.mean = NumberText::LeadingNumber(NumberText::General(SteadyState::last().mean()));
+    step.scatter = NumberText::LeadingNumber(NumberText::General(SteadyState::last().scatter()));
+    return there;
 }
 
 void dwell()
@@ -260,7 +338,77 @@ private:
     QString m_before;
 };
 
-/// One scan; true when its counts are in memory.
+/// Stops what the controller runs and waits until it stands.
+bool stopController()
+{
+    modSMC::SMCSend(u"Q;"_s);
+    for (int tries = 0; tries < stopTries && goesOn(); ++tries) {
+        modTools::Delay(1, true);
+        if (modSMC::SMCIsReady())
+            return true;
+    }
+    return false;
+}
+
+/// Reads the counts; a controller that does not answer now still holds them and is asked again. True when a scan is in memory.
+bool readCounts(double counterTime)
+{
+    const quint32 start = modTools::timeGetTime();
+    for (int tries = 1;; ++tries) {
+        const LineWatch watch(modCOM::MCComm());
+        modSMC::state().maximumCount = 0;
+        modSMC::state().receivedPoints = 0;
+        const bool read = ScanRun::ReadBack(counterTime);
+        const bool refused = modSMC::state().maximumCount < 0; // by the operator, or by an abort
+        const bool empty = flags().smcOnline && modSMC::state().receivedPoints <= 0;
+        const bool all = read && !watch.lost() && (!empty || tries > 1);
+        if (all || refused || !goesOn() || tooLong(start))
+            return read;
+        frontPanel().setPanel(1, u"Reading the scan data again..."_s);
+        if (!lineIsThere(modCOM::MCComm()))
+            return false;
+        if (!read)
+            pause(deviceRetryDelay);
+    }
+}
+
+enum class Counting { Done, Again, Failed };
+
+/// Loads and starts the counting program, waits for its end and reads the counts. Again: there is nothing of this scan in the controller.
+Counting count(double counterTime)
+{
+    const LineWatch watch(modCOM::MCComm());
+    if (!ScanRun::Upload(ScanRun::CountingProgram(scanParameters()), goesOn))
+        return Counting::Failed;
+    if (watch.lost()) {
+        remark(u"The line to the goniometer controller was lost while the scan was started; the scan begins again."_s);
+        return Counting::Again;
+    }
+    ScanRun::BeginProgress(scanParameters());
+    const ScanRun::PollResult result = ScanRun::PollUntilIdle(silenceLimit, true, goesOn);
+    if (!goesOn())
+        return Counting::Failed;
+    if (result == ScanRun::PollResult::Silent) {
+        remark(u"The goniometer controller was silent for ten minutes; the scan was skipped."_s);
+        return Counting::Failed;
+    }
+    ScanRun::CompleteProgress();
+    const qint32 wanted = scanParameters().numberOfPoints;
+    const bool read = readCounts(counterTime);
+    if (!goesOn())
+        return read ? Counting::Done : Counting::Failed;
+    if (!read) {
+        remark(u"The counts could not be read from the goniometer controller."_s);
+        return Counting::Failed;
+    }
+    const qint32 received = modSMC::state().receivedPoints;
+    if (!flags().smcOnline || received == wanted)
+        return Counting::Done;
+    remark(u"Received "_s + NumberText::General(std::max(received, 0)) + u" of "_s + NumberText::General(wanted) + u" points."_s);
+    return received > 0 ? Counting::Done : Counting::Again;
+}
+
+/// One scan; true when its counts are in memory. A scan that did not start, or of which nothing came back, is measured once more.
 bool acquire()
 {
     enter(ProfileRun::Phase::Acquiring);
@@ -268,35 +416,28 @@ bool acquire()
     const double counterTime = row().counterTime;
     const OwnCounterTime shown(counterTime);
     ScanParameterCheck::CheckScanParameters(counterTime);
-    if (!ScanRun::Upload(ScanRun::CountingProgram(scanParameters()), goesOn))
-        return false;
-    ScanRun::BeginProgress(scanParameters());
-    const ScanRun::PollResult result = ScanRun::PollUntilIdle(silenceLimit, true, goesOn);
-    if (result == ScanRun::PollResult::Idle && goesOn())
-        ScanRun::CompleteProgress();
-    bool read = false;
-    if (result == ScanRun::PollResult::Silent && goesOn()) {
-        remark(u"The goniometer controller was silent for ten minutes; the scan was skipped."_s);
-    } else if (goesOn()) {
-        const qint32 wanted = scanParameters().numberOfPoints;
-        read = ScanRun::ReadBack(counterTime);
-        if (!read)
-            remark(u"The counts could not be read from the goniometer controller."_s);
-        else if (modSMC::state().receivedPoints != wanted)
-            remark(u"Received "_s + NumberText::General(modSMC::state().receivedPoints) + u" of "_s + NumberText::General(wanted) +
-                   u" points."_s);
-        if (read)
-            frontPanel().setPanel(1, u"Data acquisition done."_s);
+    Counting result = Counting::Again;
+    bool nothingCame = false;
+    for (int tries = 1; tries <= scanTries && result == Counting::Again && goesOn(); ++tries) {
+        if (!lineIsThere(modCOM::MCComm())) {
+            if (goesOn())
+                remark(u"The line to the goniometer controller was gone for ten minutes; the scan was skipped."_s);
+            break;
+        }
+        if (tries > 1)
+            stopController();
+        modSMC::state().receivedPoints = 1;
+        result = count(counterTime);
+        ScanRun::EndProgress();
+        if (result == Counting::Again && modSMC::state().receivedPoints <= 0) {
+            // Twice nothing: what was received is saved, as with every other number of points.
+            result = nothingCame ? Counting::Done : Counting::Again;
+            nothingCame = true;
+        }
     }
-    ScanRun::EndProgress();
-    return read;
-}
-
-void waitForRetry()
-{
-    const quint32 start = modTools::timeGetTime();
-    while (goesOn() && modTools::timeGetTime() - start < saveRetryDelay)
-        modTools::Delay(1, true);
+    if (result == Counting::Done)
+        frontPanel().setPanel(1, u"Data acquisition done."_s);
+    return result == Counting::Done;
 }
 
 /// Saves the scan; a disk that refuses is tried again every minute, then the program directory is taken.
@@ -321,7 +462,7 @@ void save()
         }
         remark(u"Saving to '"_s + path + u"' failed: "_s + ProgramError::of(error).description + u"."_s);
         if (tries < saveTries)
-            waitForRetry();
+            pause(saveRetryDelay);
         // An operator who breaks off waits no longer for the disk: the program directory takes the scan at once.
         if (flags().abort && tries < saveTries)
             tries = saveTries;
@@ -333,8 +474,7 @@ void save()
 void measure()
 {
     ProfileRun::Row& step = row();
-    setSetpoint();
-    if (goesOn() && !settle()) {
+    if ((!setSetpoint() || (goesOn() && !settle())) && goesOn()) {
         remark(u"The temperature controller was silent for ten minutes; the step was skipped."_s);
         enter(ProfileRun::Phase::Skipped);
         return;
@@ -362,7 +502,7 @@ void setBack()
     switch (ProfileEdit::activeController()) {
     case Controller::HTC:
         if (modHTC::NewSetpoint(roomTemperature) == 0)
-            modHTC::HTCWaitUntilThere(roomTemperature, silenceLimit);
+            modHTC::HTCWaitUntilThere(roomTemperature, silenceLimit, noFurtherCooling);
         break;
     case Controller::Laser: {
         const bool currents = configuration().laser.currentMode;
@@ -411,13 +551,25 @@ void abortQuestion()
         ScanRun::ReadBack(ProfileRun::state().rows[current].counterTime);
 }
 
+/// A count that was left over by this run before it was killed would be thrown away by the run anyway: the run begins its scan again.
+bool stopLeftOver(const ProfileRun::Options& options)
+{
+    if (!options.resume.value_or(false) || !ProfileRun::BrokenOffAfter() || !stopController())
+        return false;
+    flags().acquisitionRunning = false;
+    frontPanel().setEntryCaption(Menu::Entry::mnuMeasStartAcquisition, QString::fromUtf16(Menu::startCaption));
+    frontPanel().refreshEntries();
+    modTools::WriteLog(false, u"Temperature profile: the scan left over by the run before was stopped."_s);
+    return true;
+}
+
 /// The questions before the editor; false stops.
-bool mayStart()
+bool mayStart(const ProfileRun::Options& options)
 {
     if (flags().generatorRemote && flags().idlePower)
         showMessage(u"X-Ray generator"_s, u"X-Ray Generator seems to be at idle power."_s + u"\r\n"_s + u"Please adjust power settings."_s,
                     Prompts::Icon::Exclamation);
-    if (!modSMC::SMCIsReady()) {
+    if (!modSMC::SMCIsReady() && !stopLeftOver(options)) {
         showMessage(u"Start measurement"_s, u"G318 is busy at the moment. Please wait ..."_s);
         return false;
     }
@@ -431,7 +583,7 @@ bool mayStart()
     return true;
 }
 
-void begin()
+void begin(qsizetype first)
 {
     ProfileRun::State& run = ProfileRun::state();
     run.rehearsal = !configuration().general.autoSave;
@@ -441,6 +593,9 @@ void begin()
     flags().profileRunning = true;
     frontPanel().refreshEntries();
     ProfileReport::Begin();
+    for (qsizetype i = 0; i < first; ++i)
+        run.rows[i].phase = ProfileRun::Phase::Earlier;
+    writeState(first);
 }
 
 void end(bool complete)
@@ -510,13 +665,22 @@ QString StateFile()
     return TProfile::state().currentFile.isEmpty() ? QString() : TProfile::state().currentFile + u".state"_s;
 }
 
+std::optional<qsizetype> BrokenOffAfter()
+{
+    QStringList lines;
+    const QString path = StateFile();
+    if (path.isEmpty() || TProfile::ReadLines(path, &lines) != 0 || lines.value(0) != u"profile="_s + QString::fromLatin1(profileMark()))
+        return std::nullopt;
+    return lines.value(1).section(u'=', 1).toLongLong();
+}
+
 bool Execute(const Options& options)
 {
     if (flags().profileRunning) {
         abortQuestion();
         return false;
     }
-    if (!mayStart())
+    if (!mayStart(options))
         return false;
     if (options.editor && !options.editor())
         return false;
@@ -527,14 +691,16 @@ bool Execute(const Options& options)
     ScanParameterCheck::CheckScanParameters();
     state().rows = Plan();
     emit notifier().changed();
+    if (state().rows.size() > mostScans) {
+        showMessage(title, TooManyText(), Prompts::Icon::Exclamation);
+        return false;
+    }
     if (!yes(title, SummaryText(), DetailsText(state().rows)))
         return false;
     const std::optional<qsizetype> first = firstRow(options);
     if (!first)
         return false;
-    begin();
-    for (qsizetype i = 0; i < *first; ++i)
-        state().rows[i].phase = Phase::Earlier;
+    begin(*first);
     const bool complete = walk(*first);
     end(complete);
     return complete;

@@ -67,7 +67,8 @@ Notifier& notifier();
 struct Options
 {
     std::function<bool()> editor; ///< lets the operator edit the profile; false stops. Empty: the profile is taken as it is.
-    std::optional<bool> resume;   ///< answers the question about a run broken off; nothing: it is asked
+    /// Answers the question about a run broken off; nothing: it is asked. True also stops a count that this run has left in the controller.
+    std::optional<bool> resume;
 };
 
 /// The click of mnuMeasExecTempProfile: starts the run and returns when it has ended, or asks whether to abort the one that is active. True
@@ -76,14 +77,17 @@ bool Execute(const Options& options = {});
 
 // --- the plan
 
-/// Most measurements that a plan has; what goes beyond is left out, which Check() says.
+/// A profile with more scans is refused: at a minute each they would take three weeks.
+inline constexpr qsizetype mostScans = 30000;
+/// Where an outline stops counting.
 inline constexpr qsizetype longestPlan = 1000000;
 
-/// The measurements that the profile gives, with the scan parameters in use.
+/// The measurements that the profile gives, with the scan parameters in use; at most one more than `mostScans`.
 QList<Row> Plan();
 /// Seconds for the rows from `from` on.
 double TimeFor(const QList<Row>& rows, qsizetype from = 0);
-/// What is wrong with the profile: lines that cannot be measured, values out of range; empty when it can run.
+/// What is wrong with the profile, each beginning with "line n: ": lines that cannot be measured, values that are no numbers or out of
+/// range, keys given twice, too many scans. About the first hundred findings; empty when nothing is.
 QStringList Check();
 
 /// A plan's size and time without its rows, however many they are.
@@ -106,10 +110,15 @@ QString TotalText(qint64 scans, double seconds);
 
 /// "Quartz_0295.3.sdf": sample name, "_", the value in the active controller's format, ".sdf".
 QString FileName(const QString& sample, double value);
+/// What is said of a profile with more than `mostScans`.
+QString TooManyText();
 /// The question before the start.
 QString SummaryText();
 /// What unfolds in that question: total time and end, what is wrong with the profile, the scans and their files.
 QString DetailsText(const QList<Row>& rows);
+
+/// Scans that a run of this very profile and sample had done when it was broken off; nothing when there is none.
+std::optional<qsizetype> BrokenOffAfter();
 
 /// The state file's path; empty for a profile without a file.
 QString StateFile();

@@ -102,7 +102,7 @@ QString FieldText(const QString& line, const QString& key)
 
 std::optional<Step> ParseStep(const QString& line)
 {
-    if (IsComment(line) || FieldText(line, u"T1"_s).isEmpty())
+    if (IsComment(line) || !NumberText::StartsWithNumber(FieldText(line, u"T1"_s)))
         return std::nullopt;
     return Step{field(line, u"T1"_s), field(line, u"T2"_s), field(line, u"DT"_s),
                 field(line, u"R"_s),  field(line, u"DW"_s), field(line, u"E"_s)};

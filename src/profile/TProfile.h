@@ -44,7 +44,8 @@ QString CommentText(const QString& line);
 /// The value of a key ("t1", without the colon and without regard to case) up to the next ";"; empty when the key is missing. The first
 /// occurrence counts.
 QString FieldText(const QString& line, const QString& key);
-/// The step that a line gives; nothing for comments and for lines without "t1:".
+/// The step that a line gives; nothing for comments and for lines without a number behind "t1:": nothing is measured at a temperature that
+/// nobody wrote.
 std::optional<Step> ParseStep(const QString& line);
 /// "T1:300;T2:280;DT:10;R:2;DW:60;E:5;" with the fields that are given.
 QString StepLine(const Step& step);

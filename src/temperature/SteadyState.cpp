@@ -9,6 +9,7 @@
 #include "core/modTools.h"
 
 #include <cmath>
+#include <limits>
 
 using namespace Qt::StringLiterals;
 
@@ -98,6 +99,8 @@ Result Run(const Wait& wait)
     statistics = Statistics(wait.setpoint, limits);
     const quint32 start = modTools::timeGetTime();
     quint32 lastReading = start;
+    quint32 lastNearer = start;
+    float nearest = std::numeric_limits<float>::max();
 
     bool taken = false;
     FrontPanel& panel = frontPanel();
@@ -115,6 +118,10 @@ Result Run(const Wait& wait)
         statistics.add(temperature);
         if (temperature >= 0)
             lastReading = modTools::timeGetTime();
+        if (temperature >= 0 && std::abs(temperature - wait.setpoint) < nearest) {
+            nearest = std::abs(temperature - wait.setpoint);
+            lastNearer = lastReading;
+        }
         // A line that is down answers at once: keep the rhythm of a reading all the same.
         if (temperature < 0 && modTools::timeGetTime() - asked < shortestRound)
             modTools::Delay(failedRound, true);
@@ -126,6 +133,10 @@ Result Run(const Wait& wait)
         }
         if (wait.silenceLimit > 0 && modTools::timeGetTime() - lastReading > wait.silenceLimit * 1000) {
             result = Silent;
+            break;
+        }
+        if (wait.stallLimit > 0 && modTools::timeGetTime() - lastNearer > wait.stallLimit * 1000) {
+            result = Stalled;
             break;
         }
     }

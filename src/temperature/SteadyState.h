@@ -9,7 +9,7 @@
 /// The wait for a steady temperature: statistics of the readings near the setpoint, all in single precision and in a fixed order, a live
 /// text, and a button that accepts what is there.
 namespace SteadyState {
-enum Result : qint16 { Settled = 0, Taken = 1, Aborted = 2, Silent = 3 };
+enum Result : qint16 { Settled = 0, Taken = 1, Aborted = 2, Silent = 3, Stalled = 4 };
 
 /// When a temperature counts as reached.
 struct Thresholds
@@ -60,10 +60,11 @@ struct Wait
     QString activity;                   ///< panel 3
     std::function<float()> temperature; ///< one reading; -1 when it failed
     double silenceLimit = 0;            ///< longest time without a reading [s] before the wait gives up; 0: none
+    double stallLimit = 0;              ///< longest time without a reading nearer to the setpoint [s]; 0: none
 };
 
 /// Runs until steady, until "&Take it" is pressed, until the abort flag is set or the program closes, or until nothing was read for the
-/// silence limit. A failed reading is not accepted, and the wait goes on.
+/// silence limit, or came no nearer for the stall limit. A failed reading is not accepted, and the wait goes on.
 Result Run(const Wait& wait);
 
 /// Mean and scatter of the readings that the last wait accepted; 0 and 100 when there was none.

@@ -308,7 +308,7 @@ qint16 HTCCheckPresence()
     return -1;
 }
 
-qint16 HTCWaitUntilThere(double setpoint, double silenceLimit)
+qint16 HTCWaitUntilThere(double setpoint, double silenceLimit, double stallLimit)
 {
     SteadyState::Wait wait;
     wait.setpoint = static_cast<float>(setpoint);
@@ -317,6 +317,7 @@ qint16 HTCWaitUntilThere(double setpoint, double silenceLimit)
     wait.heading = u"Control Parameter: "_s + state().controlParameterText;
     wait.extraLine = u"Setpoint    (cal.) W:"_s + NumberText::Fixed(CalibratedSetpoint(setpoint), 2) + u" "_s + unit;
     wait.silenceLimit = silenceLimit;
+    wait.stallLimit = stallLimit;
     wait.activity = u"HTC 5218: Waiting for steady state..."_s;
     wait.temperature = [] { return GetTemperature(); };
     return SteadyState::Run(wait);

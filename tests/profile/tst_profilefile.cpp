@@ -125,7 +125,7 @@ private slots:
         QCOMPARE(temperaturesOf("T1:300;T2:280;"), QList<double>{300});
         QCOMPARE(temperaturesOf("T1:0.1;T2:0.3;DT:0.1;"), (QList<double>{0.1, 0.2, 0.3}));
         QVERIFY(temperaturesOf("T2:280;DT:10;DW:5;").isEmpty());
-        QCOMPARE(temperaturesOf("T1:warm;T2:hot;DT:more;"), QList<double>{0});
+        QVERIFY(temperaturesOf("T1:warm;T2:hot;DT:more;").isEmpty());
         // A step that would never end is cut, not counted out.
         QCOMPARE(TProfile::ParseStep(u"T1:1;T2:1E9;DT:1E-9;"_s)->temperatures(500).size(), qsizetype(500));
     }
@@ -334,9 +334,10 @@ private slots:
     {
         flags().ltcEnabled = true;
         TProfile::state().lines = {u"#x"_s, u""_s, u"T1:300;DW:5;"_s, u"DW:5;"_s, u"T1:warm;"_s, u"T1:400;R:100;"_s};
-        QCOMPARE(ProfileRun::Check(), (QStringList{u"line 4: no start temperature; the line is skipped"_s, u"line 5: T1 is not a number"_s,
-                                                   u"line 6: The valid temperature range is 8... 305!"_s,
-                                                   u"line 6: Please select a ramp rate between 0 K/min. and 99.9 K/min.!"_s}));
+        QCOMPARE(ProfileRun::Check(),
+                 (QStringList{u"line 4: no start temperature; the line is skipped"_s, u"line 5: T1 is not a number; the line is skipped"_s,
+                              u"line 6: The valid temperature range is 8... 305!"_s,
+                              u"line 6: Please select a ramp rate between 0 K/min. and 99.9 K/min.!"_s}));
     }
 
     void exposureTimesAreWholeAndInTheUnitOfTheSetting()

@@ -92,11 +92,12 @@ private slots:
         QCOMPARE(lines.size(), qsizetype(3 + 1000 + 1));
     }
 
-    void aMillionScansAreTheEnd()
+    void tooManyScansAreNamedAndTheOutlineEndsAtAMillion()
     {
-        TProfile::state().lines = {u"T1:10;T2:290;DT:0.0004;"_s, u"T1:10;T2:290;DT:0.0001;"_s, u"T1:280;"_s};
+        TProfile::state().lines = {u"T1:10;T2:290;DT:0.1;"_s, u"T1:10;T2:290;DT:0.0001;"_s, u"T1:10;T2:290;DT:0.0001;"_s};
         const QStringList findings = ProfileRun::Check();
-        QVERIFY2(findings.contains(u"line 2: more than 1000000 scans; the rest is left out"_s), qPrintable(findings.join(u'\n')));
+        QVERIFY2(findings.contains(u"line 2: The profile asks for more than 30000 scans."_s), qPrintable(findings.join(u'\n')));
+        QCOMPARE(ProfileRun::Plan().size(), qsizetype{30001});
         QCOMPARE(ProfileRun::outline(steps(TProfile::state().lines)).scans, qint64{1000000});
     }
 

@@ -115,11 +115,16 @@ int measure(const cli::Arguments& arguments)
         return cli::Failed;
     if (arguments.has("name"))
         frontPanel().setText(FrontPanel::Field::txtFileName, arguments.text("name").trimmed());
+    for (const QString& finding : ProfileRun::Check())
+        cli::Terminal::note(finding);
     follow();
     ProfileRun::Options options;
-    if (arguments.has("resume"))
+    if (arguments.has("resume")) {
         options.resume = true;
-    else if (arguments.has("yes"))
+        if (!ProfileRun::BrokenOffAfter())
+            cli::Terminal::note(u"No run of this profile and sample was broken off: it begins with the first step."_qs);
+    }
+    if (arguments.has("yes") && !arguments.has("resume"))
         options.resume = false;
     const bool complete = ProfileRun::Execute(options);
     modTools::DoEvents(); // a box about a lost line may still be waiting
