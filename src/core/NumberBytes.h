@@ -4,7 +4,6 @@
 
 #include <QtGlobal>
 
-#include <algorithm>
 #include <array>
 
 /// The number forms of NumberText as bytes, for files with tens of thousands of points. Every text is the one that NumberText gives; only
@@ -20,13 +19,16 @@ public:
     qsizetype size() const { return m_size; }
     void setSize(qsizetype size) { m_size = size; }
     char operator[](qsizetype i) const { return m_characters[static_cast<std::size_t>(i)]; }
-    void append(char character) { append(&character, 1); }
     /// What finds no room is left out.
+    void append(char character)
+    {
+        if (m_size < capacity)
+            m_characters[static_cast<std::size_t>(m_size++)] = character;
+    }
     void append(const char* characters, qsizetype count)
     {
-        const qsizetype kept = std::min<qsizetype>(count, capacity - m_size);
-        std::copy_n(characters, kept, m_characters.data() + m_size);
-        m_size += kept;
+        for (qsizetype i = 0; i < count; ++i)
+            append(characters[i]);
     }
 
 private:

@@ -12,7 +12,7 @@ namespace {
 void setRight(char* field, const NumberBytes::Text& text, qsizetype fieldWidth)
 {
     const qsizetype kept = qMin(fieldWidth, text.size());
-    std::fill_n(field, fieldWidth - kept, ' ');
+    std::fill_n(field, fieldWidth, ' ');
     std::copy_n(text.data() + text.size() - kept, kept, field + fieldWidth - kept);
 }
 } // namespace
@@ -74,6 +74,21 @@ void AppendRaisedCounts(QByteArray& content, bool point)
         setRight(at, text, width);
         at += width;
     }
+}
+
+void AppendCountLines(QByteArray& content)
+{
+    constexpr qsizetype longestLine = 32; // " -1.23456789012345E-308", a blank, the line break
+    const QVector<double>& counts = scanData().counts();
+    const qsizetype from = content.size();
+    content.resize(from + counts.size() * longestLine);
+    char* at = content.data() + from;
+    for (const double count : counts) {
+        NumberBytes::Text text = NumberBytes::Print(count);
+        text.append(" \r\n", 3);
+        at = std::copy_n(text.data(), qMin(text.size(), longestLine), at);
+    }
+    content.truncate(at - content.constData());
 }
 
 void AppendPadding(QByteArray& content)

@@ -33,6 +33,8 @@ void AppendHeader(QByteArray& content, bool withStop);
 /// All counts of the scan in memory, each raised by one so that none is zero, ten to a line; a line break stands before the first of each
 /// ten. `point` puts ". " after each number (FORT4).
 void AppendRaisedCounts(QByteArray& content, bool point);
+/// All counts of the scan in memory in print form, each with a blank and a line break behind it.
+void AppendCountLines(QByteArray& content);
 /// 10 - (N mod 10) padding fields: a whole line of ten when N is a multiple of ten, which is intended.
 void AppendPadding(QByteArray& content);
 } // namespace NumberFields

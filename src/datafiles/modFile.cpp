@@ -79,10 +79,7 @@ QString crLfBreaks(const QString& text)
 QByteArray nativeContent(const QString& path)
 {
     const ScanData& data = scanData();
-    constexpr qsizetype usualHead = 1024;
-    constexpr qsizetype usualLine = 10;
     QByteArray content;
-    content.reserve(usualHead + data.size() * usualLine);
     const auto line = [&content](const QByteArray& text) { content.append(text).append(NumberFields::lineEnd); };
     const auto fixed = [&content](double value, int decimals) {
         NumberFields::Append(content, NumberBytes::Fixed(value, decimals));
@@ -110,11 +107,7 @@ QByteArray nativeContent(const QString& path)
     }
     line("");
     line("");
-    for (const double count : data.counts()) {
-        NumberBytes::Text text = NumberBytes::Print(count);
-        text.append(" \r\n", 3);
-        NumberFields::Append(content, text);
-    }
+    NumberFields::AppendCountLines(content);
     return content;
 }
 
