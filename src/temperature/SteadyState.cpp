@@ -115,9 +115,10 @@ Result Run(const Wait& wait)
         panel.setPanel(3, wait.activity);
         const quint32 asked = modTools::timeGetTime();
         const float temperature = wait.temperature();
-        statistics.add(temperature);
-        if (temperature >= 0)
+        if (temperature >= 0) {
+            statistics.add(temperature);
             lastReading = modTools::timeGetTime();
+        }
         if (temperature >= 0 && std::abs(temperature - wait.setpoint) < nearest) {
             nearest = std::abs(temperature - wait.setpoint);
             lastNearer = lastReading;

@@ -179,6 +179,16 @@ private slots:
         QVERIFY(appLog().contains(u"HTCQuery - Response: A001NT HTC 5218"_s));
     }
 
+    void theChecksumOfAReplyIsNotLookedAt()
+    {
+        const QString payload = payloadWith(300, 0);
+        for (const QByteArray& sum : {frameOf(payload.toLatin1()).mid(8 + 92, 4), QByteArray("0000"), QByteArray("zzzz")}) {
+            m_device->clearRules();
+            m_device->answer(dataQuery, "A001NT HTC 5218  " + payload.toLatin1() + sum + "Q\r\n");
+            QCOMPARE(HTCQuery(u"T"_s), payload);
+        }
+    }
+
     void aReplyInPiecesIsTakenWhole()
     {
         const QByteArray reply = replyOf(payloadWith(300, 0));
@@ -460,6 +470,41 @@ private slots:
         QCOMPARE(Unpack(block, HeaterOutput), quint16(1));
     }
 
+    void parametersAreSavedUnderTheSetpoint()
+    {
+        writeTable("200=P60I9D1\r\n900=P71I8D2\r\n");
+        m_device->answer(dataQuery, replyOf(payloadWith(300, 1)));
+        m_prompts->expectSave(u"Select PID file"_s, PIDFilePath());
+        mnuHTCSavePID();
+        QFile table(PIDFilePath());
+        QVERIFY(table.open(QIODevice::ReadOnly));
+        QCOMPARE(table.readAll(), QByteArray("200=P60I9D1\r\n300=P71I8D2\r\n900=P71I8D2\r\n"));
+        QVERIFY(appLog().contains(u"HTC: PID parameters saved."_s));
+        m_device->clearRules();
+        m_prompts->expect(u"GetDataBlock - HTCQuery"_s, cannotQuery);
+        mnuHTCSavePID();
+    }
+
+    void theDialogStartsFromTheBlockAndWritesItBack()
+    {
+        m_device->answer(dataQuery, replyOf(payloadWith(300, 1)));
+        PIDTable::Values values;
+        double setpoint = 0;
+        QVERIFY(ReadPIDForDialog(&values, &setpoint));
+        QCOMPARE(PIDTable::ValuesText(values, PIDTable::Kind::PID), u"P71I8D2"_s);
+        QCOMPARE(setpoint, 300.0);
+        SendPIDFromDialog({0, 55, 12, 3});
+        const QString block = QString::fromLatin1(lastWrite().mid(8));
+        QCOMPARE(Unpack(block, P), quint16(55));
+        QCOMPARE(Unpack(block, I), quint16(12));
+        QCOMPARE(Unpack(block, D), quint16(3));
+        QCOMPARE(Unpack(block, Setpoint), quint16(300));
+        QVERIFY(appLog().contains(u"HTC: PID parameters changed."_s));
+        m_device->clearRules();
+        m_prompts->expect(u"GetDataBlock - HTCQuery"_s, cannotQuery);
+        QVERIFY(!ReadPIDForDialog(&values, &setpoint));
+    }
+
     void aSetpointOutOfRangeIsNotSent()
     {
         m_device->answer(dataQuery, replyOf(payloadWith(300, 1)));
@@ -487,6 +532,27 @@ private slots:
         const qsizetype calibrated = text.indexOf(u"Setpoint    (cal.) W:"_s);
         QVERIFY2(calibrated >= 0 && calibrated < text.indexOf(u"Setpoint           W:"_s), qPrintable(text));
         QVERIFY2(text.contains(u"Setpoint    (cal.) W:802.00 °C"_s), qPrintable(text));
+    }
+
+    void aControllerSwitchedOffDuringTheWaitIsWaitedFor()
+    {
+        // on for three readings, off for two minutes, then on again
+        bool on = true;
+        int unheard = 0;
+        const QByteArray reply = replyOf(Pack(800) + QString(89, u' '));
+        m_device->answerBy([&](const QByteArray& written) {
+            if (!written.endsWith(valueQuery))
+                return QList<ScriptedDevice::Chunk>();
+            unheard += on ? 0 : 1;
+            return on ? QList<ScriptedDevice::Chunk>{{reply}} : QList<ScriptedDevice::Chunk>();
+        });
+        m_clock->at(1000, [&] { on = false; });
+        m_clock->at(121000, [&] { on = true; });
+        const quint64 before = m_clock->elapsed();
+        QCOMPARE(HTCWaitUntilThere(800), qint16(0));
+        QVERIFY(m_clock->elapsed() - before > 121000 && m_clock->elapsed() - before < 130000);
+        QVERIFY2(unheard > 30, qPrintable(QString::number(unheard)));
+        QVERIFY(appLog().contains(u"HTCQuery - Timeout occurred!"_s));
     }
 
     void aSilentWaitIsLeftByTheAbort()

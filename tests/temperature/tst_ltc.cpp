@@ -560,6 +560,80 @@ private slots:
         mnuLTCSetpoint();
     }
 
+    void aControllerSwitchedOffDuringTheWaitIsWaitedFor_data()
+    {
+        QTest::addColumn<int>("model");
+        QTest::addColumn<QByteArray>("question");
+        QTest::addColumn<QByteArray>("answer");
+        QTest::newRow("330") << int(LakeShore330) << QByteArray("SDAT?\r\n") << QByteArray("+077.35\r\n");
+        QTest::newRow("331") << int(LakeShore331) << QByteArray("KRDG?\r\n") << QByteArray("+077.350\r\n");
+        QTest::newRow("DRC-91CA") << int(DRC91CA) << QByteArray("WS\r\n") << QByteArray("077.35K\r\n");
+    }
+
+    void aControllerSwitchedOffDuringTheWaitIsWaitedFor()
+    {
+        QFETCH(int, model);
+        QFETCH(QByteArray, question);
+        QFETCH(QByteArray, answer);
+        use(model);
+        bool on = true;
+        int unheard = 0;
+        m_device->answerBy([&](const QByteArray& written) {
+            if (!written.endsWith(question))
+                return QList<ScriptedDevice::Chunk>();
+            unheard += on ? 0 : 1;
+            return on ? QList<ScriptedDevice::Chunk>{{answer}} : QList<ScriptedDevice::Chunk>();
+        });
+        m_clock->at(4000, [&] { on = false; });
+        m_clock->at(124000, [&] { on = true; });
+        QCOMPARE(LTCWaitUntilThere(77.35F), qint16(0));
+        QVERIFY2(m_clock->elapsed() > 124000 && m_clock->elapsed() < 140000, qPrintable(QString::number(m_clock->elapsed())));
+        QVERIFY2(unheard > 30, qPrintable(QString::number(unheard)));
+    }
+
+    void parametersAreSavedUnderTheSetpoint()
+    {
+        flags().log = true;
+        m_device->answer("PID? 1\r\n", QByteArray("+0050.0,+0020.5,+0000\r\n"));
+        m_device->answer("RANGE?\r\n", QByteArray("3\r\n"));
+        m_device->answer("HTR?\r\n", QByteArray("+045.6\r\n"));
+        m_device->answer("SETP? 1\r\n", QByteArray("+077.350\r\n"));
+        m_prompts->expectSave(u"Select PID file"_s, m_directory->filePath(u"my.pid"_s));
+        configuration().general.workDir = m_directory->path();
+        mnuLTCSavePID();
+        QFile table(m_directory->filePath(u"my.pid"_s));
+        QVERIFY(table.open(QIODevice::ReadOnly));
+        QCOMPARE(table.readAll(), QByteArray("77.35=R3P50I20.5D0\r\n"));
+        m_device->clearRules();
+        m_prompts->expect(u"LTC"_s, u"Unable to query LTC.\r\nSub aborted..."_s).withIcon(Prompts::Icon::Exclamation);
+        mnuLTCSavePID();
+        QFile log(m_directory->filePath(u"app.log"_s));
+        QVERIFY(log.open(QIODevice::ReadOnly));
+        const QByteArray lines = log.readAll();
+        QVERIFY(lines.contains("About to show dialog window..."));
+        QCOMPARE(lines.count("LTC: PID parameters saved."), 1);
+        QVERIFY(lines.contains("; Setpoint:77.35; R:3; P:50; I:20.5; D:0)"));
+    }
+
+    void theDialogStartsFromTheControllerAndSendsItsValues()
+    {
+        m_device->answer("PID? 1\r\n", QByteArray("+0050.0,+0020.5,+0000\r\n"));
+        m_device->answer("RANGE?\r\n", QByteArray("3\r\n"));
+        m_device->answer("HTR?\r\n", QByteArray("+045.6\r\n"));
+        m_device->answer("SETP? 1\r\n", QByteArray("+077.350\r\n"));
+        PIDTable::Values values;
+        float setpoint = 0;
+        QVERIFY(ReadRPIDForDialog(&values, &setpoint));
+        QCOMPARE(PIDTable::ValuesText(values, PIDTable::Kind::RPID), u"R3P50I20.5D0"_s);
+        QCOMPARE(setpoint, 77.35F);
+        m_device->forget();
+        SendRPIDFromDialog({2, 25, 500, 1.5F});
+        QCOMPARE(sent(), QByteArray("PID 1, 25, 500, 1.5\r\nRANGE 2\r\n"));
+        m_device->clearRules();
+        m_prompts->expect(u"LTC"_s, u"Unable to query LTC..."_s).withIcon(Prompts::Icon::Exclamation);
+        QVERIFY(!ReadRPIDForDialog(&values, &setpoint));
+    }
+
     void aLineThatIsDownAnswersAtOnce()
     {
         m_device->hangUp();

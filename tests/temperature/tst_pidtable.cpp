@@ -189,6 +189,15 @@ private slots:
         QCOMPARE(read(), bytes);
     }
 
+    void aMissingTableGivesTheDefaultLine()
+    {
+        expectDefaults(u"This file did not contain temperature control parameters for the desired setpoint."_s, u"300=R3P300I50D0"_s);
+        Values values;
+        QCOMPARE(modLTC::LTCOpenRPID(path(u"none.pid"_s), 77, &values), qint16(-1));
+        QCOMPARE(text(values), u"R3P300I50D0"_s);
+        QVERIFY(!QFile::exists(path(u"none.pid"_s)));
+    }
+
     void commaValuesAreReadAsPoints()
     {
         Values values;
@@ -253,6 +262,48 @@ private slots:
         QCOMPARE(read(), QByteArray("25=R2P25I500D0\r\n300=R3P300I50D0\r\n"));
     }
 
+    void aScratchDirectoryThatIsGoneLeavesTheTableWhole()
+    {
+        const QString file = lakeShore();
+        configuration().general.workDir = path(u"gone"_s);
+        m_prompts->expect(u"Save data"_s, QString()).withIcon(Prompts::Icon::Exclamation);
+        QCOMPARE(modLTC::LTCSaveRPIDParameter(file, 77, {1, 2, 3, 4}), qint16(-1));
+        QCOMPARE(read(), QByteArray("25=R2P25I500D0\r\n300=R3P300I50D0\r\n"));
+    }
+
+    void aTableThatCannotBeReplacedStaysWhole()
+    {
+        // A directory in its place: neither to be read nor to be replaced.
+        QVERIFY(QDir(m_directory->path()).mkpath(u"test.pid/inside"_s));
+        m_prompts->expect(u"Save data"_s, QString()).withIcon(Prompts::Icon::Exclamation);
+        QCOMPARE(modLTC::LTCSaveRPIDParameter(path(u"test.pid"_s), 77, {1, 2, 3, 4}), qint16(-1));
+        QVERIFY(QDir(path(u"test.pid/inside"_s)).exists());
+        QVERIFY(!QFile::exists(path(u"@.TMP"_s)));
+    }
+
+    void aLongTableKeepsEveryLine()
+    {
+        const QByteArray low = QByteArray("1=R1P1I1D1\r\n").repeated(50000);
+        const QByteArray high = QByteArray("300=R3P300I50D0\r\n").repeated(50000);
+        const QString file = write(low + high);
+        m_prompts->expect(u"Save data"_s, QString()).withIcon(Prompts::Icon::Information);
+        QCOMPARE(modLTC::LTCSaveRPIDParameter(file, 77.35F, {1, 2, 3, 4}), qint16(0));
+        QVERIFY(read() == low + "77.35=R1P2I3D4\r\n" + high);
+    }
+
+    void bytesOfAnyKindSurviveSaving()
+    {
+        QByteArray strange;
+        for (int code = 1; code < 256; ++code)
+            if (code != '\r' && code != '\n')
+                strange += static_cast<char>(code);
+        const QString file = write("note " + strange.remove(0, 1).replace("=", "") + "\r\n25=R2P25I500D0\r\n");
+        const QByteArray before = read();
+        m_prompts->expect(u"Save data"_s, QString()).withIcon(Prompts::Icon::Information);
+        QCOMPARE(modLTC::LTCSaveRPIDParameter(file, 300, {1, 2, 3, 4}), qint16(0));
+        QCOMPARE(read(), before + "300=R1P2I3D4\r\n");
+    }
+
     void aMissingTableDisablesAnEnabledControllerAndIsWritten_data()
     {
         QTest::addColumn<int>("model");
@@ -312,6 +363,39 @@ private slots:
         expectDefaults(u"Invalid PID-Parameter values found in '"_s + file + u"'!"_s, u"900=P71I8D2"_s);
         PIDTable::Look(file, 500, modHTC::PIDUse(), &values);
         QCOMPARE(PIDTable::ValuesText(values, Kind::PID), u"P71I8D2"_s);
+    }
+
+    void oddTablesOfTheFurnaceGiveTheDefaultLine_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QString>("message"); // "%1" is the file; empty: the line is taken
+        const QString missing = u"This file did not contain temperature control parameters for the desired setpoint."_s;
+        const QString values = u"Invalid PID-Parameter values found in '%1'!"_s;
+        QTest::newRow("above every line") << QByteArray("400=P10I20D3\r\n") << missing;
+        QTest::newRow("empty") << QByteArray() << missing;
+        QTest::newRow("lower case") << QByteArray("900=p10i20d3\r\n") << missing;
+        QTest::newRow("no D") << QByteArray("900=P10I20\r\n") << missing;
+        QTest::newRow("letters out of order") << QByteArray("900=I20P10D3\r\n") << u"Invalid PID-Parameter line in file '%1'!"_s;
+        QTest::newRow("P too high") << QByteArray("900=P500.5I20D3\r\n") << values;
+        QTest::newRow("I too high") << QByteArray("900=P10I5001D3\r\n") << values;
+        QTest::newRow("D negative") << QByteArray("900=P10I20D-1\r\n") << values;
+        QTest::newRow("at the limits") << QByteArray("900=P500I5000D5000\r\n") << QString();
+        QTest::newRow("decimal commas") << QByteArray("900,5=P10,5I20D3\r\n") << QString();
+    }
+
+    void oddTablesOfTheFurnaceGiveTheDefaultLine()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(QString, message);
+        const QString file = write(bytes);
+        if (message.contains(u"line in file"_s))
+            m_prompts->expect(u"Attention"_s, message.arg(file));
+        else if (!message.isEmpty())
+            expectDefaults(message.contains(u'%') ? message.arg(file) : message, u"900=P71I8D2"_s);
+        Values values;
+        QCOMPARE(PIDTable::Look(file, 500, modHTC::PIDUse(), &values), message.isEmpty() ? qint16(0) : qint16(-1));
+        QCOMPARE(PIDTable::ValuesText(values, Kind::PID) == u"P71I8D2"_s, !message.isEmpty());
+        QCOMPARE(read(), bytes);
     }
 
     void theHighTemperatureDialogNamesRangeAndUnit()
