@@ -137,7 +137,8 @@ void FrontPanel::refreshEntries()
     };
 
     enable(mnuFileOpen, !running && !now.busy && !now.utilityRunning);
-    enable(mnuFileSaveAs, now.dataPresent && !now.saveLocked && !now.busy);
+    enable(mnuFileSaveAs, now.dataPresent && !now.saveLocked && !now.busy && !now.profileRunning);
+    enable(mnuFileSetWorkDir, !now.profileRunning);
     enable(mnuFileSettings, !now.profileRunning);
 
     enable(mnuMeasStartAcquisition, !now.profileRunning && !now.ratemeterRunning && !now.utilityRunning);

@@ -2,6 +2,8 @@
 
 #include "core/Prompts.h"
 
+#include "core/Flags.h"
+
 #include <cstdio>
 
 namespace {
@@ -21,6 +23,15 @@ public:
 SafePrompts safePrompts;
 Prompts* inUse = &safePrompts;
 } // namespace
+
+std::optional<Prompts::Button> Prompts::unattendedAnswer(const Message& message)
+{
+    const QList<Button> buttons = buttonsOf(message.buttons);
+    if (!flags().profileRunning || !buttons.contains(message.unattended))
+        return std::nullopt;
+    // OK among others is a box that says nothing about unattended runs.
+    return buttons.size() == 1 || message.unattended != Button::Ok ? std::optional(message.unattended) : std::nullopt;
+}
 
 QList<Prompts::Button> Prompts::buttonsOf(Buttons set)
 {

@@ -6,6 +6,8 @@
 #include <QString>
 #include <QStringList>
 
+#include <optional>
+
 /// The door through which every procedure asks the operator something. The window answers with dialogs, the console
 /// program on the terminal, the tests from a script.
 class Prompts
@@ -60,6 +62,11 @@ public:
     virtual QString input(const Input& input) = 0;
     virtual ChosenFile openFile(const FileDialog& dialog) = 0;
     virtual ChosenFile saveFile(const FileDialog& dialog) = 0;
+
+    /// Seconds until a box of an unattended run answers itself.
+    static constexpr int unattendedSeconds = 60;
+    /// What the box answers by itself after that time: nothing, unless a temperature profile runs and the box names such an answer.
+    static std::optional<Button> unattendedAnswer(const Message& message);
 
     /// The buttons of a set, in their order on the screen.
     static QList<Button> buttonsOf(Buttons set);

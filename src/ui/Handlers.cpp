@@ -142,7 +142,7 @@ const QHash<Menu::Entry, Procedure>& table()
         {mnuExtrasSMCStop, [](QWidget*) { GoniometerUtilities::Stop(); }},
         {mnuExtrasRatemeter, show<frmRatemeter>},
         {mnuHelpHelp, frmManual::open},
-        {mnuHelpAbout, show<frmAbout>},
+        {mnuHelpAbout, frmAbout::open},
     };
     return theTable;
 }

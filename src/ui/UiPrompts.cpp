@@ -2,7 +2,6 @@
 
 #include "ui/UiPrompts.h"
 
-#include "core/Flags.h"
 #include "core/modTools.h"
 
 #include <QApplication>
@@ -42,13 +41,6 @@ Prompts::Button escapeAnswer(const Prompts::Message& message, const QList<Prompt
         if (buttons.contains(candidate))
             return candidate;
     return buttons.contains(message.safe) ? message.safe : buttons.first();
-}
-
-bool answersItself(const Prompts::Message& message, const QList<Prompts::Button>& buttons)
-{
-    if (!flags().profileRunning || !buttons.contains(message.unattended))
-        return false;
-    return buttons.size() == 1 || message.unattended != Prompts::Button::Ok;
 }
 
 QString windowText(QString text)
@@ -109,9 +101,9 @@ Prompts::Button UiPrompts::message(const Message& message)
         QApplication::beep();
 
     modTools::Timer countdown("PromptCountdown");
-    int remaining = countdownSeconds;
-    if (answersItself(message, buttons)) {
-        QPushButton* answer = pressable.at(buttons.indexOf(message.unattended));
+    int remaining = unattendedSeconds;
+    if (const std::optional<Button> own = unattendedAnswer(message)) {
+        QPushButton* answer = pressable.at(buttons.indexOf(*own));
         const auto show = [&] { box.setInformativeText(QStringLiteral("\"%1\" in %2 s").arg(answer->text().remove(u'&')).arg(remaining)); };
         show();
         QObject::connect(&countdown, &modTools::Timer::tick, &box, [&, answer, show] {

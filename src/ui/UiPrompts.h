@@ -26,9 +26,6 @@ public:
     static constexpr int detailLines = 14;
     static constexpr int detailCharacters = 76;
 
-    /// Seconds until an unattended box answers itself.
-    static constexpr int countdownSeconds = 60;
-
 private:
     static ChosenFile chooseFile(const FileDialog& dialog, bool save);
 };

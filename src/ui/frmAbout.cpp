@@ -58,3 +58,15 @@ frmAbout::frmAbout(QWidget* parent) : QDialog(parent)
     layout->addLayout(Dialogs::buttonRow({btnOk}));
     btnOk->setFocus();
 }
+
+void frmAbout::open(QWidget* parent)
+{
+    auto* window = parent != nullptr ? parent->findChild<frmAbout*>() : nullptr;
+    if (window == nullptr) {
+        window = new frmAbout(parent);
+        window->setAttribute(Qt::WA_DeleteOnClose);
+    }
+    window->show();
+    window->raise();
+    window->activateWindow();
+}

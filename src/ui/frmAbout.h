@@ -11,4 +11,7 @@ class frmAbout : public QDialog
 
 public:
     explicit frmAbout(QWidget* parent = nullptr);
+
+    /// Shows the box, or brings it to the front. It is not modal: what runs beneath the window goes on.
+    static void open(QWidget* parent);
 };

@@ -68,7 +68,7 @@ const QStringList temperatureEntriesButTheLog{u"mnuHTCQueryTemperature"_qs,
                                               u"mnuLaserSetpoint"_qs,
                                               u"mnuLaserTest"_qs};
 const QStringList temperatureEntries = temperatureEntriesButTheLog + QStringList{u"mnuLTCLogCooldown"_qs};
-const QStringList settingEntries{u"mnuExtrasGeneratorSetPower"_qs, u"mnuFileSettings"_qs};
+const QStringList settingEntries{u"mnuExtrasGeneratorSetPower"_qs, u"mnuFileSetWorkDir"_qs, u"mnuFileSettings"_qs};
 } // namespace
 
 class TestFrontPanel : public QObject
@@ -201,7 +201,7 @@ private slots:
             now.acquisitionRunning = true;
         });
         row("a profile dwells", true,
-            joined(joined(joined(open, startEntry), controllerEntries), joined(temperatureEntries, settingEntries)),
+            joined(joined(joined(joined(open, save), startEntry), controllerEntries), joined(temperatureEntries, settingEntries)),
             [allDevices](Flags& now) {
                 allDevices(now);
                 now.profileRunning = true;

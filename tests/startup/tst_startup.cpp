@@ -93,6 +93,7 @@ private slots:
     void savingWritesFiveKeysAndNothingElse();
     void savingReportsAFailure();
     void aBusyControllerIsAskedAboutBeforeClosing();
+    void aRunningProfileIsAskedAboutBeforeClosing();
     void unsavedDataAreAskedAboutLast();
     void closingEndsEveryWait();
 
@@ -683,6 +684,20 @@ void StartupTest::aBusyControllerIsAskedAboutBeforeClosing()
     m_boxes->expect(QStringLiteral("Quit program"), question, Prompts::Button::Ok);
     QVERIFY(modMain::QueryClose());
     QVERIFY(QFile::exists(path(QStringLiteral("scan.ini")))); // before the question about unsaved data
+}
+
+void StartupTest::aRunningProfileIsAskedAboutBeforeClosing()
+{
+    modMain::LoadSettings();
+    flags().profileRunning = true;
+    m_smc->forget();
+    const QString question =
+        lineBreak + QStringLiteral("A temperature profile is running!") + lineBreak + QStringLiteral("Are you sure that you want to quit?");
+    m_boxes->expect(QStringLiteral("Quit program"), question, Prompts::Button::Cancel).withButtons(Prompts::Buttons::OkCancel);
+    QVERIFY(!modMain::QueryClose());
+    QVERIFY(m_smc->written().isEmpty()); // the run may be in the middle of an exchange
+    m_boxes->expect(QStringLiteral("Quit program"), question, Prompts::Button::Ok);
+    QVERIFY(modMain::QueryClose());
 }
 
 void StartupTest::unsavedDataAreAskedAboutLast()

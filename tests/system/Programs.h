@@ -75,9 +75,9 @@ public:
         return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -2;
     }
 #ifdef Q_OS_UNIX
-    void interrupt() const
+    void interrupt(int signal = SIGINT) const
     {
-        ::kill(static_cast<pid_t>(process.processId()), SIGINT);
+        ::kill(static_cast<pid_t>(process.processId()), signal);
     }
 #endif
 

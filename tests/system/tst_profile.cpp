@@ -126,6 +126,19 @@ private slots:
         QVERIFY(!QFile::exists(instrument.path(u"p.gtp.state"_s)));
     }
 
+    void aRunOutlivesItsTerminal()
+    {
+        const Instrument instrument({u"--speed"_s, u"500"_s, u"--ltc"_s, u"331"_s});
+        QVERIFY(instrument.running);
+        store(instrument.path(u"p.gtp"_s), wideProfile);
+        ScanCli cli;
+        cli.startOn(instrument, {u"profile"_s, u"run"_s, instrument.path(u"p.gtp"_s), u"--name"_s, u"Quartz"_s, u"--yes"_s});
+        QVERIFY2(cli.says("2 of 3: 195 K, settling"), cli.err.constData());
+        cli.interrupt(SIGHUP);
+        QVERIFY2(cli.finish() == 0, cli.err.constData());
+        QCOMPARE(scansIn(instrument).size(), 3);
+    }
+
     void controlCBreaksOffAndKeepsTheScans()
     {
         const Instrument instrument({u"--speed"_s, u"500"_s, u"--ltc"_s, u"331"_s});

@@ -59,6 +59,7 @@ private slots:
     void aFaultIsReportedAndEndsInOrder();
     void aLineThatComesBackLosesNoScan();
     void countsOfALostTransferAreReadBack();
+    void ctrlCBreaksOffAndSaves_data();
     void ctrlCBreaksOffAndSaves();
     void ctrlCEndsAScanOnAControllerThatIsGone_data();
     void ctrlCEndsAScanOnAControllerThatIsGone();
@@ -208,13 +209,21 @@ void ScanCliTest::countsOfALostTransferAreReadBack()
     QCOMPARE(infoOf(instrument, u"q.sdf"_qs).value("points").toInt(), points);
 }
 
+void ScanCliTest::ctrlCBreaksOffAndSaves_data()
+{
+    QTest::addColumn<int>("signal");
+    QTest::newRow("Ctrl-C") << SIGINT;
+    QTest::newRow("the terminal closes") << SIGHUP;
+}
+
 void ScanCliTest::ctrlCBreaksOffAndSaves()
 {
+    QFETCH(int, signal);
     const Instrument instrument(slow);
     ScanCli cli;
     cli.startOn(instrument, quartzScan({u"--yes"_qs}));
     QVERIFY(cli.says("2 of 66 points"));
-    cli.interrupt();
+    cli.interrupt(signal);
     const int status = cli.finish();
     VERIFY_OR_SHOW(status == 3, cli.err);
     QVERIFY(cli.err.contains("[Data acquisition] Do you want to abort the current data acquisition now?\n-> Yes"));

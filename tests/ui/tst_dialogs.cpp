@@ -255,6 +255,18 @@ private slots:
         modSMC::state() = modSMC::State{};
     }
 
+    void theAboutBoxHoldsNothingUp()
+    {
+        QWidget mainWindow;
+        frmAbout::open(&mainWindow); // returns at once
+        QPointer<frmAbout> about = mainWindow.findChild<frmAbout*>();
+        QVERIFY(about != nullptr && about->isVisible() && !about->isModal());
+        frmAbout::open(&mainWindow);
+        QCOMPARE(mainWindow.findChildren<frmAbout*>().size(), qsizetype{1});
+        press(about, "btnOk");
+        QTRY_VERIFY(about.isNull());
+    }
+
     void theSplashShowsTwoLines()
     {
         frmSplash splash;

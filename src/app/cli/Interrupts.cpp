@@ -2,6 +2,7 @@
 
 #include "app/cli/Interrupts.h"
 
+#include "core/Flags.h"
 #include "core/modTools.h"
 
 #include <csignal>
@@ -16,6 +17,15 @@ void onSignal(int number)
     std::signal(number, onSignal);
 }
 
+#ifdef SIGHUP
+volatile std::sig_atomic_t hungUp = 0;
+
+void onHangUp(int)
+{
+    hungUp = 1;
+}
+#endif
+
 struct Watch
 {
     modTools::Timer timer{"Interrupts"};
@@ -24,6 +34,12 @@ struct Watch
 
     void look()
     {
+#ifdef SIGHUP
+        if (hungUp != 0 && !flags().profileRunning) {
+            hungUp = 0;
+            pressed = pressed + 1;
+        }
+#endif
         // The count moves first: the handler waits and lets this timer tick again.
         while (handled < pressed)
             handler(++handled);
@@ -39,6 +55,11 @@ void cli::Interrupts::install(std::function<void(int number)> handler)
         std::signal(SIGTERM, onSignal);
 #ifdef SIGPIPE
         std::signal(SIGPIPE, SIG_IGN);
+#endif
+#ifdef SIGHUP
+        // Who started the program so that it outlives its terminal has already chosen.
+        if (std::signal(SIGHUP, onHangUp) == SIG_IGN)
+            std::signal(SIGHUP, SIG_IGN);
 #endif
         watch.timer.setInterval(50);
         QObject::connect(&watch.timer, &modTools::Timer::tick, &watch.timer, [] { watch.look(); });

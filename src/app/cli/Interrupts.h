@@ -4,7 +4,8 @@
 
 #include <functional>
 
-/// Ctrl-C and the request of the system to end.
+/// Ctrl-C and the request of the system to end. A terminal that closes counts as Ctrl-C, too, but not while a temperature profile runs:
+/// that goes on without it.
 namespace cli::Interrupts {
 /// From now on each Ctrl-C calls `handler` from the event loop with its number (1, 2, ...). Output to a reader that has gone is passed
 /// over, so that a scan outlives it.

@@ -29,14 +29,16 @@ bool isTerminal(std::FILE* stream)
 #endif
 }
 
-/// Lets events run until a line can be read. False when the program ends first.
-bool waitForLine()
+/// Lets events run until a line can be read. False when the program ends or the time is up first.
+bool waitForLine(int seconds)
 {
 #ifdef Q_OS_WIN
-    return !flags().closing; // a console read cannot be waited for together with events
+    return !flags().closing && seconds == 0; // a console read cannot be waited for together with events
 #else
+    const quint32 start = modTools::timeGetTime();
+    const quint32 limit = static_cast<quint32>(seconds) * 1000;
     pollfd input{.fd = STDIN_FILENO, .events = POLLIN, .revents = 0};
-    while (!flags().closing) {
+    while (!flags().closing && (limit == 0 || modTools::timeGetTime() - start < limit)) {
         if (poll(&input, 1, 20) > 0)
             return true;
         modTools::DoEvents();
@@ -83,7 +85,8 @@ std::optional<Prompts::Button> typedButton(const QString& typed, const QList<Pro
     return found;
 }
 
-Prompts::Button ask(const Prompts::Message& message)
+/// `own`: the answer of a box that waits for an operator no longer than an unattended run may.
+Prompts::Button ask(const Prompts::Message& message, std::optional<Prompts::Button> own)
 {
     const QList<Prompts::Button> buttons = Prompts::buttonsOf(message.buttons);
     const Prompts::Button byDefault = buttons.value(message.defaultButton - 1, buttons.first());
@@ -93,9 +96,12 @@ Prompts::Button ask(const Prompts::Message& message)
     while (true) {
         std::fprintf(stderr, "%s? [%s] ", qPrintable(captions.join(u'/')), qPrintable(plainCaption(byDefault)));
         std::fflush(stderr);
-        const std::optional<QString> typed = cli::Terminal::readLine();
-        if (!typed)
-            return message.safe;
+        const std::optional<QString> typed = cli::Terminal::readLine(own ? Prompts::unattendedSeconds : 0);
+        if (!typed) {
+            const Prompts::Button answer = own.value_or(message.safe);
+            cli::Terminal::note(u"\n-> "_qs + plainCaption(answer));
+            return answer;
+        }
         if (typed->trimmed().isEmpty())
             return byDefault;
         if (const std::optional<Prompts::Button> button = typedButton(*typed, buttons))
@@ -141,16 +147,18 @@ bool cli::Terminal::canAsk()
     return isTerminal(stdin) && isTerminal(stderr);
 }
 
-std::optional<QString> cli::Terminal::readLine()
+std::optional<QString> cli::Terminal::readLine(int seconds)
 {
     char line[4096];
-    if (!waitForLine() || std::fgets(line, sizeof line, stdin) == nullptr)
+    if (!waitForLine(seconds) || std::fgets(line, sizeof line, stdin) == nullptr)
         return std::nullopt;
     return QString::fromLocal8Bit(line).remove(u'\n').remove(u'\r');
 }
 
 Prompts::Button cli::TerminalPrompts::ownAnswer(const Message& message)
 {
+    if (const std::optional<Button> own = unattendedAnswer(message); own && !aborting)
+        return *own;
     constexpr int mostRetries = 3;
     const QList<Button> buttons = buttonsOf(message.buttons);
     Button answer = yes ? message.goesOn : message.safe;
@@ -169,7 +177,7 @@ Prompts::Button cli::TerminalPrompts::message(const Message& message)
     }
     if (!yes && !aborting && Terminal::canAsk()) {
         Terminal::note(text);
-        return ask(message);
+        return ask(message, unattendedAnswer(message));
     }
     const Button answer = ownAnswer(message);
     Terminal::note(text + u"\n-> "_qs + plainCaption(answer));

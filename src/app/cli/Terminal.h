@@ -25,12 +25,14 @@ void clearBar();
 bool drawsBar();
 /// True when somebody can be asked.
 bool canAsk();
-/// A line typed by the operator; events run meanwhile. Nothing at the end of the input and when the program ends.
-std::optional<QString> readLine();
+/// A line typed by the operator; events run meanwhile. Nothing at the end of the input, after `seconds` without a line (0: no limit; on
+/// Windows a limit passes at once) and when the program ends.
+std::optional<QString> readLine(int seconds = 0);
 } // namespace Terminal
 
 /// Boxes on the terminal: "[title] text". The answer is, in this order: Yes to the questions of a breaking-off that Ctrl-C has begun; the
-/// box's going-on answer with --yes; what the operator types; without a terminal the safe answer. An answer that was not typed is shown
+/// box's going-on answer with --yes; what the operator types; without a terminal the safe answer. While a temperature profile runs the
+/// box's answer for unattended runs stands for both, and for an operator who types nothing for 60 s. An answer that was not typed is shown
 /// behind the text.
 class TerminalPrompts : public Prompts
 {

@@ -333,10 +333,13 @@ qint16 modMain::SaveSettings()
 
 bool modMain::QueryClose()
 {
-    if (!modSMC::SMCIsReady()) {
+    // Between two scans of a profile the controller is idle, but the heaters are on.
+    const bool profile = flags().profileRunning;
+    if (profile || !modSMC::SMCIsReady()) {
         Prompts::Message box;
         box.title = QStringLiteral("Quit program");
-        box.text = lineBreak + u"SMC seems to be busy!"_qs + lineBreak + u"Are you sure that you want to quit?"_qs;
+        box.text = lineBreak + (profile ? u"A temperature profile is running!"_qs : u"SMC seems to be busy!"_qs) + lineBreak +
+                   u"Are you sure that you want to quit?"_qs;
         box.icon = Prompts::Icon::Question;
         box.buttons = Prompts::Buttons::OkCancel;
         box.goesOn = Prompts::Button::Ok;

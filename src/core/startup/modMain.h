@@ -74,7 +74,8 @@ QString VersionText();
 /// Writes the work directory and the four parameter fields as typed ("," as ".") to section General of scan.ini. Returns 0, or -1 when one
 /// of them could not be written; nobody asks.
 qint16 SaveSettings();
-/// First closing question, asked when the controller is busy: false keeps the window open. When it is passed the settings are saved.
+/// First closing question, asked when the controller is busy or a temperature profile runs: false keeps the window open. When it is passed
+/// the settings are saved.
 bool QueryClose();
 /// Second closing question, asked when the scan in memory was not saved: false keeps the program running.
 bool QueryUnload();
