@@ -11,6 +11,7 @@
 #include "profile/ProfileRun.h"
 
 #include <QDateTime>
+#include <QSaveFile>
 
 using namespace Qt::StringLiterals;
 
@@ -68,7 +69,9 @@ QString Text()
 
 void Write()
 {
-    if (TProfile::WriteLines(ProfileRun::state().reportFile, Text().chopped(1).split(u'\n')) != 0)
+    QSaveFile file(ProfileRun::state().reportFile);
+    const QByteArray bytes = Text().replace(u'\n', u"\r\n"_s).toUtf8();
+    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit())
         modTools::WriteLog(false, u"The report '"_s + ProfileRun::state().reportFile + u"' could not be written."_s);
 }
 } // namespace ProfileReport

@@ -1,131 +1,16 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "core/FrontPanel.h"
-#include "core/Menu.h"
-#include "core/ScanData.h"
-#include "goniometer/PlayedController.h"
-#include "profile/ProfileRun.h"
-#include "profile/TProfile.h"
-#include "support/ScriptedPort.h"
-#include "support/ScriptedPrompts.h"
-#include "temperature/modHTC_Laser.h"
-#include "temperature/modLTC.h"
-#include "temperature/modTC.h"
-
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
-#include <QTemporaryDir>
-#include <QTest>
-
-#include <memory>
+#include "profile/ProfileLab.h"
 
 using namespace Qt::StringLiterals;
-using Button = Prompts::Button;
-using Field = FrontPanel::Field;
-using Phase = ProfileRun::Phase;
-
-namespace {
-const QString title = u"Temperature profile"_s;
-const QString finished = u"Temperature profile finished!"_s;
-const QString running = u"Abort Execution of &Temperature Profile..."_s;
-const QString idle = u"Execute &Temperature Profile..."_s;
-
-QString entryCaption()
-{
-    return frontPanel().entryCaption(Menu::Entry::mnuMeasExecTempProfile);
-}
-
-/// A laboratory with a goniometer and a low-temperature controller that has each temperature as soon as it is set.
-struct Laboratory
-{
-    Laboratory() : smc(clock)
-    {
-        smc.countLines = {"5", "40", "7", "3", "8"};
-        smc.runTime = 3000;
-        Configuration::LTC& ltc = configuration().ltc;
-        ltc.line.settings = u"9600,o,7,1"_s;
-        ltc.line.serialPort = 3;
-        ltc.line.txDelay = 0.05F;
-        ltc.line.rxTimeout = 1;
-        ltc.modelCode = modLTC::LakeShore331;
-        ltc.ls331DefaultPID = u"300=R3P300I50D0"_s;
-        ltc.minQueries = 2;
-        modCOM::TCComm().configure(ltc.line);
-        tc.plugInto(modCOM::TCComm());
-        modTC::Connect();
-        flags().ltcEnabled = true;
-        tc.answerBy([this](const QByteArray& written) {
-            const qsizetype at = written.lastIndexOf("SETP 1, ");
-            if (at >= 0)
-                kelvin = written.mid(at + 8).split('\r').constFirst().toDouble();
-            return !silent && written.endsWith("KRDG?\r\n")
-                       ? QList<ScriptedDevice::Chunk>{{"+" + QByteArray::number(kelvin + offset, 'f', 2) + "\r\n"}}
-                       : QList<ScriptedDevice::Chunk>();
-        });
-        modTools::state().programDirectory = directory.path() + u"/program"_s;
-        QDir().mkpath(modTools::state().programDirectory);
-        QDir().mkpath(work());
-        QFile table(modTools::state().programDirectory + u"/ls331.pid"_s);
-        if (table.open(QIODevice::WriteOnly))
-            table.write("25=R2P25I500D0\r\n300=R3P300I50D0\r\n");
-        table.close();
-        configuration().general.workDir = work();
-        frontPanel().setText(Field::ScanStart, u"10"_s);
-        frontPanel().setText(Field::ScanStop, u"12"_s);
-        frontPanel().setText(Field::ScanStep, u"0.5"_s);
-        frontPanel().setText(Field::CounterTime, u"1"_s);
-        frontPanel().setText(Field::txtFileName, u"Quartz"_s);
-        QObject::connect(&frontPanel(), &FrontPanel::panelChanged, &context, [this](int number, const QString& text) {
-            if (number == 1)
-                panel1 << text;
-            if (number == 3)
-                panel3 << text;
-        });
-    }
-    QString work() const { return directory.path() + u"/work"_s; }
-    void profile(const QStringList& lines) { TProfile::state() = {lines, directory.filePath(u"p.gtp"_s), false}; }
-    QStringList scans() const { return QDir(work()).entryList({u"*.sdf"_s}, QDir::Files, QDir::Name); }
-    bool stateFile() const { return QFileInfo::exists(ProfileRun::StateFile()); }
-    void expectSummary(Button answer = Button::Yes)
-    {
-        boxes.expect(title, ProfileRun::SummaryText(), answer).withButtons(Prompts::Buttons::YesNo, 2);
-    }
-    void expectAbort(Button readAnyway = Button::No)
-    {
-        boxes.expect(u"Temperature Profile - Data acquisition"_s, u"Do you want to abort the current data acquisition now?"_s, Button::Yes)
-            .withButtons(Prompts::Buttons::YesNo, 2);
-        boxes.expect(u"Data acquisition"_s, u"Do you want read scan data anyway?"_s, readAnyway);
-    }
-
-    TestClock clock;
-    PlayedController smc;
-    ScriptedDevice tc;
-    ScriptedPrompts boxes;
-    QTemporaryDir directory;
-    QObject context;
-    double kelvin = 295;
-    double offset = 0;
-    bool silent = false;
-    QStringList panel1;
-    QStringList panel3;
-};
-} // namespace
+using namespace profilelab;
 
 class tst_profilerun : public QObject
 {
     Q_OBJECT
 
 private slots:
-    void init()
-    {
-        resetGoniometer();
-        modTC::reset();
-        modLTC::state() = modLTC::State{};
-        modHTC_Laser::state() = modHTC_Laser::State{};
-        TProfile::state() = {};
-        ProfileRun::state() = {};
-    }
+    void init() { resetAll(); }
     void cleanup()
     {
         modTC::reset();
@@ -146,7 +31,7 @@ private slots:
         lab.boxes.expect(title, ProfileRun::SummaryText(), Button::No).then([&] { QVERIFY(edited); });
         QVERIFY(!ProfileRun::Execute({[&edited] { return edited = true; }, {}}));
         QVERIFY(lab.boxes.allShown());
-        QCOMPARE(entryCaption(), idle);
+        QCOMPARE(entryCaption(), idleCaption);
         QVERIFY(lab.tc.written().isEmpty());
     }
 
@@ -193,7 +78,7 @@ private slots:
         lab.profile({u"#series"_s, u"t1:295;T2:285;dt:10;R:2.5;DW:3;E:7;"_s, u"T1:280;"_s});
         lab.offset = 0.3;
         lab.expectSummary();
-        lab.boxes.expect(title, finished).then([] { QCOMPARE(entryCaption(), running); });
+        lab.boxes.expect(title, finished).then([] { QCOMPARE(entryCaption(), runningCaption); });
         QString counterTime;
         lab.smc.onCommand = [&](const QString& command) {
             if (command == u"START:;"_s)
@@ -217,7 +102,7 @@ private slots:
         QVERIFY(lab.panel1.contains(u"Data acquisition in progress...|"_s));
         QVERIFY(lab.panel1.contains(u"Data acquisition in progress.../ "_s));
         QVERIFY(lab.panel1.contains(u"Data acquisition done."_s));
-        QCOMPARE(entryCaption(), idle);
+        QCOMPARE(entryCaption(), idleCaption);
         QVERIFY(!lab.stateFile());
         QVERIFY(!flags().profileRunning);
         QVERIFY(flags().dataPresent && flags().dataSaved);
@@ -286,7 +171,7 @@ private slots:
         QVERIFY(lab.panel3.contains(u"Temperature profile aborted!"_s));
         QVERIFY(ProfileRun::state().rows[1].phase == Phase::Aborted);
         QVERIFY(!flags().abort);
-        QCOMPARE(entryCaption(), idle);
+        QCOMPARE(entryCaption(), idleCaption);
         QVERIFY(lab.stateFile());
     }
 

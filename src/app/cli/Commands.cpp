@@ -189,7 +189,8 @@ const QList<cli::Command>& cli::commands()
         {"profile",
          "Temperature profile: check FILE.gtp lists what is wrong, the scans and the time; run FILE.gtp measures them. Ctrl-C breaks off.",
          {{"action", Kind::Text, "check|run", "", true}, {"file", Kind::Path, "FILE.gtp", "", true}},
-         {{"name", Kind::Name, "SAMPLE", "sample name"}, {"resume", Kind::Switch, "", "go on where the last run of this profile stopped; stops a scan that it left in the controller"}},
+         {{"name", Kind::Name, "SAMPLE", "sample name"},
+          {"resume", Kind::Switch, "", "go on where the last run of this profile stopped; stops a scan that it left in the controller"}},
          profile},
     };
     return table;
