@@ -157,6 +157,9 @@ void GoTo()
 
 void Stop()
 {
+    // Whoever stops everything does not want to wait for a temperature either. A profile has its own question.
+    if (flags().temperatureRunning && !flags().profileRunning)
+        flags().abort = true;
     modSMC::SMCSend(QStringLiteral("Q;"));
     ScanRun::state().axis1Position.reset();
 }

@@ -12,7 +12,7 @@ void SetReferenceOffset();
 /// mnuExtrasGoniometerGoTo: asks for axis and target [deg, held between ThetaMin and ThetaMax] and starts the move at the slew speed;
 /// nothing is awaited.
 void GoTo();
-/// mnuExtrasSMCStop: stops program and motion at once, meant for a busy controller.
+/// mnuExtrasSMCStop: stops program and motion at once, meant for a busy controller. Ends the wait of a temperature entry, too.
 void Stop();
 /// mnuExtrasSMCGetRAMData: ScanRun::ReadBack from the menu.
 void GetRAMData();

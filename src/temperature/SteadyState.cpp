@@ -96,7 +96,7 @@ Result Run(const Wait& wait)
 {
     const Thresholds limits = thresholds();
     Statistics& statistics = lastStatistics();
-    statistics = Statistics(wait.setpoint, limits);
+    statistics = Statistics(wait.target.value_or(wait.setpoint), limits);
     const quint32 start = modTools::timeGetTime();
     quint32 lastReading = start;
     quint32 lastNearer = start;

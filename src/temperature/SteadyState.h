@@ -5,6 +5,7 @@
 #include <QString>
 
 #include <functional>
+#include <optional>
 
 /// The wait for a steady temperature: statistics of the readings near the setpoint, all in single precision and in a fixed order, a live
 /// text, and a button that accepts what is there.
@@ -53,6 +54,7 @@ private:
 struct Wait
 {
     float setpoint = 0;                 ///< in `unit`
+    std::optional<float> target;        ///< what the controller reads at the setpoint, where a calibration makes it another value
     QString unit;                       ///< "K" or "deg C"
     QString title;                      ///< of the live text window
     QString heading;                    ///< first line of the text; empty: none

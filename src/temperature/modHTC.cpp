@@ -312,6 +312,7 @@ qint16 HTCWaitUntilThere(double setpoint, double silenceLimit, double stallLimit
 {
     SteadyState::Wait wait;
     wait.setpoint = static_cast<float>(setpoint);
+    wait.target = static_cast<float>(CalibratedSetpoint(setpoint));
     wait.unit = unit;
     wait.title = u"HTC"_s;
     wait.heading = u"Control Parameter: "_s + state().controlParameterText;

@@ -88,8 +88,8 @@ qint16 SwitchHeaterOutput(bool on);
 qint16 SetPID(const PIDTable::Values& values);
 /// Two tries, then a box "HTC check". 0: a valid block came.
 qint16 HTCCheckPresence();
-/// The steady-state wait [deg C]: 0 settled, 1 accepted, 2 aborted, 3 nothing read for `silenceLimit` [s] (0: no limit), 4 no reading came
-/// nearer for `stallLimit` [s] (0: no limit).
+/// The steady-state wait [deg C], for the calibrated setpoint, which is what the controller regulates to: 0 settled, 1 accepted, 2 aborted,
+/// 3 nothing read for `silenceLimit` [s] (0: no limit), 4 no reading came nearer for `stallLimit` [s] (0: no limit).
 qint16 HTCWaitUntilThere(double setpoint, double silenceLimit = 0, double stallLimit = 0);
 /// Waits a fixed time [s], showing it in panel 3. 0, or 2 when aborted.
 qint16 HTC_LaserWaitUntilThere(int seconds);

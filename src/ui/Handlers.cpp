@@ -56,18 +56,28 @@ private:
     bool Flags::*m_flag;
 };
 
+/// While a temperature entry runs. The stop command ends its wait, and only this one.
+class TemperatureRunning : Running
+{
+public:
+    TemperatureRunning() : Running(&Flags::temperatureRunning) { flags().abort = false; }
+    ~TemperatureRunning() { flags().abort = false; }
+    TemperatureRunning(const TemperatureRunning&) = delete;
+    TemperatureRunning& operator=(const TemperatureRunning&) = delete;
+};
+
 /// An entry that exchanges with a temperature controller.
 template <void (*procedure)()>
 void temperature(QWidget*)
 {
-    const Running running(&Flags::temperatureRunning);
+    const TemperatureRunning running;
     procedure();
 }
 
 template <void (*procedure)(QWidget*)>
 void temperatureDialog(QWidget* mainWindow)
 {
-    const Running running(&Flags::temperatureRunning);
+    const TemperatureRunning running;
     procedure(mainWindow);
 }
 

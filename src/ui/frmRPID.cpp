@@ -57,12 +57,6 @@ QLineEdit* ParameterDialog::field(char letter) const
     return m_fields.value(m_letters.indexOf(QLatin1Char(letter)));
 }
 
-QString ParameterDialog::shown(char, const QString& text) const
-{
-    QString result = text.trimmed();
-    return result.replace(QLatin1Char(','), QLatin1Char('.'));
-}
-
 bool ParameterDialog::check(QLineEdit* edit)
 {
     const char letter = m_letters[m_fields.indexOf(edit)].toLatin1();
@@ -147,6 +141,12 @@ bool frmRPID::takes(char letter, QChar character) const
     return digit || (letter != 'R' && (character == u'.' || character == u','));
 }
 
+QString frmRPID::shown(char letter, const QString& text) const
+{
+    const double value = NumberText::ReadNumber(text);
+    return letter == 'R' ? NumberText::General(qint32{NumberText::RoundToInteger(value)}) : NumberText::General(static_cast<float>(value));
+}
+
 void frmRPID::open(QWidget* parent)
 {
     PIDTable::Values values;
@@ -192,7 +192,7 @@ bool frmPID::takes(char letter, QChar character) const
 
 QString frmPID::shown(char letter, const QString& text) const
 {
-    return NumberText::General(NumberText::ReadNumber(text)) + modHTC::PIDUnit(letter);
+    return NumberText::General(static_cast<float>(NumberText::ReadNumber(text))) + modHTC::PIDUnit(letter);
 }
 
 void frmPID::open(QWidget* parent)

@@ -29,8 +29,8 @@ protected:
     virtual QString refusal(char letter, const QString& text) const = 0;
     /// True when a typed character may go into the field.
     virtual bool takes(char letter, QChar character) const = 0;
-    /// The field's text as it is shown when the field is left.
-    virtual QString shown(char letter, const QString& text) const;
+    /// The field's text as it is shown when the field is left: the value that will be sent.
+    virtual QString shown(char letter, const QString& text) const = 0;
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
@@ -56,6 +56,7 @@ public:
 protected:
     QString refusal(char letter, const QString& text) const override;
     bool takes(char letter, QChar character) const override;
+    QString shown(char letter, const QString& text) const override;
 };
 
 /// P, I and D of the high-temperature controller, with their units.

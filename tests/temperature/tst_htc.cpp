@@ -520,7 +520,8 @@ private slots:
     {
         configuration().htc.calibration = true;
         configuration().htc.calibrationOffset = 2;
-        m_device->answer(valueQuery, replyOf(Pack(800) + QString(89, u' ')));
+        // The controller reads what it was sent, not what the operator asked for.
+        m_device->answer(valueQuery, replyOf(Pack(802) + QString(89, u' ')));
         QString text;
         connect(&frontPanel(), &FrontPanel::textDisplayChanged, this, [&text] {
             if (!frontPanel().textDisplayText().isEmpty())

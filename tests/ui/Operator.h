@@ -11,6 +11,7 @@
 #include <QTimer>
 
 #include <functional>
+#include <utility>
 
 /// The hand on mouse and keyboard: answers the windows that open while a procedure waits, in the order in which they are expected.
 /// A window that nobody expects is closed and counts as a failure.
@@ -91,9 +92,13 @@ private:
         }
         const Expectation expected = m_expected.takeFirst();
         if (expected.hand) {
-            m_working = dialog;
+            // A timer does not tick inside its own tick: boxes that the hand brings up have another one.
+            QDialog* const outer = std::exchange(m_working, dialog);
+            QTimer inner;
+            QObject::connect(&inner, &QTimer::timeout, this, [this] { look(); });
+            inner.start(5);
             expected.hand(dialog);
-            m_working = nullptr;
+            m_working = outer;
             return;
         }
         if (box == nullptr) {

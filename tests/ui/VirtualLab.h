@@ -7,6 +7,8 @@
 #include "core/startup/modMain.h"
 #include "serial/modCOM.h"
 
+#include <QFile>
+#include <QFileInfo>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
@@ -20,7 +22,7 @@ public:
     {
         m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
         m_process.start(QStringLiteral(SCAN_BIN_DIR "/virtual-instrument"),
-                        QStringList{QStringLiteral("--dir"), m_directory.path()} + arguments);
+                        QStringList{QStringLiteral("--dir"), m_directory.path(), QStringLiteral("--trace"), traceFile()} + arguments);
         QByteArray said;
         while (!said.contains("ready") && m_process.waitForReadyRead(10000))
             said += m_process.readAllStandardOutput();
@@ -35,6 +37,21 @@ public:
         frontPanel().refreshEntries();
     }
     QString path() const { return m_directory.path(); }
+    /// What a device ("SMC", "LTC", "HTC", "Laser") has received since `forget`, its line ends written as '|'.
+    QString received(const QString& device) const
+    {
+        QFile trace(traceFile());
+        QByteArray all;
+        if (trace.open(QIODevice::ReadOnly) && trace.seek(m_forgotten))
+            all = trace.readAll();
+        const QString mark = u' ' + device + QStringLiteral(" <- ");
+        QString text;
+        for (const QString& line : QString::fromLatin1(all).split(u'\n'))
+            if (const qsizetype at = line.indexOf(mark); at >= 0)
+                text += line.mid(at + mark.size());
+        return text.replace(QStringLiteral("<cr><lf>"), QStringLiteral("|")).replace(QStringLiteral("<cr>"), QStringLiteral("|"));
+    }
+    void forget() { m_forgotten = QFileInfo(traceFile()).size(); }
     ~VirtualLab()
     {
         modCOM::reset();
@@ -45,6 +62,9 @@ public:
     }
 
 private:
+    QString traceFile() const { return m_directory.filePath(QStringLiteral("trace.txt")); }
+
     QTemporaryDir m_directory;
+    qint64 m_forgotten = 0;
     QProcess m_process;
 };
