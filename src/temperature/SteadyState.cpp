@@ -95,8 +95,9 @@ const Statistics& last()
 Result Run(const Wait& wait)
 {
     const Thresholds limits = thresholds();
+    const float target = wait.target.value_or(wait.setpoint);
     Statistics& statistics = lastStatistics();
-    statistics = Statistics(wait.target.value_or(wait.setpoint), limits);
+    statistics = Statistics(target, limits);
     const quint32 start = modTools::timeGetTime();
     quint32 lastReading = start;
     quint32 lastNearer = start;
@@ -119,8 +120,8 @@ Result Run(const Wait& wait)
             statistics.add(temperature);
             lastReading = modTools::timeGetTime();
         }
-        if (temperature >= 0 && std::abs(temperature - wait.setpoint) < nearest) {
-            nearest = std::abs(temperature - wait.setpoint);
+        if (temperature >= 0 && std::abs(temperature - target) < nearest) {
+            nearest = std::abs(temperature - target);
             lastNearer = lastReading;
         }
         // A line that is down answers at once: keep the rhythm of a reading all the same.

@@ -63,7 +63,8 @@ public:
         if (!lab.start(QStringList{QStringLiteral("--speed"), QString::number(speed)} + arguments))
             return false;
         // The delays of a real controller are long for one that is so much faster.
-        m_keys.prepend({"LTC", "TxDelay", QStringLiteral("0.02")});
+        for (const char* section : {"smc", "LTC"})
+            m_keys.prepend({section, "TxDelay", QStringLiteral("0.02")});
         for (const Key& key : m_keys)
             PrivateProfile::WritePrivateProfileString(QString::fromLatin1(key.section), QString::fromLatin1(key.name), key.value,
                                                       lab.path() + QStringLiteral("/scan.ini"));
