@@ -216,10 +216,17 @@ QStringList faultsOf(const QString& line)
         return {};
     if (TProfile::FieldText(line, u"T1"_s).isEmpty())
         return {u"no start temperature; the line is skipped"_s};
+    ProfileEdit::Boxes boxes;
+    ProfileEdit::load(line, &boxes);
     QStringList faults;
+    if (const QString missing = ProfileEdit::missing(boxes).text; !missing.isEmpty() && TProfile::ParseStep(line))
+        faults += missing + u" Only T1 is measured."_s;
     for (const auto& [name, box] : fields) {
         const QString key = QString::fromUtf16(name);
-        if (const QString fault = faultOf(key, TProfile::FieldText(line, key), box); !fault.isEmpty())
+        QString text = TProfile::FieldText(line, key);
+        if (box == Box::dT && text.startsWith(u'-'))
+            text.remove(0, 1); // the sign of a step has no meaning
+        if (const QString fault = faultOf(key, text, box); !fault.isEmpty())
             faults += fault;
         const qsizetype at = line.indexOf(key + u":"_s, 0, Qt::CaseInsensitive);
         if (at >= 0 && line.indexOf(u";"_s + key + u":"_s, at, Qt::CaseInsensitive) >= 0)

@@ -7,6 +7,10 @@
 #include "profile/ProfileLab.h"
 #include "profile/Unattended.h"
 
+#ifdef Q_OS_LINUX
+#include <sys/mount.h>
+#endif
+
 using namespace Qt::StringLiterals;
 using namespace profilelab;
 
@@ -353,6 +357,52 @@ private slots:
         QVERIFY(lab.clock.elapsed() >= 10 * 60000 + 9 * 60000);
         QCOMPARE(ProfileRun::state().rows[1].remarks.size(), qsizetype(10));
     }
+
+#ifdef Q_OS_LINUX
+    void aDiskThatIsReallyFullAtTheThirdSave_data()
+    {
+        QTest::addColumn<bool>("freed");
+        QTest::newRow("space after five minutes") << true;
+        QTest::newRow("full for good") << false;
+    }
+
+    void aDiskThatIsReallyFullAtTheThirdSave()
+    {
+        QFETCH(bool, freed);
+        Laboratory lab;
+        const QByteArray disk = lab.work().toLocal8Bit();
+        if (::mount("none", disk.constData(), "tmpfs", 0, "size=64k") != 0)
+            QSKIP("A disk of its own needs the rights to mount one.");
+        const auto unmount = qScopeGuard([&] { ::umount(disk.constData()); });
+        const Unattended nobody;
+        lab.clock.msPerRound = 10;
+        lab.profile({u"T1:295;"_s, u"T1:285;"_s, u"T1:275;"_s});
+        QFile filler(lab.work() + u"/filler"_s);
+        bool full = false;
+        lab.clock.onRound = [&] {
+            if (full || !Laboratory::at(2, Phase::Acquiring))
+                return;
+            full = true;
+            QVERIFY(filler.open(QIODevice::WriteOnly | QIODevice::Unbuffered));
+            while (filler.write(QByteArray(4096, 'x')) == 4096) {
+            }
+            filler.close();
+            if (freed)
+                lab.clock.at(300000, [&] { QVERIFY(filler.remove()); });
+        };
+        QVERIFY(ProfileRun::Execute());
+        QVERIFY(full);
+        const ProfileRun::Row& row = ProfileRun::state().rows[2];
+        QVERIFY2(row.remarks.constFirst().endsWith(u"Quartz_0275.0.sdf' failed: Disk full."_s), qPrintable(row.remarks.constFirst()));
+        QVERIFY(nobody.shown.contains(u"File creation: Error # 61 caused by CreateZELKOFile()\nDisk full"_s));
+        QCOMPARE(row.file, (freed ? lab.work() : modTools::state().programDirectory) + u"/Quartz_0275.0.sdf"_s);
+        QVERIFY(lab.read(row.file).size() > 100);
+        QCOMPARE(row.remarks.size(), qsizetype(freed ? 3 : 10));
+        QCOMPARE(lab.scans().size(), qsizetype(freed ? 3 : 2));
+        for (const QString& name : lab.scans())
+            QVERIFY2(lab.read(lab.work() + u'/' + name).size() > 100, qPrintable(name));
+    }
+#endif
 
     void anOperatorWhoBreaksOffWaitsNoLongerForTheDisk()
     {
