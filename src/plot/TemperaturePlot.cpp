@@ -10,6 +10,7 @@
 
 namespace {
 constexpr double shortestTime = 60;  // s that the time axis shows at least
+constexpr double timeGrowth = 1.25;  // by which the time axis grows when it is full, so that it stands still in between
 constexpr double smallestSpan = 1;   // K that the temperature axis shows at least
 constexpr double headroom = 0.05;    // of the span, beyond the readings
 constexpr int mostMarkedPoints = 60; // readings up to which each has its dot
@@ -26,8 +27,11 @@ TemperaturePlot::TemperaturePlot(QWidget* parent) : QCustomPlot(parent)
     setPlottingHint(QCP::phFastPolylines);
     AxisLook::box(this);
 
+    setAutoAddPlottableToLegend(false);
     addGraph()->setName(u"Setpoint"_qs);
     addGraph()->setName(u"Temperature"_qs); // over the line of the setpoint
+    graph(1)->addToLegend();
+    graph(0)->addToLegend();
     xAxis->setLabel(u"Time since start [h:mm:ss]"_qs);
     yAxis->setLabel(u"Temperature [K]"_qs);
     yAxis->setNumberFormat(u"g"_qs);
@@ -38,11 +42,10 @@ TemperaturePlot::TemperaturePlot(QWidget* parent) : QCustomPlot(parent)
 
     // Above the axes, where it hides no reading.
     plotLayout()->insertRow(0);
-    auto* row = new QCPLayoutGrid;
-    plotLayout()->addElement(0, 0, row);
-    row->addElement(0, 0, legend);
-    row->setMargins(QMargins(0, 6, 0, 0));
-    plotLayout()->setRowStretchFactor(0, 0.001);
+    m_legendRow = new QCPLayoutInset;
+    plotLayout()->addElement(0, 0, m_legendRow);
+    axisRect()->insetLayout()->take(legend);
+    m_legendRow->addElement(legend, Qt::AlignLeft | Qt::AlignBottom);
     legend->setFillOrder(QCPLayoutGrid::foColumnsFirst);
     legend->setBorderPen(Qt::NoPen);
     legend->setBrush(Qt::NoBrush);
@@ -91,7 +94,10 @@ void TemperaturePlot::showAll()
     showEmptyState();
     const bool marked = graph(1)->dataCount() <= mostMarkedPoints;
     graph(1)->setScatterStyle(marked ? QCPScatterStyle(QCPScatterStyle::ssDisc, dotSize) : QCPScatterStyle());
-    xAxis->setRange(0, std::max(shortestTime, m_last * (1 + headroom)));
+    double end = shortestTime;
+    while (end < m_last)
+        end *= timeGrowth;
+    xAxis->setRange(0, end);
     if (!isEmpty()) {
         const double span = std::max(m_highest - m_lowest, smallestSpan);
         const double middle = (m_lowest + m_highest) / 2;
@@ -118,6 +124,9 @@ void TemperaturePlot::applyColours()
     graph(1)->setPen(QPen(Look::accent(palette()), curveWidth));
     legend->setTextColor(palette().color(QPalette::Text));
     legend->setFont(font());
+    const int legendHeight = legend->minimumOuterSizeHint().height();
+    m_legendRow->setMinimumSize(0, legendHeight);
+    m_legendRow->setMaximumSize(QWIDGETSIZE_MAX, legendHeight);
     m_hint->setColor(Look::between(palette(), 0.7));
     m_hint->setFont(font());
 }

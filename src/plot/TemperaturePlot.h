@@ -26,7 +26,7 @@ public:
     bool isEmpty() const { return m_highest < m_lowest; }
 
     QSize sizeHint() const override { return {460, 320}; }
-    QSize minimumSizeHint() const override { return {240, 180}; }
+    QSize minimumSizeHint() const override { return {320, 200}; }
 
 protected:
     void changeEvent(QEvent* event) override;
@@ -35,6 +35,7 @@ private:
     void applyColours();
     void showEmptyState();
 
+    QCPLayoutInset* m_legendRow = nullptr;
     QCPItemText* m_hint = nullptr;
     double m_last = 0;     ///< s
     double m_lowest = 1;   ///< K; above m_highest: nothing yet

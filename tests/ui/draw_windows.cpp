@@ -12,8 +12,11 @@
 #include "plot/Chart2d.h"
 #include "plot/Look.h"
 #include "plot/modGraphics.h"
+#include "temperature/CooldownLog.h"
+#include "temperature/modLTC.h"
 #include "ui/UiPrompts.h"
 #include "ui/frmAbout.h"
+#include "ui/frmCooldown.h"
 #include "ui/frmMain.h"
 #include "ui/frmManual.h"
 #include "ui/frmRatemeter.h"
@@ -22,6 +25,7 @@
 #include "ui/frmSplash.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QLineEdit>
 #include <QMenu>
@@ -168,6 +172,26 @@ void drawDialogs(frmMain& window)
         });
     ratemeter.exec();
 }
+/// A cryostat that cools from room temperature, logged for a while: once a second, with the cryostat much faster.
+void drawCooldown(frmMain& window)
+{
+    configuration().ltc.logInterval = 1;
+    configuration().general.workDir = QDir::tempPath();
+    modLTC::LTCSetRange(3);
+    modLTC::LTCNewSetpoint(80);
+    window.entry(Menu::Entry::mnuLTCLogCooldown)->trigger();
+    auto* log = window.findChild<frmCooldown*>();
+    if (log == nullptr)
+        return;
+    QElapsedTimer since;
+    since.start();
+    while (CooldownLog::state().readings.size() < 45 && since.elapsed() < 90000)
+        QApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    keep(log, QStringLiteral("cooldown"));
+    CooldownLog::Stop();
+    QFile::remove(CooldownLog::state().path);
+    log->close();
+}
 } // namespace
 
 int main(int argc, char* argv[])
@@ -183,10 +207,11 @@ int main(int argc, char* argv[])
     UiPrompts uiPrompts;
     setPrompts(&uiPrompts);
     auto lab = std::make_unique<VirtualLab>();
-    const auto start = [&lab](const char* speed, const char* position) {
+    const auto start = [&lab](const char* speed, const char* position, const QStringList& devices = {}) {
         lab = std::make_unique<VirtualLab>();
-        if (lab->start(
-                {QStringLiteral("--speed"), QString::fromLatin1(speed), QStringLiteral("--position"), QString::fromLatin1(position)})) {
+        if (lab->start(QStringList{QStringLiteral("--speed"), QString::fromLatin1(speed), QStringLiteral("--position"),
+                                   QString::fromLatin1(position)} +
+                       devices)) {
             lab->connectProgram();
             return true;
         }
@@ -220,6 +245,9 @@ int main(int argc, char* argv[])
     keep(window.chart()->contextMenu(), QStringLiteral("menu-chart"));
     window.chart()->contextMenu()->close();
     drawDialogs(window);
+    if (!start("12", "10,20", {QStringLiteral("--ltc"), QStringLiteral("331")}))
+        return 1;
+    drawCooldown(window);
 
     QApplication::setPalette(dark());
     frontPanel().setPicXRayOn(true);

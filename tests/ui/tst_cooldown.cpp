@@ -22,6 +22,7 @@
 #include <QTest>
 
 #include <cmath>
+#include <limits>
 #include <memory>
 
 /// The cooldown log by hand, on the virtual cryostat and goniometer.
@@ -109,6 +110,74 @@ private slots:
         m_operator.reset();
         setPrompts(nullptr);
         QVERIFY2(complaint.isEmpty(), qPrintable(complaint));
+    }
+
+    void thePlotFollowsTheReadings()
+    {
+        const double none = std::numeric_limits<double>::quiet_NaN();
+        TemperaturePlot plot;
+        plot.resize(600, 400);
+        QVERIFY(plot.isEmpty());
+        QVERIFY(!plot.xAxis->tickLabels() && !plot.legend->visible());
+        plot.add(1, none, none); // a controller that does not answer draws nothing
+        plot.showAll();
+        QVERIFY(plot.isEmpty());
+        plot.add(2, 290, 20);
+        plot.add(32, 250, 20);
+        plot.showAll();
+        QVERIFY(!plot.isEmpty() && plot.legend->visible() && plot.xAxis->tickLabels());
+        QCOMPARE(plot.xAxis->range(), QCPRange(0, 60));
+        QVERIFY(plot.yAxis->range().lower < 20 && plot.yAxis->range().upper > 290);
+        plot.add(62, 200, 20);
+        plot.showAll();
+        QCOMPARE(plot.xAxis->range(), QCPRange(0, 75)); // and stands still until that is full
+        plot.add(75, 199, 20);
+        plot.showAll();
+        QCOMPARE(plot.xAxis->range(), QCPRange(0, 75));
+        plot.clear();
+        QVERIFY(plot.isEmpty() && plot.graph(1)->data()->isEmpty());
+    }
+
+    void aSteadyTemperatureIsNotBlownUp()
+    {
+        TemperaturePlot plot;
+        for (int i = 0; i < 10; ++i)
+            plot.add(i, 80 + 0.001 * (i % 3), 80);
+        plot.showAll();
+        QVERIFY(plot.yAxis->range().size() >= 1);
+    }
+
+    void aTimeWithoutReadingsIsAGapInTheCurve()
+    {
+        const double none = std::numeric_limits<double>::quiet_NaN();
+        const auto drawn = [this](double middle) {
+            TemperaturePlot plot;
+            plot.resize(600, 400);
+            plot.add(0, 100, 100);
+            for (int i = 1; i < 60; ++i)
+                plot.add(i, i < 20 || i > 40 ? 200 : middle, 100);
+            plot.showAll();
+            plot.replot();
+            return pixelsOf(&plot, Look::accent(plot.palette()));
+        };
+        const int whole = drawn(200);
+        const int withGap = drawn(none);
+        QVERIFY2(withGap > 100 && withGap < whole * 8 / 10, qPrintable(QStringLiteral("%1 of %2").arg(withGap).arg(whole)));
+    }
+
+    void thePlotIsReadableOnADarkDesktop()
+    {
+        QPalette dark;
+        dark.setColor(QPalette::Window, QColor(0x2b, 0x2d, 0x30));
+        dark.setColor(QPalette::Base, QColor(0x1e, 0x1f, 0x22));
+        for (QPalette::ColorRole role : {QPalette::WindowText, QPalette::Text})
+            dark.setColor(role, QColor(0xe6, 0xe6, 0xe6));
+        TemperaturePlot plot;
+        plot.setPalette(dark);
+        QVERIFY(Look::contrast(plot.graph(1)->pen().color(), dark.color(QPalette::Base)) >= 4.5);
+        QVERIFY(Look::contrast(plot.graph(0)->pen().color(), dark.color(QPalette::Base)) >= 3);
+        QCOMPARE(plot.xAxis->labelColor(), dark.color(QPalette::Text));
+        QVERIFY(plot.graph(0)->pen().widthF() < plot.graph(1)->pen().widthF());
     }
 
     void theEntryShowsLinesAndCurveAndStopsThem()
