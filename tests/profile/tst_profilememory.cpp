@@ -37,7 +37,7 @@ constexpr bool heapIsCounted = true;
 qint64 heapInUse()
 {
     const auto heap = mallinfo2();
-    return static_cast<qint64>(heap.uordblks + heap.hblkhd);
+    return static_cast<qint64>(heap.uordblks) + static_cast<qint64>(heap.hblkhd);
 }
 #else
 constexpr bool heapIsCounted = false;
