@@ -290,6 +290,32 @@ private slots:
         QCOMPARE(cli.out, QByteArray("Setpoint: 250 K\n"));
     }
 
+    void aCooldownIsLoggedUntilItsTimeOrControlC()
+    {
+        Laboratory laboratory("LTC", words("--ltc 331"), {"[LTC]\nLogInterval=1"});
+        const auto logs = [&] { return QDir(laboratory.instrument.directory.path()).entryList({u"cooldown_*.log"_s}, QDir::Files); };
+        {
+            ScanCli cli;
+            QCOMPARE(cli.runOn(laboratory.instrument, words("ltc log 2.5")), 0);
+            QCOMPARE(logs().size(), 1);
+            QVERIFY(cli.out.count('\n') >= 1 && cli.out.count('\n') <= 3);
+            QCOMPARE(laboratory.instrument.read(logs().first()).replace("\r\n", "\n"), cli.out);
+            VERIFY_OR_SHOW(cli.err.contains(logs().first().toLatin1()), cli.err);
+            for (const QByteArray& line : cli.out.trimmed().split('\n'))
+                VERIFY_OR_SHOW(QRegularExpression(u"^\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d;[\\d.]+;[\\d.]+$"_s)
+                                   .match(QString::fromLatin1(line))
+                                   .hasMatch(),
+                               line);
+            QVERIFY(QFile::remove(laboratory.instrument.path(logs().first())));
+        }
+        ScanCli cli;
+        cli.startOn(laboratory.instrument, words("ltc log 600"));
+        QVERIFY(cli.waitUntil([&] { return cli.out.count('\n') >= 1; }));
+        cli.interrupt();
+        QCOMPARE(cli.finish(), 3);
+        QCOMPARE(laboratory.instrument.read(logs().first()).replace("\r\n", "\n"), cli.out);
+    }
+
     void wrongValuesSendNothing_data()
     {
         QTest::addColumn<QStringList>("device");
@@ -302,7 +328,8 @@ private slots:
         QTest::newRow("no number") << ltc << words("ltc setpoint cold") << 2 << QByteArray("ltc setpoint: wrong values.");
         QTest::newRow("no setpoint") << ltc << words("ltc setpoint") << 2 << QByteArray("ltc setpoint: wrong values.");
         QTest::newRow("no such action") << ltc << words("ltc paint") << 2
-                                        << QByteArray("one of temperature|setpoint|status|query is wanted");
+                                        << QByteArray("one of temperature|setpoint|status|query|log is wanted");
+        QTest::newRow("no time") << ltc << words("ltc log 0") << 2 << QByteArray("ltc log: seconds are wanted, up to 1000000.");
         QTest::newRow("nothing to wait for") << ltc << words("ltc status --no-wait") << 2 << QByteArray("ltc status: sets no temperature.");
         QTest::newRow("another device") << ltc << words("htc temperature") << 1 << QByteArray("htc is not in use, or does not answer.");
         QTest::newRow("hot") << words("--htc") << words("htc setpoint 1501") << 1

@@ -169,9 +169,10 @@ const QList<cli::Command>& cli::commands()
          {},
          generator},
         {"ltc",
-         "Low-temperature controller: temperature; setpoint K; status; query TEXT. A setpoint is sent with the control parameters of the "
+         "Low-temperature controller: temperature; setpoint K; status; query TEXT; log SECONDS. A setpoint is sent with the control "
+         "parameters of the "
          "table, and waited for until the temperature is steady.",
-         deviceWords("temperature|setpoint|status|query"), setpointOptions(), ltc},
+         deviceWords("temperature|setpoint|status|query|log"), setpointOptions(), ltc},
         {"htc",
          "High-temperature controller: temperature; setpoint C; heater on or heater off; status. A setpoint is sent with the control "
          "parameters of the table, and waited for until the temperature is steady.",

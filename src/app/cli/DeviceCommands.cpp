@@ -9,9 +9,11 @@
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
 #include "core/NumberText.h"
+#include "core/modTools.h"
 #include "core/startup/modMain.h"
 #include "generator/GeneratorPower.h"
 #include "generator/modGenerator.h"
+#include "temperature/CooldownLog.h"
 #include "temperature/SteadyState.h"
 #include "temperature/modHTC.h"
 #include "temperature/modHTC_Laser.h"
@@ -142,6 +144,8 @@ int generatorShutter(const Call& call)
 
 // --- low-temperature controller
 
+constexpr double longestLog = 1e6; // s
+
 const QString ltcName = QStringLiteral("The low-temperature controller");
 
 int ltcTemperature(const Call&)
@@ -179,6 +183,31 @@ int ltcStatus(const Call&)
                               QStringLiteral("\nHeater range: ") + General(qint32{now.range}) + QStringLiteral("\nHeater power: ") +
                               General(qint32{now.power}));
     return answered(done, ltcName);
+}
+
+/// The cooldown log for so many seconds, its lines on the terminal too.
+int ltcLog(const Call& call)
+{
+    const double seconds = cli::wholeNumber(call.values[0]).value_or(0);
+    if (!(seconds > 0 && seconds <= longestLog)) {
+        cli::Terminal::note(QStringLiteral("ltc log: seconds are wanted, up to 1000000."));
+        return cli::WrongUsage;
+    }
+    CooldownLog::Start();
+    if (!CooldownLog::state().running)
+        return cli::Failed;
+    cli::Terminal::note(CooldownLog::state().path);
+    const auto end = static_cast<quint32>(seconds * 1000);
+    const quint32 start = modTools::timeGetTime();
+    qsizetype shown = 0;
+    const QStringList& lines = CooldownLog::state().lines;
+    while (!flags().closing && modTools::timeGetTime() - start < end) {
+        modTools::DoEvents();
+        while (shown < lines.size())
+            cli::Terminal::result(lines[shown++]);
+    }
+    CooldownLog::Stop();
+    return CooldownLog::state().error ? cli::Failed : cli::Done;
 }
 
 int ltcQuery(const Call& call)
@@ -343,7 +372,8 @@ int cli::ltc(const Arguments& arguments)
                      {{"temperature", 0, false, ltcTemperature},
                       {"setpoint", 1, true, ltcSetpoint, true},
                       {"status", 0, false, ltcStatus},
-                      {"query", 1, false, ltcQuery}},
+                      {"query", 1, false, ltcQuery},
+                      {"log", 1, true, ltcLog}},
                      QStringLiteral("ltc"), [] { return flags().ltcEnabled; });
 }
 
