@@ -1,53 +1,27 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// A controller on the bench: a clock that is turned by hand, a laboratory, and both ends of the wire.
+// The goniometer controller on the bench.
 #pragma once
 
 #include "GoniometerController.h"
+#include "WireBench.h"
 
-#include <QByteArray>
 #include <QList>
 
-struct Bench
+struct Bench : WireBench
 {
     explicit Bench(lab::GoniometerOptions options = {}, std::vector<lab::Fault> faults = {}, quint64 seed = 1)
-        : laboratory(clock, *lab::findSample("quartz"), seed), controller(laboratory, std::move(faults), trace, options)
+        : WireBench(seed), controller(laboratory, std::move(faults), trace, options)
     {
-        trace.setSink([this](const std::string& line) { record += QByteArray::fromStdString(line) + '\n'; });
     }
+    lab::Device& played() override { return controller; }
 
-    /// Sends bytes as they stand, and returns what is answered by now.
-    QByteArray say(const QByteArray& bytes)
-    {
-        controller.receive({bytes.constData(), static_cast<std::size_t>(bytes.size())});
-        return heard();
-    }
     /// Sends a command as the program does: line break, command.
     QByteArray command(const QByteArray& text) { return say("\r\n" + text); }
     void upload(const QList<QByteArray>& lines)
     {
         for (const QByteArray& line : lines)
             command(line);
-    }
-    /// Lets time pass and returns what has been answered until then.
-    QByteArray after(double seconds)
-    {
-        clock.advance(seconds);
-        controller.wake();
-        return heard();
-    }
-    QByteArray heard()
-    {
-        for (const lab::Reply& reply : controller.takeReplies())
-            coming.push_back(reply);
-        QByteArray text;
-        std::erase_if(coming, [&](const lab::Reply& reply) {
-            if (reply.time > clock.now())
-                return false;
-            text += QByteArray::fromStdString(reply.bytes);
-            return true;
-        });
-        return text;
     }
     /// The counts in the controller's memory, as read over the line.
     QList<qlonglong> counts()
@@ -62,12 +36,7 @@ struct Bench
         return values;
     }
 
-    lab::ManualClock clock;
-    lab::Trace trace;
-    QByteArray record;
-    lab::Laboratory laboratory;
     lab::GoniometerController controller;
-    std::vector<lab::Reply> coming;
 };
 
 /// The counting program of a scan on one axis.

@@ -4,47 +4,18 @@
 #pragma once
 
 #include "GoniometerController.h"
-
-#include <QByteArray>
+#include "WireBench.h"
 
 template <typename Played>
-struct DeviceBench
+struct DeviceBench : WireBench
 {
     template <typename... More>
     explicit DeviceBench(std::vector<lab::Fault> faults = {}, More... more)
-        : laboratory(clock, *lab::findSample("quartz"), 1),
-          goniometer(laboratory, {}, trace, {}),
-          device(laboratory, std::move(faults), trace, more...)
+        : WireBench(1), goniometer(laboratory, {}, trace, {}), device(laboratory, std::move(faults), trace, more...)
     {
-        trace.setSink([this](const std::string& line) { record += QByteArray::fromStdString(line) + '\n'; });
     }
+    lab::Device& played() override { return device; }
 
-    /// Sends bytes as they stand, and returns what is answered by now.
-    QByteArray say(const QByteArray& bytes)
-    {
-        device.receive({bytes.constData(), static_cast<std::size_t>(bytes.size())});
-        return heard();
-    }
-    /// Lets time pass, without anybody looking meanwhile, and returns what has been answered until then.
-    QByteArray after(double seconds)
-    {
-        clock.advance(seconds);
-        device.wake();
-        return heard();
-    }
-    QByteArray heard()
-    {
-        for (const lab::Reply& reply : device.takeReplies())
-            coming.push_back(reply);
-        QByteArray text;
-        std::erase_if(coming, [&](const lab::Reply& reply) {
-            if (reply.time > clock.now())
-                return false;
-            text += QByteArray::fromStdString(reply.bytes);
-            return true;
-        });
-        return text;
-    }
     void tell(const QByteArray& line)
     {
         const QByteArray bytes = "\r\n" + line;
@@ -63,11 +34,6 @@ struct DeviceBench
         return goniometer.counts().size() == 1 ? static_cast<double>(goniometer.counts()[0]) : -1.0;
     }
 
-    lab::ManualClock clock;
-    lab::Trace trace;
-    QByteArray record;
-    lab::Laboratory laboratory;
     lab::GoniometerController goniometer;
     Played device;
-    std::vector<lab::Reply> coming;
 };
