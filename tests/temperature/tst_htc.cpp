@@ -1,18 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "core/Configuration.h"
-#include "core/Flags.h"
-#include "core/FrontPanel.h"
-#include "serial/modCOM.h"
-#include "support/ResetProgram.h"
-#include "support/ScriptedPort.h"
-#include "support/ScriptedPrompts.h"
-#include "support/TestClock.h"
-#include "temperature/modHTC.h"
-#include "temperature/modTC.h"
+#include "temperature/TemperatureLine.h"
 
-#include <QFile>
-#include <QTemporaryDir>
 #include <QTest>
 
 #include <memory>
@@ -52,19 +41,9 @@ class TestHtc : public QObject
     Q_OBJECT
 
 private:
-    std::unique_ptr<QTemporaryDir> m_directory;
-    std::unique_ptr<TestClock> m_clock;
-    std::unique_ptr<ScriptedPrompts> m_prompts;
-    std::unique_ptr<ScriptedDevice> m_device;
-    QStringList m_shown;
+    std::unique_ptr<TemperatureLine> m_line;
 
     QString heaterCaption() const { return frontPanel().entryCaption(Menu::Entry::mnuHTCHeaterOutput); }
-
-    QString appLog() const
-    {
-        QFile file(m_directory->filePath(u"app.log"_s));
-        return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
-    }
 
     void writeTable(const QByteArray& text)
     {
@@ -74,49 +53,22 @@ private:
     }
 
     /// The last frame that was written, and that it followed a query for the data block.
-    QByteArray lastWrite() const { return m_device->writes().isEmpty() ? QByteArray() : m_device->writes().last(); }
+    QByteArray lastWrite() const { return m_line->device.writes().isEmpty() ? QByteArray() : m_line->device.writes().last(); }
 
 private slots:
     void init()
     {
-        resetProgram();
-        modCOM::reset();
-        modTC::reset();
-        modHTC::state() = modHTC::State{};
-        m_directory = std::make_unique<QTemporaryDir>();
-        m_clock = std::make_unique<TestClock>();
-        m_prompts = std::make_unique<ScriptedPrompts>();
-        m_device = std::make_unique<ScriptedDevice>();
-        m_shown.clear();
-        modTools::state().programDirectory = m_directory->path();
-        configuration().general.workDir = m_directory->path();
+        m_line = std::make_unique<TemperatureLine>(u"9600,n,8,1"_s, 0.1F, 1.5F, 3);
         configuration().htc.pidFile = u"htc.pid"_s;
         configuration().htc.defaultPID = u"900=P71I8D2"_s;
-        Configuration::Line& line = configuration().ltc.line;
-        line.settings = u"9600,n,8,1"_s;
-        line.txDelay = 0.1F;
-        line.rxTimeout = 1.5F;
-        line.serialPort = 3;
-        modCOM::TCComm().configure(line);
-        m_device->plugInto(modCOM::TCComm());
-        modTC::Connect();
         flags().htcEnabled = true;
         flags().log = true;
-        disconnect(&frontPanel(), nullptr, this, nullptr);
-        connect(&frontPanel(), &FrontPanel::panelChanged, this, [this](int number, const QString& text) {
-            if (number == 3)
-                m_shown += text;
-        });
     }
 
     void cleanup()
     {
-        QVERIFY(m_prompts->allShown());
-        modTC::reset();
-        modCOM::reset();
-        m_device.reset();
-        m_prompts.reset();
-        m_clock.reset();
+        QVERIFY(m_line->prompts.allShown());
+        m_line.reset();
     }
 
     // --- packing
@@ -170,21 +122,21 @@ private slots:
         const QString payload = payloadWith(300, 0);
         QByteArray reply = replyOf(payload);
         QCOMPARE(reply.size(), 116);
-        m_device->answer(dataQuery, more < 0 ? reply.chopped(1) : more > 0 ? reply + ' ' : reply);
+        m_line->device.answer(dataQuery, more < 0 ? reply.chopped(1) : more > 0 ? reply + ' ' : reply);
         const QString answer = HTCQuery(u"T"_s);
         QCOMPARE(answer, more == 0 ? payload : u"Invalid response!"_s);
         QCOMPARE(IsPayload(answer), more == 0);
-        QCOMPARE(m_device->written(), QByteArray(dataQuery));
-        QVERIFY(appLog().contains(u"HTCOutput(R001NT?<cr><lf>)"_s));
-        QVERIFY(appLog().contains(u"HTCQuery - Response: A001NT HTC 5218"_s));
+        QCOMPARE(m_line->device.written(), QByteArray(dataQuery));
+        QVERIFY(m_line->appLog().contains(u"HTCOutput(R001NT?<cr><lf>)"_s));
+        QVERIFY(m_line->appLog().contains(u"HTCQuery - Response: A001NT HTC 5218"_s));
     }
 
     void theChecksumOfAReplyIsNotLookedAt()
     {
         const QString payload = payloadWith(300, 0);
         for (const QByteArray& sum : {frameOf(payload.toLatin1()).mid(8 + 92, 4), QByteArray("0000"), QByteArray("zzzz")}) {
-            m_device->clearRules();
-            m_device->answer(dataQuery, "A001NT HTC 5218  " + payload.toLatin1() + sum + "Q\r\n");
+            m_line->device.clearRules();
+            m_line->device.answer(dataQuery, "A001NT HTC 5218  " + payload.toLatin1() + sum + "Q\r\n");
             QCOMPARE(HTCQuery(u"T"_s), payload);
         }
     }
@@ -193,15 +145,16 @@ private slots:
     {
         const QByteArray reply = replyOf(payloadWith(300, 0));
         configuration().ltc.line.rxDelay = 0.1F;
-        m_device->answer(valueQuery, QList<ScriptedDevice::Chunk>{{reply.left(20), 150}, {reply.mid(20, 60), 90}, {reply.mid(80), 90}});
+        m_line->device.answer(valueQuery,
+                              QList<ScriptedDevice::Chunk>{{reply.left(20), 150}, {reply.mid(20, 60), 90}, {reply.mid(80), 90}});
         QVERIFY(IsPayload(HTCQuery(u"F"_s)));
     }
 
     void theIdleAnswerIsNoBlock()
     {
         for (const QByteArray& idle : {QByteArray(16, '@'), QByteArray(116, ' '), QByteArray("\xff")}) {
-            m_device->clearRules();
-            m_device->answer(dataQuery, idle);
+            m_line->device.clearRules();
+            m_line->device.answer(dataQuery, idle);
             QCOMPARE(HTCQuery(u"T"_s), u"Not active!"_s);
             QVERIFY(!modTC::state().timedOut);
         }
@@ -209,24 +162,24 @@ private slots:
 
     void silenceIsLoggedAndEndsInTime()
     {
-        const quint64 before = m_clock->elapsed();
+        const quint64 before = m_line->clock.elapsed();
         QCOMPARE(HTCQuery(u"F"_s), u"Not active!"_s);
-        QVERIFY(m_clock->elapsed() - before >= 1600 && m_clock->elapsed() - before < 1900);
-        QCOMPARE(appLog().count(u"HTCQuery - Timeout occurred!"_s), 1);
+        QVERIFY(m_line->clock.elapsed() - before >= 1600 && m_line->clock.elapsed() - before < 1900);
+        QCOMPARE(m_line->appLog().count(u"HTCQuery - Timeout occurred!"_s), 1);
         QVERIFY(!modTC::state().timedOut);
     }
 
     void theQueryIsShownWithTheCommunicationDisplay()
     {
-        m_device->answer(dataQuery, replyOf(payloadWith(1, 0)));
-        m_device->answer(valueQuery, replyOf(payloadWith(1, 0)));
+        m_line->device.answer(dataQuery, replyOf(payloadWith(1, 0)));
+        m_line->device.answer(valueQuery, replyOf(payloadWith(1, 0)));
         HTCQuery(u"T"_s);
-        QVERIFY(!m_shown.contains(u"HTC 5218: Data block query"_s));
+        QVERIFY(!m_line->shown.contains(u"HTC 5218: Data block query"_s));
         flags().showCommunication = true;
         HTCQuery(u"T"_s);
-        QVERIFY(m_shown.contains(u"HTC 5218: Data block query"_s));
+        QVERIFY(m_line->shown.contains(u"HTC 5218: Data block query"_s));
         HTCQuery(u"F"_s);
-        QVERIFY(m_shown.contains(u"HTC 5218: Value block query"_s));
+        QVERIFY(m_line->shown.contains(u"HTC 5218: Value block query"_s));
     }
 
     // --- setpoint
@@ -234,24 +187,24 @@ private slots:
     void theSetpointGoesIntoItsPlaceAndNothingElseChanges()
     {
         const QString payload = payloadWith(300, 1);
-        m_device->answer(dataQuery, replyOf(payload));
+        m_line->device.answer(dataQuery, replyOf(payload));
         QCOMPARE(NewSetpoint(1025), qint16(0));
         QByteArray block = payload.left(54).toLatin1();
         QCOMPARE(block.mid(45, 3), QByteArray("XYZ"));
         block.replace(3, 3, "! !");
         block.replace(45, 3, "   ");
-        QCOMPARE(m_device->writes(), (QList<QByteArray>{dataQuery, frameOf(block)}));
+        QCOMPARE(m_line->device.writes(), (QList<QByteArray>{dataQuery, frameOf(block)}));
         QCOMPARE(lastWrite().size(), 8 + 54 + 4 + 1 + 2);
         QVERIFY(lastWrite().contains("uvwxyz"));
-        QVERIFY(appLog().contains(u"NewSetpoint(1025°C)"_s));
-        QVERIFY(m_shown.contains(u"Setting new temperature set point: 1025°C"_s));
-        QVERIFY(m_shown.contains(u"HTC 5218: "_s + payload));
-        QVERIFY(!appLog().contains(u"Calibrated"_s));
+        QVERIFY(m_line->appLog().contains(u"NewSetpoint(1025°C)"_s));
+        QVERIFY(m_line->shown.contains(u"Setting new temperature set point: 1025°C"_s));
+        QVERIFY(m_line->shown.contains(u"HTC 5218: "_s + payload));
+        QVERIFY(!m_line->appLog().contains(u"Calibrated"_s));
     }
 
     void theChecksumOfALowBlockIsPadded()
     {
-        m_device->answer(dataQuery, ("A001NT HTC 5218  " + QString(92, u' ') + "ABCDQ\r\n").toLatin1());
+        m_line->device.answer(dataQuery, ("A001NT HTC 5218  " + QString(92, u' ') + "ABCDQ\r\n").toLatin1());
         QCOMPARE(NewSetpoint(0), qint16(0));
         QCOMPARE(lastWrite(), "S001  T " + QByteArray(54, ' ') + "06C0Q\r\n");
     }
@@ -261,11 +214,11 @@ private slots:
         configuration().htc.calibration = true;
         configuration().htc.calibrationOffset = -4;
         configuration().htc.calibrationFactor = 1.01;
-        m_device->answer(dataQuery, replyOf(payloadWith(300, 0)));
+        m_line->device.answer(dataQuery, replyOf(payloadWith(300, 0)));
         QCOMPARE(NewSetpoint(600), qint16(0));
         QCOMPARE(Unpack(QString::fromLatin1(lastWrite().mid(8)), Setpoint), quint16(602));
-        QVERIFY(appLog().contains(u"Setpoint: 600"_s));
-        QVERIFY(appLog().contains(u"Calibrated Setpoint: 602"_s));
+        QVERIFY(m_line->appLog().contains(u"Setpoint: 600"_s));
+        QVERIFY(m_line->appLog().contains(u"Calibrated Setpoint: 602"_s));
     }
 
     void aSetpointWithoutABlockIsAbandoned_data()
@@ -278,26 +231,26 @@ private slots:
     void aSetpointWithoutABlockIsAbandoned()
     {
         QFETCH(QByteArray, reply);
-        m_device->answer(dataQuery, reply);
-        m_prompts->expect(u"NewSetpoint - HTCQuery"_s, cannotQuery);
+        m_line->device.answer(dataQuery, reply);
+        m_line->prompts.expect(u"NewSetpoint - HTCQuery"_s, cannotQuery);
         QCOMPARE(NewSetpoint(300), qint16(-1));
-        QCOMPARE(m_device->written(), QByteArray(dataQuery));
+        QCOMPARE(m_line->device.written(), QByteArray(dataQuery));
     }
 
     void thePauseBeforeTheBlockIsSentIsKept()
     {
         configuration().ltc.line.txDelay = 2.0F;
-        m_device->answer(dataQuery, replyOf(payloadWith(300, 0)));
-        const quint64 before = m_clock->elapsed();
+        m_line->device.answer(dataQuery, replyOf(payloadWith(300, 0)));
+        const quint64 before = m_line->clock.elapsed();
         QCOMPARE(NewSetpoint(300), qint16(0));
-        QVERIFY(m_clock->elapsed() - before >= 10000); // two lines with a pause before and after each, and one between
+        QVERIFY(m_line->clock.elapsed() - before >= 10000); // two lines with a pause before and after each, and one between
     }
 
     // --- blocks
 
     void theDataBlockIsUnpacked()
     {
-        m_device->answer(dataQuery, replyOf(payloadWith(900, 1, 1)));
+        m_line->device.answer(dataQuery, replyOf(payloadWith(900, 1, 1)));
         DataBlock block;
         QCOMPARE(GetDataBlock(&block), qint16(0));
         QCOMPARE(block.setpoint, quint16(900));
@@ -316,16 +269,16 @@ private slots:
         QString payload = Pack(1234) + QString(89, u' ');
         payload[60] = QChar(32 + 45);
         payload[64] = QChar(32 + 2);
-        m_device->answer(valueQuery, replyOf(payload));
+        m_line->device.answer(valueQuery, replyOf(payload));
         ValueBlock block;
         QCOMPARE(GetValueBlock(&block), qint16(0));
         QCOMPARE(block.temperature, quint16(1234));
         QCOMPARE(block.output, quint16(45));
         QCOMPARE(block.status, quint16(2));
         QCOMPARE(GetTemperature(), 1234.0F);
-        m_device->clearRules();
+        m_line->device.clearRules();
         QCOMPARE(GetTemperature(), -1.0F);
-        m_prompts->expect(u"GetValueBlock - HTCQuery"_s, cannotQuery);
+        m_line->prompts.expect(u"GetValueBlock - HTCQuery"_s, cannotQuery);
         QCOMPARE(GetValueBlock(&block), qint16(-1));
     }
 
@@ -341,7 +294,7 @@ private slots:
         QCOMPARE(block.upperLimit, quint16(1));
         QCOMPARE(block.ramp, quint16(111));
         QCOMPARE(block.selfOptimising, quint16(999));
-        QVERIFY(m_device->written().isEmpty());
+        QVERIFY(m_line->device.written().isEmpty());
     }
 
     // --- heater output
@@ -349,7 +302,7 @@ private slots:
     void theHeaterIsSwitchedAndTheEntrySaysSo()
     {
         const QString payload = payloadWith(300, 0);
-        m_device->answer(dataQuery, replyOf(payload));
+        m_line->device.answer(dataQuery, replyOf(payload));
         for (const bool on : {true, false}) {
             QCOMPARE(SwitchHeaterOutput(on), qint16(0));
             QByteArray block = payload.left(54).toLatin1();
@@ -363,18 +316,18 @@ private slots:
     void aHeaterThatCannotBeReadIsLeftAlone()
     {
         const QString caption = heaterCaption();
-        m_prompts->expect(u"SwitchHeaterOutput - HTCQuery"_s, cannotQuery);
+        m_line->prompts.expect(u"SwitchHeaterOutput - HTCQuery"_s, cannotQuery);
         QCOMPARE(SwitchHeaterOutput(true), qint16(-1));
-        m_device->answer(dataQuery, QByteArray("A002NT?\r\n"));
-        m_prompts->expect(u"SwitchHeaterOutput - GetDataBlock"_s, cannotQuery);
+        m_line->device.answer(dataQuery, QByteArray("A002NT?\r\n"));
+        m_line->prompts.expect(u"SwitchHeaterOutput - GetDataBlock"_s, cannotQuery);
         QCOMPARE(SwitchHeaterOutput(true), qint16(-1));
         QCOMPARE(heaterCaption(), caption);
-        QCOMPARE(m_device->written(), QByteArray(dataQuery).repeated(2));
+        QCOMPARE(m_line->device.written(), QByteArray(dataQuery).repeated(2));
     }
 
     void theHeaterEntryTogglesWhatTheBlockSays()
     {
-        m_device->answer(dataQuery, replyOf(payloadWith(300, 1)));
+        m_line->device.answer(dataQuery, replyOf(payloadWith(300, 1)));
         mnuHTCHeaterOutput();
         QCOMPARE(Unpack(QString::fromLatin1(lastWrite().mid(8)), HeaterOutput), quint16(0));
         QCOMPARE(heaterCaption(), u"Heater &Output (is OFF)"_s);
@@ -384,36 +337,36 @@ private slots:
 
     void aSilentControllerIsAskedTwice()
     {
-        m_prompts->expect(u"HTC check"_s,
-                          u"High Temperature Controller HTC 5218 does not respond...\r\nPlease check the following:\r\n"
-                          u"    - HTC 5218 powered ON?\r\n    - HTC 5218 connected to COM3?\r\n    - Cable connection ok?"_s);
+        m_line->prompts.expect(u"HTC check"_s,
+                               u"High Temperature Controller HTC 5218 does not respond...\r\nPlease check the following:\r\n"
+                               u"    - HTC 5218 powered ON?\r\n    - HTC 5218 connected to COM3?\r\n    - Cable connection ok?"_s);
         QCOMPARE(HTCCheckPresence(), qint16(-1));
-        QCOMPARE(m_device->written(), QByteArray(dataQuery).repeated(2));
-        QCOMPARE(appLog().count(u"Checking presence of HTC 5218..."_s), 1);
-        QCOMPARE(appLog().count(u"Checking presence of HTC 5218 (2nd time) ..."_s), 1);
-        QVERIFY(!appLog().contains(u"HTC 5218 active!"_s));
+        QCOMPARE(m_line->device.written(), QByteArray(dataQuery).repeated(2));
+        QCOMPARE(m_line->appLog().count(u"Checking presence of HTC 5218..."_s), 1);
+        QCOMPARE(m_line->appLog().count(u"Checking presence of HTC 5218 (2nd time) ..."_s), 1);
+        QVERIFY(!m_line->appLog().contains(u"HTC 5218 active!"_s));
     }
 
     void theSecondTryCounts()
     {
         int asked = 0;
         const QByteArray reply = replyOf(payloadWith(300, 1));
-        m_device->answerBy([&asked, reply](const QByteArray& written) {
+        m_line->device.answerBy([&asked, reply](const QByteArray& written) {
             return written.endsWith(dataQuery) && ++asked == 2 ? QList<ScriptedDevice::Chunk>{{reply}} : QList<ScriptedDevice::Chunk>();
         });
         QCOMPARE(HTCCheckPresence(), qint16(0));
-        QVERIFY(appLog().contains(u"HTC 5218 active!"_s));
+        QVERIFY(m_line->appLog().contains(u"HTC 5218 active!"_s));
         QCOMPARE(heaterCaption(), u"Heater &Output (is ON)"_s);
     }
 
     void aStrangeAnswerIsExplained()
     {
-        m_device->answer(dataQuery, QByteArray("A002NT?\r\n"));
-        m_prompts->expect(u"HTC check"_s,
-                          u"HTC 5218 did not respond as expected...\r\nPlease check, if the control loop number is set to '1'.\r\n"
-                          u"If yes, switch the controller OFF for a short time before you continue."_s);
+        m_line->device.answer(dataQuery, QByteArray("A002NT?\r\n"));
+        m_line->prompts.expect(u"HTC check"_s,
+                               u"HTC 5218 did not respond as expected...\r\nPlease check, if the control loop number is set to '1'.\r\n"
+                               u"If yes, switch the controller OFF for a short time before you continue."_s);
         QCOMPARE(HTCCheckPresence(), qint16(-1));
-        QCOMPARE(m_device->written(), QByteArray(dataQuery));
+        QCOMPARE(m_line->device.written(), QByteArray(dataQuery));
     }
 
     // --- control parameters
@@ -421,44 +374,44 @@ private slots:
     void parametersComeFromTheTable()
     {
         writeTable("400=P10I20D3\r\n800=P40I50D6\r\n");
-        m_device->answer(dataQuery, replyOf(payloadWith(300, 0)));
+        m_line->device.answer(dataQuery, replyOf(payloadWith(300, 0)));
         QCOMPARE(NewSetpointWithPID(500, 0), qint16(0));
-        QCOMPARE(m_device->writes().size(), 4);
-        const QString first = QString::fromLatin1(m_device->writes().at(1).mid(8));
+        QCOMPARE(m_line->device.writes().size(), 4);
+        const QString first = QString::fromLatin1(m_line->device.writes().at(1).mid(8));
         QCOMPARE(Unpack(first, P), quint16(40));
         QCOMPARE(Unpack(first, I), quint16(50));
         QCOMPARE(Unpack(first, D), quint16(6));
         QCOMPARE(Unpack(first, Setpoint), quint16(300));
         QCOMPARE(Unpack(first, Ramp), quint16(5));
-        QCOMPARE(m_device->writes().at(1), frameOf(m_device->writes().at(1).mid(8, 54)));
+        QCOMPARE(m_line->device.writes().at(1), frameOf(m_line->device.writes().at(1).mid(8, 54)));
         QCOMPARE(Unpack(QString::fromLatin1(lastWrite().mid(8)), Setpoint), quint16(500));
-        QVERIFY(m_shown.contains(u"PID's for 500°C"_s));
+        QVERIFY(m_line->shown.contains(u"PID's for 500°C"_s));
     }
 
     void aRampIsWrittenWhenGiven()
     {
         writeTable("1500=P10I20D3\r\n");
-        m_device->answer(dataQuery, replyOf(payloadWith(300, 0)));
+        m_line->device.answer(dataQuery, replyOf(payloadWith(300, 0)));
         QCOMPARE(NewSetpointWithPID(500, 12), qint16(0));
-        QCOMPARE(Unpack(QString::fromLatin1(m_device->writes().at(1).mid(8)), Ramp), quint16(12));
+        QCOMPARE(Unpack(QString::fromLatin1(m_line->device.writes().at(1).mid(8)), Ramp), quint16(12));
     }
 
     void aTableThatEndsBelowTheSetpointGivesTheDefaultLine()
     {
         writeTable("400=P10I20D3\r\n");
-        m_device->answer(dataQuery, replyOf(payloadWith(300, 0)));
-        m_prompts->expect(QString(), QString());
+        m_line->device.answer(dataQuery, replyOf(payloadWith(300, 0)));
+        m_line->prompts.expect(QString(), QString());
         QCOMPARE(NewSetpointWithPID(900, 0), qint16(0));
-        QCOMPARE(Unpack(QString::fromLatin1(m_device->writes().at(1).mid(8)), P), quint16(71));
+        QCOMPARE(Unpack(QString::fromLatin1(m_line->device.writes().at(1).mid(8)), P), quint16(71));
     }
 
     void defaultsAndSelfOptimisingAreWritten()
     {
-        m_device->answer(dataQuery, replyOf(payloadWith(300, 1, 0)));
+        m_line->device.answer(dataQuery, replyOf(payloadWith(300, 1, 0)));
         mnuHTCAutoOptimize();
         QCOMPARE(Unpack(QString::fromLatin1(lastWrite().mid(8)), SelfOptimising), quint16(1));
-        m_device->clearRules();
-        m_device->answer(dataQuery, replyOf(payloadWith(300, 1, 1)));
+        m_line->device.clearRules();
+        m_line->device.answer(dataQuery, replyOf(payloadWith(300, 1, 1)));
         mnuHTCAutoOptimize();
         QCOMPARE(Unpack(QString::fromLatin1(lastWrite().mid(8)), SelfOptimising), quint16(0));
         configuration().htc.defaultPID = u"900=P70I9D4"_s;
@@ -473,21 +426,21 @@ private slots:
     void parametersAreSavedUnderTheSetpoint()
     {
         writeTable("200=P60I9D1\r\n900=P71I8D2\r\n");
-        m_device->answer(dataQuery, replyOf(payloadWith(300, 1)));
-        m_prompts->expectSave(u"Select PID file"_s, PIDFilePath());
+        m_line->device.answer(dataQuery, replyOf(payloadWith(300, 1)));
+        m_line->prompts.expectSave(u"Select PID file"_s, PIDFilePath());
         mnuHTCSavePID();
         QFile table(PIDFilePath());
         QVERIFY(table.open(QIODevice::ReadOnly));
         QCOMPARE(table.readAll(), QByteArray("200=P60I9D1\r\n300=P71I8D2\r\n900=P71I8D2\r\n"));
-        QVERIFY(appLog().contains(u"HTC: PID parameters saved."_s));
-        m_device->clearRules();
-        m_prompts->expect(u"GetDataBlock - HTCQuery"_s, cannotQuery);
+        QVERIFY(m_line->appLog().contains(u"HTC: PID parameters saved."_s));
+        m_line->device.clearRules();
+        m_line->prompts.expect(u"GetDataBlock - HTCQuery"_s, cannotQuery);
         mnuHTCSavePID();
     }
 
     void theDialogStartsFromTheBlockAndWritesItBack()
     {
-        m_device->answer(dataQuery, replyOf(payloadWith(300, 1)));
+        m_line->device.answer(dataQuery, replyOf(payloadWith(300, 1)));
         PIDTable::Values values;
         double setpoint = 0;
         QVERIFY(ReadPIDForDialog(&values, &setpoint));
@@ -499,19 +452,19 @@ private slots:
         QCOMPARE(Unpack(block, I), quint16(12));
         QCOMPARE(Unpack(block, D), quint16(3));
         QCOMPARE(Unpack(block, Setpoint), quint16(300));
-        QVERIFY(appLog().contains(u"HTC: PID parameters changed."_s));
-        m_device->clearRules();
-        m_prompts->expect(u"GetDataBlock - HTCQuery"_s, cannotQuery);
+        QVERIFY(m_line->appLog().contains(u"HTC: PID parameters changed."_s));
+        m_line->device.clearRules();
+        m_line->prompts.expect(u"GetDataBlock - HTCQuery"_s, cannotQuery);
         QVERIFY(!ReadPIDForDialog(&values, &setpoint));
     }
 
     void aSetpointOutOfRangeIsNotSent()
     {
-        m_device->answer(dataQuery, replyOf(payloadWith(300, 1)));
-        m_prompts->expectInput(u"New Setpoint"_s, u"Enter new setpoint:"_s, u"1501 °C"_s).withDefaultText(u"300 °C"_s);
-        m_prompts->expect(u"New setpoint"_s, u"Setpoint out of range (20°C ... 1500°C)!"_s);
+        m_line->device.answer(dataQuery, replyOf(payloadWith(300, 1)));
+        m_line->prompts.expectInput(u"New Setpoint"_s, u"Enter new setpoint:"_s, u"1501 °C"_s).withDefaultText(u"300 °C"_s);
+        m_line->prompts.expect(u"New setpoint"_s, u"Setpoint out of range (20°C ... 1500°C)!"_s);
         mnuHTCSetpoint();
-        QCOMPARE(m_device->written(), QByteArray(dataQuery));
+        QCOMPARE(m_line->device.written(), QByteArray(dataQuery));
     }
 
     // --- waits
@@ -521,15 +474,15 @@ private slots:
         configuration().htc.calibration = true;
         configuration().htc.calibrationOffset = 2;
         // The controller reads what it was sent, not what the operator asked for.
-        m_device->answer(valueQuery, replyOf(Pack(802) + QString(89, u' ')));
+        m_line->device.answer(valueQuery, replyOf(Pack(802) + QString(89, u' ')));
         QString text;
-        connect(&frontPanel(), &FrontPanel::textDisplayChanged, this, [&text] {
+        connect(&frontPanel(), &FrontPanel::textDisplayChanged, m_line.get(), [&text] {
             if (!frontPanel().textDisplayText().isEmpty())
                 text = frontPanel().textDisplayText();
         });
         QCOMPARE(HTCWaitUntilThere(800), qint16(0));
-        QVERIFY(m_shown.contains(u"HTC 5218: Waiting for steady state..."_s));
-        QVERIFY(m_device->writes().size() >= 10);
+        QVERIFY(m_line->shown.contains(u"HTC 5218: Waiting for steady state..."_s));
+        QVERIFY(m_line->device.writes().size() >= 10);
         const qsizetype calibrated = text.indexOf(u"Setpoint    (cal.) W:"_s);
         QVERIFY2(calibrated >= 0 && calibrated < text.indexOf(u"Setpoint           W:"_s), qPrintable(text));
         QVERIFY2(text.contains(u"Setpoint    (cal.) W:802.00 °C"_s), qPrintable(text));
@@ -538,47 +491,39 @@ private slots:
     void aControllerSwitchedOffDuringTheWaitIsWaitedFor()
     {
         // on for three readings, off for two minutes, then on again
-        bool on = true;
-        int unheard = 0;
-        const QByteArray reply = replyOf(Pack(800) + QString(89, u' '));
-        m_device->answerBy([&](const QByteArray& written) {
-            if (!written.endsWith(valueQuery))
-                return QList<ScriptedDevice::Chunk>();
-            unheard += on ? 0 : 1;
-            return on ? QList<ScriptedDevice::Chunk>{{reply}} : QList<ScriptedDevice::Chunk>();
-        });
-        m_clock->at(1000, [&] { on = false; });
-        m_clock->at(121000, [&] { on = true; });
-        const quint64 before = m_clock->elapsed();
+        m_line->answerWhileOn(valueQuery, replyOf(Pack(800) + QString(89, u' ')));
+        m_line->clock.at(1000, [this] { m_line->isOn = false; });
+        m_line->clock.at(121000, [this] { m_line->isOn = true; });
+        const quint64 before = m_line->clock.elapsed();
         QCOMPARE(HTCWaitUntilThere(800), qint16(0));
-        QVERIFY(m_clock->elapsed() - before > 121000 && m_clock->elapsed() - before < 130000);
-        QVERIFY2(unheard > 30, qPrintable(QString::number(unheard)));
-        QVERIFY(appLog().contains(u"HTCQuery - Timeout occurred!"_s));
+        QVERIFY(m_line->clock.elapsed() - before > 121000 && m_line->clock.elapsed() - before < 130000);
+        QVERIFY2(m_line->unheard > 30, qPrintable(QString::number(m_line->unheard)));
+        QVERIFY(m_line->appLog().contains(u"HTCQuery - Timeout occurred!"_s));
     }
 
     void aSilentWaitIsLeftByTheAbort()
     {
-        m_clock->at(20000, [] { flags().abort = true; });
+        m_line->clock.at(20000, [] { flags().abort = true; });
         QCOMPARE(HTCWaitUntilThere(800), qint16(2));
-        QVERIFY(m_clock->elapsed() < 25000);
+        QVERIFY(m_line->clock.elapsed() < 25000);
     }
 
     void aControllerThatStaysSilentEndsTheWait()
     {
         QCOMPARE(HTCWaitUntilThere(800, 30), qint16(3));
-        QVERIFY(m_clock->elapsed() < 40000);
+        QVERIFY(m_line->clock.elapsed() < 40000);
     }
 
     void theStabilizationLastsItsSeconds()
     {
         QCOMPARE(HTC_LaserWaitUntilThere(60), qint16(0));
-        QVERIFY(m_clock->elapsed() >= 59900 && m_clock->elapsed() < 60500);
-        QVERIFY(m_shown.contains(u"Temperature stabilization delay: 60 seconds..."_s));
-        QVERIFY(m_shown.contains(u"Temperature stabilization delay: 1 seconds..."_s));
-        QVERIFY(appLog().contains(u"HTC_LaserWaitUntilThere(60)"_s));
-        m_clock->at(5000, [] { flags().abort = true; });
+        QVERIFY(m_line->clock.elapsed() >= 59900 && m_line->clock.elapsed() < 60500);
+        QVERIFY(m_line->shown.contains(u"Temperature stabilization delay: 60 seconds..."_s));
+        QVERIFY(m_line->shown.contains(u"Temperature stabilization delay: 1 seconds..."_s));
+        QVERIFY(m_line->appLog().contains(u"HTC_LaserWaitUntilThere(60)"_s));
+        m_line->clock.at(5000, [] { flags().abort = true; });
         QCOMPARE(HTC_LaserWaitUntilThere(60), qint16(2));
-        QVERIFY(m_clock->elapsed() < 67000);
+        QVERIFY(m_line->clock.elapsed() < 67000);
     }
 };
 

@@ -1,19 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "core/Configuration.h"
-#include "core/Flags.h"
-#include "core/FrontPanel.h"
-#include "serial/modCOM.h"
-#include "support/ResetProgram.h"
-#include "support/ScriptedPort.h"
-#include "support/ScriptedPrompts.h"
-#include "support/TestClock.h"
-#include "temperature/modHTC_Laser.h"
-#include "temperature/modTC.h"
+#include "temperature/TemperatureLine.h"
 
-#include <QFile>
 #include <QLocale>
-#include <QTemporaryDir>
 #include <QTest>
 
 #include <memory>
@@ -26,74 +15,38 @@ class TestLaser : public QObject
     Q_OBJECT
 
 private:
-    std::unique_ptr<QTemporaryDir> m_directory;
-    std::unique_ptr<TestClock> m_clock;
-    std::unique_ptr<ScriptedPrompts> m_prompts;
-    std::unique_ptr<ScriptedDevice> m_device;
-    QStringList m_shown;
+    std::unique_ptr<TemperatureLine> m_line;
 
     QString beamCaption() const { return frontPanel().entryCaption(Menu::Entry::mnuLaserBeam); }
     QString panel() const { return frontPanel().panel(3); }
 
-    QString appLog() const
-    {
-        QFile file(m_directory->filePath(u"app.log"_s));
-        return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
-    }
-
     /// Every line is answered with the same reply.
     void answerAll(const QByteArray& reply)
     {
-        m_device->clearRules();
-        m_device->answer("\r", reply);
+        m_line->device.clearRules();
+        m_line->device.answer("\r", reply);
     }
 
 private slots:
     void init()
     {
-        resetProgram();
-        modCOM::reset();
-        modTC::reset();
-        modHTC_Laser::state() = modHTC_Laser::State{};
-        m_directory = std::make_unique<QTemporaryDir>();
-        m_clock = std::make_unique<TestClock>();
-        m_prompts = std::make_unique<ScriptedPrompts>();
-        m_device = std::make_unique<ScriptedDevice>();
-        m_shown.clear();
-        modTools::state().programDirectory = m_directory->path();
-        Configuration::Line& line = configuration().ltc.line;
-        line.settings = u"19200,n,8,1"_s;
-        line.txDelay = 0.1F;
-        line.rxTimeout = 1.0F;
-        line.serialPort = 4;
-        modCOM::TCComm().configure(line);
-        m_device->plugInto(modCOM::TCComm());
-        modTC::Connect();
+        m_line = std::make_unique<TemperatureLine>(u"19200,n,8,1"_s, 0.1F, 1.0F, 4);
         flags().laserEnabled = true;
         flags().log = true;
-        disconnect(&frontPanel(), nullptr, this, nullptr);
-        connect(&frontPanel(), &FrontPanel::panelChanged, this, [this](int number, const QString& text) {
-            if (number == 3)
-                m_shown += text;
-        });
     }
 
     void cleanup()
     {
-        QVERIFY(m_prompts->allShown());
+        QVERIFY(m_line->prompts.allShown());
         QLocale::setDefault(QLocale::c());
-        modTC::reset();
-        modCOM::reset();
-        m_device.reset();
-        m_prompts.reset();
-        m_clock.reset();
+        m_line.reset();
     }
 
     void aLineEndsWithCarriageReturnOnly()
     {
         LaserOutput(u":r 12"_s);
-        QCOMPARE(m_device->writes(), QList<QByteArray>{":r 12\r"});
-        QVERIFY(appLog().contains(u"LaserOutput(:r 12)"_s));
+        QCOMPARE(m_line->device.writes(), QList<QByteArray>{":r 12\r"});
+        QVERIFY(m_line->appLog().contains(u"LaserOutput(:r 12)"_s));
     }
 
     void colonsAreRemovedFromAReply()
@@ -105,9 +58,9 @@ private slots:
             QCOMPARE(LaserGetResponse(text), qint16(0));
             QCOMPARE(text, u"ok"_s);
         }
-        QVERIFY(appLog().contains(u"LaserGetResponse()"_s));
-        QVERIFY(appLog().contains(u"LaserGetResponse()=ok"_s));
-        QVERIFY(!m_shown.contains(u"HT Laser Controller response: ok"_s));
+        QVERIFY(m_line->appLog().contains(u"LaserGetResponse()"_s));
+        QVERIFY(m_line->appLog().contains(u"LaserGetResponse()=ok"_s));
+        QVERIFY(!m_line->shown.contains(u"HT Laser Controller response: ok"_s));
     }
 
     void theReplyIsShownWithTheCommunicationDisplay()
@@ -117,7 +70,7 @@ private slots:
         LaserOutput(u":w 12 0"_s);
         QString text;
         LaserGetResponse(text);
-        QVERIFY(m_shown.contains(u"HT Laser Controller response: ok"_s));
+        QVERIFY(m_line->shown.contains(u"HT Laser Controller response: ok"_s));
     }
 
     void strayInputIsShownAndDropped()
@@ -125,7 +78,7 @@ private slots:
         flags().showCommunication = true;
         modTC::state().receiveText = u"?junk"_s;
         answerAll(":ok\r\n");
-        m_prompts->expect(u"Laser"_s, u"?junk"_s);
+        m_line->prompts.expect(u"Laser"_s, u"?junk"_s);
         LaserOutput(u":w 12 0"_s);
         QString text;
         QCOMPARE(LaserGetResponse(text), qint16(0));
@@ -134,24 +87,24 @@ private slots:
 
     void silenceEndsInTime()
     {
-        const quint64 before = m_clock->elapsed();
+        const quint64 before = m_line->clock.elapsed();
         QString text = u"old"_s;
         QCOMPARE(LaserGetResponse(text), qint16(-1));
         QCOMPARE(text, QString());
-        QVERIFY(m_clock->elapsed() - before >= 1000 && m_clock->elapsed() - before < 1200);
+        QVERIFY(m_line->clock.elapsed() - before >= 1000 && m_line->clock.elapsed() - before < 1200);
     }
 
     void theBeamIsSwitchedAndTheEntrySaysWhatComesNext()
     {
         answerAll(":ok\r\n");
         QCOMPARE(LaserSwitchBeam(true), qint16(0));
-        QCOMPARE(m_device->writes(), QList<QByteArray>{":w 12 1\r"});
+        QCOMPARE(m_line->device.writes(), QList<QByteArray>{":w 12 1\r"});
         QCOMPARE(panel(), u"Switching laser ON..."_s);
         QCOMPARE(beamCaption(), u"Switch Beam &OFF"_s);
         QVERIFY(frontPanel().picLaserOn());
-        m_device->forget();
+        m_line->device.forget();
         mnuLaserBeam();
-        QCOMPARE(m_device->writes(), QList<QByteArray>{":w 12 0\r"});
+        QCOMPARE(m_line->device.writes(), QList<QByteArray>{":w 12 0\r"});
         QCOMPARE(panel(), u"Switching laser OFF..."_s);
         QCOMPARE(beamCaption(), u"Switch Beam &ON"_s);
         QVERIFY(!frontPanel().picLaserOn());
@@ -184,7 +137,7 @@ private slots:
         QCOMPARE(LaserSwitchBeam(true), qint16(-1));
         QCOMPARE(panel(), u"Switching laser OFF..."_s);
         QCOMPARE(LaserSetCurrent(1, 1), qint16(-1));
-        QVERIFY(m_device->written().isEmpty());
+        QVERIFY(m_line->device.written().isEmpty());
     }
 
     void theCurrentIsSentWithAPoint()
@@ -193,8 +146,8 @@ private slots:
         configuration().laser.currentMode = true;
         answerAll(":ok\r\n");
         QCOMPARE(LaserSetCurrent(1.5F, 1.5F), qint16(0));
-        QCOMPARE(m_device->writes(), QList<QByteArray>{":w 30 1.5\r"});
-        QVERIFY(m_shown.contains(u"Setting laser current to 1.5A."_s));
+        QCOMPARE(m_line->device.writes(), QList<QByteArray>{":w 30 1.5\r"});
+        QVERIFY(m_line->shown.contains(u"Setting laser current to 1.5A."_s));
         QCOMPARE(panel(), u"Laser current set to 1.5A."_s);
         QCOMPARE(state().lastCurrent, 1.5F);
     }
@@ -203,8 +156,8 @@ private slots:
     {
         answerAll(":ok\r\n");
         QCOMPARE(LaserSetCurrent(600, CurrentFor(600)), qint16(0));
-        QCOMPARE(m_device->writes(), QList<QByteArray>{":w 30 1.2\r"});
-        QVERIFY(m_shown.contains(u"Setting temperature to 600°C (1.2A)."_s));
+        QCOMPARE(m_line->device.writes(), QList<QByteArray>{":w 30 1.2\r"});
+        QVERIFY(m_line->shown.contains(u"Setting temperature to 600°C (1.2A)."_s));
         QCOMPARE(panel(), u"Temperature setpoint set to 600°C (1.2A)."_s);
     }
 
@@ -238,14 +191,14 @@ private slots:
     void aSilentLaserIsAskedInEveryRound()
     {
         configuration().laser.checkRounds = 3;
-        m_prompts->expect(u"HT Laser Controller Check"_s,
-                          u"HT Laser controller does not respond...\r\n\r\nPlease check the following:\r\n"
-                          u"    - HT Laser Controller powered ON?\r\n    - Controller connected to COM4?\r\n"
-                          u"    - COM4 settings are 19200,n,8,1?\r\n    - Cable connection ok?"_s);
+        m_line->prompts.expect(u"HT Laser Controller Check"_s,
+                               u"HT Laser controller does not respond...\r\n\r\nPlease check the following:\r\n"
+                               u"    - HT Laser Controller powered ON?\r\n    - Controller connected to COM4?\r\n"
+                               u"    - COM4 settings are 19200,n,8,1?\r\n    - Cable connection ok?"_s);
         QCOMPARE(LaserCheckPresence(), qint16(-1));
-        QCOMPARE(m_device->writes(), (QList<QByteArray>{":r 12\r", ":r 12\r", ":r 12\r"}));
+        QCOMPARE(m_line->device.writes(), (QList<QByteArray>{":r 12\r", ":r 12\r", ":r 12\r"}));
         for (const QString& round : {u"1"_s, u"2"_s, u"3"_s})
-            QVERIFY(m_shown.contains(u"Checking presence of Laser controller (loop "_s + round + u" of 3)..."_s));
+            QVERIFY(m_line->shown.contains(u"Checking presence of Laser controller (loop "_s + round + u" of 3)..."_s));
         QVERIFY(!flags().laserEnabled);
     }
 
@@ -253,9 +206,9 @@ private slots:
     {
         for (const bool on : {true, false}) {
             answerAll(on ? ":1\r\n" : ":0\r\n");
-            m_device->forget();
+            m_line->device.forget();
             QCOMPARE(LaserCheckPresence(), qint16(0));
-            QCOMPARE(m_device->writes(), QList<QByteArray>{":r 12\r"});
+            QCOMPARE(m_line->device.writes(), QList<QByteArray>{":r 12\r"});
             QCOMPARE(panel(), u"HT Laser Controller found..."_s);
             QCOMPARE(beamCaption(), on ? u"Switch Beam &OFF"_s : u"Switch Beam &ON"_s);
             QCOMPARE(flags().laserOn, on);
@@ -266,7 +219,7 @@ private slots:
     void theTestEntryShowsTheResult()
     {
         answerAll(":0\r\n");
-        m_prompts->expect(QString(), u"HT Laser Controller found..."_s);
+        m_line->prompts.expect(QString(), u"HT Laser Controller found..."_s);
         mnuLaserTest();
     }
 
@@ -275,25 +228,25 @@ private slots:
     void aSetpointIsSentAndWaitedFor()
     {
         answerAll(":ok\r\n");
-        m_prompts->expectInput(u"New Setpoint"_s, u"Enter new setpoint:"_s, u"612,5"_s).withDefaultText(u"0 °C"_s);
+        m_line->prompts.expectInput(u"New Setpoint"_s, u"Enter new setpoint:"_s, u"612,5"_s).withDefaultText(u"0 °C"_s);
         mnuLaserSetpoint();
-        QCOMPARE(m_device->writes(), QList<QByteArray>{":w 30 1.225\r"});
-        QVERIFY(m_shown.contains(u"Temperature stabilization delay: 60 seconds..."_s));
-        QVERIFY(m_clock->elapsed() >= 60000);
+        QCOMPARE(m_line->device.writes(), QList<QByteArray>{":w 30 1.225\r"});
+        QVERIFY(m_line->shown.contains(u"Temperature stabilization delay: 60 seconds..."_s));
+        QVERIFY(m_line->clock.elapsed() >= 60000);
     }
 
     void aSetpointOutOfRangeIsNotSent()
     {
-        m_prompts->expectInput(u"New Setpoint"_s, u"Enter new setpoint:"_s, u"1201"_s);
-        m_prompts->expect(u"New setpoint"_s, u"Setpoint out of range (20°C ... 1200°C)!"_s);
+        m_line->prompts.expectInput(u"New Setpoint"_s, u"Enter new setpoint:"_s, u"1201"_s);
+        m_line->prompts.expect(u"New setpoint"_s, u"Setpoint out of range (20°C ... 1200°C)!"_s);
         mnuLaserSetpoint();
         configuration().laser.currentMode = true;
-        m_prompts->expectInput(u"New Setpoint"_s, u"Enter new setpoint:"_s, u"2.6 A"_s).withDefaultText(u"0 A"_s);
-        m_prompts->expect(u"New setpoint"_s, u"Setpoint out of range (0A ... 2.5A)!"_s);
+        m_line->prompts.expectInput(u"New Setpoint"_s, u"Enter new setpoint:"_s, u"2.6 A"_s).withDefaultText(u"0 A"_s);
+        m_line->prompts.expect(u"New setpoint"_s, u"Setpoint out of range (0A ... 2.5A)!"_s);
         mnuLaserSetpoint();
-        m_prompts->expectInput(u"New Setpoint"_s, u"Enter new setpoint:"_s, QString());
+        m_line->prompts.expectInput(u"New Setpoint"_s, u"Enter new setpoint:"_s, QString());
         mnuLaserSetpoint();
-        QVERIFY(m_device->written().isEmpty());
+        QVERIFY(m_line->device.written().isEmpty());
     }
 };
 

@@ -1,19 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "core/Configuration.h"
-#include "core/Flags.h"
-#include "core/FrontPanel.h"
-#include "serial/modCOM.h"
-#include "support/ResetProgram.h"
-#include "support/ScriptedPort.h"
-#include "support/ScriptedPrompts.h"
-#include "support/TestClock.h"
-#include "temperature/modLTC.h"
+#include "temperature/TemperatureLine.h"
 #include "temperature/modLTC_RPID.h"
-#include "temperature/modTC.h"
 
-#include <QFile>
-#include <QTemporaryDir>
 #include <QTest>
 
 #include <functional>
@@ -27,72 +16,49 @@ class TestLtc : public QObject
     Q_OBJECT
 
 private:
-    std::unique_ptr<QTemporaryDir> m_directory;
-    std::unique_ptr<TestClock> m_clock;
-    std::unique_ptr<ScriptedPrompts> m_prompts;
-    std::unique_ptr<ScriptedDevice> m_device;
+    std::unique_ptr<TemperatureLine> m_line;
 
     void use(int model)
     {
         configuration().ltc.modelCode = model;
-        m_device->forget();
+        m_line->device.forget();
     }
 
     /// Every line that ends with CR LF and holds a "?" is answered with the same reply.
     void answerQuestions(const QByteArray& reply)
     {
-        m_device->clearRules();
-        m_device->answerBy([reply](const QByteArray& written) {
+        m_line->device.clearRules();
+        m_line->device.answerBy([reply](const QByteArray& written) {
             return written.endsWith("\r\n") && written.contains('?') ? QList<ScriptedDevice::Chunk>{{reply}}
                                                                      : QList<ScriptedDevice::Chunk>();
         });
     }
 
-    QByteArray sent() const { return m_device->written(); }
+    QByteArray sent() const { return m_line->device.written(); }
 
 private slots:
     void init()
     {
-        resetProgram();
-        modCOM::reset();
-        modTC::reset();
-        modLTC::state() = modLTC::State{};
-        m_directory = std::make_unique<QTemporaryDir>();
-        m_clock = std::make_unique<TestClock>();
-        m_prompts = std::make_unique<ScriptedPrompts>();
-        m_device = std::make_unique<ScriptedDevice>();
-        modTools::state().programDirectory = m_directory->path();
-        Configuration::LTC& ltc = configuration().ltc;
-        ltc.line.settings = u"9600,o,7,1"_s;
-        ltc.line.txDelay = 0.5F;
-        ltc.line.rxTimeout = 1.5F;
-        ltc.line.serialPort = 3;
-        ltc.ls331DefaultPID = u"300=R3P300I50D0"_s;
-        modCOM::TCComm().configure(ltc.line);
-        m_device->plugInto(modCOM::TCComm());
-        modTC::Connect();
+        m_line = std::make_unique<TemperatureLine>(u"9600,o,7,1"_s, 0.5F, 1.5F, 3);
+        configuration().ltc.ls331DefaultPID = u"300=R3P300I50D0"_s;
         flags().ltcEnabled = true;
         use(LakeShore331);
     }
 
     void cleanup()
     {
-        QVERIFY(m_prompts->allShown());
-        modTC::reset();
-        modCOM::reset();
-        m_device.reset();
-        m_prompts.reset();
-        m_clock.reset();
+        QVERIFY(m_line->prompts.allShown());
+        m_line.reset();
     }
 
     // --- channel
 
     void aCommandIsFramedByTheDelays()
     {
-        const quint64 before = m_clock->elapsed();
+        const quint64 before = m_line->clock.elapsed();
         LTCOutput(u"KRDG?"_s);
         QCOMPARE(sent(), QByteArray("KRDG?\r\n"));
-        QVERIFY(m_clock->elapsed() - before >= 1000 && m_clock->elapsed() - before < 1100);
+        QVERIFY(m_line->clock.elapsed() - before >= 1000 && m_line->clock.elapsed() - before < 1100);
         QVERIFY(!modTC::state().busy);
     }
 
@@ -107,15 +73,15 @@ private slots:
     {
         QFETCH(float, delay);
         configuration().ltc.line.txDelay = delay;
-        const quint64 before = m_clock->elapsed();
+        const quint64 before = m_line->clock.elapsed();
         LTCOutput(u"KRDG?"_s);
-        QVERIFY(m_clock->elapsed() - before <= 2);
+        QVERIFY(m_line->clock.elapsed() - before <= 2);
     }
 
     void aReplyInPiecesIsReturnedWhole()
     {
         configuration().ltc.line.rxDelay = 0.2F;
-        m_device->answer("KRDG?\r\n", QList<ScriptedDevice::Chunk>{{"+07", 600}, {"7.3", 150}, {"5\r\n", 150}});
+        m_line->device.answer("KRDG?\r\n", QList<ScriptedDevice::Chunk>{{"+07", 600}, {"7.3", 150}, {"5\r\n", 150}});
         QString text = u"KRDG?"_s;
         QCOMPARE(LTCQuery(text), qint16(0));
         QCOMPARE(text, u"+077.35"_s);
@@ -123,7 +89,7 @@ private slots:
 
     void aReplyThatComesDuringTheSecondWaitIsKept()
     {
-        m_device->answer("KRDG?\r\n", QList<ScriptedDevice::Chunk>{{"+077.35\r\n", 100}});
+        m_line->device.answer("KRDG?\r\n", QList<ScriptedDevice::Chunk>{{"+077.35\r\n", 100}});
         QString text = u"KRDG?"_s;
         QCOMPARE(LTCQuery(text), qint16(0));
         QCOMPARE(text, u"+077.35"_s);
@@ -132,10 +98,10 @@ private slots:
     void aSilentControllerFailsAfterTheTimeOut()
     {
         QString text = u"KRDG?"_s;
-        const quint64 before = m_clock->elapsed();
+        const quint64 before = m_line->clock.elapsed();
         QCOMPARE(LTCQuery(text), qint16(-1));
         QCOMPARE(text, u"KRDG?"_s);
-        QVERIFY(m_clock->elapsed() - before >= 2500 && m_clock->elapsed() - before < 2700);
+        QVERIFY(m_line->clock.elapsed() - before >= 2500 && m_line->clock.elapsed() - before < 2700);
         QVERIFY(!modTC::state().timedOut);
     }
 
@@ -144,7 +110,7 @@ private slots:
         QList<ScriptedDevice::Chunk> chunks;
         for (int i = 0; i < 2000; ++i)
             chunks += {"x", 10};
-        m_device->answer("KRDG?\r\n", chunks);
+        m_line->device.answer("KRDG?\r\n", chunks);
         QString text = u"KRDG?"_s;
         QCOMPARE(LTCQuery(text), qint16(-1));
     }
@@ -156,7 +122,7 @@ private slots:
         QCOMPARE(LTCQuery(text), qint16(0));
         QCOMPARE(text, QString());
         use(DRC91CA);
-        m_device->answer("WS\r\n", QByteArray("\r\n"));
+        m_line->device.answer("WS\r\n", QByteArray("\r\n"));
         text = u"WS"_s;
         QCOMPARE(LTCQuery(text), qint16(-1));
         QCOMPARE(text, u"WS"_s);
@@ -175,10 +141,10 @@ private slots:
     void trafficIsLogged()
     {
         flags().log = true;
-        m_device->answer("KRDG?\r\n", QByteArray("1.5\r\n"));
+        m_line->device.answer("KRDG?\r\n", QByteArray("1.5\r\n"));
         QString text = u"KRDG?"_s;
         LTCQuery(text);
-        QFile log(m_directory->filePath(u"app.log"_s));
+        QFile log(m_line->directory.filePath(u"app.log"_s));
         QVERIFY(log.open(QIODevice::ReadOnly));
         const QByteArray lines = log.readAll();
         QVERIFY(lines.startsWith("LTCQuery(KRDG?)\r\nLTCOutput(KRDG?)\r\n"));
@@ -189,11 +155,11 @@ private slots:
     void strayInputIsShownWithTheCommunicationDisplay()
     {
         flags().showCommunication = true;
-        m_device->send("left over");
-        m_clock->advance(5);
+        m_line->device.send("left over");
+        m_line->clock.advance(5);
         QCoreApplication::processEvents();
-        m_prompts->expect(QString(), u"left over"_s).withBeep();
-        m_device->answer("KRDG?\r\n", QByteArray("1.5\r\n"));
+        m_line->prompts.expect(QString(), u"left over"_s).withBeep();
+        m_line->device.answer("KRDG?\r\n", QByteArray("1.5\r\n"));
         QString text = u"KRDG?"_s;
         LTCQuery(text);
         QCOMPARE(text, u"1.5"_s);
@@ -272,8 +238,8 @@ private slots:
         answerQuestions("1\r\n");
         const bool is91 = model == DRC91CA;
         for (const QByteArray& question : {QByteArray("WS\r\n"), QByteArray("WP\r\n")})
-            m_device->answer(question, QByteArray("77.35K\r\n"));
-        m_device->answer(is91 ? "W3\r\n" : "W1\r\n", QByteArray(is91 ? "1,2,3,4,5\r\n" : "1,2,3,4,5,6,7\r\n"));
+            m_line->device.answer(question, QByteArray("77.35K\r\n"));
+        m_line->device.answer(is91 ? "W3\r\n" : "W1\r\n", QByteArray(is91 ? "1,2,3,4,5\r\n" : "1,2,3,4,5,6,7\r\n"));
         float number = 0;
         qint16 tune = 0;
         Parameters parameters;
@@ -319,9 +285,9 @@ private slots:
         QFETCH(QString, box);
         use(model);
         if (!record.isEmpty())
-            m_device->answer(model == DRC91CA ? "W3\r\n" : "W1\r\n", record);
+            m_line->device.answer(model == DRC91CA ? "W3\r\n" : "W1\r\n", record);
         if (!box.isEmpty())
-            m_prompts->expect(u"LTC"_s, box).withIcon(Prompts::Icon::Critical);
+            m_line->prompts.expect(u"LTC"_s, box).withIcon(Prompts::Icon::Critical);
         Parameters p;
         QCOMPARE(LTCGetStatus(p), values.startsWith(u'-') ? qint16(-1) : qint16(0));
         QCOMPARE(u"%1 %2 %3 %4 %5"_s.arg(p.p).arg(p.i).arg(p.d).arg(p.range).arg(p.power), values);
@@ -329,9 +295,9 @@ private slots:
 
     void statusOfThe331()
     {
-        m_device->answer("PID? 1\r\n", QByteArray("+0050.0,+0020.5,+0000\r\n"));
-        m_device->answer("RANGE?\r\n", QByteArray("3\r\n"));
-        m_device->answer("HTR?\r\n", QByteArray("+045.6\r\n"));
+        m_line->device.answer("PID? 1\r\n", QByteArray("+0050.0,+0020.5,+0000\r\n"));
+        m_line->device.answer("RANGE?\r\n", QByteArray("3\r\n"));
+        m_line->device.answer("HTR?\r\n", QByteArray("+045.6\r\n"));
         Parameters p;
         QCOMPARE(LTCGetStatus(p), qint16(0));
         QCOMPARE(u"%1 %2 %3 %4 %5"_s.arg(p.p).arg(p.i).arg(p.d).arg(p.range).arg(p.power), u"50 20.5 0 3 46"_s);
@@ -391,9 +357,9 @@ private slots:
         QFETCH(QByteArray, reply);
         QFETCH(bool, present);
         use(model);
-        m_device->answer(question, reply);
+        m_line->device.answer(question, reply);
         if (!present)
-            m_prompts->expect(u"LTC check"_s, QString(), Prompts::Button::Abort);
+            m_line->prompts.expect(u"LTC check"_s, QString(), Prompts::Button::Abort);
         QCOMPARE(LTCCheckPresence(), present ? qint16(0) : qint16(-1));
         QVERIFY(sent().startsWith(question));
         QCOMPARE(endProgramCalls(), 0);
@@ -419,7 +385,7 @@ private slots:
             u"Low temperature controller does not respond...\r\nPlease check the following:\r\n    - Controller "_s + name +
             u" powered ON?\r\n    - Controller connected to COM3?\r\n    - COM3 settings are 9600,o,7,1?\r\n    - Cable connection ok?"_s;
         for (const Prompts::Button answer : {Prompts::Button::Retry, Prompts::Button::Ignore})
-            m_prompts->expect(u"LTC check"_s, text, answer).withButtons(Prompts::Buttons::AbortRetryIgnore, 2);
+            m_line->prompts.expect(u"LTC check"_s, text, answer).withButtons(Prompts::Buttons::AbortRetryIgnore, 2);
         QCOMPARE(LTCCheckPresence(), qint16(-1));
     }
 
@@ -436,8 +402,8 @@ private slots:
         QFETCH(QByteArray, state);
         QFETCH(QString, caption);
         use(LakeShore330);
-        m_device->answer("*IDN?\r\n", QByteArray("LSCI,MODEL330,0,0\r\n"));
-        m_device->answer("TUNE?\r\n", state);
+        m_line->device.answer("*IDN?\r\n", QByteArray("LSCI,MODEL330,0,0\r\n"));
+        m_line->device.answer("TUNE?\r\n", state);
         QCOMPARE(LTCCheckPresence(), qint16(0));
         QCOMPARE(frontPanel().entryCaption(Menu::Entry::mnuLTCAutoTune), caption);
     }
@@ -448,48 +414,47 @@ private slots:
     {
         use(LakeShore330);
         constexpr auto entry = Menu::Entry::mnuLTCAutoTune;
-        m_device->answer("TUNE?\r\n", QByteArray("0\r\n"));
-        m_device->answer("TUNE 1;TUNE?\r\n", QByteArray("1\r\n"));
-        m_prompts
-            ->expect(
-                u"PLEASE NOTE"_s,
-                u"The Autotune function does not set or change the heater range.\r\nYou have to adjust the heater settings manually."_s)
+        m_line->device.answer("TUNE?\r\n", QByteArray("0\r\n"));
+        m_line->device.answer("TUNE 1;TUNE?\r\n", QByteArray("1\r\n"));
+        m_line->prompts
+            .expect(u"PLEASE NOTE"_s,
+                    u"The Autotune function does not set or change the heater range.\r\nYou have to adjust the heater settings manually."_s)
             .withIcon(Prompts::Icon::Information);
         mnuLTCAutoTune();
         QCOMPARE(frontPanel().entryCaption(entry), u"&Autotuning (is ON)"_s);
-        m_device->answer("TUNE?\r\n", QByteArray("1\r\n"));
-        m_device->answer("TUNE 0;TUNE?\r\n", QByteArray("0\r\n"));
+        m_line->device.answer("TUNE?\r\n", QByteArray("1\r\n"));
+        m_line->device.answer("TUNE 0;TUNE?\r\n", QByteArray("0\r\n"));
         mnuLTCAutoTune();
         QCOMPARE(frontPanel().entryCaption(entry), u"&Autotuning (is OFF)"_s);
-        m_device->clearRules();
-        m_prompts->expect(u"LTC"_s, u"LTC did not respond..."_s).withIcon(Prompts::Icon::Exclamation);
+        m_line->device.clearRules();
+        m_line->prompts.expect(u"LTC"_s, u"LTC did not respond..."_s).withIcon(Prompts::Icon::Exclamation);
         mnuLTCAutoTune();
     }
 
     void theQueryBoxShowsTheReply()
     {
-        m_prompts->expectInput(u"LTC Query"_s, u"Enter query command:"_s, u"*IDN?"_s).withDefaultText(u"W1"_s);
-        m_device->answer("*IDN?\r\n", QByteArray("LSCI,MODEL331S\r\n"));
-        m_prompts->expect(u"LTC"_s, u"LSCI,MODEL331S"_s);
+        m_line->prompts.expectInput(u"LTC Query"_s, u"Enter query command:"_s, u"*IDN?"_s).withDefaultText(u"W1"_s);
+        m_line->device.answer("*IDN?\r\n", QByteArray("LSCI,MODEL331S\r\n"));
+        m_line->prompts.expect(u"LTC"_s, u"LSCI,MODEL331S"_s);
         mnuLTCQuery();
-        m_prompts->expectInput(u"LTC Query"_s, u"Enter query command:"_s, QString());
-        m_device->forget();
+        m_line->prompts.expectInput(u"LTC Query"_s, u"Enter query command:"_s, QString());
+        m_line->device.forget();
         mnuLTCQuery();
         QCOMPARE(sent(), QByteArray());
-        m_device->clearRules();
-        m_prompts->expectInput(u"LTC Query"_s, u"Enter query command:"_s, u"XX?"_s);
-        m_prompts->expect(u"LTC"_s, u"No response..."_s);
+        m_line->device.clearRules();
+        m_line->prompts.expectInput(u"LTC Query"_s, u"Enter query command:"_s, u"XX?"_s);
+        m_line->prompts.expect(u"LTC"_s, u"No response..."_s);
         mnuLTCQuery();
     }
 
     void theTemperatureBox()
     {
         answerQuestions("+077.35\r\n");
-        m_prompts->expect(u"LTC"_s, u"Current temperature is: 77.35 K"_s);
+        m_line->prompts.expect(u"LTC"_s, u"Current temperature is: 77.35 K"_s);
         mnuLTCQueryTemperature();
         QCOMPARE(sent(), QByteArray("KRDG?\r\n"));
-        m_device->clearRules();
-        m_prompts->expect(u"LTC"_s, u"LTC does not respond!"_s).withIcon(Prompts::Icon::Critical);
+        m_line->device.clearRules();
+        m_line->prompts.expect(u"LTC"_s, u"LTC does not respond!"_s).withIcon(Prompts::Icon::Critical);
         mnuLTCQueryTemperature();
     }
 
@@ -497,7 +462,7 @@ private slots:
     {
         flags().showCommunication = true;
         answerQuestions("+077.35\r\n");
-        m_prompts->expect(u"LTC"_s, QString());
+        m_line->prompts.expect(u"LTC"_s, QString());
         mnuLTCQueryTemperature();
         QCOMPARE(sent(), QByteArray("XDA\r\nKRDG?\r\n"));
     }
@@ -520,16 +485,16 @@ private slots:
         QFETCH(QByteArray, sent);
         configuration().ltc.tMax = 300; // the fixed range holds, not the configured one
         answerQuestions("+077.35\r\n");
-        m_prompts->expectInput(u"New Setpoint"_s, u"Enter new setpoint:"_s, typed).withDefaultText(u"77.35 K"_s);
+        m_line->prompts.expectInput(u"New Setpoint"_s, u"Enter new setpoint:"_s, typed).withDefaultText(u"77.35 K"_s);
         if (sent.isEmpty())
-            m_prompts->expect(u"New setpoint"_s, u"Setpoint out of range (8K ... 305K)!"_s).withIcon(Prompts::Icon::Exclamation);
-        const auto taken = connect(&frontPanel(), &FrontPanel::textDisplayChanged, this, [] {
+            m_line->prompts.expect(u"New setpoint"_s, u"Setpoint out of range (8K ... 305K)!"_s).withIcon(Prompts::Icon::Exclamation);
+        const auto taken = connect(&frontPanel(), &FrontPanel::textDisplayChanged, m_line.get(), [] {
             if (frontPanel().textDisplayOpen() && !frontPanel().textDisplayText().isEmpty())
                 frontPanel().pressTextDisplayButton();
         });
         mnuLTCSetpoint();
         disconnect(taken);
-        const QByteArray all = m_device->written();
+        const QByteArray all = m_line->device.written();
         QVERIFY(all.startsWith("SETP? 1\r\n"));
         QCOMPARE(all.mid(9).left(sent.size()), sent);
         QCOMPARE(all.contains("SETP 1"), !sent.isEmpty());
@@ -537,7 +502,7 @@ private slots:
 
     void theSetpointWithParametersIsSentInOrder()
     {
-        QFile table(m_directory->filePath(u"ls331.pid"_s));
+        QFile table(m_line->directory.filePath(u"ls331.pid"_s));
         QVERIFY(table.open(QIODevice::WriteOnly));
         table.write("25=R2P25I500D0\r\n300=R3P300I50D0\r\n");
         table.close();
@@ -550,13 +515,13 @@ private slots:
     void theParameterPromptNamesTheFile()
     {
         answerQuestions("+077.35\r\n");
-        m_prompts->expectInput(u"New Setpoint"_s, u"Enter new setpoint:\r\n(We will use PID's in 'ls331.pid')"_s, QString());
+        m_line->prompts.expectInput(u"New Setpoint"_s, u"Enter new setpoint:\r\n(We will use PID's in 'ls331.pid')"_s, QString());
         mnuLTCNewSetpointWithPID();
     }
 
     void aSilentControllerHasNoSetpoint()
     {
-        m_prompts->expect(u"LTC"_s, u"LTC does not respond!"_s).withIcon(Prompts::Icon::Critical);
+        m_line->prompts.expect(u"LTC"_s, u"LTC does not respond!"_s).withIcon(Prompts::Icon::Critical);
         mnuLTCSetpoint();
     }
 
@@ -576,38 +541,32 @@ private slots:
         QFETCH(QByteArray, question);
         QFETCH(QByteArray, answer);
         use(model);
-        bool on = true;
-        int unheard = 0;
-        m_device->answerBy([&](const QByteArray& written) {
-            if (!written.endsWith(question))
-                return QList<ScriptedDevice::Chunk>();
-            unheard += on ? 0 : 1;
-            return on ? QList<ScriptedDevice::Chunk>{{answer}} : QList<ScriptedDevice::Chunk>();
-        });
-        m_clock->at(4000, [&] { on = false; });
-        m_clock->at(124000, [&] { on = true; });
+        m_line->answerWhileOn(question, answer);
+        m_line->clock.at(4000, [this] { m_line->isOn = false; });
+        m_line->clock.at(124000, [this] { m_line->isOn = true; });
         QCOMPARE(LTCWaitUntilThere(77.35F), qint16(0));
-        QVERIFY2(m_clock->elapsed() > 124000 && m_clock->elapsed() < 140000, qPrintable(QString::number(m_clock->elapsed())));
-        QVERIFY2(unheard > 30, qPrintable(QString::number(unheard)));
+        QVERIFY2(m_line->clock.elapsed() > 124000 && m_line->clock.elapsed() < 140000,
+                 qPrintable(QString::number(m_line->clock.elapsed())));
+        QVERIFY2(m_line->unheard > 30, qPrintable(QString::number(m_line->unheard)));
     }
 
     void parametersAreSavedUnderTheSetpoint()
     {
         flags().log = true;
-        m_device->answer("PID? 1\r\n", QByteArray("+0050.0,+0020.5,+0000\r\n"));
-        m_device->answer("RANGE?\r\n", QByteArray("3\r\n"));
-        m_device->answer("HTR?\r\n", QByteArray("+045.6\r\n"));
-        m_device->answer("SETP? 1\r\n", QByteArray("+077.350\r\n"));
-        m_prompts->expectSave(u"Select PID file"_s, m_directory->filePath(u"my.pid"_s));
-        configuration().general.workDir = m_directory->path();
+        m_line->device.answer("PID? 1\r\n", QByteArray("+0050.0,+0020.5,+0000\r\n"));
+        m_line->device.answer("RANGE?\r\n", QByteArray("3\r\n"));
+        m_line->device.answer("HTR?\r\n", QByteArray("+045.6\r\n"));
+        m_line->device.answer("SETP? 1\r\n", QByteArray("+077.350\r\n"));
+        m_line->prompts.expectSave(u"Select PID file"_s, m_line->directory.filePath(u"my.pid"_s));
+        configuration().general.workDir = m_line->directory.path();
         mnuLTCSavePID();
-        QFile table(m_directory->filePath(u"my.pid"_s));
+        QFile table(m_line->directory.filePath(u"my.pid"_s));
         QVERIFY(table.open(QIODevice::ReadOnly));
         QCOMPARE(table.readAll(), QByteArray("77.35=R3P50I20.5D0\r\n"));
-        m_device->clearRules();
-        m_prompts->expect(u"LTC"_s, u"Unable to query LTC.\r\nSub aborted..."_s).withIcon(Prompts::Icon::Exclamation);
+        m_line->device.clearRules();
+        m_line->prompts.expect(u"LTC"_s, u"Unable to query LTC.\r\nSub aborted..."_s).withIcon(Prompts::Icon::Exclamation);
         mnuLTCSavePID();
-        QFile log(m_directory->filePath(u"app.log"_s));
+        QFile log(m_line->directory.filePath(u"app.log"_s));
         QVERIFY(log.open(QIODevice::ReadOnly));
         const QByteArray lines = log.readAll();
         QVERIFY(lines.contains("About to show dialog window..."));
@@ -617,34 +576,34 @@ private slots:
 
     void theDialogStartsFromTheControllerAndSendsItsValues()
     {
-        m_device->answer("PID? 1\r\n", QByteArray("+0050.0,+0020.5,+0000\r\n"));
-        m_device->answer("RANGE?\r\n", QByteArray("3\r\n"));
-        m_device->answer("HTR?\r\n", QByteArray("+045.6\r\n"));
-        m_device->answer("SETP? 1\r\n", QByteArray("+077.350\r\n"));
+        m_line->device.answer("PID? 1\r\n", QByteArray("+0050.0,+0020.5,+0000\r\n"));
+        m_line->device.answer("RANGE?\r\n", QByteArray("3\r\n"));
+        m_line->device.answer("HTR?\r\n", QByteArray("+045.6\r\n"));
+        m_line->device.answer("SETP? 1\r\n", QByteArray("+077.350\r\n"));
         PIDTable::Values values;
         float setpoint = 0;
         QVERIFY(ReadRPIDForDialog(&values, &setpoint));
         QCOMPARE(PIDTable::ValuesText(values, PIDTable::Kind::RPID), u"R3P50I20.5D0"_s);
         QCOMPARE(setpoint, 77.35F);
-        m_device->forget();
+        m_line->device.forget();
         SendRPIDFromDialog({2, 25, 500, 1.5F});
         QCOMPARE(sent(), QByteArray("PID 1, 25, 500, 1.5\r\nRANGE 2\r\n"));
-        m_device->clearRules();
-        m_prompts->expect(u"LTC"_s, u"Unable to query LTC..."_s).withIcon(Prompts::Icon::Exclamation);
+        m_line->device.clearRules();
+        m_line->prompts.expect(u"LTC"_s, u"Unable to query LTC..."_s).withIcon(Prompts::Icon::Exclamation);
         QVERIFY(!ReadRPIDForDialog(&values, &setpoint));
     }
 
     void aLineThatIsDownAnswersAtOnce()
     {
-        m_device->hangUp();
-        m_prompts->expect(QString(), QString());
-        m_clock->advance(10);
+        m_line->device.hangUp();
+        m_line->prompts.expect(QString(), QString());
+        m_line->clock.advance(10);
         QCoreApplication::processEvents();
         configuration().ltc.line.txDelay = 0;
-        const quint64 before = m_clock->elapsed();
+        const quint64 before = m_line->clock.elapsed();
         float temperature = 0;
         QCOMPARE(LTCGetTemperature(temperature), qint16(-1));
-        QVERIFY(m_clock->elapsed() - before < 100);
+        QVERIFY(m_line->clock.elapsed() - before < 100);
     }
 };
 
