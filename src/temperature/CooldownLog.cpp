@@ -42,9 +42,10 @@ struct Timers
         QObject::connect(&interval, &modTools::Timer::tick, &interval, [] { CooldownLog::tick(); });
         QObject::connect(&soon, &modTools::Timer::tick, &soon, [] { CooldownLog::tick(); });
         QObject::connect(&report, &modTools::Timer::tick, &report, [] { CooldownLog::report(); });
-        // The moment at which a reply of the goniometer's controller is complete: no wait that follows another at once starves the log.
+        // The moment at which a reply of the goniometer's controller is complete: waits that follow one another do not starve the log.
+        // Only once RxTimer is off, because a timer that runs does not tick again before its tick has returned.
         QObject::connect(&modCOM::RxTimer(), &modTools::Timer::tick, &soon, [this] {
-            if (soon.isEnabled())
+            if (soon.isEnabled() && !modCOM::RxTimer().isEnabled())
                 CooldownLog::tick();
         });
     }
@@ -125,14 +126,14 @@ void write(const QByteArray& line)
         timers().report.setEnabled(true);
 }
 
-void add(const std::optional<float>& temperature, const std::optional<float>& setpoint)
+void add(const Reading& reading, const QDateTime& when)
 {
     State& log = state();
-    const QString line = LineText(log.moment(), temperature, setpoint);
-    log.readings += {elapsedNow(), temperature, setpoint};
+    const QString line = LineText(when, reading.temperature, reading.setpoint);
+    log.readings += reading;
     log.lines += line;
     write(line.toLatin1() + "\r\n");
-    frontPanel().setPanel(3, temperature ? u"LTC: "_s + NumberText::General(*temperature) + u" K"_s : u"LTC: no answer"_s);
+    frontPanel().setPanel(3, reading.temperature ? u"LTC: "_s + NumberText::General(*reading.temperature) + u" K"_s : u"LTC: no answer"_s);
 }
 
 void takeReading()
@@ -140,18 +141,19 @@ void takeReading()
     State& log = state();
     const int number = log.number;
     const auto wanted = [&log, number] { return log.running && log.number == number && !flags().closing; };
-    std::optional<float> temperature;
-    std::optional<float> setpoint;
+    Reading reading;
     log.reading = true;
     float value = -1;
     // A text that is no number reads as 0, which no sample has.
     if (modLTC::LTCGetTemperature(value) == 0 && value > 0)
-        temperature = value;
-    if (temperature && wanted() && modLTC::LTCGetSetpoint(value) == 0)
-        setpoint = value;
+        reading.temperature = value;
+    reading.elapsed = elapsedNow();
+    const QDateTime when = log.moment();
+    if (reading.temperature && wanted() && modLTC::LTCGetSetpoint(value) == 0)
+        reading.setpoint = value;
     log.reading = false;
     if (wanted()) {
-        add(temperature, setpoint);
+        add(reading, when);
         emit notifier().changed();
     }
     emit notifier().readingEnded();

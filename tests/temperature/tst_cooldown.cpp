@@ -373,6 +373,31 @@ private slots:
         QVERIFY2(bytes().count('\n') >= 2, bytes().constData());
     }
 
+    void withinAReadingTheGoniometerIsUnderstood()
+    {
+        m_clock.reset(); // timers as the program has them
+        m_goniometer->plugInto(modCOM::MCComm());
+        modCOM::RxTimer().setInterval(20);
+        bool understood = false;
+        m_device->clearRules();
+        m_device->answerBy([&](const QByteArray& written) {
+            if (written.endsWith("SETP? 1\r\n"))
+                understood = !modCOM::smcReception().waiting && modCOM::smcReception().receiveText.endsWith(u"S1:128\r\n"_s);
+            else if (!written.endsWith("KRDG?\r\n"))
+                return QList<ScriptedDevice::Chunk>();
+            else
+                m_goniometer->send("S1:128\r\n"); // the answer to an abort, for example
+            return QList<ScriptedDevice::Chunk>{{"77\r\n", 400}};
+        });
+        CooldownLog::Start();
+        modCOM::smcReception().waiting = true;
+        modTools::Delay(0.1F, true); // the first reading falls into this wait and is put off
+        QVERIFY(takeSent().isEmpty());
+        m_goniometer->send("S1:0\r\n");
+        QTRY_COMPARE_WITH_TIMEOUT(bytes().count('\n'), 1, 10000);
+        QVERIFY(understood);
+    }
+
     void whileAScanIsMeasuredTheLogGoesOn()
     {
         CooldownLog::Start();
