@@ -2,10 +2,6 @@
 
 #include "Programs.h"
 
-#ifdef Q_OS_UNIX
-#include <termios.h>
-#endif
-
 using namespace programs;
 using namespace Qt::StringLiterals;
 
@@ -33,20 +29,6 @@ double strongestPeak(const Instrument& instrument, const QString& name)
 }
 
 const QByteArray wideProfile = "# from warm to cold\r\nT1:295;T2:95;DT:100;DW:1;\r\n";
-#ifdef Q_OS_UNIX
-/// A pseudo terminal keeps the settings of a program that was killed, and refuses seven data bits when nothing else changes with them; a
-/// serial adapter takes them at any time.
-void makeFresh(const QString& line)
-{
-    const int terminal = ::open(line.toLocal8Bit().constData(), O_RDWR | O_NOCTTY | O_NONBLOCK);
-    QVERIFY(terminal >= 0);
-    termios settings = {};
-    QCOMPARE(::tcgetattr(terminal, &settings), 0);
-    settings.c_lflag |= ICANON;
-    QCOMPARE(::tcsetattr(terminal, TCSANOW, &settings), 0);
-    ::close(terminal);
-}
-#endif
 } // namespace
 
 class tst_profile : public QObject
@@ -96,7 +78,9 @@ private slots:
 #ifdef Q_OS_UNIX
     void aRunThatWasKilledGoesOnWhereItStopped()
     {
-        const Instrument instrument({u"--speed"_s, u"500"_s, u"--ltc"_s, u"331"_s});
+        const QTemporaryDir place;
+        QFile trace(place.filePath(u"trace"_s));
+        const Instrument instrument({u"--speed"_s, u"500"_s, u"--ltc"_s, u"331"_s, u"--trace"_s, trace.fileName()});
         QVERIFY(instrument.running);
         store(instrument.path(u"p.gtp"_s), wideProfile);
         const QStringList words = {u"profile"_s, u"run"_s, instrument.path(u"p.gtp"_s), u"--name"_s, u"Quartz"_s, u"--yes"_s};
@@ -109,8 +93,9 @@ private slots:
         QCOMPARE(before.size(), 1);
         const QByteArray bytes = instrument.read(before.constFirst());
         QVERIFY(QFile::exists(instrument.path(u"p.gtp.state"_s)));
-        makeFresh(instrument.path(u"smc-line"_s));
-        makeFresh(instrument.path(u"ltc-line"_s));
+        QVERIFY(trace.open(QIODevice::ReadOnly));
+        QByteArray text;
+        QTRY_COMPARE_WITH_TIMEOUT((text += trace.readAll()).count("-- line left"), 2, patience);
         // The controller still counts what the killed program started.
         ScanCli stop;
         QCOMPARE(stop.runOn(instrument, {u"stop"_s}), 0);
