@@ -2,26 +2,25 @@
 
 #include "temperature/PIDTable.h"
 
+#include "core/Configuration.h"
 #include "core/NumberText.h"
 #include "core/Prompts.h"
+#include "core/modTools.h"
 
 #include <QDir>
 #include <QFile>
 #include <QSaveFile>
 
+#include <algorithm>
 #include <cerrno>
 
 using namespace Qt::StringLiterals;
 
 namespace {
+/// The letters of a line in their order, which are the kind's name too.
 QString letters(PIDTable::Kind kind)
 {
     return kind == PIDTable::Kind::RPID ? u"RPID"_s : u"PID"_s;
-}
-
-const char* name(PIDTable::Kind kind)
-{
-    return kind == PIDTable::Kind::RPID ? "RPID" : "PID";
 }
 
 QString withoutEnd(const QByteArray& raw)
@@ -66,6 +65,11 @@ QString findLine(const QString& path, float setpoint, PIDTable::Kind kind)
     return {};
 }
 
+QString errorText(const ProgramError& error, const QString& procedure)
+{
+    return u"Error # "_s + NumberText::General(qint32{error.number}) + u" caused by "_s + procedure + u"()\r\n"_s + error.description;
+}
+
 ProgramError failed(const QFileDevice& file)
 {
     return ProgramError::ofFile(file.fileName(), file.error(), errno);
@@ -98,15 +102,14 @@ QByteArrayList merged(const QByteArrayList& old, float setpoint, const QByteArra
     bool placed = false;
     for (const QByteArray& raw : old) {
         const QString text = QString::fromLatin1(raw);
-        const bool counts = !placed && PIDTable::IsValidLine(text, kind);
+        const bool counts = PIDTable::IsValidLine(text, kind);
         const float at = counts ? PIDTable::SetpointOf(text) : 0;
-        if (counts && at >= setpoint) {
+        if (counts && at >= setpoint && !placed) {
             result += line;
             placed = true;
-            if (at == setpoint)
-                continue;
         }
-        result += raw;
+        if (!counts || at != setpoint)
+            result += raw;
     }
     if (!placed)
         result += line;
@@ -158,13 +161,32 @@ QString ValuesText(const Values& values, Kind kind)
     return kind == Kind::RPID ? u"R"_s + NumberText::General(qint32{values.r}) + pid : pid;
 }
 
+QString UsableLine(const QString& configured, const QString& builtIn, Kind kind)
+{
+    Values values;
+    if (ParseValues(configured, kind, &values))
+        return configured;
+    modTools::WriteLog(false, u"The default line '"_s + configured + u"' cannot be used, '"_s + builtIn + u"' takes its place."_s);
+    return builtIn;
+}
+
+std::optional<double> FieldValue(const QString& text, const QString& unit)
+{
+    QString number = text.trimmed();
+    if (!unit.isEmpty() && number.endsWith(unit))
+        number.chop(unit.size());
+    bool isNumber = false;
+    const double value = number.replace(u',', u'.').toDouble(&isNumber);
+    return isNumber ? std::optional(value) : std::nullopt;
+}
+
 qint16 Look(const QString& path, float setpoint, const Use& use, Values* values)
 {
     const QString line = findLine(path, setpoint, use.kind);
     if (line.isEmpty())
         return useDefaults(u"This file did not contain temperature control parameters for the desired setpoint."_s + defaultsSentence(use),
                            use, values);
-    const QString kind = QString::fromLatin1(name(use.kind));
+    const QString kind = letters(use.kind);
     if (!ParseValues(line, use.kind, values))
         return useDefaults(u"Invalid "_s + kind + u"-Parameter line in file '"_s + path + u"'!"_s, use, values);
     if (!within(*values, use))
@@ -181,6 +203,42 @@ int Test(const QString& path, Kind kind)
         if (IsValidLine(withoutEnd(file.readLine()), kind))
             return 0;
     return ProgramError::InputPastEnd;
+}
+
+void Load(const QString& path, const Use& use, const QString& title, const QString& device, bool& enabled)
+{
+    const int error = Test(path, use.kind);
+    if (error == 0 || !enabled)
+        return;
+    const QString text =
+        u"Error"_s + u" while loading PID-parameter file '"_s + path + u"'."_s + u"\r\n"_s + device + u" functions will be disabled."_s;
+    modTools::WriteLog(false, text);
+    showMessage(title, text);
+    enabled = false;
+    if (error != ProgramError::FileNotFound)
+        return;
+    if (const ProgramError unwritten = WriteDefault(path, use))
+        showMessage(title, errorText(unwritten, u"WriteDefault"_s), Prompts::Icon::Exclamation);
+}
+
+QString AskForFile(const QString& proposed)
+{
+    modTools::WriteLog(false, u"About to show dialog window..."_s);
+    Prompts::FileDialog dialog;
+    dialog.title = u"Select PID file"_s;
+    dialog.filter = u"Temperature Control Parameter (*.pid)|*.pid"_s;
+    dialog.directory = modTools::state().programDirectory;
+    dialog.fileName = proposed;
+    return prompts().saveFile(dialog).path;
+}
+
+qint16 Save(const QString& path, float setpoint, const Values& values, Kind kind, const QString& procedure)
+{
+    const ProgramError error = Insert(path, configuration().general.workDir, setpoint, values, kind);
+    if (!error)
+        return 0;
+    showMessage(u"Save data"_s, errorText(error, procedure), Prompts::Icon::Exclamation);
+    return -1;
 }
 
 ProgramError WriteDefault(const QString& path, const Use& use)

@@ -112,8 +112,9 @@ Result Run(const Wait& wait)
 
     Result result = Settled;
     while (!statistics.isSteady()) {
-        modTools::DoEvents();
+        // Before the events, so that it is seen: the reading shows a text of its own.
         panel.setPanel(3, wait.activity);
+        modTools::DoEvents();
         const quint32 asked = modTools::timeGetTime();
         const float temperature = wait.temperature();
         if (temperature >= 0) {

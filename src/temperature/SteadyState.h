@@ -12,7 +12,8 @@
 namespace SteadyState {
 enum Result : qint16 { Settled = 0, Taken = 1, Aborted = 2, Silent = 3, Stalled = 4 };
 
-/// When a temperature counts as reached.
+/// When a temperature counts as reached. Singles, although the keys of scan.ini are doubles: only then does a scatter that is shown as
+/// equal to its limit end the wait.
 struct Thresholds
 {
     qint16 minQueries = 10;        ///< readings that must have been accepted

@@ -53,8 +53,16 @@ quint16 packable(double value)
 
 qint16 reportFailure(const QString& caption)
 {
-    showMessage(caption, u"Unable to query HTC."_s + u"\r\n"_s + u"Function aborted..."_s, Prompts::Icon::Exclamation);
+    modTC::ReportSilence(caption, u"Unable to query HTC."_s + u"\r\n"_s + u"Function aborted..."_s, Prompts::Icon::Exclamation);
     return -1;
+}
+
+/// Shows the block that an operation works with, and waits before its next line.
+void showBlock(const QString& payload)
+{
+    show(u"HTC 5218: "_s + payload);
+    if (configuration().ltc.line.txDelay > 0)
+        modTools::Delay(configuration().ltc.line.txDelay, true);
 }
 
 /// Reads a block for an operation; a failure is reported under the operation's name.
@@ -63,9 +71,7 @@ qint16 readBlock(const QString& kind, const QString& operation, QString* payload
     *payload = modHTC::HTCQuery(kind);
     if (!modHTC::IsPayload(*payload))
         return reportFailure(operation + u" - HTCQuery"_s);
-    show(u"HTC 5218: "_s + *payload);
-    if (configuration().ltc.line.txDelay > 0)
-        modTools::Delay(configuration().ltc.line.txDelay, true);
+    showBlock(*payload);
     return 0;
 }
 
@@ -171,7 +177,8 @@ QString Checksum(const QString& block)
 qint16 HTCOutput(const QString& command)
 {
     modTools::WriteLog(false, u"HTCOutput("_s + command + u"<cr><lf>)"_s);
-    modTC::Send(command + u"\r\n"_s, u"HTC"_s);
+    // What a write was acknowledged with is still there at the next line: no news for the operator.
+    modTC::Send(command + u"\r\n"_s, {});
     return 0;
 }
 
@@ -181,7 +188,7 @@ QString HTCQuery(const QString& kind)
         show(kind == u"T"_s ? u"HTC 5218: Data block query"_s : u"HTC 5218: Value block query"_s);
     modCOM::ClearTCCommRxBuffer();
     HTCOutput(u"R001N"_s + kind + u"?"_s);
-    if (!modTC::WaitForReply())
+    if (!modTC::WaitForReply() && !flags().closing)
         modTools::WriteLog(false, u"HTCQuery - Timeout occurred!"_s);
     const QString reply = modTC::state().receiveText;
     modTools::WriteLog(false, u"HTCQuery - Response: "_s + reply);
@@ -223,13 +230,12 @@ qint16 NewSetpointWithPID(double setpoint, double ramp)
 {
     PIDTable::Values values;
     PIDTable::Look(PIDFilePath(), static_cast<float>(setpoint), PIDUse(), &values);
-    state().controlParameterText = PIDTable::ValuesText(values, PIDTable::Kind::PID);
     show(u"PID's for"_s + NumberText::Print(setpoint) + unit);
-    QList<Change> changes = {{P, packable(values.p)}, {I, packable(values.i)}, {D, packable(values.d)}};
-    if (ramp > 0)
-        changes += {Ramp, packable(ramp)};
-    if (changeBlock(u"NewSetpoint"_s, changes) != 0)
+    // A ramp of 0 is written too: the block keeps what an earlier step has set.
+    if (changeBlock(u"NewSetpoint"_s,
+                    {{P, packable(values.p)}, {I, packable(values.i)}, {D, packable(values.d)}, {Ramp, packable(ramp)}}) != 0)
         return -1;
+    state().controlParameterText = PIDTable::ValuesText(values, PIDTable::Kind::PID);
     return NewSetpoint(setpoint);
 }
 
@@ -273,6 +279,7 @@ qint16 SwitchHeaterOutput(bool on)
     const QString payload = HTCQuery(u"T"_s);
     if (!IsPayload(payload))
         return reportFailure(payload == notActive ? u"SwitchHeaterOutput - HTCQuery"_s : u"SwitchHeaterOutput - GetDataBlock"_s);
+    showBlock(payload);
     writeBlock(payload, {{HeaterOutput, on ? quint16{1} : quint16{0}}});
     showHeaterCaption(on);
     return 0;
@@ -280,14 +287,17 @@ qint16 SwitchHeaterOutput(bool on)
 
 qint16 SetPID(const PIDTable::Values& values)
 {
-    return changeBlock(u"SetPID"_s, {{P, packable(values.p)}, {I, packable(values.i)}, {D, packable(values.d)}});
+    if (changeBlock(u"SetPID"_s, {{P, packable(values.p)}, {I, packable(values.i)}, {D, packable(values.d)}}) != 0)
+        return -1;
+    state().controlParameterText = PIDTable::ValuesText(values, PIDTable::Kind::PID);
+    return 0;
 }
 
 qint16 HTCCheckPresence()
 {
     modTools::WriteLog(false, u"Checking presence of HTC 5218..."_s);
     QString answer = HTCQuery(u"T"_s);
-    if (answer == notActive) {
+    if (answer == notActive && !flags().closing) {
         modTools::WriteLog(false, u"Checking presence of HTC 5218 (2nd time) ..."_s);
         answer = HTCQuery(u"T"_s);
     }
@@ -304,7 +314,7 @@ qint16 HTCCheckPresence()
     else
         lines = {u"HTC 5218 did not respond as expected..."_s, u"Please check, if the control loop number is set to '1'."_s,
                  u"If yes, switch the controller OFF for a short time before you continue."_s};
-    showMessage(u"HTC check"_s, lines.join(u"\r\n"_s), Prompts::Icon::Exclamation);
+    modTC::ReportSilence(u"HTC check"_s, lines.join(u"\r\n"_s), Prompts::Icon::Exclamation);
     return -1;
 }
 
@@ -342,23 +352,13 @@ QString PIDFilePath()
 
 PIDTable::Use PIDUse()
 {
-    const QString line = configuration().htc.defaultPID;
+    const QString line = PIDTable::UsableLine(configuration().htc.defaultPID, u"900=P71I8D2"_s, PIDTable::Kind::PID);
     return {PIDTable::Kind::PID, line, {0, 500, 5000, 5000}, {line}};
 }
 
 void LoadPIDFile()
 {
-    const QString path = PIDFilePath();
-    const int error = PIDTable::Test(path, PIDTable::Kind::PID);
-    if (error == 0 || !flags().htcEnabled)
-        return;
-    const QString text =
-        u"Error"_s + u" while loading PID-parameter file '"_s + path + u"'."_s + u"\r\n"_s + u"HTC functions will be disabled."_s;
-    modTools::WriteLog(false, text);
-    showMessage(u"HTC"_s, text);
-    flags().htcEnabled = false;
-    if (error == ProgramError::FileNotFound)
-        PIDTable::WriteDefault(path, PIDUse());
+    PIDTable::Load(PIDFilePath(), PIDUse(), u"HTC"_s, u"HTC"_s, flags().htcEnabled);
 }
 
 QString PIDUnit(char field)
@@ -366,13 +366,18 @@ QString PIDUnit(char field)
     return field == 'P' ? u"%"_s : u"s"_s;
 }
 
+QString PIDFieldText(char field, const QString& text)
+{
+    return whole(NumberText::ReadNumber(text)) + PIDUnit(field);
+}
+
 QString PIDFieldMessage(char field, const QString& text)
 {
-    const double value = NumberText::ReadNumber(text);
-    const qint32 highest = field == 'P' ? 500 : 5000;
-    if (value >= 0 && value <= highest)
-        return {};
     const QString sign = PIDUnit(field);
+    const qint32 highest = field == 'P' ? 500 : 5000;
+    const std::optional<double> value = PIDTable::FieldValue(text, sign);
+    if (value && *value >= 0 && *value <= highest)
+        return {};
     return u"The valid "_s + QLatin1Char(field) + u" range is"_s + NumberText::Print(qint32{0}) + sign + u" ... "_s +
            NumberText::General(highest) + sign + u"!"_s;
 }
@@ -411,21 +416,9 @@ void mnuHTCSavePID()
     DataBlock block;
     if (GetDataBlock(&block) != 0)
         return;
-    Prompts::FileDialog dialog;
-    dialog.title = u"Select PID file"_s;
-    dialog.filter = u"Temperature Control Parameter (*.pid)|*.pid"_s;
-    dialog.directory = modTools::state().programDirectory;
-    dialog.fileName = configuration().htc.pidFile;
-    modTools::WriteLog(false, u"About to show dialog window..."_s);
-    const QString path = prompts().saveFile(dialog).path;
-    if (path.isEmpty())
-        return;
-    const ProgramError error = PIDTable::Insert(path, configuration().general.workDir, static_cast<float>(block.setpoint),
-                                                {0, block.p, block.i, block.d}, PIDTable::Kind::PID);
-    if (error)
-        showMessage(u"Save data"_s, u"Error # "_s + NumberText::General(qint32{error.number}) + u"\r\n"_s + error.description,
-                    Prompts::Icon::Exclamation);
-    else
+    const QString path = PIDTable::AskForFile(configuration().htc.pidFile);
+    if (!path.isEmpty() && PIDTable::Save(path, static_cast<float>(block.setpoint), {0, block.p, block.i, block.d}, PIDTable::Kind::PID,
+                                          u"mnuHTCSavePID"_s) == 0)
         modTools::WriteLog(false, u"HTC: PID parameters saved."_s);
 }
 
@@ -439,7 +432,7 @@ void mnuHTCAutoOptimize()
 void mnuHTCDefault()
 {
     PIDTable::Values values;
-    if (PIDTable::ParseValues(configuration().htc.defaultPID, PIDTable::Kind::PID, &values))
+    if (PIDTable::ParseValues(PIDUse().defaultLine, PIDTable::Kind::PID, &values))
         SetPID(values);
 }
 

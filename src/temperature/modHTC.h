@@ -13,7 +13,7 @@ namespace modHTC {
 /// The module's variables. `state() = State{}` resets them.
 struct State
 {
-    QString controlParameterText; ///< "P71I8D2": the parameters last sent
+    QString controlParameterText; ///< "P71I8D2": the parameters last sent, by whichever entry
 };
 State& state();
 
@@ -75,9 +75,9 @@ bool IsPayload(const QString& answer);
 
 /// offset + factor x setpoint when the calibration is on, otherwise the setpoint itself [deg C].
 double CalibratedSetpoint(double setpoint);
-/// [deg C]
+/// [deg C]; parameters and ramp stay as they are.
 qint16 NewSetpoint(double setpoint);
-/// Sends the table's P, I, D for the setpoint, the ramp [K/min] when it is above 0, and the setpoint [deg C].
+/// Sends the table's P, I, D for the setpoint, the ramp [K/min] (0 or less: none), and the setpoint [deg C].
 qint16 NewSetpointWithPID(double setpoint, double ramp);
 /// While the controller is disabled: P 77, I 88, D 99 and 123, 1, 111, 999, so that the dialogs can be tried without one.
 qint16 GetDataBlock(DataBlock* block);
@@ -86,7 +86,7 @@ qint16 GetValueBlock(ValueBlock* block);
 float GetTemperature();
 qint16 SwitchHeaterOutput(bool on);
 qint16 SetPID(const PIDTable::Values& values);
-/// Two tries, then a box "HTC check". 0: a valid block came.
+/// Two tries, then a box "HTC check", unless the program closes. 0: a valid block came.
 qint16 HTCCheckPresence();
 /// The steady-state wait [deg C], for the calibrated setpoint, which is what the controller regulates to: 0 settled, 1 accepted, 2 aborted,
 /// 3 nothing read for `silenceLimit` [s] (0: no limit), 4 no reading came nearer for `stallLimit` [s] (0: no limit).
@@ -100,8 +100,11 @@ QString PIDFilePath();
 PIDTable::Use PIDUse();
 /// Start-up: as the low-temperature controller's table.
 void LoadPIDFile();
-/// What is wrong with a value typed into field 'P', 'I' or 'D' of the dialog; empty when it is right. The unit is stripped.
+/// What is wrong with a value typed into field 'P', 'I' or 'D' of the dialog; empty when it is right. The unit is stripped. A text that is
+/// no number is out of range.
 QString PIDFieldMessage(char field, const QString& text);
+/// The field's value as the controller gets it, rounded to a whole number, with its unit.
+QString PIDFieldText(char field, const QString& text);
 /// "%" or "s".
 QString PIDUnit(char field);
 

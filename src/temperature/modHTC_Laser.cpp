@@ -91,9 +91,7 @@ qint16 LaserGetResponse(QString& reply)
     reply.clear();
     qint16 status = -1;
     if (flags().laserEnabled && modTC::WaitForReply()) {
-        QString text = modTC::state().receiveText;
-        text.remove(u'\r').remove(u'\n').remove(u':');
-        reply = text.trimmed();
+        reply = modTools::PrintableOnly(modTC::state().receiveText).remove(u':').trimmed();
         status = 0;
         if (flags().showCommunication)
             show(u"HT Laser Controller response: "_s + reply);
@@ -159,12 +157,14 @@ qint16 LaserCheckPresence()
         modCOM::ClearTCCommRxBuffer();
         LaserOutput(u":r 12"_s);
         QString reply;
-        if (LaserGetResponse(reply) == 0) {
+        if (LaserGetResponse(reply) == 0 && !reply.isEmpty()) {
             show(u"HT Laser Controller found..."_s);
             showBeam(NumberText::RoundToInteger(NumberText::LeadingNumber(reply)) == 1);
             return 0;
         }
     }
+    if (flags().closing)
+        return -1;
     showCheckList();
     flags().laserEnabled = false;
     frontPanel().refreshEntries();
@@ -195,7 +195,7 @@ void mnuLaserSetpoint()
     }
     const auto setpoint = static_cast<float>(value);
     if (LaserSetCurrent(setpoint, CurrentFor(setpoint)) != 0) {
-        showMessage(u"Laser"_s, u"Laser does not respond!"_s, Prompts::Icon::Critical);
+        modTC::ReportSilence(u"Laser"_s, u"Laser does not respond!"_s, Prompts::Icon::Critical);
         return;
     }
     modHTC::HTC_LaserWaitUntilThere(laser.stabilizationDelay);

@@ -25,7 +25,7 @@ float CurrentFor(float value);
 
 /// Sends command + CR. Always 0; nothing is sent while the controller is disabled.
 qint16 LaserOutput(const QString& command);
-/// One reply without colons and line ends. 0: received, -1: none.
+/// One reply without colons and what cannot be printed. 0: received, -1: none.
 qint16 LaserGetResponse(QString& reply);
 
 /// Switches the beam; on success caption, warning picture and flag follow.
@@ -37,8 +37,8 @@ qint16 LaserGetCurrent(float& current);
 /// What a diode current [A] stands for: the temperature [deg C] that CurrentFor turns into it, or the current itself in current mode. A
 /// `CurrentPerDegree` of 0 gives no temperature.
 std::optional<double> ValueFor(float current);
-/// Asks for the beam register up to `CheckRounds` times; a silent controller brings the box "HT Laser Controller Check" and is
-/// disabled. 0: found.
+/// Asks for the beam register up to `CheckRounds` times; a silent controller, or one that answers with empty lines, brings the box "HT
+/// Laser Controller Check" and is disabled. Neither happens when the program closes meanwhile. 0: found.
 qint16 LaserCheckPresence();
 
 // --- menu entries

@@ -217,7 +217,7 @@ bool isPresent()
 bool askSetpoint(const QString& prompt, float* setpoint)
 {
     if (modLTC::LTCGetSetpoint(*setpoint) != 0) {
-        showMessage(u"LTC"_s, u"LTC does not respond!"_s, Prompts::Icon::Critical);
+        modTC::ReportSilence(u"LTC"_s, u"LTC does not respond!"_s, Prompts::Icon::Critical);
         return false;
     }
     const QString text = prompts().input({u"New Setpoint"_s, prompt, NumberText::General(*setpoint) + u" K"_s});
@@ -468,13 +468,13 @@ void mnuLTCAutoTune()
 {
     qint16 tune = -1;
     if (LTCGetTuneStatus(tune) != 0) {
-        showMessage(u"LTC"_s, u"LTC did not respond..."_s, Prompts::Icon::Exclamation);
+        modTC::ReportSilence(u"LTC"_s, u"LTC did not respond..."_s, Prompts::Icon::Exclamation);
         return;
     }
     if (LTCSetTuneStatus(tune != 0 ? 0 : 1) != 0) {
         const QString text =
             commands().setTune.isEmpty() ? u"This controller cannot be switched to autotuning."_s : u"LTC did not respond..."_s;
-        showMessage(u"LTC"_s, text, Prompts::Icon::Exclamation);
+        modTC::ReportSilence(u"LTC"_s, text, Prompts::Icon::Exclamation);
         return;
     }
     if (tune == 0)
@@ -489,6 +489,7 @@ void mnuLTCDefault()
 {
     LTCInit();
     tellAll(commands().afterDefault);
+    state().controlParameterText.clear();
 }
 
 void mnuLTCQuery()
@@ -496,7 +497,10 @@ void mnuLTCQuery()
     QString text = prompts().input({u"LTC Query"_s, u"Enter query command:"_s, u"W1"_s});
     if (text.isEmpty())
         return;
-    showMessage(u"LTC"_s, LTCQuery(text) == 0 ? text : u"No response..."_s);
+    if (LTCQuery(text) == 0)
+        showMessage(u"LTC"_s, text);
+    else
+        modTC::ReportSilence(u"LTC"_s, u"No response..."_s, Prompts::Icon::None);
 }
 
 void mnuLTCQueryTemperature()
@@ -509,6 +513,6 @@ void mnuLTCQueryTemperature()
     if (LTCGetTemperature(temperature) == 0)
         showMessage(u"LTC"_s, u"Current temperature is:"_s + NumberText::Print(temperature) + u" K"_s);
     else
-        showMessage(u"LTC"_s, u"LTC does not respond!"_s, Prompts::Icon::Critical);
+        modTC::ReportSilence(u"LTC"_s, u"LTC does not respond!"_s, Prompts::Icon::Critical);
 }
 } // namespace modLTC

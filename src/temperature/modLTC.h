@@ -13,7 +13,7 @@ enum Model : int { LakeShore330 = 1, LakeShore331 = 2, LakeShore331As330 = 4, DR
 /// The module's variables. `state() = State{}` resets them.
 struct State
 {
-    QString controlParameterText; ///< "R3P300I50D0": the parameters last sent with a setpoint
+    QString controlParameterText; ///< "R3P300I50D0": the parameters last sent, by whichever entry; empty after the default settings
 };
 State& state();
 

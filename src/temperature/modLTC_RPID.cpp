@@ -8,6 +8,7 @@
 #include "core/Prompts.h"
 #include "core/modTools.h"
 #include "temperature/modLTC.h"
+#include "temperature/modTC.h"
 
 #include <QDir>
 
@@ -19,6 +20,7 @@ struct ModelTable
 {
     int models;
     const char16_t* file;
+    const char16_t* builtInLine; ///< when that of scan.ini cannot be used
     qint16 fileRange;
     qint16 dialogRange;
     float highest;
@@ -31,10 +33,11 @@ const ModelTable& table()
     using namespace modLTC;
     static const QStringList lakeShore = {u"25=R2P25I500D0"_s, u"300=R3P300I50D0"_s};
     static const QList<ModelTable> tables = {
-        {LakeShore330, u"ls330.pid", 3, 3, 999.0F, u"999", lakeShore},
-        {LakeShore331 | LakeShore331As330, u"ls331.pid", 3, 3, 999.0F, u"999", lakeShore},
+        {LakeShore330, u"ls330.pid", u"300=R3P300I50D0", 3, 3, 999.0F, u"999", lakeShore},
+        {LakeShore331 | LakeShore331As330, u"ls331.pid", u"300=R3P300I50D0", 3, 3, 999.0F, u"999", lakeShore},
         {DRC91CA,
          u"drc91.pid",
+         u"300=R5P40I01D10",
          5,
          5,
          99.0F,
@@ -43,6 +46,7 @@ const ModelTable& table()
           u"300=R5P40I01D10"_s}},
         {DRC81C,
          u"drc81.pid",
+         u"300=R5P40I01D10",
          5,
          4,
          99.0F,
@@ -107,7 +111,8 @@ QString RPIDFilePath()
 PIDTable::Use RPIDUse()
 {
     const float highest = table().highest;
-    return {PIDTable::Kind::RPID, defaultLine(), {table().fileRange, highest, highest, highest}, table().firstLines};
+    const QString line = PIDTable::UsableLine(defaultLine(), QString::fromUtf16(table().builtInLine), PIDTable::Kind::RPID);
+    return {PIDTable::Kind::RPID, line, {table().fileRange, highest, highest, highest}, table().firstLines};
 }
 
 PIDTable::Limits RPIDDialogLimits()
@@ -128,10 +133,10 @@ QString RPIDValueHint()
 
 QString RPIDFieldMessage(char field, const QString& text)
 {
-    const double value = NumberText::ReadNumber(text);
     const bool range = field == 'R';
     const double highest = range ? double(table().dialogRange) : double(table().highest);
-    if (value >= 0 && value <= highest)
+    const std::optional<double> value = PIDTable::FieldValue(text);
+    if (value && *value >= 0 && *value <= highest && (!range || *value == NumberText::RoundToEven(*value)))
         return {};
     return u"The valid "_s + QLatin1Char(field) + u" range is 0 ... "_s +
            (range ? NumberText::General(qint32{table().dialogRange}) : QString::fromUtf16(table().highestText)) + u"!"_s;
@@ -139,17 +144,7 @@ QString RPIDFieldMessage(char field, const QString& text)
 
 void LoadRPIDFile()
 {
-    const QString path = RPIDFilePath();
-    const int error = PIDTable::Test(path, PIDTable::Kind::RPID);
-    if (error == 0 || !flags().ltcEnabled)
-        return;
-    const QString text =
-        u"Error"_s + u" while loading PID-parameter file '"_s + path + u"'."_s + u"\r\n"_s + u"LTC functions will be disabled."_s;
-    modTools::WriteLog(false, text);
-    showMessage(u"LTC 330"_s, text);
-    flags().ltcEnabled = false;
-    if (error == ProgramError::FileNotFound)
-        PIDTable::WriteDefault(path, RPIDUse());
+    PIDTable::Load(RPIDFilePath(), RPIDUse(), u"LTC 330"_s, u"LTC"_s, flags().ltcEnabled);
 }
 
 qint16 LTCOpenRPID(const QString& path, float setpoint, PIDTable::Values* values)
@@ -176,25 +171,10 @@ qint16 LTCNewSetpointWithPID(float setpoint, float ramp)
 qint16 LTCSaveRPIDParameter(QString path, float setpoint, const PIDTable::Values& values)
 {
     const bool given = !path.isEmpty();
-    if (!given) {
-        modTools::WriteLog(false, u"About to show dialog window..."_s);
-        Prompts::FileDialog dialog;
-        dialog.title = u"Select PID file"_s;
-        dialog.filter = u"Temperature Control Parameter (*.pid)|*.pid"_s;
-        dialog.directory = modTools::state().programDirectory;
-        dialog.fileName = RPIDFileName();
-        path = prompts().saveFile(dialog).path;
-        if (path.isEmpty())
-            return -1;
-    }
-    const ProgramError error = PIDTable::Insert(path, configuration().general.workDir, setpoint, values, PIDTable::Kind::RPID);
-    if (error) {
-        showMessage(u"Save data"_s,
-                    u"Error # "_s + NumberText::General(qint32{error.number}) + u" caused by LTCSaveRPIDParameter()"_s + u"\r\n"_s +
-                        error.description,
-                    Prompts::Icon::Exclamation);
+    if (!given)
+        path = PIDTable::AskForFile(RPIDFileName());
+    if (path.isEmpty() || PIDTable::Save(path, setpoint, values, PIDTable::Kind::RPID, u"LTCSaveRPIDParameter"_s) != 0)
         return -1;
-    }
     if (given)
         showSaved(path, setpoint, values);
     modTools::WriteLog(false, logText("LTCSaveRPIDParameter", path, setpoint, values));
@@ -206,7 +186,7 @@ bool ReadRPIDForDialog(PIDTable::Values* values, float* setpoint)
     Parameters parameters;
     const bool disabled = !flags().ltcEnabled;
     if (LTCGetStatus(parameters) != 0 || (LTCGetSetpoint(*setpoint) != 0 && !disabled)) {
-        showMessage(u"LTC"_s, u"Unable to query LTC..."_s, Prompts::Icon::Exclamation);
+        modTC::ReportSilence(u"LTC"_s, u"Unable to query LTC..."_s, Prompts::Icon::Exclamation);
         return false;
     }
     *values = valuesOf(parameters);
@@ -215,8 +195,13 @@ bool ReadRPIDForDialog(PIDTable::Values* values, float* setpoint)
 
 void SendRPIDFromDialog(const PIDTable::Values& values)
 {
-    LTCSetPID(values.p, values.i, values.d);
-    LTCSetRange(values.r);
+    if (!flags().ltcEnabled)
+        return;
+    if (LTCSetPID(values.p, values.i, values.d) != 0 || LTCSetRange(values.r) != 0) {
+        modTC::ReportSilence(u"LTC"_s, u"Unable to query LTC..."_s, Prompts::Icon::Exclamation);
+        return;
+    }
+    state().controlParameterText = PIDTable::ValuesText(values, PIDTable::Kind::RPID);
     modTools::WriteLog(false, u"LTC: PID parameters changed."_s);
 }
 
@@ -225,7 +210,7 @@ void mnuLTCSavePID()
     Parameters parameters;
     float setpoint = -1;
     if (LTCGetStatus(parameters) != 0 || LTCGetSetpoint(setpoint) != 0) {
-        showMessage(u"LTC"_s, u"Unable to query LTC."_s + u"\r\n"_s + u"Sub aborted..."_s, Prompts::Icon::Exclamation);
+        modTC::ReportSilence(u"LTC"_s, u"Unable to query LTC."_s + u"\r\n"_s + u"Sub aborted..."_s, Prompts::Icon::Exclamation);
         return;
     }
     if (LTCSaveRPIDParameter({}, setpoint, valuesOf(parameters)) == 0)

@@ -21,6 +21,7 @@ PIDTable::Limits RPIDDialogLimits();
 QString RPIDRangeHint();
 QString RPIDValueHint();
 /// What is wrong with a value typed into field 'R', 'P', 'I' or 'D' ("The valid R range is 0 ... 3!"); empty when it is right.
+/// A text that is no number, or a fraction in R, is out of range.
 QString RPIDFieldMessage(char field, const QString& text);
 
 /// Start-up: reads the model's table. A missing or bad one of an enabled controller is reported ("LTC 330"), the default table is written
@@ -36,7 +37,8 @@ qint16 LTCSaveRPIDParameter(QString path, float setpoint, const PIDTable::Values
 
 /// "Change current RPID's": what the dialog starts with. False after "Unable to query LTC...".
 bool ReadRPIDForDialog(PIDTable::Values* values, float* setpoint);
-/// Sends the values accepted in the dialog.
+/// Sends the values accepted in the dialog; "Unable to query LTC..." when an echo fails to come. Nothing is sent while the controller is
+/// disabled.
 void SendRPIDFromDialog(const PIDTable::Values& values);
 /// "Save current RPID's".
 void mnuLTCSavePID();

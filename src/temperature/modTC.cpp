@@ -4,7 +4,6 @@
 
 #include "core/Configuration.h"
 #include "core/Flags.h"
-#include "core/Prompts.h"
 #include "core/modTools.h"
 #include "serial/modCOM.h"
 
@@ -23,7 +22,7 @@ void dropStrayInput(const QString& device)
     modTC::State& tc = modTC::state();
     const QString stray = tc.receiveText + modCOM::TCComm().input();
     tc.receiveText.clear();
-    if (flags().showCommunication && !stray.isEmpty())
+    if (flags().showCommunication && !stray.isEmpty() && !device.isEmpty())
         showMessage(device, stray, Prompts::Icon::None, true);
 }
 } // namespace
@@ -100,5 +99,11 @@ bool WaitForReply()
     tc.timedOut = false;
     tc.busy = false;
     return received;
+}
+
+void ReportSilence(const QString& title, const QString& text, Prompts::Icon icon)
+{
+    if (!flags().closing)
+        showMessage(title, text, icon);
 }
 } // namespace modTC

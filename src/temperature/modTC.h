@@ -2,6 +2,8 @@
 
 #pragma once
 
+#include "core/Prompts.h"
+
 #include <QString>
 
 /// The serial line shared by the temperature controllers: what all of them need to send a line and to collect a reply. The protocols stand
@@ -22,8 +24,8 @@ void reset();
 void Connect();
 
 /// Sends `line` as it stands, terminator included: waits `TxDelay`, drops stray input (shown in a box titled `device` with the
-/// communication display on), writes, empties the receive buffer, waits `TxDelay` again. The busy flag is set meanwhile. Dropped silently
-/// when the program closes.
+/// communication display on; an empty title: dropped silently), writes, empties the receive buffer, waits `TxDelay` again. The busy flag is
+/// set meanwhile. Dropped silently when the program closes.
 void Send(const QString& line, const QString& device);
 
 /// Waits until the receive text has stopped growing for one poll (`RxDelay`, at least 20 ms and the time of four characters) or the
@@ -33,4 +35,7 @@ bool WaitForReply();
 
 /// How long one poll lasts [s].
 float PollTime();
+
+/// A box about a controller that did not answer. Nothing is shown while the program closes: then it was not asked.
+void ReportSilence(const QString& title, const QString& text, Prompts::Icon icon);
 } // namespace modTC

@@ -192,7 +192,7 @@ bool frmPID::takes(char letter, QChar character) const
 
 QString frmPID::shown(char letter, const QString& text) const
 {
-    return NumberText::General(static_cast<float>(NumberText::ReadNumber(text))) + modHTC::PIDUnit(letter);
+    return modHTC::PIDFieldText(letter, text);
 }
 
 void frmPID::open(QWidget* parent)

@@ -182,6 +182,45 @@ private slots:
         QVERIFY(m_line->shown.contains(u"HTC 5218: Value block query"_s));
     }
 
+    void anAcknowledgedWriteIsNotReportedAtTheNextLine()
+    {
+        flags().showCommunication = true;
+        m_line->device.answerBy([](const QByteArray& written) {
+            return written.startsWith("S001") && written.endsWith("Q\r\n") ? QList<ScriptedDevice::Chunk>{{"A001T OK\r\n", 150}}
+                                                                           : QList<ScriptedDevice::Chunk>();
+        });
+        m_line->device.answer(dataQuery, replyOf(payloadWith(300, 0)));
+        QCOMPARE(NewSetpoint(500), qint16(0));
+        QCOMPARE(NewSetpoint(600), qint16(0));
+        QVERIFY(m_line->prompts.messages.isEmpty());
+    }
+
+    void noBoxComesWhileTheProgramCloses_data()
+    {
+        QTest::addColumn<int>("entry");
+        for (const char* name : {"check", "setpoint", "heater", "temperature"})
+            QTest::newRow(name) << static_cast<int>(QByteArray(name)[0]);
+    }
+
+    void noBoxComesWhileTheProgramCloses()
+    {
+        QFETCH(int, entry);
+        m_line->clock.at(500, [] { flags().closing = true; });
+        qint16 status = -1;
+        if (entry == 'c')
+            status = HTCCheckPresence();
+        else if (entry == 's')
+            status = NewSetpoint(300);
+        else if (entry == 'h')
+            status = SwitchHeaterOutput(true);
+        else
+            mnuHTCQueryTemperature();
+        QCOMPARE(status, qint16(-1));
+        QCOMPARE(m_line->device.writes().size(), 1);
+        QVERIFY(!m_line->appLog().contains(u"Timeout occurred!"_s));
+        QVERIFY(!m_line->appLog().contains(u"2nd time"_s));
+    }
+
     // --- setpoint
 
     void theSetpointGoesIntoItsPlaceAndNothingElseChanges()
@@ -309,8 +348,18 @@ private slots:
             block.replace(15, 3, on ? "  !" : "   ");
             block.replace(45, 3, "   ");
             QCOMPARE(lastWrite(), frameOf(block));
+            QCOMPARE(frontPanel().panel(3), u"HTC 5218: "_s + payload);
             QCOMPARE(heaterCaption(), on ? u"Heater &Output (is ON)"_s : u"Heater &Output (is OFF)"_s);
         }
+    }
+
+    void theHeaterIsSwitchedAfterThePause()
+    {
+        configuration().ltc.line.txDelay = 2.0F;
+        m_line->device.answer(dataQuery, replyOf(payloadWith(300, 0)));
+        const quint64 before = m_line->clock.elapsed();
+        QCOMPARE(SwitchHeaterOutput(true), qint16(0));
+        QVERIFY(m_line->clock.elapsed() - before >= 10000); // two lines with a pause before and after each, and one between
     }
 
     void aHeaterThatCannotBeReadIsLeftAlone()
@@ -382,10 +431,18 @@ private slots:
         QCOMPARE(Unpack(first, I), quint16(50));
         QCOMPARE(Unpack(first, D), quint16(6));
         QCOMPARE(Unpack(first, Setpoint), quint16(300));
-        QCOMPARE(Unpack(first, Ramp), quint16(5));
+        QCOMPARE(Unpack(first, Ramp), quint16(0)); // the ramp of 5 that the block had is switched off
         QCOMPARE(m_line->device.writes().at(1), frameOf(m_line->device.writes().at(1).mid(8, 54)));
         QCOMPARE(Unpack(QString::fromLatin1(lastWrite().mid(8)), Setpoint), quint16(500));
         QVERIFY(m_line->shown.contains(u"PID's for 500°C"_s));
+        QCOMPARE(modHTC::state().controlParameterText, u"P40I50D6"_s);
+    }
+
+    void aSetpointAloneKeepsTheRamp()
+    {
+        m_line->device.answer(dataQuery, replyOf(payloadWith(300, 0)));
+        QCOMPARE(NewSetpoint(500), qint16(0));
+        QCOMPARE(Unpack(QString::fromLatin1(lastWrite().mid(8)), Ramp), quint16(5));
     }
 
     void aRampIsWrittenWhenGiven()
@@ -400,7 +457,8 @@ private slots:
     {
         writeTable("400=P10I20D3\r\n");
         m_line->device.answer(dataQuery, replyOf(payloadWith(300, 0)));
-        m_line->prompts.expect(QString(), QString());
+        m_line->prompts.expect(u"Attention"_s, u"This file did not contain temperature control parameters for the desired setpoint.\r\n\r\n"
+                                               u"Default values '900=P71I8D2' will be used for the moment."_s);
         QCOMPARE(NewSetpointWithPID(900, 0), qint16(0));
         QCOMPARE(Unpack(QString::fromLatin1(m_line->device.writes().at(1).mid(8)), P), quint16(71));
     }
@@ -467,7 +525,65 @@ private slots:
         QCOMPARE(m_line->device.written(), QByteArray(dataQuery));
     }
 
+    void theTemperatureIsShown()
+    {
+        m_line->device.answer(valueQuery, replyOf(Pack(1234) + QString(89, u' ')));
+        m_line->prompts.expect(u"HTC"_s, u"Current temperature is: 1234 °C"_s);
+        mnuHTCQueryTemperature();
+    }
+
+    void theParameterPromptNamesTheFile()
+    {
+        m_line->device.answer(dataQuery, replyOf(payloadWith(300, 1)));
+        m_line->prompts.expectInput(u"New Setpoint"_s, u"Enter new setpoint:\r\n(We will use PID's in 'htc.pid')"_s, QString())
+            .withDefaultText(u"300 °C"_s);
+        mnuHTCNewSetpointWithPID();
+        QCOMPARE(m_line->device.written(), QByteArray(dataQuery));
+    }
+
+    void parametersThatWereNotSavedAreNotLoggedAsSaved()
+    {
+        m_line->device.answer(dataQuery, replyOf(payloadWith(450, 1)));
+        m_line->prompts.expectSave(u"Select PID file"_s, QString());
+        mnuHTCSavePID();
+        QCOMPARE(m_line->prompts.fileDialogs.value(0).fileName, u"htc.pid"_s);
+        m_line->prompts.expectSave(u"Select PID file"_s, m_line->directory.filePath(u"none/htc.pid"_s));
+        m_line->prompts.expect(u"Save data"_s, u"Error # 76 caused by mnuHTCSavePID()\r\nPath not found"_s)
+            .withIcon(Prompts::Icon::Exclamation);
+        mnuHTCSavePID();
+        QCOMPARE(m_line->appLog().count(u"About to show dialog window...\r\n"_s), 2);
+        QVERIFY(!m_line->appLog().contains(u"HTC: PID parameters saved."_s));
+    }
+
+    void parametersOfTheDialogAreSentAndLogged()
+    {
+        m_line->prompts.expect(u"SetPID - HTCQuery"_s, cannotQuery);
+        SendPIDFromDialog({0, 41, 7, 3});
+        QVERIFY(!m_line->appLog().contains(u"HTC: PID parameters changed."_s));
+        QCOMPARE(modHTC::state().controlParameterText, QString());
+        m_line->device.answer(dataQuery, replyOf(payloadWith(450, 1)));
+        SendPIDFromDialog({0, 41, 7, 3});
+        QVERIFY(m_line->appLog().contains(u"HTC: PID parameters changed.\r\n"_s));
+        const QString block = QString::fromLatin1(lastWrite().mid(8));
+        QCOMPARE(Unpack(block, P), quint16(41));
+        QCOMPARE(Unpack(block, D), quint16(3));
+        QCOMPARE(modHTC::state().controlParameterText, u"P41I7D3"_s);
+    }
+
     // --- waits
+
+    void theWaitIsNamedBetweenItsReadings()
+    {
+        flags().showCommunication = true;
+        m_line->device.answer(valueQuery, replyOf(Pack(800) + QString(89, u' ')));
+        QStringList seen;
+        m_line->clock.onRound = [&seen] { seen += frontPanel().panel(3); };
+        QCOMPARE(HTCWaitUntilThere(800), qint16(0));
+        m_line->clock.onRound = nullptr;
+        QVERIFY(seen.contains(u"HTC 5218: Waiting for steady state..."_s));
+        QVERIFY(seen.contains(u"HTC 5218: Value block query"_s));
+        QVERIFY(seen.lastIndexOf(u"HTC 5218: Waiting for steady state..."_s) > seen.indexOf(u"HTC 5218: Value block query"_s));
+    }
 
     void theWaitEndsWhenTheTemperatureIsSteady()
     {

@@ -61,6 +61,37 @@ private slots:
         QVERIFY(m_line->appLog().contains(u"LaserGetResponse()"_s));
         QVERIFY(m_line->appLog().contains(u"LaserGetResponse()=ok"_s));
         QVERIFY(!m_line->shown.contains(u"HT Laser Controller response: ok"_s));
+        QCOMPARE(m_line->appLog().count(u"Delay() - Interval: .001\r\n"_s), 3); // the pause after each reply
+    }
+
+    void noiseOnTheLineDoesNotHideAReply_data()
+    {
+        QTest::addColumn<QByteArray>("reply");
+        QTest::newRow("zero byte") << QByteArray("\0:ok\r\n", 6);
+        QTest::newRow("XON") << QByteArray("\x11:ok\r\n");
+        QTest::newRow("end of text") << QByteArray(":ok\x03\r\n");
+        QTest::newRow("eighth bit") << QByteArray("\xff:ok\r\n");
+        QTest::newRow("within") << QByteArray(":o\x13k\r\n");
+    }
+
+    void noiseOnTheLineDoesNotHideAReply()
+    {
+        QFETCH(QByteArray, reply);
+        answerAll(reply);
+        LaserOutput(u":w 12 1"_s);
+        QString text;
+        QCOMPARE(LaserGetResponse(text), qint16(0));
+        QCOMPARE(text, u"ok"_s);
+    }
+
+    void theSecondaryLogHasTheCommandsToo()
+    {
+        modTools::state().secondaryLog = true;
+        LaserOutput(u":r 12"_s);
+        QFile log(m_line->directory.filePath(u"app_i.log"_s));
+        QVERIFY(log.open(QIODevice::ReadOnly));
+        const QByteArray line = log.readLine();
+        QVERIFY2(line.endsWith(" LaserOutput(:r 12)\r\n"), line.constData());
     }
 
     void theReplyIsShownWithTheCommunicationDisplay()
@@ -202,6 +233,38 @@ private slots:
         QVERIFY(!flags().laserEnabled);
     }
 
+    void emptyLinesAreNoLaser()
+    {
+        configuration().laser.checkRounds = 2;
+        answerAll("\r\n");
+        m_line->prompts.expect(u"HT Laser Controller Check"_s, QString());
+        QCOMPARE(LaserCheckPresence(), qint16(-1));
+        QCOMPARE(m_line->device.writes().size(), 2);
+        QVERIFY(!m_line->shown.contains(u"HT Laser Controller found..."_s));
+        QVERIFY(!flags().laserEnabled);
+    }
+
+    void theBufferIsEmptiedBeforeEachRound()
+    {
+        answerAll(":0\r\n");
+        QCOMPARE(LaserCheckPresence(), qint16(0));
+        const QString log = m_line->appLog();
+        QVERIFY2(log.startsWith(u"ClearTCCommRxBuffer"_s), qPrintable(log));
+        QVERIFY(log.indexOf(u"ClearTCCommRxBuffer"_s) < log.indexOf(u"LaserOutput(:r 12)"_s));
+    }
+
+    void noBoxComesWhileTheProgramCloses()
+    {
+        m_line->clock.at(500, [] { flags().closing = true; });
+        QCOMPARE(LaserCheckPresence(), qint16(-1));
+        QCOMPARE(m_line->device.writes(), QList<QByteArray>{":r 12\r"});
+        QVERIFY(flags().laserEnabled);
+        flags().closing = false;
+        m_line->clock.at(500, [] { flags().closing = true; });
+        m_line->prompts.expectInput(u"New Setpoint"_s, u"Enter new setpoint:"_s, u"300"_s);
+        mnuLaserSetpoint();
+    }
+
     void aLaserThatIsFoundShowsItsBeam()
     {
         for (const bool on : {true, false}) {
@@ -219,7 +282,7 @@ private slots:
     void theTestEntryShowsTheResult()
     {
         answerAll(":0\r\n");
-        m_line->prompts.expect(QString(), u"HT Laser Controller found..."_s);
+        m_line->prompts.expect(u"Laser"_s, u"HT Laser Controller found..."_s).withIcon(Prompts::Icon::Information);
         mnuLaserTest();
     }
 

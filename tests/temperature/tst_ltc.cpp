@@ -158,7 +158,7 @@ private slots:
         m_line->device.send("left over");
         m_line->clock.advance(5);
         QCoreApplication::processEvents();
-        m_line->prompts.expect(QString(), u"left over"_s).withBeep();
+        m_line->prompts.expect(u"LTC"_s, u"left over"_s).withBeep();
         m_line->device.answer("KRDG?\r\n", QByteArray("1.5\r\n"));
         QString text = u"KRDG?"_s;
         LTCQuery(text);
@@ -510,6 +510,105 @@ private slots:
         QCOMPARE(LTCNewSetpointWithPID(77.35F, 2.5F), qint16(0));
         QCOMPARE(sent(), QByteArray("PID 1, 300, 50, 0\r\nRAMP 1,1,2.5\r\nRANGE 3\r\nSETP 1, 77.35\r\n"));
         QCOMPARE(modLTC::state().controlParameterText, u"R3P300I50D0"_s);
+    }
+
+    void theSetpointWithParametersIsLogged()
+    {
+        flags().log = true;
+        answerQuestions("1\r\n");
+        m_line->prompts.expect(u"Attention"_s, QString());
+        LTCNewSetpointWithPID(77.35F, 0);
+        QVERIFY(m_line->appLog().startsWith(u"LTCNewSetpointWithPID()\r\nLTCOpenRPID()\r\n"_s));
+    }
+
+    // --- the wait
+
+    void theWaitSaysWhatItIsDoing()
+    {
+        flags().log = true;
+        answerQuestions("+077.35\r\n");
+        modLTC::state().controlParameterText = u"R3P300I50D0"_s;
+        QStringList seen;
+        m_line->clock.onRound = [&seen] { seen += frontPanel().panel(3); };
+        QString text;
+        connect(&frontPanel(), &FrontPanel::textDisplayChanged, this, [&text] {
+            if (!frontPanel().textDisplayText().isEmpty())
+                text = frontPanel().textDisplayText();
+        });
+        QCOMPARE(LTCWaitUntilThere(77.35F), qint16(0));
+        disconnect(&frontPanel(), nullptr, this, nullptr);
+        m_line->clock.onRound = nullptr;
+        QVERIFY(m_line->appLog().startsWith(u"LTCWaitUntilThere(77.35)\r\n"_s));
+        QVERIFY2(text.startsWith(u"Control Parameter: R3P300I50D0\r\nCurrent Temperature X: 77.35 K\r\n"_s), qPrintable(text));
+        QVERIFY(seen.contains(u"LTC: Waiting for steady state..."_s));
+        QVERIFY(seen.contains(u"Current temperature query..."_s));
+        QVERIFY(seen.lastIndexOf(u"LTC: Waiting for steady state..."_s) > seen.indexOf(u"Current temperature query..."_s));
+    }
+
+    // --- parameters by hand
+
+    void changedParametersAreLoggedOnlyWhenTheyArrived()
+    {
+        flags().log = true;
+        use(LakeShore330);
+        m_line->prompts.expect(u"LTC"_s, u"Unable to query LTC..."_s).withIcon(Prompts::Icon::Exclamation);
+        SendRPIDFromDialog({2, 40, 1.5F, 0});
+        QVERIFY(!m_line->appLog().contains(u"LTC: PID parameters changed."_s));
+        QCOMPARE(modLTC::state().controlParameterText, QString());
+        m_line->device.forget();
+        answerQuestions("1\r\n");
+        SendRPIDFromDialog({2, 40, 1.5F, 0});
+        QCOMPARE(sent(), QByteArray("GAIN 40;GAIN?\r\nRSET 1.5;RSET?\r\nRATE 0;RATE?\r\nRANG 2;RANG?\r\n"));
+        QVERIFY(m_line->appLog().contains(u"LTC: PID parameters changed.\r\n"_s));
+        QCOMPARE(modLTC::state().controlParameterText, u"R2P40I1.5D0"_s);
+        mnuLTCDefault();
+        QCOMPARE(modLTC::state().controlParameterText, QString());
+    }
+
+    void withoutAFileNoParametersAreSaved()
+    {
+        flags().log = true;
+        answerQuestions("1,2,3\r\n");
+        m_line->prompts.expectSave(u"Select PID file"_s, QString());
+        mnuLTCSavePID();
+        QVERIFY(m_line->appLog().contains(u"About to show dialog window...\r\n"_s));
+        QVERIFY(!m_line->appLog().contains(u"LTC: PID parameters saved."_s));
+    }
+
+    // --- the end of the program
+
+    void noBoxComesWhileTheProgramCloses_data()
+    {
+        QTest::addColumn<int>("entry");
+        int number = 0;
+        for (const char* name : {"setpoint", "autotune", "temperature", "query", "dialog", "save", "send", "check"})
+            QTest::newRow(name) << number++;
+    }
+
+    void noBoxComesWhileTheProgramCloses()
+    {
+        QFETCH(int, entry);
+        use(LakeShore330);
+        PIDTable::Values values;
+        float setpoint = 0;
+        const QList<std::function<void()>> entries = {
+            [] { mnuLTCSetpoint(); },
+            [] { mnuLTCAutoTune(); },
+            [] { mnuLTCQueryTemperature(); },
+            [] { mnuLTCQuery(); },
+            [&] { QVERIFY(!ReadRPIDForDialog(&values, &setpoint)); },
+            [] { mnuLTCSavePID(); },
+            [] {
+                SendRPIDFromDialog({2, 40, 1.5F, 0});
+            },
+            [] { QCOMPARE(LTCCheckPresence(), qint16(-1)); },
+        };
+        if (entry == 3)
+            m_line->prompts.expectInput(u"LTC Query"_s, u"Enter query command:"_s, u"*IDN?"_s);
+        m_line->clock.at(1200, [] { flags().closing = true; });
+        entries[entry]();
+        QCOMPARE(m_line->device.writes().size(), 1);
+        QVERIFY(m_line->prompts.messages.isEmpty());
     }
 
     void theParameterPromptNamesTheFile()

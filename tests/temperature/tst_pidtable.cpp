@@ -40,6 +40,8 @@ private:
         return path(name);
     }
 
+    QString appLog() const { return QString::fromUtf8(read(u"app.log"_s)); }
+
     QByteArray read(const QString& name = u"test.pid"_s) const
     {
         QFile file(path(name));
@@ -119,6 +121,44 @@ private slots:
         QCOMPARE(text(values), u"R3P300I50D0"_s);
     }
 
+    void aDefaultLineThatCannotBeReadGivesWayToTheBuiltInOne_data()
+    {
+        QTest::addColumn<int>("model");
+        QTest::addColumn<QString>("line");
+        QTest::addColumn<QString>("values");
+        QTest::newRow("330") << int(modLTC::LakeShore330) << u"300=R3P300I50D0"_s << u"R3P300I50D0"_s;
+        QTest::newRow("331") << int(modLTC::LakeShore331) << u"300=R3P300I50D0"_s << u"R3P300I50D0"_s;
+        QTest::newRow("81C") << int(modLTC::DRC81C) << u"300=R5P40I01D10"_s << u"R5P40I1D10"_s;
+        QTest::newRow("91CA") << int(modLTC::DRC91CA) << u"300=R5P40I01D10"_s << u"R5P40I1D10"_s;
+    }
+
+    void aDefaultLineThatCannotBeReadGivesWayToTheBuiltInOne()
+    {
+        QFETCH(int, model);
+        QFETCH(QString, line);
+        QFETCH(QString, values);
+        useModel(model);
+        flags().log = true;
+        Configuration::LTC& ltc = configuration().ltc;
+        ltc.ls330DefaultPID = ltc.ls331DefaultPID = ltc.drc81DefaultPID = ltc.drc91DefaultPID = u"300=P40R5I01D10"_s;
+        expectDefaults(u"This file did not contain temperature control parameters for the desired setpoint."_s, line);
+        Values found;
+        QCOMPARE(modLTC::LTCOpenRPID(path(u"none.pid"_s), 310, &found), qint16(-1));
+        QCOMPARE(text(found), values);
+        QVERIFY(appLog().contains(u"The default line '300=P40R5I01D10' cannot be used, '"_s + line + u"' takes its place.\r\n"_s));
+        configuration().htc.defaultPID = u"900=I8P71D2"_s;
+        QCOMPARE(modHTC::PIDUse().defaultLine, u"900=P71I8D2"_s);
+    }
+
+    void lookingUpIsLogged()
+    {
+        flags().log = true;
+        Values values;
+        const QString file = lakeShore();
+        modLTC::LTCOpenRPID(file, 77.35F, &values);
+        QCOMPARE(appLog(), u"LTCOpenRPID()\r\nLTCOpenRPID(File: "_s + file + u"; Setpoint:77.35; R:3; P:300; I:50; D:0)\r\n"_s);
+    }
+
     void valuesBeyondTheLimitsAreRefused_data()
     {
         QTest::addColumn<int>("model");
@@ -163,6 +203,38 @@ private slots:
         QCOMPARE(modLTC::RPIDFieldMessage('R', u"4"_s), u"The valid R range is 0 ... 3!"_s);
         QCOMPARE(modLTC::RPIDFieldMessage('D', u"1000"_s), u"The valid D range is 0 ... 999!"_s);
         QCOMPARE(modLTC::RPIDValueHint(), u"0....999"_s);
+    }
+
+    void theDialogsRefuseWhatIsNoNumber_data()
+    {
+        QTest::addColumn<QString>("typed");
+        for (const char* typed : {"", "  ", "abc", ".", "41.5.2", "4 1", "5x", "5D1", "nan"})
+            QTest::newRow(typed) << QString::fromLatin1(typed);
+    }
+
+    void theDialogsRefuseWhatIsNoNumber()
+    {
+        QFETCH(QString, typed);
+        QCOMPARE(modLTC::RPIDFieldMessage('P', typed), u"The valid P range is 0 ... 999!"_s);
+        QCOMPARE(modLTC::RPIDFieldMessage('R', typed), u"The valid R range is 0 ... 3!"_s);
+        QCOMPARE(modHTC::PIDFieldMessage('I', typed), u"The valid I range is 0s ... 5000s!"_s);
+        QCOMPARE(modHTC::PIDFieldMessage('P', typed + u"%"_s), u"The valid P range is 0% ... 500%!"_s);
+    }
+
+    void aRangeHasNoFraction()
+    {
+        QCOMPARE(modLTC::RPIDFieldMessage('R', u"2.6"_s), u"The valid R range is 0 ... 3!"_s);
+        QCOMPARE(modLTC::RPIDFieldMessage('R', u"2.0"_s), QString());
+        QCOMPARE(modLTC::RPIDFieldMessage('P', u" 2,6 "_s), QString());
+        QCOMPARE(modLTC::RPIDFieldMessage('I', u".5"_s), QString());
+        QCOMPARE(modLTC::RPIDFieldMessage('D', u"5."_s), QString());
+    }
+
+    void theHighTemperatureFieldShowsWhatIsSent()
+    {
+        QCOMPARE(modHTC::PIDFieldText('P', u"41.5"_s), u"42%"_s);
+        QCOMPARE(modHTC::PIDFieldText('P', u"42,5 %"_s), u"42%"_s); // ties to even, as they are packed
+        QCOMPARE(modHTC::PIDFieldText('D', u"8s"_s), u"8s"_s);
     }
 
     void oddFilesAreReadWithoutHarm_data()
@@ -217,6 +289,9 @@ private slots:
         QTest::newRow("last") << QByteArray("25=R2P25I500D0\r\n") << 300.0F << QByteArray("25=R2P25I500D0\r\n300=" + line);
         QTest::newRow("replaced") << QByteArray("25=R2P25I500D0\r\n300=R3P300I50D0\r\n") << 25.0F
                                   << QByteArray("25=" + line + "300=R3P300I50D0\r\n");
+        QTest::newRow("an equal line further down in a table that is not sorted")
+            << QByteArray("300=R3P300I50D0\r\nnote\r\n25=R2P25I500D0\r\n") << 25.0F
+            << QByteArray("25=" + line + "300=R3P300I50D0\r\nnote\r\n");
         QTest::newRow("empty file") << QByteArray() << 25.0F << QByteArray("25=" + line);
         QTest::newRow("a line that does not count stays in its place")
             << QByteArray("note\r\n25=R2P25I500D0\r\n") << 4.0F << QByteArray("note\r\n4=" + line + "25=R2P25I500D0\r\n");
@@ -244,8 +319,12 @@ private slots:
 
     void withoutAFileTheDialogAsks()
     {
+        flags().log = true;
         m_prompts->expectSave(u"Select PID file"_s, path(u"chosen.pid"_s));
         modLTC::LTCSaveRPIDParameter({}, 25, {1, 2, 3, 4});
+        QCOMPARE(appLog(), u"About to show dialog window...\r\nLTCSaveRPIDParameter(File: "_s + path(u"chosen.pid"_s) +
+                               u"; Setpoint:25; R:1; P:2; I:3; D:4)\r\n"_s);
+        QCOMPARE(m_prompts->fileDialogs.value(0).fileName, u"ls331.pid"_s);
         QCOMPARE(m_prompts->fileDialogs.value(0).filter, u"Temperature Control Parameter (*.pid)|*.pid"_s);
         QCOMPARE(read(u"chosen.pid"_s), QByteArray("25=R1P2I3D4\r\n"));
         m_prompts->expectSave(u"Select PID file"_s, QString());
@@ -257,7 +336,8 @@ private slots:
     {
         const QString file = lakeShore();
         QVERIFY(QDir(m_directory->path()).mkdir(u"@.TMP"_s));
-        m_prompts->expect(u"Save data"_s, QString()).withIcon(Prompts::Icon::Exclamation);
+        m_prompts->expect(u"Save data"_s, u"Error # 75 caused by LTCSaveRPIDParameter()\r\nPath/File access error"_s)
+            .withIcon(Prompts::Icon::Exclamation);
         QCOMPARE(modLTC::LTCSaveRPIDParameter(file, 77, {1, 2, 3, 4}), qint16(-1));
         QCOMPARE(read(), QByteArray("25=R2P25I500D0\r\n300=R3P300I50D0\r\n"));
     }
@@ -342,10 +422,42 @@ private slots:
     {
         flags().ltcEnabled = true;
         write("no parameters here\r\n", u"ls331.pid"_s);
-        m_prompts->expect(u"LTC 330"_s, QString());
+        m_prompts->expect(u"LTC 330"_s, u"Error while loading PID-parameter file '"_s + QDir::toNativeSeparators(path(u"ls331.pid"_s)) +
+                                            u"'.\r\nLTC functions will be disabled."_s);
         modLTC::LoadRPIDFile();
         QVERIFY(!flags().ltcEnabled);
         QCOMPARE(read(u"ls331.pid"_s), QByteArray("no parameters here\r\n"));
+    }
+
+    void theHighTemperatureTableIsWrittenForTheNextStart()
+    {
+        flags().htcEnabled = true;
+        flags().ltcEnabled = true;
+        m_prompts->expect(u"HTC"_s, u"Error while loading PID-parameter file '"_s + QDir::toNativeSeparators(path(u"htc.pid"_s)) +
+                                        u"'.\r\nHTC functions will be disabled."_s);
+        modHTC::LoadPIDFile();
+        QVERIFY(!flags().htcEnabled && flags().ltcEnabled);
+        QCOMPARE(read(u"htc.pid"_s), QByteArray("900=P71I8D2\r\n"));
+        flags().htcEnabled = true;
+        modHTC::LoadPIDFile();
+        QVERIFY(flags().htcEnabled);
+        write("300=R3P300\r\n", u"htc.pid"_s);
+        m_prompts->expect(u"HTC"_s, QString());
+        modHTC::LoadPIDFile();
+        QVERIFY(!flags().htcEnabled);
+        QCOMPARE(read(u"htc.pid"_s), QByteArray("300=R3P300\r\n"));
+    }
+
+    void aDefaultTableThatCannotBeWrittenIsReported()
+    {
+        // A name that leads nowhere can be neither read nor made.
+        if (!QFile::link(path(u"none/ls331.pid"_s), path(u"ls331.pid"_s)))
+            QSKIP("no symbolic links here");
+        flags().ltcEnabled = true;
+        m_prompts->expect(u"LTC 330"_s, QString());
+        m_prompts->expect(u"LTC 330"_s, u"Error # 53 caused by WriteDefault()\r\nFile not found"_s).withIcon(Prompts::Icon::Exclamation);
+        modLTC::LoadRPIDFile();
+        QVERIFY(!flags().ltcEnabled);
     }
 
     void aDisabledControllerPassesAMissingTableOver()

@@ -180,6 +180,44 @@ private slots:
         QCOMPARE(run(std::vector<float>(40, 76.01F), 77.0F), 10);
     }
 
+    void aReadingAtTheEdgeOfTheLargeWindowCounts_data()
+    {
+        QTest::addColumn<float>("reading");
+        QTest::addColumn<int>("readings");
+        QTest::newRow("above") << 82.0F << 10;
+        QTest::newRow("below") << 72.0F << 10;
+        QTest::newRow("too high") << 82.01F << -1;
+        QTest::newRow("too low") << 71.99F << -1;
+    }
+
+    void aReadingAtTheEdgeOfTheLargeWindowCounts()
+    {
+        QFETCH(float, reading);
+        QFETCH(int, readings);
+        configuration().ltc.smallWindow = 6;
+        QCOMPARE(run(std::vector<float>(20, reading), 77.0F), readings);
+    }
+
+    void theScatterBeginsWithTheSecondReading()
+    {
+        SteadyState::Statistics statistics(77.0F, SteadyState::Thresholds{});
+        QCOMPARE(statistics.scatter(), 100.0F);
+        statistics.add(77.0F);
+        QCOMPARE(statistics.scatter(), 100.0F);
+        statistics.add(77.04F); // 0.02 from the mean of 77.02, over 2 x 1
+        QCOMPARE(statistics.scatter(), 0.014F);
+        // The squared deviation of 0.0004 was rounded to 0.000 before the third reading: nothing is left of it.
+        statistics.add(77.02F);
+        QCOMPARE(statistics.scatter(), 0.0F);
+        QCOMPARE(statistics.mean(), 77.02F);
+    }
+
+    void theScatterIsShownAs100UntilTheSecondReading()
+    {
+        run({77.2F}, 77.35F);
+        QVERIFY2(m_lastText.contains(u"Standard Dev.       :100.00 K\r\n"_s), qPrintable(m_lastText));
+    }
+
     void aScatterAtTheLimitEndsTheWait()
     {
         // Readings 76.5 and 77.5: squared deviation 0.25 of the second from the mean, over 2 x 1: a scatter of 0.354 after rounding.

@@ -164,12 +164,24 @@ private slots:
     {
         frmRPID dialog({3, 300, 50, 0}, 77, nullptr);
         dialog.show();
-        // Pasted, so the key filter has not seen it.
-        LabWindow::field(&dialog, "txtR")->setText(QStringLiteral("1.6"));
-        LabWindow::field(&dialog, "txtP")->setText(QStringLiteral(" 007,50 kOhm"));
-        LabWindow::field(&dialog, "txtI")->setText(QString());
         LabWindow::field(&dialog, "txtP")->setFocus();
-        QTest::mouseClick(LabWindow::button(&dialog, "btnOk"), Qt::LeftButton);
+        // Pasted, so the key filter has not seen it.
+        const auto pasted = [&](const char* name, const QString& text, const QString& message) {
+            LabWindow::field(&dialog, name)->setText(text);
+            if (!message.isEmpty())
+                bench().hand.expect(QStringLiteral("Value out of range"), message, QStringLiteral("OK"));
+            QTest::mouseClick(LabWindow::button(&dialog, "btnOk"), Qt::LeftButton);
+            QTRY_VERIFY(bench().hand.done());
+            QCOMPARE(dialog.isVisible(), !message.isEmpty());
+        };
+        pasted("txtR", QStringLiteral("1.6"), QStringLiteral("The valid R range is 0 ... 3!"));
+        pasted("txtR", QStringLiteral("2,0"), QString());
+        dialog.show();
+        pasted("txtP", QStringLiteral(" 007,50 kOhm"), QStringLiteral("The valid P range is 0 ... 999!"));
+        pasted("txtP", QStringLiteral(" 007,50 "), QString());
+        dialog.show();
+        pasted("txtI", QString(), QStringLiteral("The valid I range is 0 ... 999!"));
+        pasted("txtI", QStringLiteral("0"), QString());
         QVERIFY(!dialog.isVisible());
         QCOMPARE(LabWindow::field(&dialog, "txtR")->text(), QStringLiteral("2"));
         QCOMPARE(LabWindow::field(&dialog, "txtP")->text(), QStringLiteral("7.5"));
@@ -177,6 +189,13 @@ private slots:
         QCOMPARE(dialog.values().r, qint16{2});
         QCOMPARE(dialog.values().p, 7.5F);
         QCOMPARE(dialog.values().i, 0.0F);
+
+        frmPID furnace({0, 71, 8, 2}, 300, nullptr);
+        furnace.show();
+        LabWindow::field(&furnace, "txtP")->setText(QStringLiteral("41,5"));
+        QTest::mouseClick(LabWindow::button(&furnace, "btnOk"), Qt::LeftButton);
+        QCOMPARE(LabWindow::field(&furnace, "txtP")->text(), QStringLiteral("42%"));
+        QCOMPARE(furnace.values().p, 42.0F);
     }
 
     void aSilentControllerHasNoParametersToShow()
