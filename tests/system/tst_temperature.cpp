@@ -583,6 +583,36 @@ private slots:
         QCOMPARE(laboratory.instrument.read(u"htc.pid"_s).replace("\r\n", "\n"), QByteArray("20=P71I8D2\n900=P71I8D2\n"));
     }
 
+    void tablesAreLookedUpWithoutAController()
+    {
+        Laboratory laboratory("LTC", words("--ltc 331 --fault ltc/silent"));
+        const auto append = [&](const QString& name, const QByteArray& text) {
+            QFile file(laboratory.instrument.path(name));
+            return file.open(QIODevice::Append) && file.write(text) == text.size();
+        };
+        QVERIFY(append(u"scan.ini"_s, "\r\n[HTC]\r\nHTC=1\r\n") && append(u"htc.pid"_s, "900=P60I7D1\r\n"));
+        laboratory.forget();
+        const auto run = [&](const char* command, int status) {
+            ScanCli cli;
+            const int ended = cli.runOn(laboratory.instrument, words(command));
+            return ended == status ? cli.out + '|' + cli.err : "status " + QByteArray::number(ended) + ": " + cli.err;
+        };
+        QCOMPARE(run("pid show 25 --ltc", 0), QByteArray("R2P25I500D0\n|"));
+        QCOMPARE(run("pid show 25 --htc", 0), QByteArray("P60I7D1\n|"));
+        QCOMPARE(run("pid show 25", 0), QByteArray("P60I7D1\n|"));
+        VERIFY_OR_SHOW(run("pid show 25 --ltc --htc", 2).startsWith("|pid show: wrong values."), run("pid show 25 --ltc --htc", 2));
+        QCOMPARE(laboratory.commands(), QByteArrayList());
+    }
+
+    void parametersOfAFurnaceThatIsNotThereAreNotSaved()
+    {
+        Laboratory laboratory("LTC", words("--ltc 331"));
+        ScanCli cli;
+        QCOMPARE(cli.runOn(laboratory.instrument, words("pid save --htc")), 1);
+        VERIFY_OR_SHOW(cli.err.contains("The high-temperature controller does not answer."), cli.err);
+        QVERIFY(!QFile::exists(laboratory.instrument.path(u"htc.pid"_s)));
+    }
+
     // --- switched off and on
 
     void aCryostatSwitchedOffDuringAWaitIsWaitedFor()

@@ -183,9 +183,10 @@ const QList<cli::Command>& cli::commands()
          {noWaitOption},
          laser},
         {"pid",
-         "Control parameters: show SETPOINT looks them up; save stores those in use under the present setpoint.",
+         "Control parameters: show SETPOINT looks them up in the table, without asking the controller; save stores those in use under the "
+         "present setpoint. Without an option the high-temperature controller is meant when it is in use.",
          deviceWords("show|save"),
-         {},
+         {{"ltc", Kind::Switch, "", "of the low-temperature controller"}, {"htc", Kind::Switch, "", "of the high-temperature controller"}},
          pid},
         {"profile",
          "Temperature profile: check FILE.gtp lists what is wrong, the scans and the time; run FILE.gtp measures them. Ctrl-C breaks off.",

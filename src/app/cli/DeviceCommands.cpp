@@ -29,6 +29,8 @@ struct Call
     QStringList values;
     bool current = false; ///< with the control parameters that the controller has
     bool wait = true;
+    bool ltc = false; ///< the one whose control parameters are meant
+    bool htc = false;
 };
 
 /// One thing that a device command does, chosen by its first word.
@@ -38,7 +40,8 @@ struct Action
     qsizetype values; ///< words behind it
     bool numbers;     ///< they must be numbers
     int (*run)(const Call& call);
-    bool sets = false; ///< takes the options of a new temperature
+    bool sets = false;    ///< takes the options of a new temperature
+    bool offline = false; ///< asks no device
 };
 
 const QString actionSeparator = QStringLiteral("|");
@@ -69,7 +72,7 @@ int settled(const Call& call, const QString& unit, Wait wait)
 int runAction(const cli::Arguments& arguments, const QList<Action>& actions, const QString& device, bool (*inUse)())
 {
     const QString name = arguments.text("action");
-    Call call{{}, arguments.has("current"), !arguments.has("no-wait")};
+    Call call{{}, arguments.has("current"), !arguments.has("no-wait"), arguments.has("ltc"), arguments.has("htc")};
     for (const char* operand : {"value", "second"})
         if (arguments.has(operand))
             call.values += arguments.text(operand);
@@ -85,13 +88,18 @@ int runAction(const cli::Arguments& arguments, const QList<Action>& actions, con
             cli::Terminal::note(device + QStringLiteral(" ") + name + QStringLiteral(": sets no temperature."));
             return cli::WrongUsage;
         }
-        if (!right) {
+        if (!right || (call.ltc && call.htc)) {
             cli::Terminal::note(device + QStringLiteral(" ") + name + QStringLiteral(": wrong values."));
             return cli::WrongUsage;
         }
         cli::Interrupts::install([](int) { flags().closing = true; });
-        modMain::LoadSettings();
-        if (!inUse()) {
+        if (action.offline) {
+            configuration().readLtcLine();
+            configuration().readHtc();
+        } else {
+            modMain::LoadSettings();
+        }
+        if (!action.offline && !inUse()) {
             cli::Terminal::note(device + QStringLiteral(" is not in use, or does not answer."));
             return cli::Failed;
         }
@@ -321,7 +329,7 @@ int pidShow(const Call& call)
     PIDTable::Values found;
     const float setpoint = numberOf(call.values[0]);
     qint16 status = -1;
-    if (flags().htcEnabled) {
+    if (call.htc || (!call.ltc && configuration().htc.enabled)) {
         status = PIDTable::Look(modHTC::PIDFilePath(), setpoint, modHTC::PIDUse(), &found);
         cli::Terminal::result(PIDTable::ValuesText(found, PIDTable::Kind::PID));
     } else {
@@ -333,6 +341,8 @@ int pidShow(const Call& call)
 
 int saveHTCParameters()
 {
+    if (!flags().htcEnabled)
+        return answered(false, htcName);
     modHTC::DataBlock now;
     if (modHTC::GetDataBlock(&now) != 0)
         return cli::Failed;
@@ -347,9 +357,9 @@ int saveHTCParameters()
     return error ? cli::Failed : cli::Done;
 }
 
-int pidSave(const Call&)
+int pidSave(const Call& call)
 {
-    if (flags().htcEnabled)
+    if (call.htc || (!call.ltc && flags().htcEnabled))
         return saveHTCParameters();
     modLTC::Parameters now;
     float setpoint = -1;
@@ -395,6 +405,6 @@ int cli::laser(const Arguments& arguments)
 
 int cli::pid(const Arguments& arguments)
 {
-    return runAction(arguments, {{"show", 1, true, pidShow}, {"save", 0, false, pidSave}}, QStringLiteral("pid"),
+    return runAction(arguments, {{"show", 1, true, pidShow, false, true}, {"save", 0, false, pidSave}}, QStringLiteral("pid"),
                      [] { return flags().htcEnabled || flags().ltcEnabled; });
 }
