@@ -7,6 +7,7 @@
 #include "core/NumberText.h"
 #include "core/ScanParameters.h"
 #include "core/modTools.h"
+#include "goniometer/ControllerUse.h"
 #include "goniometer/modSMC.h"
 #include "serial/SerialChannel.h"
 #include "serial/modCOM.h"
@@ -111,7 +112,7 @@ void Evaluate(const QString& reply, double counterTime)
 
 void Run()
 {
-    if (state().looping)
+    if (!ControllerUse::free())
         return;
     begin();
     const double counterTime = scanParameters().counterTime;

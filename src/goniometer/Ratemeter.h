@@ -32,7 +32,8 @@ signals:
 };
 Notifier& notifier();
 
-/// Loads the counting program and measures until Flags::ratemeterRunning is cleared. A second call while it runs does nothing. A missing
+/// Loads the counting program and measures until Flags::ratemeterRunning is cleared. Does nothing while it runs already or
+/// another entry uses the controller (ControllerUse). A missing
 /// reply reads as 0.
 void Run();
 /// The stop sequence of btnExit; takes about 0.6 s. Run returns after it.

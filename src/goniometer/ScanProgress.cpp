@@ -78,6 +78,10 @@ void RefreshProgress()
     const double part = expected > 0 ? measuring / expected : 0;
     const double done = run.perPoint > 0 ? std::floor(measuring / run.perPoint) : 0;
     frontPanel().setProgress(static_cast<int>(std::min(99.0, std::floor(part * 100))));
+    if (elapsed > run.positioning + 2 * expected + 600) {
+        frontPanel().setPanel(progressPanel, QStringLiteral("busy much longer than expected"));
+        return;
+    }
     frontPanel().setPanel(progressPanel, pointsText(static_cast<qint32>(std::clamp(done, 0.0, std::max(0.0, run.points - 1.0)))) +
                                              QStringLiteral(", ") + clockText(run.positioning + expected - elapsed) +
                                              QStringLiteral(" remaining"));

@@ -8,7 +8,9 @@
 #include "core/Prompts.h"
 #include "core/ScanData.h"
 #include "core/modTools.h"
+#include "goniometer/ControllerUse.h"
 #include "goniometer/ScanParameterCheck.h"
+#include "goniometer/ScanStop.h"
 #include "goniometer/modSMC.h"
 
 #include <QLocale>
@@ -22,9 +24,13 @@ using Field = FrontPanel::Field;
 namespace {
 constexpr int filePanel = 1;
 constexpr int datePanel = 2;
+constexpr int readyTries = 3;
+constexpr double longestLineWait = 600; // s
+constexpr double shortLineWait = 10;    // s
 const QString startTitle = QStringLiteral("Start scan");
 const QString runTitle = QStringLiteral("Data acquisition");
 const QString notReady = QStringLiteral("SMC not ready...");
+const QString lineBreak = QStringLiteral("\r\n");
 
 QString general(double value)
 {
@@ -94,24 +100,40 @@ void forgetScan(qint32 points)
     frontPanel().refreshEntries();
 }
 
+void tellNotStarted()
+{
+    showMessage(startTitle,
+                QStringLiteral("The start of the scan could not be confirmed, so nothing was read.") + lineBreak + lineBreak +
+                    QStringLiteral("Please check the goniometer controller and its line, then start again. The counts in the controller, "
+                                   "which 'Get RAM Data' reads, can be those of an earlier scan."),
+                Prompts::Icon::Exclamation);
+}
+
 void measure()
 {
-    const auto running = [] { return flags().acquisitionRunning; };
-    const bool started = Upload(CountingProgram(scanParameters()), running);
-    if (!state().readBackOnAbort)
+    Options options;
+    options.goOn = [] { return flags().acquisitionRunning; };
+    bool started = false;
+    options.started = [&started] {
         forgetScan(1);
-    if (!started)
-        return;
-    BeginProgress(scanParameters());
-    PollUntilIdle(0, false, running);
-    if (!running() || flags().closing)
-        return;
-    CompleteProgress();
-    ReadBack();
+        started = true;
+    };
+    const Result result = Measure(options);
+    if (result == Result::BrokenOff && !started && !state().readBackOnAbort)
+        forgetScan(1);
+    else if (result == Result::NotStarted)
+        tellNotStarted();
+    else if (result == Result::Counted)
+        ReadBack();
 }
 
 bool mayStart()
 {
+    const ControllerUse use;
+    if (!use.granted()) {
+        showMessage(startTitle, notReady);
+        return false;
+    }
     ScanParameterCheck::CheckScanParameters();
     if (!modSMC::SMCIsReady()) {
         if (!flags().closing)
@@ -131,8 +153,18 @@ void startRun()
     if (!start)
         return;
     enterRunningState();
+    state().measuring = true;
     measure();
+    state().measuring = false;
+    state().stopping.reset();
     leaveRunningState();
+}
+
+/// After an abort that no start waits for.
+void awaitStop()
+{
+    if (PollUntilIdle(0, false, [] { return false; }) == PollResult::Busy)
+        tellStillBusy();
 }
 
 void abortRun()
@@ -140,34 +172,76 @@ void abortRun()
     if (!confirm(QStringLiteral("Do you want to abort the current data acquisition now?"), Prompts::Icon::Critical))
         return;
     state().asking = true;
-    modSMC::AbandonQuery();
-    modSMC::SMCSend(QStringLiteral("Q;"));
-    state().axis1Position.reset();
+    StopController();
     if (confirm(QStringLiteral("Do you want read scan data anyway?"), Prompts::Icon::Question))
         state().readBackOnAbort = ReadBack();
+    else if (!state().measuring)
+        awaitStop();
     state().asking = false;
+    if (!state().measuring)
+        state().stopping.reset();
     leaveRunningState();
 }
 
-QString polledReply()
+/// The scan in memory, kept for the case that nothing comes to take its place.
+class Memory
 {
-    modSMC::SMCSend(QStringLiteral("?S1;"));
-    return modSMC::SMCReceive(modSMC::silent);
+public:
+    void restore() const
+    {
+        ScanData& data = scanData();
+        data.resize(static_cast<qint32>(m_counts.size()));
+        for (qint32 i = 1; i <= data.size(); ++i)
+            data.setPoint(i, m_angles[i - 1], m_counts[i - 1]);
+        data.parameters = m_parameters;
+        data.minimum = m_minimum;
+        data.maximum = m_maximum;
+        flags().dataPresent = m_present;
+        flags().dataSaved = m_saved;
+        frontPanel().refreshEntries();
+    }
+
+private:
+    QVector<double> m_counts = scanData().counts();
+    QVector<double> m_angles = scanData().angles();
+    ScanParameters m_parameters = scanData().parameters;
+    qint32 m_minimum = scanData().minimum;
+    qint32 m_maximum = scanData().maximum;
+    bool m_present = flags().dataPresent;
+    bool m_saved = flags().dataSaved;
+};
+
+/// How long a line that is down is waited for before counts are read [s]. An abort waits for nothing, and by hand they can be read later.
+double linePatience()
+{
+    if (state().stopping)
+        return 0;
+    return flags().profileRunning ? longestLineWait : flags().acquisitionRunning ? shortLineWait : 0;
 }
 
-qint16 polledStatus(const QString& reply)
+/// Whether the controller is idle, before its counts are read.
+bool awaitReady(const modSMC::AbortWatch& watch)
 {
-    if (!flags().smcOnline)
-        return modSMC::disabledStatus;
-    return reply.size() > 2 ? modSMC::StatusOf(reply) : qint16{0};
-}
-
-void showPolling(int spinner, bool barAfter)
-{
-    static const QString bars[] = {QStringLiteral("| "), QStringLiteral("/ "), QStringLiteral("- "), QStringLiteral("\\ ")};
-    const QString text = QStringLiteral("Data acquisition in progress...");
-    // Behind the text the first sign stands without its blank: intended.
-    frontPanel().setPanel(filePanel, barAfter ? text + (spinner == 0 ? QStringLiteral("|") : bars[spinner]) : bars[spinner] + text);
+    const bool run = flags().acquisitionRunning || flags().profileRunning;
+    const auto goOn = [&watch] { return !watch.brokenOff(); };
+    for (int tries = run ? readyTries : 1; tries > 0 && goOn();) {
+        modSMC::AwaitLine(linePatience(), goOn);
+        const std::optional<qint16> status = modSMC::AskStatus(tries == 1 ? modSMC::reportTimeout : modSMC::silent);
+        if (status && (*status & modSMC::idleBit) != 0)
+            return true;
+        if (!status) {
+            --tries;
+            continue;
+        }
+        if (!run || !state().stopping)
+            return false;
+        if (!keepStopping()) {
+            tellStillBusy();
+            return false;
+        }
+        modTools::Delay(1.0F, true);
+    }
+    return false;
 }
 
 void takeMinimum()
@@ -196,28 +270,32 @@ void Start()
 
 bool ReadBack(std::optional<double> counterTime)
 {
-    const bool runWasActive = flags().acquisitionRunning;
     // An abort inside the waits here has read the counts itself, or was told not to.
-    const auto brokenOff = [runWasActive] { return flags().closing || (runWasActive && !flags().acquisitionRunning); };
+    const modSMC::AbortWatch watch;
     ScanParameterCheck::CheckScanParameters(counterTime);
-    const bool ready = modSMC::SMCIsReady();
-    if (brokenOff())
+    const bool ready = awaitReady(watch);
+    if (watch.brokenOff())
         return false;
     if (!ready) {
-        showMessage(QStringLiteral("Get RAM data"), notReady);
+        if (!(state().stopping && state().stopping->told))
+            showMessage(QStringLiteral("Get RAM data"), notReady);
         return false;
     }
     frontPanel().focusFirst();
     frontPanel().setPointer(FrontPanel::Pointer::Hourglass);
+    const Memory before;
     forgetScan(scanParameters().numberOfPoints);
     scanData().parameters = scanParameters();
-    const qint32 maximum = modSMC::SMCReadScanData();
-    if (!brokenOff()) {
+    const qint32 maximum = modSMC::SMCReadScanData(linePatience());
+    const bool brokenOff = watch.brokenOff();
+    if (!brokenOff && flags().smcOnline && modSMC::state().receivedPoints <= 0) {
+        before.restore();
+    } else if (!brokenOff) {
         modSMC::state().maximumCount = maximum;
         scanData().maximum = qMax(maximum, 0);
         takeMinimum();
     }
-    const bool complete = maximum >= 0 && !brokenOff();
+    const bool complete = maximum >= 0 && !brokenOff;
     if (complete) {
         scanData().plot(frontPanel().number(Field::ScanStart), frontPanel().number(Field::ScanStop), frontPanel().number(Field::ScanStep),
                         maximum);
@@ -261,35 +339,6 @@ QStringList CountingProgram(const ScanParameters& parameters, int goniometerType
 QStringList CountingProgram(const ScanParameters& parameters)
 {
     return CountingProgram(parameters, flags().goniometerType, configuration().general.slewSpeed, configuration().general.scanSpeed);
-}
-
-bool Upload(const QStringList& lines, const std::function<bool()>& goOn)
-{
-    for (const QString& line : lines) {
-        if (!goOn() || flags().closing)
-            return false;
-        modSMC::SMCSend(line);
-    }
-    return goOn() && !flags().closing;
-}
-
-PollResult PollUntilIdle(double silenceLimit, bool barAfter, const std::function<bool()>& goOn)
-{
-    quint32 lastHeard = modTools::timeGetTime();
-    for (int spinner = 0;; spinner = (spinner + 1) % 4) {
-        modTools::Delay(1.0F, true);
-        if (flags().closing)
-            return PollResult::Closing;
-        const QString reply = polledReply();
-        const qint16 status = polledStatus(reply);
-        showPolling(spinner, barAfter);
-        if ((status & modSMC::idleBit) != 0)
-            return PollResult::Idle;
-        if (!reply.isEmpty())
-            lastHeard = modTools::timeGetTime();
-        else if ((goOn && !goOn()) || (silenceLimit > 0 && modTools::timeGetTime() - lastHeard >= silenceLimit * 1000))
-            return PollResult::Silent;
-    }
 }
 
 QString MeasuringDate(const QDateTime& moment)

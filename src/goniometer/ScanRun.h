@@ -14,11 +14,22 @@
 /// A scan run: the counting program is loaded into the controller and started, the controller is polled once a second until it is idle, and
 /// all counts are read in one transfer. A profile run measures with the same pieces.
 namespace ScanRun {
+/// A controller that an abort has told to stop.
+struct Stopping
+{
+    std::optional<quint32> busySince; ///< timeGetTime() of its first busy answer after that [ms]
+    quint32 lastSent = 0;             ///< timeGetTime() of the last "Q;" [ms]
+    bool told = false;                ///< the operator knows that it does not stop
+};
+
 /// The module's variables. `state() = State{}` resets them.
 struct State
 {
     bool asking = false;                 ///< a start is being prepared or an abort is under way; another click is passed over
     bool readBackOnAbort = false;        ///< the counts of the running scan were read back by its abort
+    bool measuring = false;              ///< Start has not returned: an aborted scan too, until the controller stands still
+    bool stoppedByHand = false;          ///< "STOP Motion" was chosen since the counting program was sent
+    std::optional<Stopping> stopping;    ///< an abort has sent "Q;" since the scan began
     std::optional<double> axis1Position; ///< where axis 1 was last sent or seen [deg], for the time of the positioning move
     bool progressRunning = false;        ///< between BeginProgress and EndProgress
     quint32 startedAt = 0;               ///< timeGetTime() at the start of the counting program [ms]
@@ -29,12 +40,16 @@ struct State
 State& state();
 
 /// The click of mnuMeasStartAcquisition: starts a run and returns when it has ended, or, while one is active, asks whether to abort it. The
-/// abort runs inside the waits of the start; they share nothing but Flags::acquisitionRunning.
+/// abort runs inside the waits of the start; they share nothing but Flags::acquisitionRunning. Nothing starts inside another entry's use of
+/// the controller (ControllerUse). A scan whose start could not be confirmed is said to be so in a box, and nothing is read: counts of an
+/// earlier scan never pass for it.
 void Start();
 
 /// Reads the counts in the controller into scanData() and asks for the plot. Checks the scan parameters first, so the number of points can
-/// differ from the run's when the range was shortened. Refused with "SMC not ready..." while the controller works. `counterTime` [s]: of a
-/// profile step, not normalized. True when a scan is in memory; otherwise the arrays are zero and Flags::dataPresent is clear.
+/// differ from the run's when the range was shortened. Refused with "SMC not ready..." while the controller works; while a scan or a
+/// profile runs, an unanswered query is repeated before that, a line that is down is waited for, and a controller that an abort has stopped
+/// gets its time to stop. `counterTime` [s]: of a profile step, not normalized. True when a scan is in memory. When nothing was received,
+/// the scan that was in memory before stays; after a refused question the arrays are zero and Flags::dataPresent is clear.
 bool ReadBack(std::optional<double> counterTime = std::nullopt);
 
 /// The lines of the counting program for these parameters, goniometer type (Flags::goniometerType) and speeds [controller units].
@@ -42,20 +57,58 @@ QStringList CountingProgram(const ScanParameters& parameters, int goniometerType
 /// The same with the type and the speeds in use.
 QStringList CountingProgram(const ScanParameters& parameters);
 
-/// Sends the lines one by one as long as `goOn` says so, asked before each. True when all were sent.
+/// Sends the lines one by one as long as `goOn` says so, asked before each. True when the line took all of them and was not lost before the
+/// last one; otherwise the last one, which starts the program, was not sent.
 bool Upload(const QStringList& lines, const std::function<bool()>& goOn);
 
 enum class PollResult {
     Idle,    ///< axis 1 is idle
     Silent,  ///< nothing came for the time given
+    Busy,    ///< it answers, but has not become idle in the time given, or not 30 s after an abort
     Closing, ///< the program ends
 };
 
 /// Polls axis 1 once a second until it is idle; a missing reply is not reported and counts as busy. Panel 1 shows a turning bar and "Data
 /// acquisition in progress..."; `barAfter`: behind that text. `silenceLimit` [s]: longest time without any reply, 0 for no limit.
-/// `goOn`: once it says no, a reply that is missing ends the polling (Silent): a run that was broken off does not wait for a controller
-/// that is gone.
-PollResult PollUntilIdle(double silenceLimit = 0, bool barAfter = false, const std::function<bool()>& goOn = {});
+/// `goOn`: once it says no, the run was broken off: a reply that is missing ends the polling (Silent), and a controller that is still busy
+/// gets "Q;" again every 5 s, for 30 s (Busy). `busyLimit` [s]: longest time until it is idle, 0 for no limit (Busy).
+PollResult PollUntilIdle(double silenceLimit = 0, bool barAfter = false, const std::function<bool()>& goOn = {}, double busyLimit = 0);
+
+/// How Measure does its work.
+struct Options
+{
+    std::function<bool()> goOn;    ///< no: the run is broken off
+    std::function<void()> started; ///< called each time the counting program has been sent
+    bool barAfter = false;         ///< as for PollUntilIdle
+    double silenceLimit = 0;       ///< as for PollUntilIdle [s]
+    double busyLimit = 0;          ///< as for PollUntilIdle [s], from the start of the program; see LongestTime
+    bool unattended = false;       ///< a controller that is still busy with something else is stopped before the scan
+};
+
+enum class Result {
+    Counted,    ///< the controller has measured this scan and stands still: its counts can be read back
+    NotStarted, ///< the counting program could not be sent, or nothing shows that it has run; what the controller holds may be an older
+                ///< scan
+    Silent,     ///< nothing came for the time given
+    Busy,       ///< the controller did not become idle in the time given; it was told to stop
+    BrokenOff,  ///< by goOn or the end of the program
+};
+
+/// One scan of scanParameters(), without the read-back: sends and starts the counting program, shows the progress and waits for the end.
+///
+/// The scan counts as started when a busy status came after the start, or when the controller is idle at the first poll and the line was
+/// never lost or silent since the first line was sent (a very short scan). A line that is lost before the program is started is waited for,
+/// up to ten minutes, and the program is sent again. A controller that is found idle in any other case did not measure this scan, or nobody
+/// can tell: a scan that cannot have ended yet, or lasts less than ten minutes, is sent again, up to three times in all, a longer one is
+/// given up (NotStarted), so that its counts stay in the controller if it did run.
+Result Measure(const Options& options);
+
+/// Bound for a scan of scanParameters() that nobody watches [s]: twice the expected time and ten minutes.
+double LongestTime(double counterTime);
+
+/// Tells the controller to stop because the operator breaks off: "Q;", in place of whatever is being asked. From then on a controller that
+/// is still busy is told again, by the polling or by the read-back, for 30 s.
+void StopController();
 
 /// The measuring date of panel 2: "mmm dd. yyyy hh:mm" with English month names.
 QString MeasuringDate(const QDateTime& moment);

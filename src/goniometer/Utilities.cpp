@@ -8,6 +8,7 @@
 #include "core/NumberText.h"
 #include "core/Prompts.h"
 #include "core/modTools.h"
+#include "goniometer/ControllerUse.h"
 #include "goniometer/ScanRun.h"
 #include "goniometer/modSMC.h"
 
@@ -17,30 +18,9 @@ namespace GoniometerUtilities {
 namespace {
 const QString lineEnd = QStringLiteral("\r\n");
 
-/// Marks a utility as running, unless a run is active: that must stay abortable.
-class Running
+bool refused(const ControllerUse& use, const QString& title)
 {
-public:
-    Running()
-    {
-        if (!flags().acquisitionRunning && !flags().profileRunning)
-            set(true);
-    }
-    ~Running() { set(m_before); }
-    Q_DISABLE_COPY_MOVE(Running)
-
-private:
-    static void set(bool running)
-    {
-        flags().utilityRunning = running;
-        frontPanel().refreshEntries();
-    }
-    bool m_before = flags().utilityRunning;
-};
-
-bool refused(const QString& title)
-{
-    if (modSMC::SMCIsReady())
+    if (use.granted() && modSMC::SMCIsReady())
         return false;
     if (!flags().closing)
         showMessage(title, QStringLiteral("SMC not ready..."));
@@ -96,8 +76,8 @@ QString axisBlock(qint16 axis)
 
 void SearchReference()
 {
-    const Running running;
-    if (refused(QStringLiteral("Search reference position")))
+    const ControllerUse use;
+    if (refused(use, QStringLiteral("Search reference position")))
         return;
     modSMC::SMCSend(QStringLiteral("REF;"));
     ScanRun::state().axis1Position.reset();
@@ -105,9 +85,9 @@ void SearchReference()
 
 void SetReferenceOffset()
 {
-    const Running running;
+    const ControllerUse use;
     const QString title = QStringLiteral("Set REF offset");
-    if (refused(title))
+    if (refused(use, title))
         return;
     const qint16 axis = selectAxis(QStringLiteral("1"));
     if (axis == 0)
@@ -132,8 +112,8 @@ void SetReferenceOffset()
 
 void GoTo()
 {
-    const Running running;
-    if (refused(QStringLiteral("Goniometer GoTo")))
+    const ControllerUse use;
+    if (refused(use, QStringLiteral("Goniometer GoTo")))
         return;
     const qint16 axis = selectAxis(QString());
     if (axis == 0)
@@ -162,17 +142,21 @@ void Stop()
         flags().abort = true;
     modSMC::SMCSend(QStringLiteral("Q;"));
     ScanRun::state().axis1Position.reset();
+    ScanRun::state().stoppedByHand = true;
 }
 
 void GetRAMData()
 {
-    const Running running;
-    ScanRun::ReadBack();
+    const ControllerUse use;
+    if (!use.granted() && !flags().closing)
+        showMessage(QStringLiteral("Get RAM data"), QStringLiteral("SMC not ready..."));
+    else
+        ScanRun::ReadBack();
 }
 
 void ShowStatus()
 {
-    const Running running;
+    const ControllerUse use;
     const Configuration::Line& line = configuration().smc;
     const qint16 axes = modSMC::state().numberOfAxes;
     QString text = QStringLiteral("number of axes: ") + NumberText::General(qint32{axes}) + lineEnd + QStringLiteral("firmware version: ") +

@@ -3,7 +3,7 @@
 #pragma once
 
 /// The entries of the SMC menu. All but the stop and the status display are refused with "SMC not ready..." while the controller works.
-/// Flags::utilityRunning is set while one of them waits or asks.
+/// None starts inside a scan, a profile, the ratemeter or another of them (ControllerUse).
 namespace GoniometerUtilities {
 /// mnuExtrasSMCRef: starts the reference search; nothing is awaited.
 void SearchReference();

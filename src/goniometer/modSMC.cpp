@@ -19,6 +19,10 @@
 namespace modSMC {
 namespace {
 const QString lineEnd = QStringLiteral("\r\n");
+const QString closingLine = QStringLiteral("CEND;");
+constexpr int transferTries = 3;
+constexpr quint32 longestRest = 300000; // ms
+constexpr float lineRound = 0.2F;       // s
 
 bool disabled()
 {
@@ -26,32 +30,40 @@ bool disabled()
 }
 
 /// `fresh`: what has been received so far is thrown away.
-void send(const QString& command, bool fresh)
+bool send(const QString& command, bool fresh)
 {
     if (disabled() || flags().closing)
-        return;
+        return disabled();
     if (fresh)
         modCOM::smcReception().receiveText.clear();
     if (modCOM::MCComm().isDown())
-        return;
+        return false;
     // The line end opens the command; nothing follows its ";".
-    modCOM::MCComm().output(lineEnd + command);
+    const bool taken = modCOM::MCComm().output(lineEnd + command);
     if (modCOM::MCComm().txDelay > 0)
         modTools::Delay(modCOM::MCComm().txDelay, true);
+    return taken;
 }
 
-/// Tells whether the run that was active at its construction has been broken off since.
-class AbortWatch
+bool hasClosingLine(const QString& transfer)
 {
-public:
-    bool brokenOff() const { return flags().closing || (m_running && !flags().acquisitionRunning) || (!m_abort && flags().abort); }
+    return transfer.contains(closingLine);
+}
 
-private:
-    bool m_running = flags().acquisitionRunning;
-    bool m_abort = flags().abort;
-};
+/// A transfer that was cut by a pause goes on: what comes until the controller falls silent belongs to it.
+void joinRest(QString& transfer, const AbortWatch& watch)
+{
+    const quint32 start = modTools::timeGetTime();
+    while (!transfer.isEmpty() && !hasClosingLine(transfer) && !watch.brokenOff() && modTools::timeGetTime() - start < longestRest) {
+        const QString rest = SMCReceive(silent);
+        if (rest.isEmpty())
+            return;
+        transfer += rest;
+    }
+}
+
 /// An abort inside the pause after the command has taken the reply, or the controller will give none: there is nothing to wait for then.
-QString query(const QString& command, bool transfer = false)
+QString query(const QString& command, qint16 messageSwitch = reportTimeout, bool transfer = false)
 {
     if (state().transferring)
         return {};
@@ -60,7 +72,9 @@ QString query(const QString& command, bool transfer = false)
     state().querying = true;
     state().transferring = transfer;
     send(command, true);
-    const QString reply = watch.brokenOff() ? QString() : SMCReceive(reportTimeout);
+    QString reply = watch.brokenOff() ? QString() : SMCReceive(messageSwitch);
+    if (transfer)
+        joinRest(reply, watch);
     state().querying = before;
     state().transferring = false;
     return reply;
@@ -119,6 +133,27 @@ bool continueAnyway(qint32 received)
     return prompts().message(message) == Prompts::Button::Yes;
 }
 
+/// The reply to "?CNT;", asked for again while it is not whole.
+QString transferCounts(const AbortWatch& watch, double linePatience)
+{
+    for (int tries = 1;; ++tries) {
+        const QString reply = query(QStringLiteral("?CNT;"), tries < transferTries ? silent : reportTimeout, true);
+        if (watch.brokenOff() || hasClosingLine(reply) || tries == transferTries)
+            return reply;
+        if (!AwaitLine(linePatience, [&watch] { return !watch.brokenOff(); }))
+            return reply;
+        modTools::WriteLog(true, QStringLiteral("SMC: the counts did not come whole, transfer ") + NumberText::General(qint32{tries + 1}));
+    }
+}
+
+void reportNoCounts(qint32 received)
+{
+    const QString text = received == 0 ? QStringLiteral("The goniometer controller holds no counts.")
+                                       : QStringLiteral("The goniometer controller did not send its counts.") + lineEnd + lineEnd +
+                                             QStringLiteral("It still holds them: please check its line, then choose 'Get RAM Data'.");
+    showMessage(QStringLiteral("Scan Data Transfer"), text, Prompts::Icon::Exclamation);
+}
+
 /// One line of a transfer as a count; 0 when it does not fit 32 bits.
 qint32 countOf(QStringView line)
 {
@@ -174,9 +209,20 @@ State& state()
     return theState;
 }
 
-void SMCSend(const QString& command)
+bool SMCSend(const QString& command)
 {
-    send(command, !state().querying && !state().transferring);
+    return send(command, !state().querying && !state().transferring);
+}
+
+bool AwaitLine(double patience, const std::function<bool()>& goOn)
+{
+    const quint32 start = modTools::timeGetTime();
+    while (!disabled() && modCOM::MCComm().isDown()) {
+        if (flags().closing || !goOn() || modTools::timeGetTime() - start >= patience * 1000)
+            return false;
+        modTools::Delay(lineRound, true);
+    }
+    return true;
 }
 
 void AbandonQuery()
@@ -245,6 +291,20 @@ qint16 SMCGetAxisStatus(qint16 axis)
     return StatusOf(query(QStringLiteral("?S") + NumberText::General(qint32{axis}) + u';'));
 }
 
+std::optional<qint16> AskStatus(qint16 messageSwitch)
+{
+    if (disabled())
+        return disabledStatus;
+    const QString reply = query(QStringLiteral("?S1;"), messageSwitch);
+    return HoldsStatus(reply) ? std::optional(StatusOf(reply)) : std::nullopt;
+}
+
+bool HoldsStatus(const QString& reply)
+{
+    const qsizetype colon = reply.indexOf(u':');
+    return colon >= 0 && colon + 1 < reply.size() && reply[colon + 1] >= u'0' && reply[colon + 1] <= u'9';
+}
+
 qint16 StatusOf(const QString& reply)
 {
     bool overflow = false;
@@ -267,16 +327,21 @@ QString SMCGetVersion()
     return withoutLineEnds(query(QStringLiteral("?V;"))).trimmed();
 }
 
-qint32 SMCReadScanData()
+qint32 SMCReadScanData(double linePatience)
 {
+    state().receivedPoints = 0;
     if (disabled())
         return 0;
     const AbortWatch watch;
-    const QString reply = query(QStringLiteral("?CNT;"), true);
+    const QString reply = transferCounts(watch, linePatience);
     if (watch.brokenOff())
         return -1;
     const qint32 received = ReceivedPoints(reply);
     state().receivedPoints = received;
+    if (received <= 0) {
+        reportNoCounts(received);
+        return -1;
+    }
     if (received != scanParameters().numberOfPoints && !continueAnyway(received))
         return -1;
     return StoreCounts(reply);
@@ -302,7 +367,7 @@ qint32 StoreCounts(QStringView reply)
         qint32 count = 0;
         if (!lines.nextPlain(count)) {
             QStringView line;
-            if (!lines.next(line) || line == u"CEND;")
+            if (!lines.next(line) || line == closingLine)
                 return maximum;
             count = countOf(line);
         }

@@ -2,7 +2,12 @@
 
 #pragma once
 
+#include "core/Flags.h"
+
 #include <QString>
+
+#include <functional>
+#include <optional>
 
 /// The goniometer controller's command protocol: plain text over the line MCComm. A command is a mnemonic that ends with ";"; a
 /// reply is text whose value stands after its first ":". A query is SMCSend followed at once by SMCReceive. While the controller is not on
@@ -17,7 +22,7 @@ struct State
     qint32 maximumCount = 0;   ///< largest count of the last read-back, -1 when the operator refused it
     bool querying = false;     ///< a query and its reply are under way: what is sent meanwhile leaves the received text alone
     bool transferring = false; ///< the counts are being read: other queries give an empty reply at once, so that no count is lost to them
-    qint32 receivedPoints = 0; ///< counts that the last transfer held
+    qint32 receivedPoints = 0; ///< counts that the last transfer held; 0 none, -1 the controller did not answer
 };
 State& state();
 
@@ -30,8 +35,27 @@ inline constexpr qint16 disabledStatus = 129;
 inline constexpr qint16 reportTimeout = 0; ///< a silent controller is reported: "SMC does not respond..."
 inline constexpr qint16 silent = 1;        ///< a silent controller gives an empty reply and nothing else
 
-/// Sends one command: CR LF, then the command, in one write, then a pause of the line's TxDelay in which the window stays live.
-void SMCSend(const QString& command);
+/// Tells whether the run that was active at its construction has been broken off since: the scan by its abort, a temperature profile by the
+/// abort flag, everything by the end of the program.
+class AbortWatch
+{
+public:
+    bool brokenOff() const
+    {
+        return flags().closing || (m_scan && !flags().acquisitionRunning) || (m_profile && !m_abort && flags().abort);
+    }
+
+private:
+    bool m_scan = flags().acquisitionRunning;
+    bool m_profile = flags().profileRunning;
+    bool m_abort = flags().abort;
+};
+
+/// Sends one command: CR LF, then the command, in one write, then a pause of the line's TxDelay in which the window stays live. False when
+/// the line did not take it (down, or its output is full): the controller will never see it. True in the simulation state.
+bool SMCSend(const QString& command);
+/// Waits until the line is open, up to `patience` [s] and as long as `goOn` says so; at once when it is. True when it is open.
+bool AwaitLine(double patience, const std::function<bool()>& goOn);
 /// What is being queried is given up: an abort takes the line over.
 void AbandonQuery();
 
@@ -49,6 +73,10 @@ bool SMCIsReady();
 
 /// Status of an axis (1, 2); 0 when the reply holds no number or none of 16 bits, disabledStatus in the simulation state.
 qint16 SMCGetAxisStatus(qint16 axis);
+/// Asks once for the status of axis 1; nothing when no reply with a number came. `messageSwitch` as for SMCReceive.
+std::optional<qint16> AskStatus(qint16 messageSwitch);
+/// Whether a reply to "?Sn;" holds a status: a ":" and a digit behind it.
+bool HoldsStatus(const QString& reply);
 /// The status in a reply to "?Sn;": the whole number after its first ":".
 qint16 StatusOf(const QString& reply);
 
@@ -60,9 +88,13 @@ QString SMCGetVersion();
 
 /// Reads the count memory ("?CNT;") into scanData(), whose arrays the caller has sized: count i, and angle start + (i - 1) x step of
 /// scanParameters(). Returns the largest count; -1 when the number of lines is not scanParameters().numberOfPoints and the question "Scan
-/// Data Transfer" was not answered Yes, or when the run was aborted or the program closed meanwhile; 0 in the simulation state. A reply of
-/// any length is walked once.
-qint32 SMCReadScanData();
+/// Data Transfer" was not answered Yes, when nothing was received (State::receivedPoints 0 or -1; said in a box, and nothing is stored), or
+/// when the run was aborted or the program closed meanwhile; 0 in the simulation state. A reply of any length is walked once.
+///
+/// A transfer without its closing line is not taken as it stands: what still comes is joined to it, and if the closing line is missing
+/// then, the transfer is asked for again, three times in all, noted in the log. Only the last one reports a silent controller.
+/// `linePatience` [s]: how long a line that is down is waited for before the transfer is asked for again.
+qint32 SMCReadScanData(double linePatience = 0);
 
 /// Number of counts in a transfer: its line ends less one for the closing line; -1 for an empty text.
 qint32 ReceivedPoints(QStringView reply);

@@ -382,6 +382,7 @@ void SerialChannel::deviceGone(const QString& reason)
         return;
     dropDevice();
     m_down = true;
+    ++m_losses;
     m_reopenTimer.restart();
     modTools::WriteLog(true, name() + QStringLiteral(": line down, ") + reason);
     emit vanished();

@@ -84,6 +84,8 @@ public:
 
     bool isOpen() const { return m_device != nullptr; }
     bool isDown() const { return m_down; }
+    /// How often the line has gone down: tells whether it was lost between two moments, even if it is back.
+    quint32 losses() const { return m_losses; }
     /// Closes the line and gives up reopening it.
     void close();
 
@@ -136,6 +138,7 @@ private:
     int m_connectingTicks = 0;
     QByteArray m_buffer;
     bool m_down = false;
+    quint32 m_losses = 0;
     ProgramError m_lastError;
     std::function<std::unique_ptr<QIODevice>()> m_source;
     modTools::Timer m_reopenTimer;

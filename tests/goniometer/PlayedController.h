@@ -82,6 +82,8 @@ public:
 
     bool present = true;
     bool mute = false;                                                     ///< answers nothing
+    bool unplugged = false;                                                ///< its cable is: nothing reaches it either
+    int ignoredStops = 0;                                                  ///< "Q;"s that it does not heed
     quint32 replyDelay = 20;                                               ///< ms
     quint64 runTime = 3500;                                                ///< ms from "START:;" to idle
     bool busy = false;                                                     ///< a program of an earlier program run is running
@@ -152,11 +154,13 @@ private:
 
     void written(const QByteArray& bytes)
     {
+        if (unplugged)
+            return;
         writes << bytes;
         const QString command = QString::fromLatin1(bytes).remove(QStringLiteral("\r\n"));
         if (command == QStringLiteral("START:;"))
             m_busyUntil = m_clock.elapsed() + runTime;
-        if (command == QStringLiteral("Q;")) {
+        if (command == QStringLiteral("Q;") && --ignoredStops < 0) {
             busy = false;
             m_busyUntil = 0;
         }

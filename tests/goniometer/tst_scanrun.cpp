@@ -4,6 +4,9 @@
 
 #include "core/FrontPanel.h"
 #include "core/ScanData.h"
+#include "goniometer/ControllerUse.h"
+#include "goniometer/ScanParameterCheck.h"
+#include "goniometer/Utilities.h"
 #include "support/ScriptedPrompts.h"
 
 #include <QTest>
@@ -32,6 +35,13 @@ QStringList words(const char* text)
 // 10 to 12 in steps of 0.5: five points.
 const QStringList guinierProgram =
     words("CLR; CA1; CCNT; 1:A10S500L4000B20; CNT1; NL; GSB10*4; NL; END; LIN10; 1:0.5S1500; CNT1; NL; RET; NL; START:;");
+
+const QString unconfirmed = QStringLiteral(
+    "The start of the scan could not be confirmed, so nothing was read.\r\n\r\nPlease check the goniometer controller and its "
+    "line, then start again. The counts in the controller, which 'Get RAM Data' reads, can be those of an earlier scan.");
+const QString notSent =
+    QStringLiteral("The goniometer controller did not send its counts.\r\n\r\nIt still holds them: please check its line, "
+                   "then choose 'Get RAM Data'.");
 
 QString mismatch(const char* number)
 {
@@ -91,6 +101,30 @@ struct Run
         frontPanel().refreshEntries();
     }
 
+    /// The controller holds the counts of another scan with as many points until it is told to clear them and has run this one.
+    void olderCounts()
+    {
+        const QList<QByteArray> own = smc.countLines;
+        smc.countLines = {"91", "92", "93", "94", "95"};
+        onCommand({});
+        m_memory = [this, own](const QString& command) {
+            if (command == QStringLiteral("CCNT;"))
+                smc.countLines.clear();
+            else if (command == QStringLiteral("START:;"))
+                smc.countLines = own;
+        };
+    }
+    /// Does something after a command has come, beside olderCounts.
+    void onCommand(const std::function<void(const QString&)>& action)
+    {
+        smc.onCommand = [this, action](const QString& command) {
+            if (m_memory)
+                m_memory(command);
+            if (action)
+                action(command);
+        };
+    }
+
     TestClock clock;
     PlayedController smc;
     ScriptedPrompts boxes;
@@ -99,7 +133,58 @@ struct Run
     QStringList panel1;
     QStringList panel4;
     QList<int> percents;
+
+private:
+    std::function<void(const QString&)> m_memory;
 };
+
+ScanRun::Options unattended()
+{
+    ScanRun::Options options;
+    options.barAfter = options.unattended = true;
+    options.silenceLimit = 600;
+    options.busyLimit = ScanRun::LongestTime(1.0);
+    return options;
+}
+
+enum class Entry { Scan, ReadBack, Ratemeter, GoTo, Reference, Offset };
+
+QString titleOf(Entry entry)
+{
+    switch (entry) {
+    case Entry::Scan:
+        return startTitle;
+    case Entry::ReadBack:
+        return readTitle;
+    case Entry::GoTo:
+        return QStringLiteral("Goniometer GoTo");
+    case Entry::Reference:
+        return QStringLiteral("Search reference position");
+    case Entry::Offset:
+        return QStringLiteral("Set REF offset");
+    case Entry::Ratemeter:
+        break;
+    }
+    return {};
+}
+
+void choose(Entry entry)
+{
+    switch (entry) {
+    case Entry::Scan:
+        return ScanRun::Start();
+    case Entry::ReadBack:
+        return GoniometerUtilities::GetRAMData();
+    case Entry::Ratemeter:
+        return Ratemeter::Run();
+    case Entry::GoTo:
+        return GoniometerUtilities::GoTo();
+    case Entry::Reference:
+        return GoniometerUtilities::SearchReference();
+    case Entry::Offset:
+        return GoniometerUtilities::SetReferenceOffset();
+    }
+}
 
 bool isIdle()
 {
@@ -161,12 +246,52 @@ private slots:
     void abortOfARunFoundAtStart();
 
     // the line goes down
+    void lineDownDuringTheUpload_data();
     void lineDownDuringTheUpload();
+    void lineDownAfterTheStartOfALongerScan();
+    void aLineThatIsLostAgainAndAgain();
+    void aLineThatStaysDown_data();
+    void aLineThatStaysDown();
+    void aCableThatIsOutDuringTheUpload_data();
+    void aCableThatIsOutDuringTheUpload();
+    void aLongScanThatNobodyCanConfirm_data();
+    void aLongScanThatNobodyCanConfirm();
+    void aScanThatIsOverAtTheFirstPoll();
+    void stopMotionDuringAScanIsNotUndone();
+    void stopMotionDuringTheUploadStartsNothing();
     void lineDownWhilePolling();
     void lineDownDuringTheTransfer();
+    void lineDownForAMomentDuringTheTransfer();
+
+    // what is lost on the way
+    void anUnansweredTransferIsAskedForAgain_data();
+    void anUnansweredTransferIsAskedForAgain();
+    void aTransferWithAPauseIsOneTransfer();
+    void aTransferThatBreaksOffIsAskedForAgain();
+    void nothingReceivedLeavesTheScanInMemory_data();
+    void nothingReceivedLeavesTheScanInMemory();
+    void lostRepliesBeforeTheReadBack_data();
+    void lostRepliesBeforeTheReadBack();
+    void aProfileBrokenOffDuringTheReadBack_data();
+    void aProfileBrokenOffDuringTheReadBack();
+
+    // a controller that does not stop
+    void anAbortThatIsNotHeardIsRepeated();
+    void anAbortThatIsNeverHeard_data();
+    void anAbortThatIsNeverHeard();
+    void aControllerThatStopsSlowlyIsReadBack();
+    void aScanFarBeyondItsTimeSaysSo();
+
+    // one at a time
+    void nothingStartsInsideAnother_data();
+    void nothingStartsInsideAnother();
+    void noNewScanInsideTheEndOfAnAbortedOne();
 
     // the pieces for profile runs
     void pollingGivesUpAfterSilence();
+    void anUnattendedScanStopsWhatTheControllerStillDoes();
+    void anUnattendedScanIsNotSentToABusyController();
+    void anUnattendedScanThatNeverEnds();
     void aProfileStepReadsBackWithItsOwnTime();
 };
 
@@ -771,24 +896,278 @@ void tst_scanrun::abortOfARunFoundAtStart()
     QVERIFY(run.boxes.allShown());
 }
 
+void tst_scanrun::lineDownDuringTheUpload_data()
+{
+    QTest::addColumn<int>("line");
+    for (int line = 0; line < guinierProgram.size(); ++line)
+        QTest::addRow("%d %s", line, qPrintable(guinierProgram[line])) << line;
+}
+
 void tst_scanrun::lineDownDuringTheUpload()
+{
+    QFETCH(int, line);
+    Run run;
+    run.olderCounts();
+    expectConfirmation(run.boxes);
+    run.boxes.expect(QStringLiteral("SMC"), QString());
+    qsizetype sent = 0;
+    run.onCommand([&](const QString& command) {
+        if (command == QStringLiteral("?S1;") || sent++ != line)
+            return;
+        run.clock.at(20, [&] { run.smc.pull(); });
+        run.clock.at(5000, [&] { run.smc.present = true; });
+    });
+    ScanRun::Start();
+    QStringList expected = guinierProgram.mid(0, line + 1);
+    expected << guinierProgram << QStringLiteral("?CNT;");
+    QCOMPARE(run.smc.orders(), expected);
+    QCOMPARE(scanData().counts(), (QList<double>{5, 40, 7, 3, 8}));
+    QVERIFY(run.panel1.contains(QStringLiteral("The counting program is sent again (2 of 3)")));
+    QVERIFY(flags().dataPresent);
+    QVERIFY(isIdle());
+    QVERIFY(run.boxes.allShown());
+}
+
+void tst_scanrun::lineDownAfterTheStartOfALongerScan()
+{
+    Run run;
+    run.olderCounts();
+    run.smc.runTime = 60000;
+    expectConfirmation(run.boxes);
+    run.boxes.expect(QStringLiteral("SMC"), QString());
+    run.onCommand([&](const QString& command) {
+        if (command != QStringLiteral("START:;"))
+            return;
+        run.clock.at(20, [&] { run.smc.pull(); });
+        run.clock.at(30000, [&] { run.smc.present = true; });
+    });
+    ScanRun::Start();
+    QCOMPARE(run.smc.sent(QStringLiteral("START:;")), 1);
+    QCOMPARE(scanData().counts(), (QList<double>{5, 40, 7, 3, 8}));
+    QVERIFY(run.boxes.allShown());
+}
+
+void tst_scanrun::aLineThatIsLostAgainAndAgain()
+{
+    Run run;
+    run.olderCounts();
+    run.earlierScan();
+    expectConfirmation(run.boxes);
+    for (int i = 0; i < 3; ++i)
+        run.boxes.expect(QStringLiteral("SMC"), QString());
+    run.boxes.expect(startTitle, unconfirmed).withIcon(Icon::Exclamation);
+    run.onCommand([&](const QString& command) {
+        if (command != QStringLiteral("LIN10;"))
+            return;
+        run.clock.at(20, [&] { run.smc.pull(); });
+        run.clock.at(5000, [&] { run.smc.present = true; });
+    });
+    ScanRun::Start();
+    QCOMPARE(run.smc.sent(QStringLiteral("LIN10;")), 3);
+    QCOMPARE(run.smc.sent(QStringLiteral("START:;")), 0);
+    QCOMPARE(run.smc.sent(QStringLiteral("?CNT;")), 0);
+    QVERIFY(flags().dataPresent && flags().dataSaved);
+    QCOMPARE(scanData().size(), 3);
+    QVERIFY(isIdle());
+    QVERIFY(run.boxes.allShown());
+}
+
+void tst_scanrun::aLineThatStaysDown_data()
+{
+    QTest::addColumn<bool>("abort");
+    QTest::newRow("waited for") << false;
+    QTest::newRow("broken off") << true;
+}
+
+void tst_scanrun::aLineThatStaysDown()
+{
+    QFETCH(bool, abort);
+    Run run;
+    expectConfirmation(run.boxes);
+    run.boxes.expect(QStringLiteral("SMC"), QString());
+    run.onCommand([&](const QString& command) {
+        if (command != QStringLiteral("CA1;"))
+            return;
+        run.clock.at(20, [&] { run.smc.pull(); });
+        if (abort)
+            run.clock.at(20000, [&] { ScanRun::Start(); });
+    });
+    if (abort)
+        expectAbort(run.boxes, Button::No);
+    else
+        run.boxes.expect(startTitle, unconfirmed);
+    ScanRun::Start();
+    QVERIFY(run.panel1.contains(QStringLiteral("Waiting for the line of the goniometer controller...")));
+    QVERIFY(abort ? run.clock.elapsed() < 25000 : run.clock.elapsed() > 600000 && run.clock.elapsed() < 610000);
+    QVERIFY(!flags().dataPresent);
+    QVERIFY(isIdle());
+    QVERIFY(run.boxes.allShown());
+}
+
+void tst_scanrun::aCableThatIsOutDuringTheUpload_data()
+{
+    QTest::addColumn<QString>("from");
+    for (const char* from : {"CLR;", "CCNT;", "RET;"})
+        QTest::newRow(from) << QString::fromLatin1(from);
+}
+
+void tst_scanrun::aCableThatIsOutDuringTheUpload()
+{
+    QFETCH(QString, from);
+    Run run;
+    run.olderCounts();
+    expectConfirmation(run.boxes);
+    run.onCommand([&](const QString& command) {
+        if (command != from || run.smc.sent(from) > 1)
+            return;
+        run.smc.unplugged = true;
+        run.clock.at(20000, [&] { run.smc.unplugged = false; });
+    });
+    ScanRun::Start();
+    QCOMPARE(run.smc.sent(QStringLiteral("START:;")), 1);
+    QCOMPARE(scanData().counts(), (QList<double>{5, 40, 7, 3, 8}));
+    QVERIFY(run.clock.elapsed() > 20000);
+    QVERIFY(run.boxes.allShown());
+}
+
+void tst_scanrun::aLongScanThatNobodyCanConfirm_data()
+{
+    QTest::addColumn<quint32>("back");
+    QTest::addColumn<int>("starts");
+    QTest::newRow("it can have run") << 3000000U << 1;
+    QTest::newRow("it cannot have run") << 100000U << 2;
+}
+
+void tst_scanrun::aLongScanThatNobodyCanConfirm()
+{
+    QFETCH(quint32, back);
+    QFETCH(int, starts);
+    Run run;
+    run.olderCounts();
+    run.clock.msPerRound = 10;
+    // Five points of 500 s.
+    type("10", "12", "0.5", "500");
+    run.smc.runTime = back < 2500000 ? 0 : 2500000;
+    expectConfirmation(run.boxes);
+    run.onCommand([&](const QString& command) {
+        if (command != QStringLiteral("START:;"))
+            return;
+        if (run.smc.sent(command) == 2) {
+            run.smc.runTime = 2500000;
+            return;
+        }
+        run.smc.unplugged = true;
+        run.clock.at(back, [&] {
+            run.smc.unplugged = false;
+            run.smc.runTime = 2500000;
+        });
+    });
+    if (starts == 1)
+        run.boxes.expect(startTitle, unconfirmed);
+    ScanRun::Start();
+    QCOMPARE(run.smc.sent(QStringLiteral("START:;")), starts);
+    QCOMPARE(run.smc.sent(QStringLiteral("?CNT;")), starts - 1);
+    QCOMPARE(flags().dataPresent, starts == 2);
+    QVERIFY(isIdle());
+    QVERIFY(run.boxes.allShown());
+}
+
+void tst_scanrun::aScanThatIsOverAtTheFirstPoll()
+{
+    Run run;
+    run.olderCounts();
+    run.smc.runTime = 300;
+    expectConfirmation(run.boxes);
+    ScanRun::Start();
+    QStringList expected = guinierProgram;
+    expected << QStringLiteral("?CNT;");
+    QCOMPARE(run.smc.orders(), expected);
+    QCOMPARE(scanData().counts(), (QList<double>{5, 40, 7, 3, 8}));
+    QVERIFY(run.boxes.allShown());
+}
+
+void tst_scanrun::stopMotionDuringAScanIsNotUndone()
 {
     Run run;
     run.smc.countLines.clear();
     expectConfirmation(run.boxes);
-    run.boxes.expect(QStringLiteral("SMC"), QString());
-    run.smc.onCommand = [&](const QString& command) {
-        if (command == QStringLiteral("CNT1;") && run.smc.sent(command) == 1) {
-            run.clock.at(20, [&] { run.smc.pull(); });
-            run.clock.at(30000, [&] { run.smc.present = true; });
+    run.onCommand([&](const QString& command) {
+        if (command == QStringLiteral("START:;")) {
+            run.smc.unplugged = true;
+            run.clock.at(500, [&] {
+                run.smc.unplugged = false;
+                GoniometerUtilities::Stop();
+                run.smc.mute = true;
+            });
+            run.clock.at(4500, [&] { run.smc.mute = false; });
         }
-    };
-    run.boxes.expect(transferTitle, mismatch(" 0"), Button::No);
+    });
+    run.boxes.expect(transferTitle, QStringLiteral("The goniometer controller holds no counts."));
     ScanRun::Start();
-    QCOMPARE(run.smc.orders(), words("CLR; CA1; CCNT; 1:A10S500L4000B20; CNT1; ?CNT;"));
-    QVERIFY(run.clock.elapsed() > 30000 && run.clock.elapsed() < 37000);
-    QVERIFY(!flags().dataPresent);
+    QCOMPARE(run.smc.sent(QStringLiteral("START:;")), 1);
+    QVERIFY(run.boxes.allShown());
+}
+
+void tst_scanrun::stopMotionDuringTheUploadStartsNothing()
+{
+    Run run;
+    expectConfirmation(run.boxes);
+    run.onCommand([&](const QString& command) {
+        if (command == QStringLiteral("LIN10;"))
+            run.clock.at(50, [] { GoniometerUtilities::Stop(); });
+    });
+    run.boxes.expect(startTitle, unconfirmed);
+    ScanRun::Start();
+    QCOMPARE(run.smc.sent(QStringLiteral("START:;")), 0);
+    QCOMPARE(run.smc.commands().last(), QStringLiteral("Q;"));
     QVERIFY(isIdle());
+    QVERIFY(run.boxes.allShown());
+}
+
+void tst_scanrun::anUnattendedScanStopsWhatTheControllerStillDoes()
+{
+    Run run;
+    run.smc.busy = true;
+    run.smc.ignoredStops = 1;
+    ScanParameterCheck::CheckScanParameters(1.0);
+    QVERIFY(ScanRun::Measure(unattended()) == ScanRun::Result::Counted);
+    QStringList expected{QStringLiteral("Q;"), QStringLiteral("Q;")};
+    expected << guinierProgram;
+    QCOMPARE(run.smc.orders(), expected);
+    QCOMPARE(run.smc.commands().first(), QStringLiteral("?S1;"));
+    QVERIFY(run.boxes.allShown());
+}
+
+void tst_scanrun::anUnattendedScanIsNotSentToABusyController()
+{
+    Run run;
+    run.smc.busy = true;
+    run.smc.ignoredStops = 1000;
+    ScanParameterCheck::CheckScanParameters(1.0);
+    QVERIFY(ScanRun::Measure(unattended()) == ScanRun::Result::Busy);
+    QVERIFY(run.clock.elapsed() > 30000 && run.clock.elapsed() < 40000);
+    QVERIFY(run.smc.sent(QStringLiteral("Q;")) >= 5);
+    QCOMPARE(run.smc.sent(QStringLiteral("CLR;")), 0);
+    run.smc.busy = false;
+    run.smc.mute = true;
+    const quint64 before = run.clock.elapsed();
+    QVERIFY(ScanRun::Measure(unattended()) == ScanRun::Result::Silent);
+    QVERIFY(run.clock.elapsed() - before >= 600000 && run.clock.elapsed() - before < 605000);
+    QCOMPARE(run.smc.sent(QStringLiteral("CLR;")), 0);
+    QVERIFY(run.boxes.allShown());
+}
+
+void tst_scanrun::anUnattendedScanThatNeverEnds()
+{
+    Run run;
+    run.smc.runTime = 86000000;
+    ScanParameterCheck::CheckScanParameters(1.0);
+    QVERIFY(ScanRun::Measure(unattended()) == ScanRun::Result::Busy);
+    // 5 points of 1.333 s, twice, and ten minutes.
+    QCOMPARE(ScanRun::LongestTime(1.0), 2 * 5 * (1 + 0.5 / 1.5) + 600);
+    QVERIFY(run.clock.elapsed() > 613000 && run.clock.elapsed() < 620000);
+    QCOMPARE(run.smc.commands().last(), QStringLiteral("Q;"));
+    ScanRun::EndProgress();
     QVERIFY(run.boxes.allShown());
 }
 
@@ -822,7 +1201,7 @@ void tst_scanrun::lineDownDuringTheTransfer()
             run.clock.at(30, [&] { run.smc.pull(); });
     };
     run.boxes.expect(QStringLiteral("SMC"), QString());
-    run.boxes.expect(transferTitle, mismatch("-1"), Button::No);
+    run.boxes.expect(transferTitle, notSent);
     ScanRun::Start();
     QCoreApplication::processEvents();
     QVERIFY(!flags().dataPresent);
@@ -832,6 +1211,352 @@ void tst_scanrun::lineDownDuringTheTransfer()
     run.clock.advance(2500);
     QVERIFY(ScanRun::ReadBack());
     QCOMPARE(scanData().counts(), (QList<double>{5, 40, 7, 3, 8}));
+    QVERIFY(run.boxes.allShown());
+}
+
+void tst_scanrun::lineDownForAMomentDuringTheTransfer()
+{
+    Run run;
+    expectConfirmation(run.boxes);
+    run.onCommand([&](const QString& command) {
+        if (command != QStringLiteral("?CNT;") || run.smc.sent(command) != 1)
+            return;
+        run.clock.at(30, [&] { run.smc.pull(); });
+        run.clock.at(5000, [&] { run.smc.present = true; });
+    });
+    run.boxes.expect(QStringLiteral("SMC"), QString());
+    ScanRun::Start();
+    QCOMPARE(scanData().counts(), (QList<double>{5, 40, 7, 3, 8}));
+    QVERIFY(flags().dataPresent && isIdle());
+    QVERIFY(run.boxes.allShown());
+}
+
+void tst_scanrun::anUnansweredTransferIsAskedForAgain_data()
+{
+    QTest::addColumn<int>("lost");
+    QTest::newRow("one") << 1;
+    QTest::newRow("two") << 2;
+    QTest::newRow("all") << 3;
+}
+
+void tst_scanrun::anUnansweredTransferIsAskedForAgain()
+{
+    QFETCH(int, lost);
+    Run run;
+    expectConfirmation(run.boxes);
+    run.smc.answer = [&](const QString& command, QByteArray&) {
+        return command == QStringLiteral("?CNT;") && run.smc.sent(command) <= lost;
+    };
+    if (lost == 3) {
+        run.boxes.expect(QStringLiteral("SMC"), noReply);
+        run.boxes.expect(transferTitle, notSent).withIcon(Icon::Exclamation);
+    }
+    ScanRun::Start();
+    QCOMPARE(run.smc.sent(QStringLiteral("?CNT;")), qMin(lost + 1, 3));
+    QCOMPARE(flags().dataPresent, lost < 3);
+    QCOMPARE(scanData().counts(), lost < 3 ? (QList<double>{5, 40, 7, 3, 8}) : QList<double>{0});
+    QCOMPARE(run.plots.size(), lost < 3 ? 1 : 0);
+    QVERIFY(isIdle());
+    QVERIFY(run.boxes.allShown());
+}
+
+void tst_scanrun::aTransferWithAPauseIsOneTransfer()
+{
+    Run run;
+    run.smc.answer = [&](const QString& command, QByteArray& reply) {
+        if (command != QStringLiteral("?CNT;"))
+            return false;
+        reply = "5\r\n4";
+        run.smc.feedLater(1200, "0\r\n7\r\n");
+        run.smc.feedLater(2500, "3\r\n8\r\nCEND;\r\n");
+        return true;
+    };
+    expectConfirmation(run.boxes);
+    ScanRun::Start();
+    QCOMPARE(run.smc.sent(QStringLiteral("?CNT;")), 1);
+    QCOMPARE(scanData().counts(), (QList<double>{5, 40, 7, 3, 8}));
+    QVERIFY(run.boxes.allShown());
+}
+
+void tst_scanrun::aTransferThatBreaksOffIsAskedForAgain()
+{
+    Run run;
+    run.smc.answer = [&](const QString& command, QByteArray& reply) {
+        reply = "5\r\n40\r\n";
+        return command == QStringLiteral("?CNT;") && run.smc.sent(command) == 1;
+    };
+    expectConfirmation(run.boxes);
+    ScanRun::Start();
+    QCOMPARE(run.smc.sent(QStringLiteral("?CNT;")), 2);
+    QCOMPARE(scanData().counts(), (QList<double>{5, 40, 7, 3, 8}));
+    QVERIFY(run.boxes.allShown());
+}
+
+void tst_scanrun::nothingReceivedLeavesTheScanInMemory_data()
+{
+    QTest::addColumn<bool>("answers");
+    QTest::newRow("it holds none") << true;
+    QTest::newRow("it does not answer") << false;
+}
+
+void tst_scanrun::nothingReceivedLeavesTheScanInMemory()
+{
+    QFETCH(bool, answers);
+    Run run;
+    QVERIFY(ScanRun::ReadBack());
+    flags().dataSaved = true;
+    type("20", "30", "1", "5");
+    run.smc.countLines.clear();
+    run.smc.answer = [&](const QString& command, QByteArray&) { return command == QStringLiteral("?CNT;") && !answers; };
+    if (!answers)
+        run.boxes.expect(QStringLiteral("SMC"), noReply);
+    run.boxes.expect(transferTitle, answers ? QStringLiteral("The goniometer controller holds no counts.") : notSent);
+    GoniometerUtilities::GetRAMData();
+    QCOMPARE(scanData().counts(), (QList<double>{5, 40, 7, 3, 8}));
+    QCOMPARE(scanData().angles(), (QList<double>{10, 10.5, 11, 11.5, 12}));
+    QCOMPARE(scanData().parameters.stop, 12.0);
+    QCOMPARE(scanData().maximum, 40);
+    QCOMPARE(scanData().minimum, 3);
+    QCOMPARE(modSMC::state().maximumCount, 40);
+    QVERIFY(flags().dataPresent && flags().dataSaved && enabled(Menu::Entry::mnuFileSaveAs));
+    QCOMPARE(run.plots.size(), 1);
+    QVERIFY(frontPanel().pointer() == FrontPanel::Pointer::Default);
+    QVERIFY(run.boxes.allShown());
+}
+
+void tst_scanrun::lostRepliesBeforeTheReadBack_data()
+{
+    QTest::addColumn<int>("lost");
+    QTest::newRow("one") << 1;
+    QTest::newRow("two") << 2;
+    QTest::newRow("three") << 3;
+}
+
+void tst_scanrun::lostRepliesBeforeTheReadBack()
+{
+    QFETCH(int, lost);
+    Run run;
+    expectConfirmation(run.boxes);
+    int asked = 0;
+    run.smc.answer = [&](const QString& command, QByteArray&) {
+        return command == QStringLiteral("?S1;") && frontPanel().progress() == 100 && ++asked <= lost;
+    };
+    if (lost == 3) {
+        run.boxes.expect(QStringLiteral("SMC"), noReply);
+        run.boxes.expect(readTitle, notReady);
+    }
+    ScanRun::Start();
+    QCOMPARE(flags().dataPresent, lost < 3);
+    QVERIFY(isIdle());
+    QVERIFY(run.boxes.allShown());
+}
+
+void tst_scanrun::aProfileBrokenOffDuringTheReadBack_data()
+{
+    QTest::addColumn<QString>("during");
+    QTest::addColumn<int>("delay");
+    QTest::addColumn<bool>("read");
+    for (const bool read : {true, false}) {
+        for (const int delay : {5, 50, 105, 190}) {
+            for (const char* during : {"?CNT;", "?S1;"})
+                QTest::addRow("%s %d ms, %s", during, delay, read ? "read" : "not read") << QString::fromLatin1(during) << delay << read;
+        }
+    }
+}
+
+void tst_scanrun::aProfileBrokenOffDuringTheReadBack()
+{
+    QFETCH(QString, during);
+    QFETCH(int, delay);
+    QFETCH(bool, read);
+    Run run;
+    flags().profileRunning = true;
+    bool clicked = false;
+    run.smc.onCommand = [&](const QString& command) {
+        if (command != during || clicked)
+            return;
+        clicked = true;
+        run.clock.at(quint32(delay), [&] {
+            ScanRun::StopController();
+            flags().abort = true;
+            if (read)
+                QVERIFY(ScanRun::ReadBack(1.0));
+        });
+    };
+    QVERIFY(!ScanRun::ReadBack(1.0));
+    QVERIFY(clicked);
+    QCOMPARE(flags().dataPresent, read);
+    if (read) {
+        QCOMPARE(scanData().counts(), (QList<double>{5, 40, 7, 3, 8}));
+        QCOMPARE(scanData().maximum, 40);
+        QCOMPARE(modSMC::state().maximumCount, 40);
+    }
+    QVERIFY(run.boxes.allShown());
+}
+
+void tst_scanrun::anAbortThatIsNotHeardIsRepeated()
+{
+    Run run;
+    run.smc.runTime = 3600000;
+    run.smc.ignoredStops = 2;
+    expectConfirmation(run.boxes);
+    run.onCommand([&](const QString& command) {
+        if (command == QStringLiteral("START:;"))
+            run.clock.at(5000, [] { ScanRun::Start(); });
+    });
+    expectAbort(run.boxes, Button::No);
+    ScanRun::Start();
+    QCOMPARE(run.smc.sent(QStringLiteral("Q;")), 3);
+    QVERIFY(run.clock.elapsed() > 15000 && run.clock.elapsed() < 25000);
+    QVERIFY(isIdle());
+    QVERIFY(run.boxes.allShown());
+}
+
+void tst_scanrun::anAbortThatIsNeverHeard_data()
+{
+    QTest::addColumn<bool>("foundAtStart");
+    QTest::addColumn<bool>("read");
+    for (const bool found : {false, true})
+        for (const bool read : {false, true})
+            QTest::addRow("%s, %s", found ? "found at the start" : "own run", read ? "read" : "not read") << found << read;
+}
+
+void tst_scanrun::anAbortThatIsNeverHeard()
+{
+    QFETCH(bool, foundAtStart);
+    QFETCH(bool, read);
+    Run run;
+    run.smc.runTime = 3600000;
+    run.smc.ignoredStops = 1000;
+    if (foundAtStart) {
+        run.smc.busy = true;
+        modSMC::state().numberOfAxes = modSMC::SMCCheck();
+    } else {
+        expectConfirmation(run.boxes);
+        run.onCommand([&](const QString& command) {
+            if (command == QStringLiteral("START:;"))
+                run.clock.at(5000, [] { ScanRun::Start(); });
+        });
+    }
+    expectAbort(run.boxes, read ? Button::Yes : Button::No);
+    run.boxes
+        .expect(runTitle,
+                QStringLiteral("The goniometer controller does not stop: it is still busy.\r\n\r\nPlease stop it at its front panel."))
+        .withIcon(Icon::Critical);
+    ScanRun::Start();
+    QVERIFY(run.smc.sent(QStringLiteral("Q;")) >= 5);
+    QVERIFY(run.smc.sent(QStringLiteral("Q;")) <= 8);
+    QCOMPARE(run.smc.sent(QStringLiteral("?CNT;")), 0);
+    QVERIFY(run.clock.elapsed() > 30000 && run.clock.elapsed() < 50000);
+    QVERIFY(isIdle());
+    // A later read-back by hand is refused and stops nothing.
+    const qsizetype stops = run.smc.sent(QStringLiteral("Q;"));
+    run.boxes.expect(readTitle, notReady);
+    GoniometerUtilities::GetRAMData();
+    QCOMPARE(run.smc.sent(QStringLiteral("Q;")), stops);
+    QVERIFY(run.boxes.allShown());
+}
+
+void tst_scanrun::aControllerThatStopsSlowlyIsReadBack()
+{
+    Run run;
+    run.smc.runTime = 3600000;
+    run.smc.ignoredStops = 1;
+    expectConfirmation(run.boxes);
+    run.onCommand([&](const QString& command) {
+        if (command == QStringLiteral("START:;"))
+            run.clock.at(5000, [] { ScanRun::Start(); });
+    });
+    expectAbort(run.boxes, Button::Yes);
+    ScanRun::Start();
+    QVERIFY(flags().dataPresent && isIdle());
+    QVERIFY(run.boxes.allShown());
+}
+
+void tst_scanrun::nothingStartsInsideAnother_data()
+{
+    QTest::addColumn<Entry>("outer");
+    QTest::addColumn<QString>("during");
+    QTest::addColumn<int>("delay");
+    QTest::newRow("the question of a scan") << Entry::Scan << QStringLiteral("?S1;") << 50;
+    QTest::newRow("a scan") << Entry::Scan << QStringLiteral("START:;") << 1500;
+    QTest::newRow("a read-back") << Entry::ReadBack << QStringLiteral("?CNT;") << 50;
+    QTest::newRow("the ratemeter") << Entry::Ratemeter << QStringLiteral("START:;") << 50;
+    QTest::newRow("a move") << Entry::GoTo << QStringLiteral("?S1;") << 50;
+}
+
+void tst_scanrun::nothingStartsInsideAnother()
+{
+    QFETCH(Entry, outer);
+    QFETCH(QString, during);
+    QFETCH(int, delay);
+    Run run;
+    int clicks = 0;
+    QStringList before;
+    QStringList after;
+    run.smc.onCommand = [&](const QString& command) {
+        if (command != during || clicks++ > 0)
+            return;
+        run.clock.at(quint32(delay), [&] {
+            QVERIFY(!ControllerUse::free());
+            before = run.smc.orders();
+            for (Entry inner : {Entry::Scan, Entry::ReadBack, Entry::Ratemeter, Entry::GoTo, Entry::Reference, Entry::Offset}) {
+                const bool asksAbort = inner == Entry::Scan && flags().acquisitionRunning;
+                if (asksAbort)
+                    run.boxes.expect(runTitle, abortQuestion, Button::No);
+                else if (inner != Entry::Ratemeter && !(inner == Entry::Scan && ScanRun::state().asking))
+                    run.boxes.expect(titleOf(inner), notReady);
+                choose(inner);
+            }
+            after = run.smc.orders();
+            if (outer == Entry::Ratemeter)
+                Ratemeter::Stop();
+            else if (outer == Entry::Scan && !flags().acquisitionRunning)
+                expectConfirmation(run.boxes, Button::Cancel);
+            else if (outer == Entry::GoTo)
+                run.boxes.expectInput(QStringLiteral("Target position"), QString(), QString());
+        });
+    };
+    if (outer == Entry::Scan && during == QStringLiteral("START:;"))
+        expectConfirmation(run.boxes);
+    choose(outer);
+    QVERIFY(clicks > 0);
+    QCOMPARE(after, before);
+    QVERIFY(ControllerUse::free());
+    QVERIFY(run.boxes.allShown());
+}
+
+void tst_scanrun::noNewScanInsideTheEndOfAnAbortedOne()
+{
+    Run run;
+    run.smc.runTime = 3600000;
+    run.smc.ignoredStops = 1;
+    expectConfirmation(run.boxes);
+    run.onCommand([&](const QString& command) {
+        if (command == QStringLiteral("START:;")) {
+            run.clock.at(5000, [] { ScanRun::Start(); });
+            run.clock.at(8000, [&] {
+                QVERIFY(!flags().acquisitionRunning);
+                run.boxes.expect(startTitle, notReady);
+                ScanRun::Start();
+            });
+        }
+    });
+    expectAbort(run.boxes, Button::No);
+    ScanRun::Start();
+    QCOMPARE(run.smc.sent(QStringLiteral("CLR;")), 1);
+    QVERIFY(isIdle());
+    QVERIFY(run.boxes.allShown());
+}
+
+void tst_scanrun::aScanFarBeyondItsTimeSaysSo()
+{
+    Run run;
+    run.smc.runTime = 700000;
+    expectConfirmation(run.boxes);
+    ScanRun::Start();
+    QVERIFY(run.panel4.contains(QStringLiteral("busy much longer than expected")));
+    QVERIFY(flags().dataPresent);
     QVERIFY(run.boxes.allShown());
 }
 

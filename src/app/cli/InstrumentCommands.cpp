@@ -36,6 +36,9 @@ int waitUntilIdle()
     case ScanRun::PollResult::Silent:
         cli::Terminal::note(u"The goniometer controller fell silent."_qs);
         return cli::Failed;
+    case ScanRun::PollResult::Busy:
+        cli::Terminal::note(u"The goniometer controller does not become idle."_qs);
+        return cli::Failed;
     case ScanRun::PollResult::Closing:
         cli::Terminal::note(u"Stopped."_qs);
         return cli::Aborted;
