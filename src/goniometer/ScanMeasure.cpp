@@ -159,11 +159,23 @@ std::optional<Result> outcome(PollResult polled, const StartWatch& watch, const 
     return watch.mayHaveRun() && !cheap ? std::optional(Result::NotStarted) : std::nullopt;
 }
 
+/// Sends and starts the program. False when the line was lost before the last line, which is then not sent, or the operator broke off.
+bool sendProgram(const Options& options)
+{
+    const quint32 losses = modCOM::MCComm().losses();
+    for (const QString& line : CountingProgram(scanParameters())) {
+        const bool lost = flags().smcOnline && modCOM::MCComm().losses() != losses;
+        if (lost || state().stoppedByHand || !goesOn(options) || !modSMC::SMCSend(line))
+            return false;
+    }
+    return true;
+}
+
 /// Sends the program and waits for its end; nothing when it has to be sent again.
 std::optional<Result> tryOnce(const Options& options)
 {
     StartWatch watch;
-    const bool sent = Upload(CountingProgram(scanParameters()), [&options] { return goesOn(options) && !state().stoppedByHand; });
+    const bool sent = sendProgram(options);
     if (!goesOn(options))
         return Result::BrokenOff;
     if (state().stoppedByHand)
@@ -216,10 +228,10 @@ void StopController()
 
 bool Upload(const QStringList& lines, const std::function<bool()>& goOn)
 {
-    const quint32 losses = modCOM::MCComm().losses();
     for (const QString& line : lines) {
-        if (!goOn() || flags().closing || (flags().smcOnline && modCOM::MCComm().losses() != losses) || !modSMC::SMCSend(line))
+        if (!goOn() || flags().closing)
             return false;
+        modSMC::SMCSend(line);
     }
     return goOn() && !flags().closing;
 }

@@ -288,7 +288,7 @@ bool ReadBack(std::optional<double> counterTime)
     scanData().parameters = scanParameters();
     const qint32 maximum = modSMC::SMCReadScanData(linePatience());
     const bool brokenOff = watch.brokenOff();
-    if (!brokenOff && flags().smcOnline && modSMC::state().receivedPoints <= 0) {
+    if (!brokenOff && flags().smcOnline && modSMC::state().receivedPoints <= 0 && !flags().profileRunning) {
         before.restore();
     } else if (!brokenOff) {
         modSMC::state().maximumCount = maximum;

@@ -57,8 +57,8 @@ QStringList CountingProgram(const ScanParameters& parameters, int goniometerType
 /// The same with the type and the speeds in use.
 QStringList CountingProgram(const ScanParameters& parameters);
 
-/// Sends the lines one by one as long as `goOn` says so, asked before each. True when the line took all of them and was not lost before the
-/// last one; otherwise the last one, which starts the program, was not sent.
+/// Sends the lines one by one as long as `goOn` says so, asked before each. True when it did to the end; whether the line was there
+/// meanwhile, only Measure looks after.
 bool Upload(const QStringList& lines, const std::function<bool()>& goOn);
 
 enum class PollResult {

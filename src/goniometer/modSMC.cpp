@@ -338,7 +338,8 @@ qint32 SMCReadScanData(double linePatience)
         return -1;
     const qint32 received = ReceivedPoints(reply);
     state().receivedPoints = received;
-    if (received <= 0) {
+    // A profile's scans are asked about, and reported, whatever came.
+    if (received <= 0 && !flags().profileRunning) {
         reportNoCounts(received);
         return -1;
     }

@@ -88,7 +88,8 @@ QString SMCGetVersion();
 
 /// Reads the count memory ("?CNT;") into scanData(), whose arrays the caller has sized: count i, and angle start + (i - 1) x step of
 /// scanParameters(). Returns the largest count; -1 when the number of lines is not scanParameters().numberOfPoints and the question "Scan
-/// Data Transfer" was not answered Yes, when nothing was received (State::receivedPoints 0 or -1; said in a box, and nothing is stored), or
+/// Data Transfer" was not answered Yes, when nothing was received (State::receivedPoints 0 or -1; said in a box, and nothing is stored; a
+/// profile asks the question then too), or
 /// when the run was aborted or the program closed meanwhile; 0 in the simulation state. A reply of any length is walked once.
 ///
 /// A transfer without its closing line is not taken as it stands: what still comes is joined to it, and if the closing line is missing
