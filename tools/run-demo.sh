@@ -1,22 +1,27 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: GPL-3.0-or-later
-# Usage: tools/run-demo.sh [--headless] [--out DIR]
+# Usage: tools/run-demo.sh [--headless | --profile] [--out DIR]
 #
-# Shows the program at work without a diffractometer: builds it, starts the virtual instrument with quartz powder in the beam, and
+# Shows the program at work without a diffractometer: builds it, starts the virtual instrument with quartz powder in a cryostat in the beam,
+# puts demo.gtp, a temperature profile of five temperatures, where scans go, and
 #
 #   - with a display opens the desktop program on it;
-#   - without one, or with --headless, measures a scan with the console program, saves it and lists its strongest peaks.
+#   - without one, or with --headless, measures a scan with the console program, saves it and lists its strongest peaks;
+#   - with --profile runs demo.gtp to its end with the console program and prints the report.
 #
 #   --headless   use no display
+#   --profile    run the temperature profile, without a display
 #   --out DIR    where scans go (default: build/demo)
 
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 headless=
+profile=
 out=$root/build/demo
 while [[ $# -gt 0 ]]; do
     case $1 in
         --headless) headless=yes ;;
+        --profile) headless=yes profile=yes ;;
         --out) [[ -n ${2:-} ]] || { usage >&2; exit 2; }
             out=$(cd "$OLDPWD" && realpath -m -- "$2")
             shift ;;
@@ -54,12 +59,16 @@ trap 'exit 130' INT TERM HUP
 
 # The instrument completes this file with the lines that it serves.
 printf '%s\n' '[General]' "WorkDir=$out/" ScanMode=online GoniometerType=theta-2-theta ThetaMin=0 ThetaMax=160 \
-    ScanStart=20 ScanStop=52 ScanStep=0.02 CounterTime=0.5 FileName=quartz DelaySleep=1 >"$instrument/scan.ini"
+    ScanStart=20 ScanStop=52 ScanStep=0.02 CounterTime=0.5 FileName=quartz DelaySleep=1 \
+    '[LTC]' TxDelay=0.03 RxDelay=0.03 >"$instrument/scan.ini"
+demo=$out/demo.gtp
+[[ -e $demo ]] || printf '%s\r\n' '#quartz, cooled step by step;' 'T1:295;T2:95;DT:50;DW:2;' >"$demo"
 
 speed=60
 [[ -z $headless ]] || speed=200
+[[ -z $profile ]] || speed=500
 mkfifo "$instrument/says"
-"$bin/virtual-instrument" --dir "$instrument" --sample quartz --generator --speed $speed >"$instrument/says" 2>&1 &
+"$bin/virtual-instrument" --dir "$instrument" --sample quartz --generator --ltc 331 --speed $speed >"$instrument/says" 2>&1 &
 pid=$!
 exec 3<"$instrument/says"
 ready=
@@ -83,7 +92,27 @@ if [[ -z $headless ]]; then
     say ""
     say "The window that opens now controls the virtual instrument. Choose Measurement > Start Data Acquisition and press OK:"
     say "a scan of quartz takes about half a minute and can then be saved with File > Save, into $out."
+    say "For a temperature profile choose Measurement > Execute Temperature Profile, open demo.gtp there with File > Open, and press OK:"
+    say "five temperatures take about three minutes."
     "$bin/scan" --program-dir "$instrument"
+    exit
+fi
+
+if [[ -n $profile ]]; then
+    console=("$bin/scan-cli" --program-dir "$instrument" profile)
+    said=$instrument/said
+    say ""
+    say "The temperature profile $demo:"
+    "${console[@]}" check "$demo" --name quartz
+    say ""
+    say "The virtual instrument runs $speed times as fast as a real one:"
+    if ! timeout --foreground 180 "${console[@]}" run "$demo" --name quartz --yes | tee "$said"; then
+        complain "the profile was not measured"
+        exit 1
+    fi
+    report=$(sed -n 's/^Report: //p' "$said")
+    say ""
+    cat "$report"
     exit
 fi
 
@@ -100,3 +129,4 @@ say ""
 "$bin/scan-cli" --program-dir "$instrument" info "$scan" --peaks 5
 say ""
 say "The scan lies in $scan"
+say "A temperature profile: tools/run-demo.sh --profile"

@@ -398,7 +398,7 @@ QString DetailsText(const QList<Row>& rows)
         lines += u"Rehearsal: no file will be written."_s;
     lines += Check();
     if (!rows.isEmpty())
-        lines += {QString(), u"Files by setpoint; the temperature read takes its place when a scan is saved:"_s};
+        lines += {QString(), u"Files by setpoint; the temperature read takes its place:"_s};
     return (lines + scanList(rows)).join(u'\n');
 }
 } // namespace ProfileRun

@@ -67,7 +67,6 @@ void addDetails(QMessageBox& box, const QString& details)
     fold->setObjectName(QStringLiteral("btnDetails"));
     fold->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
     fold->setAutoRaise(true);
-    fold->setCheckable(true);
     fold->setFocusPolicy(Qt::StrongFocus);
     const auto show = [fold, text](bool unfolded) {
         fold->setText(unfolded ? QStringLiteral("Hide &details") : QStringLiteral("Show &details"));
@@ -75,7 +74,7 @@ void addDetails(QMessageBox& box, const QString& details)
         text->setVisible(unfolded);
     };
     show(false);
-    QObject::connect(fold, &QToolButton::toggled, text, show);
+    QObject::connect(fold, &QToolButton::clicked, text, [show, text] { show(text->isHidden()); });
     grid->removeWidget(buttons);
     const int row = grid->rowCount();
     grid->addWidget(fold, row, 0, 1, -1, Qt::AlignLeft);

@@ -29,6 +29,7 @@ using ProfileEdit::Box;
 
 namespace {
 const QString title = QStringLiteral("Temperature profile");
+constexpr int listCharacters = 42; ///< of a profile line that the list shows at least
 
 QStringList& profile()
 {
@@ -178,6 +179,7 @@ void dlgTProfile::build()
     m_cancel = Dialogs::button(this, QStringLiteral("btnCancel"), QStringLiteral("&Cancel"));
     m_list = new QListWidget(this);
     m_list->setObjectName(QStringLiteral("listProfile"));
+    m_list->setMinimumWidth(m_list->fontMetrics().averageCharWidth() * listCharacters);
     m_picture = new ProfilePicture(this);
     const auto label = [this](const char* name, const QString& content) {
         auto* result = new QLabel(content, this);

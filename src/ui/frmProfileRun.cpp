@@ -105,8 +105,9 @@ QVariant ProfileRunModel::headerData(int section, Qt::Orientation orientation, i
         return {};
     if (role == Qt::DisplayRole)
         return QString::fromUtf8(column(section).caption);
+    // Over numbers in the middle: a caption at the right would run into the next one at the left.
     if (role == Qt::TextAlignmentRole)
-        return QVariant::fromValue(column(section).alignment | Qt::AlignVCenter);
+        return QVariant::fromValue((column(section).alignment == Qt::AlignRight ? Qt::AlignHCenter : Qt::AlignLeft) | Qt::AlignVCenter);
     return {};
 }
 

@@ -9,9 +9,12 @@
 #include "core/Configuration.h"
 #include "core/ScanData.h"
 #include "core/modTools.h"
+#include "goniometer/modSMC.h"
 #include "plot/Chart2d.h"
 #include "plot/Look.h"
 #include "plot/modGraphics.h"
+#include "profile/ProfileRun.h"
+#include "profile/TProfile.h"
 #include "temperature/CooldownLog.h"
 #include "temperature/modLTC.h"
 #include "ui/UiPrompts.h"
@@ -28,8 +31,10 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QLineEdit>
+#include <QListWidget>
 #include <QMenu>
 #include <QPushButton>
+#include <QToolButton>
 
 #include <cstdio>
 #include <memory>
@@ -119,6 +124,40 @@ void measure(frmMain& window)
     Operator hand;
     hand.expect(QStringLiteral("Start scan"), {}, QStringLiteral("OK"));
     window.entry(Menu::Entry::mnuMeasStartAcquisition)->trigger();
+}
+
+/// The profile editor, the question and the table of a run, on the way from the menu entry to the end of a run.
+void drawProfile(frmMain& window, const QString& suffix = {})
+{
+    configuration().ltc.minQueries = 5;
+    TProfile::state().lines = {QStringLiteral("#quartz, cooled step by step;"), QStringLiteral("T1:295;T2:275;DT:5;DW:2;"),
+                               QStringLiteral("T1:300;R:5;")};
+    setParameters({QStringLiteral("26"), QStringLiteral("27"), QStringLiteral("0.02"), QStringLiteral("1")});
+    Operator hand;
+    hand.expectWindow(QStringLiteral("Temperature profile"), [&](QDialog* dialog) {
+        dialog->findChild<QListWidget*>(QStringLiteral("listProfile"))->setCurrentRow(1);
+        keep(dialog, QStringLiteral("profile-editor") + suffix);
+        dialog->findChild<QPushButton*>(QStringLiteral("btnOk"))->click();
+    });
+    hand.expect(QStringLiteral("Temperature profile"), {}, QStringLiteral("Yes"), [&](QMessageBox* box) {
+        box->findChild<QToolButton*>(QStringLiteral("btnDetails"))->click();
+        keep(box, QStringLiteral("profile-question") + suffix);
+    });
+    hand.expect(QStringLiteral("Temperature profile"), {}, QStringLiteral("OK"));
+    QTimer during;
+    once(
+        during,
+        [] {
+            const ProfileRun::State& run = ProfileRun::state();
+            return run.current == 2 && run.rows[2].phase == ProfileRun::Phase::Acquiring;
+        },
+        [&] {
+            keep(window.findChild<QDialog*>(QStringLiteral("frmProfileRun")), QStringLiteral("profile-run") + suffix);
+            modSMC::SMCSend(QStringLiteral("Q;"));
+            flags().abort = true;
+        });
+    window.entry(Menu::Entry::mnuMeasExecTempProfile)->trigger();
+    delete window.findChild<QDialog*>(QStringLiteral("frmProfileRun"));
 }
 
 void drawDialogs(frmMain& window)
@@ -248,6 +287,10 @@ int main(int argc, char* argv[])
     if (!start("12", "10,20", {QStringLiteral("--ltc"), QStringLiteral("331")}))
         return 1;
     drawCooldown(window);
+    if (!start("500", "10,20", {QStringLiteral("--ltc"), QStringLiteral("331")}))
+        return 1;
+    flags().dataSaved = true;
+    drawProfile(window);
 
     QApplication::setPalette(dark());
     frontPanel().setPicXRayOn(true);

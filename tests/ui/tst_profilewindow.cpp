@@ -287,19 +287,24 @@ private slots:
 
     void theEntryBreaksTheRunOff_data()
     {
+        QTest::addColumn<QString>("profile");
         QTest::addColumn<int>("phase");
-        QTest::newRow("settling") << int(Phase::Settling);
-        QTest::newRow("dwelling") << int(Phase::Dwelling);
-        QTest::newRow("measuring") << int(Phase::Acquiring);
+        QTest::addColumn<QString>("states");
+        const QString broken = QStringLiteral("aborted/waiting");
+        QTest::newRow("settling") << QStringLiteral("T1:275; T1:270;") << int(Phase::Settling) << broken;
+        QTest::newRow("dwelling") << QStringLiteral("T1:295;DW:30000; T1:270;") << int(Phase::Dwelling) << broken;
+        QTest::newRow("measuring") << QStringLiteral("T1:295; T1:294;E:100000; T1:270;") << int(Phase::Acquiring)
+                                   << QStringLiteral("done/aborted/waiting");
     }
 
     void theEntryBreaksTheRunOff()
     {
+        QFETCH(QString, profile);
         QFETCH(int, phase);
+        QFETCH(QString, states);
         QVERIFY(bringUp({QStringLiteral("--ltc"), QStringLiteral("331")}));
-        useProfile({QStringLiteral("T1:295;DW:0;"), QStringLiteral("T1:275;DW:30000;"), QStringLiteral("T1:270;")});
-        if (phase == int(Phase::Acquiring))
-            useProfile({QStringLiteral("T1:295;DW:0;"), QStringLiteral("T1:294;E:100000;"), QStringLiteral("T1:270;")});
+        useProfile(profile.split(u' '));
+        const qsizetype done = states.count(QStringLiteral("done"));
         m_operator->expectWindow(title, pressOk);
         m_operator->expect(title, {}, QStringLiteral("Yes"));
         // The first time the operator thinks better of it.
@@ -314,7 +319,7 @@ private slots:
         int asked = 0;
         connect(&hand, &QTimer::timeout, m_window.get(), [&] {
             const ProfileRun::State& run = ProfileRun::state();
-            if (asked >= 2 || run.current != 1 || int(run.rows[1].phase) != phase || QApplication::activeModalWidget() != nullptr)
+            if (asked >= 2 || run.current != done || int(run.rows[done].phase) != phase || QApplication::activeModalWidget() != nullptr)
                 return;
             ++asked;
             QCOMPARE(entry()->text(), runningCaption);
@@ -324,10 +329,10 @@ private slots:
         entry()->trigger();
         hand.stop();
         QCOMPARE(asked, 2);
-        QCOMPARE(column(ProfileRunModel::State).join(u'/'), QStringLiteral("done/aborted/waiting"));
+        QCOMPARE(column(ProfileRunModel::State).join(u'/'), states);
         QCOMPARE(timeLeft(), QStringLiteral("The run has ended."));
         QCOMPARE(entry()->text(), idleCaption);
-        QCOMPARE(scans().size(), qsizetype(1));
+        QCOMPARE(scans().size(), done);
         QVERIFY2(report().contains(QStringLiteral("aborted")), qPrintable(report()));
         QVERIFY(!flags().profileRunning && !flags().abort);
     }
