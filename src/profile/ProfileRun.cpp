@@ -682,6 +682,7 @@ bool Execute(const Options& options)
     }
     if (!mayStart(options))
         return false;
+    ScanParameterCheck::CheckScanParameters(); // the editor reckons with what the fields say
     if (options.editor && !options.editor())
         return false;
     if (ProfileEdit::activeController() == Controller::None) {

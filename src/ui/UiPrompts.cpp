@@ -14,7 +14,10 @@
 #include <QMessageBox>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QScreen>
 #include <QToolButton>
+
+#include <algorithm>
 
 namespace {
 QMessageBox::Icon iconOf(Prompts::Icon icon)
@@ -47,6 +50,16 @@ QString windowText(QString text)
 {
     return text.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
 }
+/// Widest content of a message box: boxes keep clear of the edges of a large screen and fill a small one [px].
+int widestContent(const QMessageBox& box)
+{
+    constexpr int smallScreen = 1024;
+    constexpr int clear = 480;
+    const int screen = box.screen()->availableGeometry().width();
+    const QMargins margins = box.layout()->contentsMargins();
+    return (screen > smallScreen ? screen - clear : screen) - margins.left() - margins.right();
+}
+
 /// Puts what unfolds between the text and the buttons. The box follows its layout in size.
 void addDetails(QMessageBox& box, const QString& details)
 {
@@ -61,7 +74,7 @@ void addDetails(QMessageBox& box, const QString& details)
     text->setTabChangesFocus(true);
     text->setLineWrapMode(QPlainTextEdit::NoWrap);
     text->setMinimumHeight(text->fontMetrics().lineSpacing() * UiPrompts::detailLines);
-    text->setMinimumWidth(text->fontMetrics().averageCharWidth() * UiPrompts::detailCharacters);
+    text->setMinimumWidth(std::min(text->fontMetrics().averageCharWidth() * UiPrompts::detailCharacters, widestContent(box)));
     text->hide();
     auto* fold = new QToolButton(&box);
     fold->setObjectName(QStringLiteral("btnDetails"));

@@ -30,6 +30,7 @@ using ProfileEdit::Box;
 namespace {
 const QString title = QStringLiteral("Temperature profile");
 constexpr int listCharacters = 42; ///< of a profile line that the list shows at least
+constexpr int boxCharacters = 14;  ///< of a value that a box shows at least
 
 QStringList& profile()
 {
@@ -121,6 +122,7 @@ QLineEdit* dlgTProfile::addBox(Box box, const QString& name, const QString& tool
         result->setAlignment(Qt::AlignRight);
         result->setValidator(new KeyFilter(m_loading, result));
     }
+    result->setMinimumWidth(result->fontMetrics().averageCharWidth() * boxCharacters);
     result->installEventFilter(this);
     connect(result, &QLineEdit::textChanged, this, [this] {
         if (m_loading)
@@ -146,6 +148,10 @@ void dlgTProfile::build()
         caption->setBuddy(edit);
         caption->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
         grid->addWidget(caption, at, 0);
+        if (unitText.isEmpty()) { // a text, not a value: it has the place of the unit, too
+            grid->addWidget(edit, at, 1, 1, 2);
+            return;
+        }
         grid->addWidget(edit, at, 1);
         auto* unitLabel = new QLabel(unitText, this);
         unitLabel->setObjectName(QStringLiteral("unit") + edit->objectName().mid(3));
@@ -418,7 +424,9 @@ void dlgTProfile::preview()
     const ProfileRun::Outline outline = ProfileRun::outline(stepsWithTyped());
     m_picture->showPlan(outline.rows, ProfileEdit::limits().unit);
     const QString rest = typedStepCounts() ? QStringLiteral(", with the step in the boxes") : QString();
-    m_total->setText(ProfileRun::TotalText(outline.scans, outline.seconds) + rest);
+    const bool tooMany = outline.scans > ProfileRun::mostScans;
+    m_total->setText(ProfileRun::TotalText(outline.scans, outline.seconds) + rest +
+                     (tooMany ? QStringLiteral(". ") + ProfileRun::TooManyText() : QString()));
 }
 
 void dlgTProfile::checkRange(Box box)

@@ -42,6 +42,19 @@ const ColumnInfo& column(int index)
     return all[index];
 }
 
+/// Decimals of a temperature or current that was read: as many as the controller's readings are good for.
+int decimals()
+{
+    switch (ProfileEdit::activeController()) {
+    case ProfileEdit::Controller::HTC:
+        return 0;
+    case ProfileEdit::Controller::Laser:
+        return ProfileEdit::currentMode() ? 4 : 1;
+    default:
+        return 2;
+    }
+}
+
 QString cell(qsizetype index, int which)
 {
     using Model = ProfileRunModel;
@@ -53,7 +66,7 @@ QString cell(qsizetype index, int which)
     case Model::Set:
         return NumberText::General(row.setpoint) + unit;
     case Model::Actual:
-        return row.actual ? NumberText::General(*row.actual) + unit : QString();
+        return row.actual ? NumberText::Fixed(*row.actual, decimals()) + unit : QString();
     case Model::State:
         return ProfileRun::phaseText(row.phase);
     case Model::File:

@@ -133,6 +133,10 @@ void drawProfile(frmMain& window, const QString& suffix = {})
     TProfile::state().lines = {QStringLiteral("#quartz, cooled step by step;"), QStringLiteral("T1:295;T2:275;DT:5;DW:2;"),
                                QStringLiteral("T1:300;R:5;")};
     setParameters({QStringLiteral("26"), QStringLiteral("27"), QStringLiteral("0.02"), QStringLiteral("1")});
+    TProfile::state().currentFile = configuration().general.workDir + QStringLiteral("cool.gtp");
+    QFile taken(configuration().general.workDir + QStringLiteral("quartz_0290.0.sdf"));
+    (void)taken.open(QIODevice::WriteOnly);
+    taken.close();
     Operator hand;
     hand.expectWindow(QStringLiteral("Temperature profile"), [&](QDialog* dialog) {
         dialog->findChild<QListWidget*>(QStringLiteral("listProfile"))->setCurrentRow(1);

@@ -343,8 +343,9 @@ private slots:
         QTest::addColumn<QString>("step");
         QTest::addColumn<QString>("actual");
         QTest::addColumn<QString>("file");
-        QTest::newRow("currents") << true << QStringLiteral("T1:1.25;") << QStringLiteral("1.25 A") << QStringLiteral("Quartz_1.2500.sdf");
-        QTest::newRow("temperatures") << false << QStringLiteral("T1:600;") << QStringLiteral("600 °C")
+        QTest::newRow("currents") << true << QStringLiteral("T1:1.25;") << QStringLiteral("1.2500 A")
+                                  << QStringLiteral("Quartz_1.2500.sdf");
+        QTest::newRow("temperatures") << false << QStringLiteral("T1:600;") << QStringLiteral("600.0 °C")
                                       << QStringLiteral("Quartz_0600.sdf");
     }
 
