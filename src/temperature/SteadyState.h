@@ -39,7 +39,6 @@ public:
     /// Root of the summed squared deviations over n (n - 1), each deviation taken from the mean at its moment; 100 before the second
     /// reading.
     float scatter() const { return m_scatter; }
-    int accepted() const { return static_cast<int>(m_n) - 1; }
 
 private:
     float m_setpoint;

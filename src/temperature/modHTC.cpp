@@ -10,9 +10,8 @@
 #include "core/modTools.h"
 #include "serial/modCOM.h"
 #include "temperature/SteadyState.h"
+#include "temperature/modHTC_PID.h"
 #include "temperature/modTC.h"
-
-#include <QDir>
 
 #include <algorithm>
 
@@ -28,11 +27,6 @@ constexpr qsizetype payloadFrom = 17; // position 18
 constexpr qsizetype payloadLength = 92;
 constexpr qsizetype writtenLength = 54;
 constexpr qsizetype clearedFrom = 45; // positions 46 to 48 are written as blanks
-
-void show(const QString& text)
-{
-    frontPanel().setPanel(3, text);
-}
 
 /// One value to be written into the data block.
 struct Change
@@ -60,7 +54,7 @@ qint16 reportFailure(const QString& caption)
 /// Shows the block that an operation works with, and waits before its next line.
 void showBlock(const QString& payload)
 {
-    show(u"HTC 5218: "_s + payload);
+    modTC::Show(u"HTC 5218: "_s + payload);
     if (configuration().ltc.line.txDelay > 0)
         modTools::Delay(configuration().ltc.line.txDelay, true);
 }
@@ -125,18 +119,8 @@ bool askSetpoint(const QString& prompt, double* setpoint)
     modHTC::DataBlock block;
     if (modHTC::GetDataBlock(&block) != 0)
         return false;
-    const QString text = prompts().input({u"New Setpoint"_s, prompt, whole(block.setpoint) + u" "_s + unit});
-    if (text.trimmed().isEmpty())
-        return false;
-    *setpoint = NumberText::ReadNumber(text);
     const Configuration::HTC& htc = configuration().htc;
-    if (*setpoint >= htc.tMin && *setpoint <= htc.tMax)
-        return true;
-    showMessage(u"New setpoint"_s,
-                u"Setpoint out of range ("_s + NumberText::General(htc.tMin) + unit + u" ... "_s + NumberText::General(htc.tMax) + unit +
-                    u")!"_s,
-                Prompts::Icon::Exclamation);
-    return false;
+    return modTC::AskSetpoint(prompt, whole(block.setpoint), {double(htc.tMin), double(htc.tMax), unit}, setpoint);
 }
 } // namespace
 
@@ -185,14 +169,13 @@ qint16 HTCOutput(const QString& command)
 QString HTCQuery(const QString& kind)
 {
     if (flags().showCommunication)
-        show(kind == u"T"_s ? u"HTC 5218: Data block query"_s : u"HTC 5218: Value block query"_s);
+        modTC::Show(kind == u"T"_s ? u"HTC 5218: Data block query"_s : u"HTC 5218: Value block query"_s);
     modCOM::ClearTCCommRxBuffer();
     HTCOutput(u"R001N"_s + kind + u"?"_s);
     if (!modTC::WaitForReply() && !flags().closing)
         modTools::WriteLog(false, u"HTCQuery - Timeout occurred!"_s);
     const QString reply = modTC::state().receiveText;
     modTools::WriteLog(false, u"HTCQuery - Response: "_s + reply);
-    modTC::state().timedOut = false;
     modTC::state().receiveText.clear();
     if (reply.isEmpty() || repeatsOneCharacter(reply))
         return notActive;
@@ -213,7 +196,7 @@ double CalibratedSetpoint(double setpoint)
 qint16 NewSetpoint(double setpoint)
 {
     modTools::WriteLog(false, u"NewSetpoint("_s + NumberText::General(setpoint) + unit + u")"_s);
-    show(u"Setting new temperature set point:"_s + NumberText::Print(setpoint) + unit);
+    modTC::Show(u"Setting new temperature set point:"_s + NumberText::Print(setpoint) + unit);
     QString payload;
     if (readBlock(u"T"_s, u"NewSetpoint"_s, &payload) != 0)
         return -1;
@@ -230,7 +213,7 @@ qint16 NewSetpointWithPID(double setpoint, double ramp)
 {
     PIDTable::Values values;
     PIDTable::Look(PIDFilePath(), static_cast<float>(setpoint), PIDUse(), &values);
-    show(u"PID's for"_s + NumberText::Print(setpoint) + unit);
+    modTC::Show(u"PID's for"_s + NumberText::Print(setpoint) + unit);
     // A ramp of 0 is written too: the block keeps what an earlier step has set.
     if (changeBlock(u"NewSetpoint"_s,
                     {{P, packable(values.p)}, {I, packable(values.i)}, {D, packable(values.d)}, {Ramp, packable(ramp)}}) != 0)
@@ -338,48 +321,11 @@ qint16 HTC_LaserWaitUntilThere(int seconds)
 {
     modTools::WriteLog(false, u"HTC_LaserWaitUntilThere("_s + NumberText::General(qint32{seconds}) + u")"_s);
     for (int left = seconds; left > 0 && !flags().abort && !flags().closing; --left) {
-        show(u"Temperature stabilization delay: "_s + NumberText::General(qint32{left}) + u" seconds..."_s);
+        modTC::Show(u"Temperature stabilization delay: "_s + NumberText::General(qint32{left}) + u" seconds..."_s);
         modTools::Delay(1.0F, true);
     }
-    show({});
+    modTC::Show({});
     return flags().abort || flags().closing ? SteadyState::Aborted : SteadyState::Settled;
-}
-
-QString PIDFilePath()
-{
-    return QDir::toNativeSeparators(QDir(modTools::state().programDirectory).filePath(configuration().htc.pidFile));
-}
-
-PIDTable::Use PIDUse()
-{
-    const QString line = PIDTable::UsableLine(configuration().htc.defaultPID, u"900=P71I8D2"_s, PIDTable::Kind::PID);
-    return {PIDTable::Kind::PID, line, {0, 500, 5000, 5000}, {line}};
-}
-
-void LoadPIDFile()
-{
-    PIDTable::Load(PIDFilePath(), PIDUse(), u"HTC"_s, u"HTC"_s, flags().htcEnabled);
-}
-
-QString PIDUnit(char field)
-{
-    return field == 'P' ? u"%"_s : u"s"_s;
-}
-
-QString PIDFieldText(char field, const QString& text)
-{
-    return whole(NumberText::ReadNumber(text)) + PIDUnit(field);
-}
-
-QString PIDFieldMessage(char field, const QString& text)
-{
-    const QString sign = PIDUnit(field);
-    const qint32 highest = field == 'P' ? 500 : 5000;
-    const std::optional<double> value = PIDTable::FieldValue(text, sign);
-    if (value && *value >= 0 && *value <= highest)
-        return {};
-    return u"The valid "_s + QLatin1Char(field) + u" range is"_s + NumberText::Print(qint32{0}) + sign + u" ... "_s +
-           NumberText::General(highest) + sign + u"!"_s;
 }
 
 void mnuHTCQueryTemperature()
@@ -411,44 +357,10 @@ void mnuHTCHeaterOutput()
         SwitchHeaterOutput(!block.heaterOutput);
 }
 
-void mnuHTCSavePID()
-{
-    DataBlock block;
-    if (GetDataBlock(&block) != 0)
-        return;
-    const QString path = PIDTable::AskForFile(configuration().htc.pidFile);
-    if (!path.isEmpty() && PIDTable::Save(path, static_cast<float>(block.setpoint), {0, block.p, block.i, block.d}, PIDTable::Kind::PID,
-                                          u"mnuHTCSavePID"_s) == 0)
-        modTools::WriteLog(false, u"HTC: PID parameters saved."_s);
-}
-
 void mnuHTCAutoOptimize()
 {
     DataBlock block;
     if (GetDataBlock(&block) == 0)
         changeBlock(u"Auto Optimizing"_s, {{SelfOptimising, block.selfOptimising != 0 ? quint16{0} : quint16{1}}});
-}
-
-void mnuHTCDefault()
-{
-    PIDTable::Values values;
-    if (PIDTable::ParseValues(PIDUse().defaultLine, PIDTable::Kind::PID, &values))
-        SetPID(values);
-}
-
-bool ReadPIDForDialog(PIDTable::Values* values, double* setpoint)
-{
-    DataBlock block;
-    if (GetDataBlock(&block) != 0)
-        return false;
-    *values = {0, block.p, block.i, block.d};
-    *setpoint = block.setpoint;
-    return true;
-}
-
-void SendPIDFromDialog(const PIDTable::Values& values)
-{
-    if (SetPID(values) == 0)
-        modTools::WriteLog(false, u"HTC: PID parameters changed."_s);
 }
 } // namespace modHTC

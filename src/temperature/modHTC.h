@@ -94,30 +94,11 @@ qint16 HTCWaitUntilThere(double setpoint, double silenceLimit = 0, double stallL
 /// Waits a fixed time [s], showing it in panel 3. 0, or 2 when aborted.
 qint16 HTC_LaserWaitUntilThere(int seconds);
 
-// --- control-parameter table
-
-QString PIDFilePath();
-PIDTable::Use PIDUse();
-/// Start-up: as the low-temperature controller's table.
-void LoadPIDFile();
-/// What is wrong with a value typed into field 'P', 'I' or 'D' of the dialog; empty when it is right. The unit is stripped. A text that is
-/// no number is out of range.
-QString PIDFieldMessage(char field, const QString& text);
-/// The field's value as the controller gets it, rounded to a whole number, with its unit.
-QString PIDFieldText(char field, const QString& text);
-/// "%" or "s".
-QString PIDUnit(char field);
-
 // --- menu entries
 
 void mnuHTCQueryTemperature();
 void mnuHTCSetpoint();
 void mnuHTCNewSetpointWithPID();
 void mnuHTCHeaterOutput();
-void mnuHTCSavePID();
 void mnuHTCAutoOptimize();
-void mnuHTCDefault();
-/// What the dialog of "Change current PID's" starts with; false after the message.
-bool ReadPIDForDialog(PIDTable::Values* values, double* setpoint);
-void SendPIDFromDialog(const PIDTable::Values& values);
 } // namespace modHTC

@@ -17,11 +17,6 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-void show(const QString& text)
-{
-    frontPanel().setPanel(3, text);
-}
-
 bool isOk(const QString& reply)
 {
     return reply == u"ok"_s;
@@ -94,7 +89,7 @@ qint16 LaserGetResponse(QString& reply)
         reply = modTools::PrintableOnly(modTC::state().receiveText).remove(u':').trimmed();
         status = 0;
         if (flags().showCommunication)
-            show(u"HT Laser Controller response: "_s + reply);
+            modTC::Show(u"HT Laser Controller response: "_s + reply);
         modTools::Delay(0.001F, true);
     }
     modTC::state().receiveText.clear();
@@ -104,7 +99,7 @@ qint16 LaserGetResponse(QString& reply)
 
 qint16 LaserSwitchBeam(bool on)
 {
-    show(u"Switching laser "_s + (on && flags().laserEnabled ? u"ON..."_s : u"OFF..."_s));
+    modTC::Show(u"Switching laser "_s + (on && flags().laserEnabled ? u"ON..."_s : u"OFF..."_s));
     if (!write(u":w 12 "_s + NumberText::General(qint32{on ? 1 : 0})))
         return -1;
     showBeam(on);
@@ -116,12 +111,12 @@ qint16 LaserSetCurrent(float value, float current)
     const QString currentText = NumberText::General(current);
     const QString valueText = NumberText::General(value) + Unit();
     const bool currentMode = configuration().laser.currentMode;
-    show(currentMode ? u"Setting laser current to "_s + valueText + u"."_s
-                     : u"Setting temperature to "_s + valueText + u" ("_s + currentText + u"A)."_s);
+    modTC::Show(currentMode ? u"Setting laser current to "_s + valueText + u"."_s
+                            : u"Setting temperature to "_s + valueText + u" ("_s + currentText + u"A)."_s);
     if (!write(u":w 30 "_s + currentText))
         return -1;
-    show(currentMode ? u"Laser current set to "_s + valueText + u"."_s
-                     : u"Temperature setpoint set to "_s + valueText + u" ("_s + currentText + u"A)."_s);
+    modTC::Show(currentMode ? u"Laser current set to "_s + valueText + u"."_s
+                            : u"Temperature setpoint set to "_s + valueText + u" ("_s + currentText + u"A)."_s);
     state().lastValue = value;
     state().lastCurrent = current;
     return 0;
@@ -152,13 +147,13 @@ qint16 LaserCheckPresence()
 {
     const qint32 rounds = std::max(configuration().laser.checkRounds, 1);
     for (qint32 round = 1; round <= rounds && !flags().closing; ++round) {
-        show(u"Checking presence of Laser controller (loop "_s + NumberText::General(round) + u" of "_s + NumberText::General(rounds) +
-             u")..."_s);
+        modTC::Show(u"Checking presence of Laser controller (loop "_s + NumberText::General(round) + u" of "_s +
+                    NumberText::General(rounds) + u")..."_s);
         modCOM::ClearTCCommRxBuffer();
         LaserOutput(u":r 12"_s);
         QString reply;
         if (LaserGetResponse(reply) == 0 && !reply.isEmpty()) {
-            show(u"HT Laser Controller found..."_s);
+            modTC::Show(u"HT Laser Controller found..."_s);
             showBeam(NumberText::RoundToInteger(NumberText::LeadingNumber(reply)) == 1);
             return 0;
         }
@@ -179,20 +174,11 @@ void mnuLaserBeam()
 void mnuLaserSetpoint()
 {
     const Configuration::Laser& laser = configuration().laser;
-    const QString text =
-        prompts().input({u"New Setpoint"_s, u"Enter new setpoint:"_s, NumberText::General(state().lastValue) + u" "_s + Unit()});
-    if (text.trimmed().isEmpty())
-        return;
-    const double value = NumberText::ReadNumber(text);
     const double lowest = laser.currentMode ? 0.0 : laser.tMin;
     const double highest = laser.currentMode ? laser.maxCurrent : laser.tMax;
-    if (value < lowest || value > highest) {
-        showMessage(u"New setpoint"_s,
-                    u"Setpoint out of range ("_s + NumberText::General(lowest) + Unit() + u" ... "_s + NumberText::General(highest) +
-                        Unit() + u")!"_s,
-                    Prompts::Icon::Exclamation);
+    double value = 0;
+    if (!modTC::AskSetpoint(u"Enter new setpoint:"_s, NumberText::General(state().lastValue), {lowest, highest, Unit()}, &value))
         return;
-    }
     const auto setpoint = static_cast<float>(value);
     if (LaserSetCurrent(setpoint, CurrentFor(setpoint)) != 0) {
         modTC::ReportSilence(u"Laser"_s, u"Laser does not respond!"_s, Prompts::Icon::Critical);

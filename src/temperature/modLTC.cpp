@@ -127,11 +127,6 @@ qint16 askInteger(const QString& question, qint16& value)
     return status;
 }
 
-void showActivity(const QString& text)
-{
-    frontPanel().setPanel(3, text);
-}
-
 qint16 status330(modLTC::Parameters& value)
 {
     qint16 status = 0;
@@ -220,14 +215,11 @@ bool askSetpoint(const QString& prompt, float* setpoint)
         modTC::ReportSilence(u"LTC"_s, u"LTC does not respond!"_s, Prompts::Icon::Critical);
         return false;
     }
-    const QString text = prompts().input({u"New Setpoint"_s, prompt, NumberText::General(*setpoint) + u" K"_s});
-    if (text.trimmed().isEmpty())
+    double typed = 0;
+    if (!modTC::AskSetpoint(prompt, NumberText::General(*setpoint), {modLTC::lowestSetpoint, modLTC::highestSetpoint, u"K"_s}, &typed))
         return false;
-    *setpoint = static_cast<float>(NumberText::ReadNumber(text));
-    if (*setpoint >= modLTC::lowestSetpoint && *setpoint <= modLTC::highestSetpoint)
-        return true;
-    showMessage(u"New setpoint"_s, u"Setpoint out of range (8K ... 305K)!"_s, Prompts::Icon::Exclamation);
-    return false;
+    *setpoint = static_cast<float>(typed);
+    return true;
 }
 
 void showTuneCaption(bool on)
@@ -299,7 +291,7 @@ qint16 LTCGetResponse(QString& reply)
     } else if (modTC::WaitForReply()) {
         reply = modTools::RemoveAll(modTC::state().receiveText, u"\r\n"_s).trimmed();
         if (flags().showCommunication)
-            showActivity(u"LTC response: "_s + reply);
+            modTC::Show(u"LTC response: "_s + reply);
     } else {
         status = -1;
     }
@@ -331,19 +323,19 @@ qint16 LTCQuery(QString& command)
 
 qint16 LTCInit()
 {
-    showActivity(u"Initializing LTC..."_s);
+    modTC::Show(u"Initializing LTC..."_s);
     return tellAll(commands().init);
 }
 
 qint16 LTCGetTemperature(float& temperature)
 {
-    showActivity(u"Current temperature query..."_s);
+    modTC::Show(u"Current temperature query..."_s);
     return askNumber(commands().temperature, temperature);
 }
 
 qint16 LTCGetSetpoint(float& setpoint)
 {
-    showActivity(u"Setpoint query..."_s);
+    modTC::Show(u"Setpoint query..."_s);
     return askNumber(commands().readSetpoint, setpoint);
 }
 
@@ -354,7 +346,7 @@ qint16 LTCNewSetpoint(float setpoint)
 
 qint16 LTCGetStatus(Parameters& parameters)
 {
-    showActivity(u"Status query..."_s);
+    modTC::Show(u"Status query..."_s);
     qint16 status = 0;
     if (!flags().ltcEnabled) {
         parameters = {11, 22, 33, 3, 55};

@@ -115,12 +115,6 @@ PIDTable::Use RPIDUse()
     return {PIDTable::Kind::RPID, line, {table().fileRange, highest, highest, highest}, table().firstLines};
 }
 
-PIDTable::Limits RPIDDialogLimits()
-{
-    const float highest = table().highest;
-    return {table().dialogRange, highest, highest, highest};
-}
-
 QString RPIDRangeHint()
 {
     return u"0...."_s + NumberText::General(qint32{table().dialogRange});

@@ -15,13 +15,11 @@ QString RPIDFileName();
 QString RPIDFilePath();
 /// The table's use with the selected model: default line, limits of the file, first lines.
 PIDTable::Use RPIDUse();
-/// What the dialog accepts. The DRC-81C's table may hold range 5, the dialog refuses it: intended.
-PIDTable::Limits RPIDDialogLimits();
 /// "0....3" and "0....999" or "0....99.0": the hints of the dialog's fields.
 QString RPIDRangeHint();
 QString RPIDValueHint();
 /// What is wrong with a value typed into field 'R', 'P', 'I' or 'D' ("The valid R range is 0 ... 3!"); empty when it is right.
-/// A text that is no number, or a fraction in R, is out of range.
+/// A text that is no number, or a fraction in R, is out of range. The DRC-81C's table may hold range 5, the dialog refuses it: intended.
 QString RPIDFieldMessage(char field, const QString& text);
 
 /// Start-up: reads the model's table. A missing or bad one of an enabled controller is reported ("LTC 330"), the default table is written

@@ -4,6 +4,8 @@
 
 #include "core/Configuration.h"
 #include "core/Flags.h"
+#include "core/FrontPanel.h"
+#include "core/NumberText.h"
 #include "core/modTools.h"
 #include "serial/modCOM.h"
 
@@ -99,6 +101,26 @@ bool WaitForReply()
     tc.timedOut = false;
     tc.busy = false;
     return received;
+}
+
+void Show(const QString& text)
+{
+    frontPanel().setPanel(3, text);
+}
+
+bool AskSetpoint(const QString& prompt, const QString& present, const SettableRange& range, double* setpoint)
+{
+    const QString text = prompts().input({u"New Setpoint"_s, prompt, present + u" "_s + range.unit});
+    if (text.trimmed().isEmpty())
+        return false;
+    *setpoint = NumberText::ReadNumber(text);
+    if (*setpoint >= range.lowest && *setpoint <= range.highest)
+        return true;
+    showMessage(u"New setpoint"_s,
+                u"Setpoint out of range ("_s + NumberText::General(range.lowest) + range.unit + u" ... "_s +
+                    NumberText::General(range.highest) + range.unit + u")!"_s,
+                Prompts::Icon::Exclamation);
+    return false;
 }
 
 void ReportSilence(const QString& title, const QString& text, Prompts::Icon icon)

@@ -36,6 +36,19 @@ bool WaitForReply();
 /// How long one poll lasts [s].
 float PollTime();
 
+/// Shows what is being done, in panel 3.
+void Show(const QString& text);
+
+/// What can be set with a controller.
+struct SettableRange
+{
+    double lowest;
+    double highest;
+    QString unit; ///< "K"
+};
+/// The box "New Setpoint", which proposes the present value. False when it was cancelled, or after a box that names the range.
+bool AskSetpoint(const QString& prompt, const QString& present, const SettableRange& range, double* setpoint);
+
 /// A box about a controller that did not answer. Nothing is shown while the program closes: then it was not asked.
 void ReportSilence(const QString& title, const QString& text, Prompts::Icon icon);
 } // namespace modTC

@@ -13,6 +13,7 @@
 #include "temperature/CooldownLog.h"
 #include "temperature/modHTC.h"
 #include "temperature/modHTC_Laser.h"
+#include "temperature/modHTC_PID.h"
 #include "temperature/modLTC.h"
 #include "temperature/modLTC_RPID.h"
 #include "ui/dlgGeneratorPower.h"

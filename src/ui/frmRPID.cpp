@@ -5,6 +5,7 @@
 #include "core/NumberText.h"
 #include "core/Prompts.h"
 #include "temperature/modHTC.h"
+#include "temperature/modHTC_PID.h"
 #include "temperature/modLTC.h"
 #include "temperature/modLTC_RPID.h"
 #include "ui/Dialogs.h"

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
 #include "temperature/TemperatureLine.h"
+#include "temperature/modHTC_PID.h"
 
 #include <QTest>
 

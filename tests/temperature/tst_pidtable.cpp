@@ -6,6 +6,7 @@
 #include "support/ScriptedPrompts.h"
 #include "support/TestClock.h"
 #include "temperature/modHTC.h"
+#include "temperature/modHTC_PID.h"
 #include "temperature/modLTC.h"
 #include "temperature/modLTC_RPID.h"
 
