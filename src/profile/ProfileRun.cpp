@@ -246,14 +246,23 @@ qint16 waitUntilThere(double setpoint, double longestSilence)
                                                               : modLTC::LTCWaitUntilThere(static_cast<float>(setpoint), longestSilence);
 }
 
-/// The steady-state wait. A controller that comes back after a silence may have been switched off and gets its setpoint again. False when
-/// it was silent too long.
+/// The steady-state wait. A controller that comes back after a silence may have been switched off and gets its setpoint again; so does one
+/// whose line comes back, because the setpoint may have gone into the line that was lost. False when it was silent too long.
 bool steady()
 {
+    QObject context;
+    QObject::connect(&modCOM::TCComm(), &SerialChannel::returned, &context, SteadyState::Interrupt);
     double silence = 0;
     for (;;) {
         const quint32 begun = modTools::timeGetTime();
-        if (waitUntilThere(row().setpoint, resendAfter) != SteadyState::Silent)
+        const qint16 result = waitUntilThere(row().setpoint, resendAfter);
+        if (result == SteadyState::Interrupted && goesOn()) {
+            remark(u"The line to the temperature controller was lost; the setpoint is sent again."_s);
+            silence = 0;
+            sendSetpoint(row());
+            continue;
+        }
+        if (result != SteadyState::Silent)
             return true;
         const double waited = (modTools::timeGetTime() - begun) / 1000.0;
         // A wait that was much longer than its limit had readings before it fell silent.

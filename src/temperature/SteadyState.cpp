@@ -17,6 +17,12 @@ namespace {
 constexpr quint32 shortestRound = 100; // ms
 constexpr float failedRound = 0.25F;   // s
 
+bool& interrupted()
+{
+    static bool set = false;
+    return set;
+}
+
 SteadyState::Statistics& lastStatistics()
 {
     static SteadyState::Statistics theStatistics(0, SteadyState::Thresholds{});
@@ -92,8 +98,14 @@ const Statistics& last()
     return lastStatistics();
 }
 
+void Interrupt()
+{
+    interrupted() = true;
+}
+
 Result Run(const Wait& wait)
 {
+    interrupted() = false;
     const Thresholds limits = thresholds();
     const float target = wait.target.value_or(wait.setpoint);
     Statistics& statistics = lastStatistics();
@@ -132,6 +144,10 @@ Result Run(const Wait& wait)
         panel.setTextDisplay(displayText(wait, limits, statistics, temperature, elapsed));
         if (taken || flags().abort || flags().closing) {
             result = taken ? Taken : Aborted;
+            break;
+        }
+        if (interrupted()) {
+            result = Interrupted;
             break;
         }
         if (wait.silenceLimit > 0 && modTools::timeGetTime() - lastReading > wait.silenceLimit * 1000) {

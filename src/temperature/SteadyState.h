@@ -10,7 +10,7 @@
 /// The wait for a steady temperature: statistics of the readings near the setpoint, all in single precision and in a fixed order, a live
 /// text, and a button that accepts what is there.
 namespace SteadyState {
-enum Result : qint16 { Settled = 0, Taken = 1, Aborted = 2, Silent = 3, Stalled = 4 };
+enum Result : qint16 { Settled = 0, Taken = 1, Aborted = 2, Silent = 3, Stalled = 4, Interrupted = 5 };
 
 /// When a temperature counts as reached. Singles, although the keys of scan.ini are doubles: only then does a scatter that is shown as
 /// equal to its limit end the wait.
@@ -68,6 +68,8 @@ struct Wait
 /// Runs until steady, until "&Take it" is pressed, until the abort flag is set or the program closes, or until nothing was read for the
 /// silence limit, or came no nearer for the stall limit. A failed reading is not accepted, and the wait goes on.
 Result Run(const Wait& wait);
+/// The wait that runs ends after its present reading: there is something to do first. Without one nothing happens.
+void Interrupt();
 
 /// Mean and scatter of the readings that the last wait accepted; 0 and 100 when there was none.
 const Statistics& last();

@@ -112,6 +112,28 @@ private slots:
         QCOMPARE(lab.temperature, 285.0);
     }
 
+    void aSetpointThatWentIntoALineAlreadyGoneIsSentAgain()
+    {
+        Laboratory lab;
+        lab.clock.msPerRound = 5;
+        const Unattended nobody;
+        lab.profile(twoSteps);
+        bool pulled = false;
+        lab.clock.onRound = [&] {
+            if (pulled || !Laboratory::at(1, Phase::Settling))
+                return;
+            pulled = true;
+            lab.temperature = 295; // where the controller was, and stays
+            lab.clock.at(5, [&] { lab.tc.hangUp(); });
+            lab.clock.at(3000, [&] { lab.tc.plugBack(); });
+        };
+        QVERIFY(ProfileRun::Execute());
+        QCOMPARE(lab.scans(), twoScans);
+        QCOMPARE(lab.tc.written().count("SETP 1, 285\r\n"), 2);
+        QVERIFY2(lab.report().contains("    The line to the temperature controller was lost; the setpoint is sent again.\n"),
+                 lab.report().constData());
+    }
+
     // --- the goniometer
 
     void aCablePulledWhileTheScanIsStartedBeginsItAgain_data()

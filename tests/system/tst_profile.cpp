@@ -1,33 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "Programs.h"
+#include "Profiles.h"
 
 using namespace programs;
 using namespace Qt::StringLiterals;
 
 namespace {
-void store(const QString& path, const QByteArray& bytes)
-{
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    QCOMPARE(file.write(bytes), bytes.size());
-}
-
-QStringList scansIn(const Instrument& instrument)
-{
-    return QDir(instrument.directory.path()).entryList({u"*.sdf"_s}, QDir::Files, QDir::Name);
-}
-
-/// The angle of the strongest peak that the console program finds in a scan; 0 when the file cannot be read.
-double strongestPeak(const Instrument& instrument, const QString& name)
-{
-    ScanCli cli;
-    if (cli.runOn(instrument, {u"info"_s, instrument.path(name), u"--peaks"_s, u"1"_s}) != 0)
-        return 0;
-    const QList<QByteArray> lines = cli.out.trimmed().split('\n');
-    return lines.constLast().simplified().split(' ').constFirst().toDouble();
-}
-
 const QByteArray wideProfile = "# from warm to cold\r\nT1:295;T2:95;DT:100;DW:1;\r\n";
 } // namespace
 
@@ -56,61 +34,50 @@ private slots:
         QCOMPARE(wrong.runOn(instrument, {u"profile"_s, u"paint"_s, instrument.path(u"p.gtp"_s)}), 2);
     }
 
-    void everyTemperatureGivesAScanWhosePeaksMove()
+    void theCheckSaysWhatARunWillLeaveOut()
     {
         const Instrument instrument({u"--speed"_s, u"500"_s, u"--ltc"_s, u"331"_s});
         QVERIFY(instrument.running);
-        store(instrument.path(u"p.gtp"_s), wideProfile);
-        ScanCli cli;
-        const int status =
-            cli.runOn(instrument, {u"profile"_s, u"run"_s, instrument.path(u"p.gtp"_s), u"--name"_s, u"Quartz"_s, u"--yes"_s});
-        QVERIFY2(status == 0, cli.err.constData());
-        QCOMPARE(cli.out.count("Saved: "), 3);
-        // The reading after the wait names the file: within the window of the setpoint.
-        const QStringList scans = scansIn(instrument);
-        QCOMPARE(scans.size(), 3);
-        const double cold = strongestPeak(instrument, scans.constFirst());
-        const double warm = strongestPeak(instrument, scans.constLast());
-        QVERIFY2(cold - warm > 0.01 && cold - warm < 0.5, qPrintable(u"%1 and %2 degrees"_s.arg(cold).arg(warm)));
-        QVERIFY(!QFile::exists(instrument.path(u"p.gtp.state"_s)));
+        store(instrument.path(u"p.gtp"_s), "#a\r\nT1:warm;DW:1;\r\nt1:290;t1:280;dT:5;\r\n");
+        const QByteArray findings = "line 2: T1 is not a number; the line is skipped\n"
+                                    "line 3: Missing T-Stop... Only T1 is measured.\n"
+                                    "line 3: T1 stands more than once; the first counts\n";
+        ScanCli check;
+        QCOMPARE(check.runOn(instrument, {u"profile"_s, u"check"_s, instrument.path(u"p.gtp"_s), u"--name"_s, u"Quartz"_s}), 1);
+        QVERIFY2(check.out.startsWith(findings + "290 K  Quartz_0290.0.sdf\n1 scan, about "), check.out.constData());
+        // The run says it as well, measures the rest and does not look for a run to continue in vain.
+        shortenScans(instrument);
+        ScanCli run;
+        QCOMPARE(run.runOn(instrument, runWords(instrument) + QStringList{u"--resume"_s}), 0);
+        QVERIFY2(run.err.contains(findings), run.err.constData());
+        QVERIFY2(run.err.contains("No run of this profile and sample was broken off: it begins with the first step.\n"),
+                 run.err.constData());
+        QCOMPARE(scansIn(instrument).size(), qsizetype(1));
+        QVERIFY(reportIn(instrument).contains("Note: line 2: T1 is not a number; the line is skipped\n"));
+    }
+
+    void profilesWithoutEndAreListedInAMomentAndNotRun()
+    {
+        const Instrument instrument({u"--speed"_s, u"500"_s, u"--ltc"_s, u"331"_s});
+        QVERIFY(instrument.running);
+        store(instrument.path(u"p.gtp"_s), "T1:100;T2:200;DT:0.00001;\r\n");
+        ScanCli check;
+        QElapsedTimer time;
+        time.start();
+        QCOMPARE(check.runOn(instrument, {u"profile"_s, u"check"_s, instrument.path(u"p.gtp"_s)}), 1);
+        QVERIFY2(time.elapsed() < 20000, qPrintable(QString::number(time.elapsed())));
+        QVERIFY(check.out.contains("line 1: The profile asks for more than 30000 scans.\n"));
+        ScanCli run;
+        QCOMPARE(run.runOn(instrument, runWords(instrument)), 1);
+        QVERIFY2(run.err.contains("[Temperature profile] The profile asks for more than 30000 scans."), run.err.constData());
+        QCOMPARE(scansIn(instrument).size(), qsizetype(0));
+        store(instrument.path(u"long.gtp"_s), "T1:290;" + QByteArray(10 * 1024 * 1024, ' '));
+        ScanCli wide;
+        QCOMPARE(wide.runOn(instrument, {u"profile"_s, u"check"_s, instrument.path(u"long.gtp"_s), u"--name"_s, u"Quartz"_s}), 0);
+        QVERIFY2(wide.out.startsWith("290 K  Quartz_0290.0.sdf\n"), wide.out.left(200).constData());
     }
 
 #ifdef Q_OS_UNIX
-    void aRunThatWasKilledGoesOnWhereItStopped()
-    {
-        const QTemporaryDir place;
-        QFile trace(place.filePath(u"trace"_s));
-        const Instrument instrument({u"--speed"_s, u"500"_s, u"--ltc"_s, u"331"_s, u"--trace"_s, trace.fileName()});
-        QVERIFY(instrument.running);
-        store(instrument.path(u"p.gtp"_s), wideProfile);
-        const QStringList words = {u"profile"_s, u"run"_s, instrument.path(u"p.gtp"_s), u"--name"_s, u"Quartz"_s, u"--yes"_s};
-        ScanCli first;
-        first.startOn(instrument, words);
-        QVERIFY2(first.says("2 of 3: 195 K, measuring"), first.err.constData());
-        first.process.kill();
-        QVERIFY(first.process.waitForFinished(patience));
-        const QStringList before = scansIn(instrument);
-        QCOMPARE(before.size(), 1);
-        const QByteArray bytes = instrument.read(before.constFirst());
-        QVERIFY(QFile::exists(instrument.path(u"p.gtp.state"_s)));
-        QVERIFY(trace.open(QIODevice::ReadOnly));
-        QByteArray text;
-        QTRY_COMPARE_WITH_TIMEOUT((text += trace.readAll()).count("-- line left"), 2, patience);
-        // The controller still counts what the killed program started.
-        ScanCli stop;
-        QCOMPARE(stop.runOn(instrument, {u"stop"_s}), 0);
-        ScanCli second;
-        const int status = second.runOn(instrument, words + QStringList{u"--resume"_s});
-        QVERIFY2(status == 0, second.err.constData());
-        QCOMPARE(second.out.count("Saved: "), 2);
-        QVERIFY2(!second.err.contains("1 of 3:"), second.err.constData());
-        QCOMPARE(scansIn(instrument).size(), 3);
-        QCOMPARE(instrument.read(before.constFirst()), bytes);
-        for (const QString& name : scansIn(instrument))
-            QVERIFY2(strongestPeak(instrument, name) > 0, qPrintable(name));
-        QVERIFY(!QFile::exists(instrument.path(u"p.gtp.state"_s)));
-    }
-
     void aRunOutlivesItsTerminal()
     {
         const Instrument instrument({u"--speed"_s, u"500"_s, u"--ltc"_s, u"331"_s});

@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
+// Profile runs in which a device or its cable fails for a while.
+
+#include "Profiles.h"
+
+using namespace programs;
+using namespace Qt::StringLiterals;
+
+class tst_profiletrouble : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void aRunInWhichSomethingGoesWrong_data()
+    {
+        QTest::addColumn<QString>("fault");
+        QTest::addColumn<QByteArray>("note"); // in the report
+        QTest::newRow("goniometer's cable pulled while the scan is started") << u"smc/hang-up-and-return:15"_s << QByteArray();
+        QTest::newRow("goniometer's cable pulled while it counts") << u"smc/hang-up-and-return:26"_s << QByteArray();
+        QTest::newRow("three counts too few") << u"smc/fewer-counts"_s << QByteArray("    Received 88 of 91 points.\n");
+        QTest::newRow("goniometer silent for five seconds") << u"smc/silent:26:5"_s << QByteArray();
+        QTest::newRow("temperature controller silent for five seconds") << u"ltc/silent:4s:5s"_s << QByteArray();
+        QTest::newRow("temperature controller's cable pulled") << u"ltc/hang-up-and-return:14"_s << QByteArray();
+    }
+
+    void aRunInWhichSomethingGoesWrong()
+    {
+        QFETCH(QString, fault);
+        QFETCH(QByteArray, note);
+        const Instrument instrument({u"--speed"_s, u"1000"_s, u"--ltc"_s, u"331"_s, u"--fault"_s, fault});
+        QVERIFY(instrument.running);
+        shortenScans(instrument);
+        store(instrument.path(u"p.gtp"_s), "T1:290;T2:270;DT:20;");
+        ScanCli cli;
+        const int status = cli.runOn(instrument, runWords(instrument));
+        QVERIFY2(status == 0, cli.err.constData());
+        QCOMPARE(scansIn(instrument).size(), qsizetype(2));
+        for (const QString& name : scansIn(instrument)) {
+            const double peak = strongestPeak(instrument, name);
+            QVERIFY2(peak > 26.4 && peak < 26.8, qPrintable(u"%1: %2"_s.arg(name).arg(peak)));
+        }
+        QVERIFY2(reportIn(instrument).contains(note), reportIn(instrument).constData());
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_profiletrouble)
+#include "tst_profiletrouble.moc"
