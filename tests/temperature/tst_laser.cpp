@@ -219,6 +219,32 @@ private slots:
 
     // --- presence
 
+    void theCurrentIsReadBack()
+    {
+        answerAll(":1.2000\r\n");
+        float current = 0;
+        QCOMPARE(LaserGetCurrent(current), qint16(0));
+        QCOMPARE(current, 1.2F);
+        QCOMPARE(m_line->device.writes(), QList<QByteArray>{":r 30\r"});
+        QCOMPARE(ValueFor(current), std::optional<double>(600));
+        configuration().laser.currentOffset = 0.2;
+        QCOMPARE(ValueFor(current), std::optional<double>(500));
+        configuration().laser.currentPerDegree = 0;
+        QCOMPARE(ValueFor(current), std::nullopt);
+        configuration().laser.currentMode = true;
+        QCOMPARE(ValueFor(current), std::optional<double>(1.2));
+    }
+
+    void aReplyThatIsNoCurrentIsNoneRead()
+    {
+        float current = 0.5F;
+        answerAll(":error\r\n");
+        QCOMPARE(LaserGetCurrent(current), qint16(-1));
+        m_line->device.clearRules();
+        QCOMPARE(LaserGetCurrent(current), qint16(-1));
+        QCOMPARE(current, 0.5F);
+    }
+
     void aSilentLaserIsAskedInEveryRound()
     {
         configuration().laser.checkRounds = 3;
