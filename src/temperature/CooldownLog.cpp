@@ -9,6 +9,7 @@
 #include "core/Prompts.h"
 #include "core/modTools.h"
 #include "serial/modCOM.h"
+#include "temperature/SteadyState.h"
 #include "temperature/modLTC.h"
 #include "temperature/modTC.h"
 
@@ -133,7 +134,6 @@ void add(const Reading& reading, const QDateTime& when)
     log.readings += reading;
     log.lines += line;
     write(line.toLatin1() + "\r\n");
-    frontPanel().setPanel(3, reading.temperature ? u"LTC: "_s + NumberText::General(*reading.temperature) + u" K"_s : u"LTC: no answer"_s);
 }
 
 void takeReading()
@@ -154,16 +154,37 @@ void takeReading()
     log.reading = false;
     if (wanted()) {
         add(reading, when);
+        frontPanel().setPanel(3,
+                              reading.temperature ? u"LTC: "_s + NumberText::General(*reading.temperature) + u" K"_s : u"LTC: no answer"_s);
         emit notifier().changed();
     }
     emit notifier().readingEnded();
+}
+
+/// A wait for a temperature asks all the time: its last reading is the log's, without a word on the line.
+void takeReadingOfWait(const SteadyState::Reading& wait)
+{
+    Reading reading;
+    if (wait.temperature > 0) {
+        reading.temperature = wait.temperature;
+        reading.setpoint = wait.setpoint;
+    }
+    reading.elapsed = elapsedNow();
+    add(reading, state().moment());
+    emit notifier().changed();
 }
 
 void tick()
 {
     const Flags& now = flags();
     timers().soon.setEnabled(false);
-    if (!state().running || state().reading || now.closing || now.profileRunning || now.temperatureRunning || modTC::state().busy)
+    if (!state().running || state().reading || now.closing)
+        return;
+    if (const std::optional<SteadyState::Reading>& wait = SteadyState::underWay(); wait && wait->unit == u"K"_s) {
+        takeReadingOfWait(*wait);
+        return;
+    }
+    if (now.profileRunning || now.temperatureRunning || modTC::state().busy)
         return;
     if (modCOM::smcReception().waiting)
         timers().soon.setEnabled(true);

@@ -18,8 +18,10 @@
 ///
 /// A reading is a conversation that waits with events, and its tick comes out of whatever waits just then, the loop of a scan for example.
 /// Therefore:
-/// - a tick is passed over, nothing asked and nothing written, while somebody else talks to a temperature controller or may do so: a
-///   temperature entry, a profile, an exchange under way on the line; and when the program closes;
+/// - while a wait for a temperature of this controller runs, the line takes that wait's last reading, and nothing is asked;
+/// - otherwise a tick is passed over, nothing asked and nothing written, while somebody else talks to a temperature controller or may do
+/// so:
+///   a temperature entry, a profile, an exchange under way on the line; and when the program closes;
 /// - a tick that falls into the wait for a reply of the goniometer's controller is put off until that reply is there;
 /// - while `reading` is set, whoever starts something that lasts waits for readingEnded() first, so that a scan is not run through inside
 ///   a reading. The main window does so for its entries.

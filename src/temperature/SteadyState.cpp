@@ -29,6 +29,12 @@ SteadyState::Statistics& lastStatistics()
     return theStatistics;
 }
 
+std::optional<SteadyState::Reading>& readingUnderWay()
+{
+    static std::optional<SteadyState::Reading> theReading;
+    return theReading;
+}
+
 QString two(float value)
 {
     return NumberText::Fixed(NumberText::LeadingNumber(NumberText::General(value)), 2);
@@ -93,6 +99,11 @@ void Statistics::add(float temperature)
     m_squares = modTools::RoundToDigits(value, 3);
 }
 
+const std::optional<Reading>& underWay()
+{
+    return readingUnderWay();
+}
+
 const Statistics& last()
 {
     return lastStatistics();
@@ -129,6 +140,7 @@ Result Run(const Wait& wait)
         modTools::DoEvents();
         const quint32 asked = modTools::timeGetTime();
         const float temperature = wait.temperature();
+        readingUnderWay() = Reading{temperature, wait.setpoint, wait.unit};
         if (temperature >= 0) {
             statistics.add(temperature);
             lastReading = modTools::timeGetTime();
@@ -159,6 +171,7 @@ Result Run(const Wait& wait)
             break;
         }
     }
+    readingUnderWay().reset();
     QObject::disconnect(button);
     panel.setPanel(3, {});
     panel.closeTextDisplay();

@@ -71,6 +71,16 @@ Result Run(const Wait& wait);
 /// The wait that runs ends after its present reading: there is something to do first. Without one nothing happens.
 void Interrupt();
 
+/// What a wait has just read, for whoever watches it.
+struct Reading
+{
+    float temperature = -1; ///< in `unit`; -1 when the reading failed
+    float setpoint = 0;
+    QString unit; ///< "K" or "deg C"
+};
+/// The last reading of the wait that runs; nothing before its first one and while none runs.
+const std::optional<Reading>& underWay();
+
 /// Mean and scatter of the readings that the last wait accepted; 0 and 100 when there was none.
 const Statistics& last();
 } // namespace SteadyState

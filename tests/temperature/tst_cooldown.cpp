@@ -312,6 +312,26 @@ private slots:
         QCOMPARE(bytes().count('\n'), 2);
     }
 
+    void aWaitForATemperatureIsLoggedWithoutAsking()
+    {
+        CooldownLog::Start();
+        answer("+080.500", "+077.000");
+        m_clock->at(15000, [this] { answer("", ""); });
+        m_clock->at(25000, [this] { answer("+077.000", "+077.000"); });
+        flags().temperatureRunning = true;
+        QCOMPARE(modLTC::LTCWaitUntilThere(77), qint16(0));
+        const QByteArray sent = takeSent();
+        QCOMPARE(sent.count("KRDG?\r\n") * 7, sent.size());
+        const QList<QByteArray> lines = bytes().split('\n');
+        QVERIFY(lines.size() >= 3);
+        QCOMPARE(lines.at(0), QByteArray("2026-03-01 07:05:09;80.5;77\r"));
+        QCOMPARE(lines.at(1), QByteArray("2026-03-01 07:05:09;;\r"));
+        flags().temperatureRunning = false;
+        answer("+077.200", "+77.000");
+        pass(10);
+        QVERIFY(takeSent().startsWith("KRDG?\r\nSETP? 1\r\n"));
+    }
+
     void anEntrysExchangeIsNotCutByTheLog()
     {
         // The pauses around a command are part of the conversation, too.
