@@ -149,6 +149,7 @@ private slots:
             ltc.verySmallWindow = limits.verySmall;
             const float setpoint = between(100, 1500);
             std::vector<float> series;
+            series.reserve(80);
             for (int i = 0; i < 80; ++i)
                 series.push_back(setpoint + between(-2, 2) * limits.small +
                                  between(-1, 1) * limits.large * 1.2F * static_cast<float>(i % 3 == 0));
