@@ -37,7 +37,6 @@ constexpr double silenceLimit = 600;        // s without any answer before a ste
 constexpr double resendAfter = 60;          // s of silence after which a controller may have been off: it gets the setpoint again
 constexpr double noFurtherCooling = 300;    // s without a reading nearer to the room's temperature: the furnace is as cold as it gets
 constexpr quint32 deviceRetryDelay = 10000; // ms
-constexpr int scanTries = 10;
 constexpr int stopTries = 10;
 constexpr int saveTries = 10;
 constexpr quint32 saveRetryDelay = 60000; // ms
@@ -383,25 +382,39 @@ bool readCounts(double counterTime)
 
 enum class Counting { Done, Again, Failed };
 
-/// Loads and starts the counting program, waits for its end and reads the counts. Again: there is nothing of this scan in the controller.
+/// Why a scan could not be measured.
+QString failureText(ScanRun::Result result)
+{
+    if (result == ScanRun::Result::Silent)
+        return u"The goniometer controller was silent for ten minutes; the scan was skipped."_s;
+    if (result == ScanRun::Result::Busy)
+        return u"The goniometer controller was busy for much longer than a scan takes; the scan was skipped."_s;
+    if (modCOM::MCComm().isDown())
+        return u"The line to the goniometer controller was gone for ten minutes; the scan was skipped."_s;
+    return u"Nothing shows that the scan has been started; it was skipped."_s;
+}
+
+/// Measures and reads the counts. Again: there is nothing of this scan in the controller.
 Counting count(double counterTime)
 {
-    const LineWatch watch(modCOM::MCComm());
-    if (!ScanRun::Upload(ScanRun::CountingProgram(scanParameters()), goesOn))
-        return Counting::Failed;
-    if (watch.lost()) {
-        remark(u"The line to the goniometer controller was lost while the scan was started; the scan begins again."_s);
-        return Counting::Again;
-    }
-    ScanRun::BeginProgress(scanParameters());
-    const ScanRun::PollResult result = ScanRun::PollUntilIdle(silenceLimit, true, goesOn);
+    const quint32 losses = modCOM::MCComm().losses();
+    ScanRun::Options options;
+    options.goOn = goesOn;
+    options.started = [losses] {
+        if (modCOM::MCComm().losses() != losses)
+            remark(u"The line to the goniometer controller was lost while the scan was started; the scan begins again."_s);
+    };
+    options.barAfter = true;
+    options.silenceLimit = silenceLimit;
+    options.busyLimit = ScanRun::LongestTime(counterTime);
+    options.unattended = true;
+    const ScanRun::Result result = ScanRun::Measure(options);
     if (!goesOn())
         return Counting::Failed;
-    if (result == ScanRun::PollResult::Silent) {
-        remark(u"The goniometer controller was silent for ten minutes; the scan was skipped."_s);
+    if (result != ScanRun::Result::Counted) {
+        remark(failureText(result));
         return Counting::Failed;
     }
-    ScanRun::CompleteProgress();
     const qint32 wanted = scanParameters().numberOfPoints;
     const bool read = readCounts(counterTime);
     if (!goesOn())
@@ -417,7 +430,8 @@ Counting count(double counterTime)
     return received > 0 ? Counting::Done : Counting::Again;
 }
 
-/// One scan; true when its counts are in memory. A scan that did not start, or of which nothing came back, is measured once more.
+/// One scan; true when its counts are in memory. A scan of which nothing came back is measured once more; twice nothing is taken as it is,
+/// as every other number of points.
 bool acquire()
 {
     enter(ProfileRun::Phase::Acquiring);
@@ -425,28 +439,16 @@ bool acquire()
     const double counterTime = row().counterTime;
     const OwnCounterTime shown(counterTime);
     ScanParameterCheck::CheckScanParameters(counterTime);
-    Counting result = Counting::Again;
-    bool nothingCame = false;
-    for (int tries = 1; tries <= scanTries && result == Counting::Again && goesOn(); ++tries) {
-        if (!lineIsThere(modCOM::MCComm())) {
-            if (goesOn())
-                remark(u"The line to the goniometer controller was gone for ten minutes; the scan was skipped."_s);
-            break;
-        }
-        if (tries > 1)
-            stopController();
-        modSMC::state().receivedPoints = 1;
+    Counting result = count(counterTime);
+    ScanRun::EndProgress();
+    if (result == Counting::Again && goesOn()) {
         result = count(counterTime);
         ScanRun::EndProgress();
-        if (result == Counting::Again && modSMC::state().receivedPoints <= 0) {
-            // Twice nothing: what was received is saved, as with every other number of points.
-            result = nothingCame ? Counting::Done : Counting::Again;
-            nothingCame = true;
-        }
     }
-    if (result == Counting::Done)
-        frontPanel().setPanel(1, u"Data acquisition done."_s);
-    return result == Counting::Done;
+    if (result == Counting::Failed || (result == Counting::Again && !goesOn()))
+        return false;
+    frontPanel().setPanel(1, u"Data acquisition done."_s);
+    return true;
 }
 
 /// Saves the scan; a disk that refuses is tried again every minute, then the program directory is taken.

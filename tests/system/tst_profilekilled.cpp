@@ -42,19 +42,22 @@ private slots:
         const bool settingBack = traced.startsWith("done=");
         shortenScans(instrument, "LTC", settingBack ? "ResetAfterTempRun=1\nTxDelay=0.3" : "ResetAfterTempRun=1");
         store(instrument.path(u"p.gtp"_s), "T1:290;E:6;\r\nT1:270;DW:1;E:12;\r\n");
+        const auto trace = [&traceFile] {
+            QFile file(traceFile);
+            return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+        };
         ScanCli first;
         first.startOn(instrument, runWords(instrument));
         const bool reached = told.isEmpty() ? first.waitUntil([&] {
             if (settingBack)
                 return instrument.read(u"p.gtp.state"_s).contains(traced);
-            QFile trace(traceFile);
-            return trace.open(QIODevice::ReadOnly) && trace.readAll().count(traced) >= 2;
+            return trace().count(traced) >= 2;
         })
                                             : first.says(told);
         QVERIFY2(reached, first.err.constData());
         first.process.kill();
         QVERIFY(first.process.waitForFinished(patience));
-        QTRY_COMPARE_WITH_TIMEOUT(instrument.read(traceFile).count("-- line left"), 2, patience);
+        QTRY_COMPARE_WITH_TIMEOUT(trace().count("-- line left"), 2, patience);
         QVERIFY(QFile::exists(instrument.path(u"p.gtp.state"_s)));
         QHash<QString, QByteArray> saved;
         for (const QString& name : scansIn(instrument))
