@@ -9,17 +9,40 @@
 #include <QDesktopServices>
 #include <QDir>
 #include <QFile>
+#include <QImageReader>
 #include <QRegularExpression>
 #include <QTextBlock>
 #include <QTextBrowser>
 #include <QVBoxLayout>
 
 namespace {
+constexpr int windowWidth = 860;
+constexpr int widestPicture = windowWidth - 100;
+
 /// A heading's anchor as Markdown links name it: "The main window" is "#the-main-window".
 QString anchorOf(const QString& heading)
 {
     static const QRegularExpression dropped(QStringLiteral("[^\\w\\- ]"));
     return heading.toLower().remove(dropped).replace(u' ', u'-');
+}
+
+/// Pictures wider than this are shown smaller, so that nothing has to be scrolled sideways.
+void narrowPictures(QTextDocument* document, const QDir& directory, int widest)
+{
+    QList<QTextFragment> wide;
+    for (QTextBlock block = document->begin(); block.isValid(); block = block.next())
+        for (auto piece = block.begin(); !piece.atEnd(); ++piece)
+            if (const QTextImageFormat format = piece.fragment().charFormat().toImageFormat();
+                format.isValid() && QImageReader(directory.filePath(format.name())).size().width() > widest)
+                wide += piece.fragment();
+    for (const QTextFragment& picture : wide) {
+        QTextImageFormat format = picture.charFormat().toImageFormat();
+        format.setWidth(widest);
+        QTextCursor cursor(document);
+        cursor.setPosition(picture.position());
+        cursor.movePosition(QTextCursor::NextCharacter, QTextCursor::KeepAnchor);
+        cursor.setCharFormat(format);
+    }
 }
 } // namespace
 
@@ -37,6 +60,8 @@ frmManual::frmManual(const QString& path, QWidget* parent) : QDialog(parent)
     QFile file(path);
     if (file.open(QIODevice::ReadOnly))
         browser->document()->setMarkdown(QString::fromUtf8(file.readAll()));
+    narrowPictures(browser->document(), QFileInfo(path).absoluteDir(), widestPicture);
+    browser->moveCursor(QTextCursor::Start);
     connect(browser, &QTextBrowser::anchorClicked, this, [browser](const QUrl& link) {
         if (!link.scheme().isEmpty() && !link.isLocalFile()) {
             QDesktopServices::openUrl(link);
@@ -57,7 +82,7 @@ frmManual::frmManual(const QString& path, QWidget* parent) : QDialog(parent)
     layout->setSpacing(Dialogs::spacing);
     layout->addWidget(browser, 1);
     layout->addLayout(Dialogs::buttonRow({btnOk}));
-    resize(860, 640);
+    resize(windowWidth, 640);
 }
 
 QString frmManual::findManual()

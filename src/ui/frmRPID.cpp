@@ -53,6 +53,14 @@ ParameterDialog::ParameterDialog(QWidget* parent, const QString& name, const QSt
     layout->setSizeConstraint(QLayout::SetFixedSize);
 }
 
+void ParameterDialog::showEvent(QShowEvent* event)
+{
+    // What is typed first replaces the value, as in the fields that are reached with Tab.
+    m_fields.first()->setFocus();
+    m_fields.first()->selectAll();
+    QDialog::showEvent(event);
+}
+
 QLineEdit* ParameterDialog::field(char letter) const
 {
     return m_fields.value(m_letters.indexOf(QLatin1Char(letter)));

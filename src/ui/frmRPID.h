@@ -32,6 +32,7 @@ protected:
     /// The field's text as it is shown when the field is left: the value that will be sent.
     virtual QString shown(char letter, const QString& text) const = 0;
     bool eventFilter(QObject* watched, QEvent* event) override;
+    void showEvent(QShowEvent* event) override;
 
 private:
     bool check(QLineEdit* field);

@@ -6,8 +6,43 @@
 #include "ui/Dialogs.h"
 
 #include <QPlainTextEdit>
+#include <QRegularExpression>
 #include <QScrollBar>
+#include <QTextBlock>
 #include <QVBoxLayout>
+
+#include <algorithm>
+
+namespace {
+constexpr int longestColumn = 50; // lines
+
+/// Texts come with their colons padded to one column, which the font, not a typewriter's, would spoil: the padding is stretched, the text
+/// stays what it is.
+void alignColons(QTextDocument* document)
+{
+    static const QRegularExpression padding(QStringLiteral(" {2,}(?=W?:)"));
+    const QFontMetricsF metrics(document->defaultFont());
+    double column = 0;
+    for (QTextBlock line = document->begin(); line.isValid(); line = line.next()) {
+        const QString before = line.text().section(u':', 0, 0);
+        if (before.size() < line.text().size())
+            column = std::max(column, metrics.horizontalAdvance(QString(before).replace(padding, QStringLiteral(" "))));
+    }
+    for (QTextBlock line = document->begin(); line.isValid(); line = line.next()) {
+        const QRegularExpressionMatch gap = padding.match(line.text());
+        if (!gap.hasMatch())
+            continue;
+        QTextCharFormat wide;
+        wide.setFontLetterSpacingType(QFont::AbsoluteSpacing);
+        wide.setFontLetterSpacing((column - metrics.horizontalAdvance(line.text().section(u':', 0, 0))) /
+                                  static_cast<double>(gap.capturedLength()));
+        QTextCursor cursor(document);
+        cursor.setPosition(line.position() + static_cast<int>(gap.capturedStart()));
+        cursor.setPosition(line.position() + static_cast<int>(gap.capturedEnd()), QTextCursor::KeepAnchor);
+        cursor.setCharFormat(wide);
+    }
+}
+} // namespace
 
 frmTextDisplay::frmTextDisplay(QWidget* parent) : QDialog(parent)
 {
@@ -46,6 +81,8 @@ void frmTextDisplay::refresh()
         const bool follows = bar->value() == bar->maximum() && bar->maximum() > 0;
         const int position = bar->value();
         m_text->setPlainText(text);
+        if (m_text->blockCount() <= longestColumn)
+            alignColons(m_text->document());
         bar->setValue(follows ? bar->maximum() : position);
     }
     if (!isVisible()) {

@@ -9,6 +9,8 @@
 #include "core/Configuration.h"
 #include "core/ScanData.h"
 #include "core/modTools.h"
+#include "generator/GeneratorPower.h"
+#include "generator/modGenerator.h"
 #include "goniometer/modSMC.h"
 #include "plot/Chart2d.h"
 #include "plot/Look.h"
@@ -16,12 +18,14 @@
 #include "profile/ProfileRun.h"
 #include "profile/TProfile.h"
 #include "temperature/CooldownLog.h"
+#include "temperature/SteadyState.h"
 #include "temperature/modLTC.h"
+#include "temperature/modTC.h"
 #include "ui/UiPrompts.h"
+#include "ui/dlgGeneratorPower.h"
 #include "ui/frmAbout.h"
 #include "ui/frmCooldown.h"
 #include "ui/frmMain.h"
-#include "ui/frmManual.h"
 #include "ui/frmRatemeter.h"
 #include "ui/frmSetWorkDir.h"
 #include "ui/frmSettings.h"
@@ -235,15 +239,94 @@ void drawCooldown(frmMain& window)
     QFile::remove(CooldownLog::state().path);
     log->close();
 }
+
+/// The program on an instrument with other devices; the window stays.
+bool changeDevices(std::unique_ptr<VirtualLab>& lab, const QStringList& devices)
+{
+    modGenerator::reset();
+    modTC::reset();
+    lab = std::make_unique<VirtualLab>();
+    if (!lab->start(QStringList{QStringLiteral("--speed"), QStringLiteral("10")} + devices)) {
+        std::fprintf(stderr, "the virtual instrument did not start\n");
+        return false;
+    }
+    lab->connectProgram();
+    return true;
+}
+
+/// Draws the modal window that an entry opens, and closes it.
+void keepDialog(frmMain& window, Menu::Entry entry, const char* title, const char* picture)
+{
+    Operator hand;
+    hand.expectWindow(QString::fromUtf8(title), [picture](QDialog* dialog) {
+        keep(dialog, QString::fromLatin1(picture));
+        dialog->reject();
+    });
+    window.entry(entry)->trigger();
+}
+
+void drawWait(frmMain& window)
+{
+    Operator hand;
+    hand.expectWindow(QStringLiteral("New Setpoint"), [](QDialog* dialog) {
+        auto* edit = dialog->findChild<QLineEdit*>();
+        edit->setText(QStringLiteral("285 K"));
+        edit->clearFocus();
+        keep(dialog, QStringLiteral("new-setpoint"));
+        dialog->accept();
+    });
+    QTimer during;
+    once(
+        during, [] { return SteadyState::last().accepted() >= 6; },
+        [] {
+            for (QWidget* top : QApplication::topLevelWidgets())
+                if (top->objectName() == QLatin1String("frmTextDisplay"))
+                    keep(top, QStringLiteral("wait"));
+            frontPanel().pressTextDisplayButton();
+        });
+    window.entry(Menu::Entry::mnuLTCNewSetpointWithPID)->trigger();
+}
+
+bool drawDevices(frmMain& window, std::unique_ptr<VirtualLab>& lab)
+{
+    using enum Menu::Entry;
+    if (!changeDevices(lab, {QStringLiteral("--generator")}))
+        return false;
+    window.entry(mnuExtrasGeneratorSetPower)->trigger();
+    if (auto* power = window.findChild<dlgGeneratorPower*>()) {
+        while (GeneratorPower::state().txtmA.isEmpty())
+            QApplication::processEvents();
+        keep(power, QStringLiteral("generator-power"));
+        power->reject();
+    }
+    if (!changeDevices(lab, {QStringLiteral("--ltc"), QStringLiteral("331")}))
+        return false;
+    keepMenu(window, "mnuLTC", QStringLiteral("ltc-menu"));
+    keepDialog(window, mnuLTCQueryTemperature, "LTC", "ltc-temperature");
+    keepDialog(window, mnuLTCChangePID, "LTC control parameters", "ltc-parameters");
+    drawWait(window);
+    if (!changeDevices(lab, {QStringLiteral("--htc")}))
+        return false;
+    keepMenu(window, "mnuHTC", QStringLiteral("htc-menu"));
+    keepDialog(window, mnuHTCChangePID, "HTC control parameters", "htc-parameters");
+    if (!changeDevices(lab, {QStringLiteral("--laser")}))
+        return false;
+    keepMenu(window, "mnuLaser", QStringLiteral("laser-menu"));
+    keepDialog(window, mnuLaserTest, "Laser", "laser-test");
+    return true;
+}
 } // namespace
 
 int main(int argc, char* argv[])
 {
     QApplication application(argc, argv);
-    if (argc != 2) {
-        std::fprintf(stderr, "usage: draw-windows FOLDER\n");
+    const bool allDark = argc == 3 && qstrcmp(argv[2], "dark") == 0;
+    if (argc != 2 && !allDark) {
+        std::fprintf(stderr, "usage: draw-windows FOLDER [dark]\n");
         return 2;
     }
+    if (allDark)
+        QApplication::setPalette(dark());
     outDirectory = QDir(QString::fromLocal8Bit(argv[1])).absolutePath();
     QDir().mkpath(outDirectory);
     Look::useAccent();
@@ -295,6 +378,8 @@ int main(int argc, char* argv[])
         return 1;
     flags().dataSaved = true;
     drawProfile(window);
+    if (!drawDevices(window, lab))
+        return 1;
 
     QApplication::setPalette(dark());
     frontPanel().setPicXRayOn(true);

@@ -87,6 +87,9 @@ private slots:
         bench().hand.expectWindow(rpidTitle(), [&](QDialog* dialog) {
             bench().lab.forget();
             Operator::activate(dialog);
+            QCOMPARE(dialog->focusWidget(), LabWindow::field(dialog, "txtR"));
+            QCOMPARE(LabWindow::field(dialog, "txtR")->selectedText(), LabWindow::field(dialog, "txtR")->text());
+            QVERIFY(LabWindow::button(dialog, "btnOk")->isDefault());
             QCOMPARE(LabWindow::field(dialog, "txtR")->placeholderText(), QStringLiteral("0....%1").arg(range));
             QCOMPARE(LabWindow::field(dialog, "txtI")->placeholderText(), QStringLiteral("0....") + highest);
             refused(dialog, "txtR", QString::number(range + 1), QStringLiteral("The valid R range is 0 ... %1!").arg(range));

@@ -34,11 +34,14 @@
 #include <QProgressBar>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QScrollBar>
 #include <QStorageInfo>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTextBlock>
 #include <QTextBrowser>
 
+#include <algorithm>
 #include <memory>
 
 class TestDialogs : public QObject
@@ -288,6 +291,13 @@ private slots:
         QVERIFY(browser->toPlainText().contains(QStringLiteral("Start Data Acquisition")));
         QVERIFY(
             !browser->loadResource(QTextDocument::ImageResource, QUrl(QStringLiteral("images/main-window.png"))).toByteArray().isEmpty());
+        // It begins at its beginning, and nothing is scrolled sideways.
+        manual->activateWindow();
+        browser->setFocus();
+        QApplication::processEvents();
+        QVERIFY(browser->verticalScrollBar()->maximum() > browser->height());
+        QCOMPARE(browser->verticalScrollBar()->value(), 0);
+        QCOMPARE(browser->horizontalScrollBar()->maximum(), 0);
     }
 
     // --- text display
@@ -310,6 +320,29 @@ private slots:
         QVERIFY(!window.isVisible());
         QVERIFY(!frontPanel().textDisplayOpen());
         QVERIFY(text->toPlainText().isEmpty());
+    }
+
+    void colonsStandInOneColumn()
+    {
+        frmTextDisplay window;
+        frontPanel().openTextDisplay(QStringLiteral("LTC"), QStringLiteral("&Take it"));
+        const QString shown = QStringLiteral("Setpoint           W:285.00 K\r\nAverage             :284.85 K\r\n"
+                                             "Standard Dev. Target: <0.25\r\n\r\nElapsed time        :1 sec\r\n");
+        frontPanel().setTextDisplay(shown);
+        auto* text = window.findChild<QPlainTextEdit*>();
+        QCOMPARE(text->toPlainText(), QString(shown).replace(QStringLiteral("\r\n"), QStringLiteral("\n")));
+        QList<int> columns;
+        for (QTextBlock line = text->document()->begin(); line.isValid(); line = line.next()) {
+            if (!line.text().contains(u':'))
+                continue;
+            QTextCursor cursor(line);
+            cursor.setPosition(line.position() + static_cast<int>(line.text().indexOf(u':')));
+            columns << text->cursorRect(cursor).left();
+        }
+        QCOMPARE(columns.size(), 4);
+        const auto [least, most] = std::minmax_element(columns.begin(), columns.end());
+        QVERIFY2(*most - *least <= 1, qPrintable(QStringLiteral("%1 to %2").arg(*least).arg(*most)));
+        frontPanel().closeTextDisplay();
     }
 
     void aWaitDecidesAboutItsOwnTextWindow()

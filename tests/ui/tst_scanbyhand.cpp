@@ -4,6 +4,7 @@
 #include "VirtualLab.h"
 
 #include "core/ScanData.h"
+#include "goniometer/modSMC.h"
 #include "plot/Chart2d.h"
 #include "support/ResetProgram.h"
 #include "ui/UiPrompts.h"
@@ -200,6 +201,82 @@ private slots:
         QCOMPARE(start()->text(), QStringLiteral("&Start Data Acquisition"));
         QCOMPARE(flags().dataPresent, read);
         QCOMPARE(frontPanel().panel(1), QStringLiteral("Ready"));
+    }
+
+    void theReadBackIsAborted_data()
+    {
+        QTest::addColumn<bool>("read");
+        QTest::newRow("data left") << false;
+        QTest::newRow("data read once more") << true;
+    }
+    void theReadBackIsAborted()
+    {
+        QFETCH(bool, read);
+        constexpr int points = 2001;
+        QVERIFY(bringUp(QStringLiteral("100"), {QStringLiteral("--position"), QStringLiteral("13,26")}));
+        typeParameters({"26", "66", "0.02", "0.1"});
+        m_operator->expect(QStringLiteral("Start scan"),
+                           startText(QStringLiteral("26"), QStringLiteral("66"), QStringLiteral("0.02"), QStringLiteral("0.1")),
+                           QStringLiteral("OK"));
+        const auto transfers = [this] { return m_lab->received(QStringLiteral("SMC")).count(QStringLiteral("?CNT;")); };
+        qsizetype before = -1;
+        QTimer during;
+        once(
+            during, [&] { return modSMC::state().transferring && transfers() == 1; },
+            [&] {
+                before = scanData().maximum;
+                m_operator->expect(QStringLiteral("Data acquisition"),
+                                   QStringLiteral("Do you want to abort the current data acquisition now?"), QStringLiteral("Yes"));
+                m_operator->expect(QStringLiteral("Data acquisition"), QStringLiteral("Do you want read scan data anyway?"),
+                                   read ? QStringLiteral("Yes") : QStringLiteral("No"));
+                start()->trigger();
+            });
+        Operator::chooseByKeys(m_window.get(), QStringLiteral("ms"));
+        QVERIFY2(m_operator->done(), qPrintable(m_operator->complaint()));
+        QCOMPARE(before, 0);
+        QCOMPARE(transfers(), read ? 2 : 1);
+        QVERIFY(!flags().acquisitionRunning && !modSMC::state().transferring);
+        QCOMPARE(start()->text(), QStringLiteral("&Start Data Acquisition"));
+        QCOMPARE(frontPanel().panel(1), QStringLiteral("Ready"));
+        QCOMPARE(flags().dataPresent, read);
+        QCOMPARE(m_window->entry(Menu::Entry::mnuFileSaveAs)->isEnabled(), read);
+        if (read) {
+            QCOMPARE(scanData().size(), points);
+            QVERIFY(scanData().maximum > 0);
+        }
+        // The counts are still in the controller.
+        m_window->entry(Menu::Entry::mnuExtrasSMCGetRAMData)->trigger();
+        QCOMPARE(transfers(), read ? 3 : 2);
+        QVERIFY(flags().dataPresent);
+        QCOMPARE(scanData().size(), points);
+        QCOMPARE(m_window->chart()->graph(0)->dataCount(), points);
+    }
+
+    void stopDuringGetRAMDataLosesNoCount()
+    {
+        QVERIFY(bringUp(QStringLiteral("100"), {QStringLiteral("--position"), QStringLiteral("13,26")}));
+        typeParameters({"26", "66", "0.02", "0.1"});
+        m_operator->expect(QStringLiteral("Start scan"),
+                           startText(QStringLiteral("26"), QStringLiteral("66"), QStringLiteral("0.02"), QStringLiteral("0.1")),
+                           QStringLiteral("OK"));
+        Operator::chooseByKeys(m_window.get(), QStringLiteral("ms"));
+        QVERIFY(flags().dataPresent);
+        const QVector<double> counts = scanData().counts();
+        QTimer during;
+        bool stopped = false;
+        once(
+            during, [] { return modSMC::state().transferring; },
+            [&] {
+                stopped = true;
+                QVERIFY(!start()->isEnabled());
+                QVERIFY(!m_window->entry(Menu::Entry::mnuExtrasSMCGetRAMData)->isEnabled());
+                m_window->entry(Menu::Entry::mnuExtrasSMCStop)->trigger();
+            });
+        m_window->entry(Menu::Entry::mnuExtrasSMCGetRAMData)->trigger();
+        QVERIFY(stopped);
+        QVERIFY(m_lab->received(QStringLiteral("SMC")).contains(QStringLiteral("Q;")));
+        QCOMPARE(scanData().counts(), counts);
+        QVERIFY(!flags().utilityRunning && flags().dataPresent);
     }
 
     void closingDuringARunEndsItAfterTheQuestion()
