@@ -55,7 +55,7 @@ bool confirmStart()
             .join(QStringLiteral("\r\n"));
     message.buttons = Prompts::Buttons::OkCancel;
     message.goesOn = Prompts::Button::Ok;
-    message.safe = Prompts::Button::Cancel;
+    message.safe = message.unattended = Prompts::Button::Cancel;
     return prompts().message(message) == Prompts::Button::Ok;
 }
 

@@ -2,6 +2,7 @@
 
 #include "plot/Chart2d.h"
 
+#include "core/NumberText.h"
 #include "core/ProgramError.h"
 #include "core/Prompts.h"
 #include "plot/AxisLook.h"
@@ -353,7 +354,8 @@ void Chart2d::savePicture()
     if (!saved) {
         const int systemError = errno;
         const ProgramError error = ProgramError::ofFile(path, file.error(), systemError);
-        showMessage(title, u"Error # "_qs + QString::number(error.number) + u"\r\n"_qs + error.description, Prompts::Icon::Exclamation);
+        showMessage(title, u"Error # "_qs + NumberText::General(qint32{error.number}) + u"\r\n"_qs + error.description,
+                    Prompts::Icon::Exclamation);
     }
 }
 

@@ -12,6 +12,7 @@
 #include <QPointer>
 
 #include <algorithm>
+#include <utility>
 
 namespace modGraphics {
 namespace {
@@ -37,14 +38,15 @@ void SetChart(Chart2d* chart)
 
 void Plot2D(const QString& title, double start, double stop, double, qint32 yMaximum, qint32 yMinimum)
 {
-    flags().busy = true;
+    // A scan file is plotted while it is being opened: that procedure stays busy.
+    const bool before = std::exchange(flags().busy, true);
     modTools::WriteLog(false, QStringLiteral("Plot2D()"));
     if (theChart != nullptr) {
         if (!title.isEmpty())
             theChart->setHeader(title);
         theChart->draw(scanData().angles(), scanData().counts(), start, stop, yMinimum, yMaximum);
     }
-    flags().busy = false;
+    flags().busy = before;
 }
 
 void ChartKeyPress(int)

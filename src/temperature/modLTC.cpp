@@ -408,7 +408,7 @@ qint16 LTCCheckPresence()
         box.buttons = Prompts::Buttons::AbortRetryIgnore;
         box.defaultButton = 2;
         box.goesOn = Prompts::Button::Ignore;
-        box.safe = Prompts::Button::Ignore;
+        box.safe = box.unattended = Prompts::Button::Ignore;
         if (prompts().message(box) != Prompts::Button::Retry)
             return -1;
     }

@@ -17,7 +17,7 @@
 
 namespace {
 constexpr int windowWidth = 860;
-constexpr int widestPicture = windowWidth - 100;
+constexpr int widestPicture = windowWidth - 160;
 
 /// A heading's anchor as Markdown links name it: "The main window" is "#the-main-window".
 QString anchorOf(const QString& heading)

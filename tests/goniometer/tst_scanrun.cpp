@@ -393,6 +393,8 @@ void tst_scanrun::theConfirmation()
     run.boxes.expect(startTitle, text, Button::Cancel).withButtons(Buttons::OkCancel).withIcon(Icon::None);
     ScanRun::Start();
     QVERIFY(run.boxes.allShown());
+    // Nobody there: no scan is begun.
+    QCOMPARE(run.boxes.messages.last().unattended, Button::Cancel);
 }
 
 void tst_scanrun::cancelChangesNothing()

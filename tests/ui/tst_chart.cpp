@@ -113,6 +113,17 @@ private slots:
         QCOMPARE(m_chart->header(), QStringLiteral("quartz"));
     }
 
+    void aPlotDoesNotEndTheWorkThatItIsPartOf()
+    {
+        load(10, 20, 0.02, 10);
+        flags().busy = true;
+        modGraphics::Plot2D(QStringLiteral("opened"), 10, 20, 0.02, 11, 0);
+        QVERIFY(flags().busy);
+        flags().busy = false;
+        modGraphics::Plot2D({}, 10, 20, 0.02, 11, 0);
+        QVERIFY(!flags().busy);
+    }
+
     void shiftDragZoomsAndAPlainDragDoesNot()
     {
         load(10, 20, 0.02, 1000);

@@ -294,14 +294,15 @@ QString modMain::ShortCaption()
 {
     if (!flags().smcOnline)
         return u"Scan"_qs + u" (Simulation)"_qs;
-    return u"Scan"_qs + u" (441"_qs + QString::number(flags().smcModelDigit) + u", "_qs + QString::fromLatin1(goniometerTypeName()) +
-           u", "_qs + QString::fromLatin1(scanModeName()).toLower() + u" mode)"_qs;
+    return u"Scan"_qs + u" (441"_qs + NumberText::General(qint32{flags().smcModelDigit}) + u", "_qs +
+           QString::fromLatin1(goniometerTypeName()) + u", "_qs + QString::fromLatin1(scanModeName()).toLower() + u" mode)"_qs;
 }
 
 QString modMain::LongCaption()
 {
     return u"Scan"_qs + u" ("_qs + QString::fromLatin1(goniometerTypeName()) + u" diffractometer, "_qs +
-           QString::fromLatin1(scanModeName()).toLower() + u" mode, controller 441"_qs + QString::number(flags().smcModelDigit) + u")"_qs;
+           QString::fromLatin1(scanModeName()).toLower() + u" mode, controller 441"_qs +
+           NumberText::General(qint32{flags().smcModelDigit}) + u")"_qs;
 }
 
 QString modMain::VersionText()
