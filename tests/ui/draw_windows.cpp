@@ -277,7 +277,7 @@ void drawWait(frmMain& window)
     });
     QTimer during;
     once(
-        during, [] { return SteadyState::last().accepted() >= 6; },
+        during, [] { return SteadyState::last().scatter() < 0.5F; },
         [] {
             for (QWidget* top : QApplication::topLevelWidgets())
                 if (top->objectName() == QLatin1String("frmTextDisplay"))
