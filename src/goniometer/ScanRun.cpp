@@ -288,7 +288,8 @@ bool ReadBack(std::optional<double> counterTime)
     scanData().parameters = scanParameters();
     const qint32 maximum = modSMC::SMCReadScanData(linePatience());
     const bool brokenOff = watch.brokenOff();
-    if (!brokenOff && flags().smcOnline && modSMC::state().receivedPoints <= 0 && !flags().profileRunning) {
+    // Nothing was received, and nothing takes the place of what was there.
+    if (!brokenOff && maximum < 0 && modSMC::state().receivedPoints <= 0) {
         before.restore();
     } else if (!brokenOff) {
         modSMC::state().maximumCount = maximum;

@@ -128,8 +128,9 @@ bool continueAnyway(qint32 received)
     message.icon = Prompts::Icon::Exclamation;
     message.buttons = Prompts::Buttons::YesNo;
     message.defaultButton = 2;
-    message.goesOn = message.unattended = Prompts::Button::Yes;
     message.safe = Prompts::Button::No;
+    // Without a person a scan that ends early is taken, but zeros that nobody counted are not.
+    message.goesOn = message.unattended = received > 0 ? Prompts::Button::Yes : Prompts::Button::No;
     return prompts().message(message) == Prompts::Button::Yes;
 }
 
@@ -144,14 +145,6 @@ QString transferCounts(const AbortWatch& watch, double linePatience)
             return reply;
         modTools::WriteLog(true, QStringLiteral("SMC: the counts did not come whole, transfer ") + NumberText::General(qint32{tries + 1}));
     }
-}
-
-void reportNoCounts(qint32 received)
-{
-    const QString text = received == 0 ? QStringLiteral("The goniometer controller holds no counts.")
-                                       : QStringLiteral("The goniometer controller did not send its counts.") + lineEnd + lineEnd +
-                                             QStringLiteral("It still holds them: please check its line, then choose 'Get RAM Data'.");
-    showMessage(QStringLiteral("Scan Data Transfer"), text, Prompts::Icon::Exclamation);
 }
 
 /// One line of a transfer as a count; 0 when it does not fit 32 bits.
@@ -338,11 +331,6 @@ qint32 SMCReadScanData(double linePatience)
         return -1;
     const qint32 received = ReceivedPoints(reply);
     state().receivedPoints = received;
-    // A profile's scans are asked about, and reported, whatever came.
-    if (received <= 0 && !flags().profileRunning) {
-        reportNoCounts(received);
-        return -1;
-    }
     if (received != scanParameters().numberOfPoints && !continueAnyway(received))
         return -1;
     return StoreCounts(reply);

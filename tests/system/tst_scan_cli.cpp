@@ -159,16 +159,16 @@ void ScanCliTest::aFaultIsReportedAndEndsInOrder_data()
     QTest::newRow("garbage from the start") << QByteArray("garbage") << 1 << QByteArrayList{"[SMC Check]", checklist} << 0;
     QTest::newRow("cut replies from the start")
         << QByteArray("cut-reply") << 1 << QByteArrayList{"Selected goniometer type requires SMC 4412..."} << 0;
-    QTest::newRow("garbage in the transfer") << QByteArray("garbage:24") << 1 << QByteArrayList{"did not send its counts."} << 0;
+    QTest::newRow("garbage in the transfer") << QByteArray("garbage:24") << 1 << QByteArrayList{mismatch + "-1)", "-> No"} << 0;
     QTest::newRow("fewer counts") << QByteArray("fewer-counts") << 1 << QByteArrayList{mismatch + " 63)", "63 of 66 points were counted."}
                                   << points - 3;
     QTest::newRow("more counts") << QByteArray("more-counts") << 0 << QByteArrayList{mismatch + " 132)"} << points;
-    QTest::newRow("no counts") << QByteArray("no-counts") << 1 << QByteArrayList{"holds no counts.", "No counts were read."} << 0;
+    QTest::newRow("no counts") << QByteArray("no-counts") << 1 << QByteArrayList{mismatch + " 0)", "-> No", "No counts were read."} << 0;
     QTest::newRow("a line that breaks before the upload")
         << QByteArray("hang-up:3") << 1 << QByteArrayList{"is lost.", "SMC not ready..."} << 0;
     QTest::newRow("a line that breaks in the transfer")
         << QByteArray("hang-up:24") << 1 << QByteArrayList{"is lost.", "No counts were read.", "scan-cli readback"} << 0;
-    QTest::newRow("a controller switched off and on") << QByteArray("power-cycle:22") << 1 << QByteArrayList{"holds no counts."} << 0;
+    QTest::newRow("a controller switched off and on") << QByteArray("power-cycle:22") << 1 << QByteArrayList{mismatch + " 0)"} << 0;
 }
 
 void ScanCliTest::aFaultIsReportedAndEndsInOrder()
