@@ -365,12 +365,11 @@ bool readCounts(double counterTime)
     for (int tries = 1;; ++tries) {
         const LineWatch watch(modCOM::MCComm());
         modSMC::state().maximumCount = 0;
-        modSMC::state().receivedPoints = 0;
+        modSMC::state().receivedPoints = -1;
         const bool read = ScanRun::ReadBack(counterTime);
         const bool refused = modSMC::state().maximumCount < 0; // by the operator, or by an abort
-        const bool empty = flags().smcOnline && modSMC::state().receivedPoints <= 0;
-        const bool all = read && !watch.lost() && (!empty || tries > 1);
-        if (all || refused || !goesOn() || tooLong(start))
+        const bool holdsNone = flags().smcOnline && modSMC::state().receivedPoints == 0 && tries > 1;
+        if ((read && !watch.lost()) || refused || holdsNone || !goesOn() || tooLong(start))
             return read;
         frontPanel().setPanel(1, u"Reading the scan data again..."_s);
         if (!lineIsThere(modCOM::MCComm()))
@@ -419,19 +418,18 @@ Counting count(double counterTime)
     const bool read = readCounts(counterTime);
     if (!goesOn())
         return read ? Counting::Done : Counting::Failed;
-    if (!read) {
+    const qint32 received = modSMC::state().receivedPoints;
+    if (!read && received != 0) {
         remark(u"The counts could not be read from the goniometer controller."_s);
         return Counting::Failed;
     }
-    const qint32 received = modSMC::state().receivedPoints;
     if (!flags().smcOnline || received == wanted)
         return Counting::Done;
     remark(u"Received "_s + NumberText::General(std::max(received, 0)) + u" of "_s + NumberText::General(wanted) + u" points."_s);
     return received > 0 ? Counting::Done : Counting::Again;
 }
 
-/// One scan; true when its counts are in memory. A scan of which nothing came back is measured once more; twice nothing is taken as it is,
-/// as every other number of points.
+/// One scan; true when its counts are in memory. A scan of which nothing came back is measured once more; twice nothing is no scan.
 bool acquire()
 {
     enter(ProfileRun::Phase::Acquiring);
@@ -445,7 +443,7 @@ bool acquire()
         result = count(counterTime);
         ScanRun::EndProgress();
     }
-    if (result == Counting::Failed || (result == Counting::Again && !goesOn()))
+    if (result != Counting::Done)
         return false;
     frontPanel().setPanel(1, u"Data acquisition done."_s);
     return true;
