@@ -6,14 +6,22 @@
 #include "core/Flags.h"
 #include "core/NumberText.h"
 
+#include <utility>
+
 using namespace Qt::StringLiterals;
 
 namespace {
 constexpr double highestRamp = 99.9; // K/min
 
+/// A value is there: a lone point is none.
 bool given(const QString& text)
 {
-    return !text.trimmed().isEmpty();
+    return NumberText::StartsWithNumber(QString(text).replace(u',', u'.'));
+}
+
+bool commentGiven(const ProfileEdit::Boxes& boxes)
+{
+    return !boxes.comment.trimmed().isEmpty();
 }
 
 std::optional<double> numberOf(const QString& text)
@@ -98,21 +106,21 @@ qint32 longestDwell()
     return configuration().general.timeUnitMinutes ? 533 : 32000;
 }
 
-Missing missing(const Boxes& boxes)
+Fault missing(const Boxes& boxes)
 {
     const bool t1 = given(boxes.t1);
     const bool t2 = given(boxes.t2);
     const bool dt = given(boxes.dt);
     if (!t1 && !t2 && dt)
         return {u"Missing T-Start and T-Stop..."_s, Box::T1};
-    if (!t1 && !t2 && given(boxes.comment))
+    if (!t1 && !t2 && commentGiven(boxes))
         return {};
     if (!t1)
         return {u"Missing T-Start..."_s, Box::T1};
     if (t2 && !dt)
         return {u"Missing T-Step..."_s, Box::dT};
-    // An end of 0 would be taken for a single temperature by the run.
-    if (dt && (!t2 || NumberText::ReadNumber(boxes.t2) == 0))
+    // An end of 0 would be taken for a single temperature by the run; so would a text for a step.
+    if (!boxes.dt.trimmed().isEmpty() && (!t2 || NumberText::ReadNumber(boxes.t2) == 0))
         return {u"Missing T-Stop..."_s, Box::T2};
     return {};
 }
@@ -123,9 +131,19 @@ QStringList lines(const Boxes& boxes)
     if (given(boxes.t1))
         result += TProfile::StepLine({numberOf(boxes.t1), numberOf(boxes.t2), numberOf(boxes.dt), numberOf(boxes.ramp),
                                       numberOf(boxes.dwell), numberOf(boxes.expoTime)});
-    if (given(boxes.comment))
+    if (commentGiven(boxes))
         result += TProfile::CommentLine(boxes.comment.trimmed());
     return result;
+}
+
+QString changed(const QString& line, const Boxes& boxes)
+{
+    if (!TProfile::IsComment(line))
+        return lines(boxes).value(0);
+    QString comment = boxes.comment.trimmed();
+    if (comment.endsWith(u';'))
+        comment.chop(1);
+    return TProfile::CommentLine(comment);
 }
 
 void load(const QString& line, Boxes* boxes)
@@ -157,6 +175,16 @@ QString refusal(Box box, const QString& typed)
     case Box::Comment:
         break;
     }
+    return {};
+}
+
+Fault outOfRange(const Boxes& boxes)
+{
+    const std::pair<Box, const QString&> values[] = {{Box::T1, boxes.t1},     {Box::T2, boxes.t2},       {Box::dT, boxes.dt},
+                                                     {Box::Ramp, boxes.ramp}, {Box::Dwell, boxes.dwell}, {Box::ExpoTime, boxes.expoTime}};
+    for (const auto& [box, text] : values)
+        if (const QString why = refusal(box, text); !why.isEmpty())
+            return {why, box};
     return {};
 }
 

@@ -8,9 +8,10 @@
 #include "core/ProgramError.h"
 #include "core/Prompts.h"
 #include "core/modTools.h"
+#include "datafiles/FileWriting.h"
 
 #include <QFile>
-#include <QSaveFile>
+#include <QFileInfo>
 
 #include <algorithm>
 #include <cerrno>
@@ -21,6 +22,7 @@ using namespace Qt::StringLiterals;
 namespace {
 constexpr qint64 largestFile = 16 * 1024 * 1024; // bytes; a profile of 10,000 steps has well below one
 
+const QString title = u"Temperature profile"_s;
 const QString filter = u"Temperature profile (*.gtp)|*.gtp"_s;
 
 std::optional<double> field(const QString& line, const QString& key)
@@ -39,6 +41,22 @@ QString keyed(const char16_t* key, const std::optional<double>& value)
 int failed(const QString& path, const QFileDevice& file)
 {
     return ProgramError::ofFile(path, file.error(), errno).number;
+}
+
+/// The save dialog asked about the name typed, not about the one with the extension.
+bool mayReplace(const QString& path)
+{
+    if (!QFileInfo::exists(path))
+        return true;
+    Prompts::Message question;
+    question.title = title;
+    question.text = u'\'' + path + u"' already exists.\nDo you want to replace it?"_s;
+    question.icon = Prompts::Icon::Exclamation;
+    question.buttons = Prompts::Buttons::YesNo;
+    question.defaultButton = 2;
+    question.goesOn = Prompts::Button::Yes;
+    question.safe = question.unattended = Prompts::Button::No;
+    return prompts().message(question) == Prompts::Button::Yes;
 }
 } // namespace
 
@@ -83,10 +101,7 @@ bool IsComment(const QString& line)
 
 QString CommentText(const QString& line)
 {
-    QString text = line.mid(1).trimmed();
-    if (line.startsWith(u'#') && text.endsWith(u';'))
-        text.chop(1);
-    return text.trimmed();
+    return line.mid(1).trimmed();
 }
 
 QString FieldText(const QString& line, const QString& key)
@@ -148,15 +163,10 @@ int ReadLines(const QString& path, QStringList* lines)
 
 int WriteLines(const QString& path, const QStringList& lines)
 {
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
-        return failed(path, file);
     QByteArray bytes;
     for (const QString& line : lines)
         bytes += CodePage::toCodePage(line) + "\r\n";
-    if (file.write(bytes) != bytes.size() || !file.commit())
-        return failed(path, file);
-    return 0;
+    return FileWriting::WriteWhole(path, bytes).number;
 }
 
 qint16 OpenTProfile()
@@ -167,7 +177,7 @@ qint16 OpenTProfile()
     dialog.filter = filter;
     dialog.directory = configuration().general.workDir;
     const QString path = prompts().openFile(dialog).path;
-    return path.isEmpty() ? qint16{0} : OpenTProfile(path);
+    return path.isEmpty() ? Cancelled : OpenTProfile(path);
 }
 
 qint16 OpenTProfile(const QString& path)
@@ -175,9 +185,7 @@ qint16 OpenTProfile(const QString& path)
     QStringList lines;
     const int error = ReadLines(path, &lines);
     if (error != 0) {
-        showMessage(u"Temperature profile"_s,
-                    u"Error # "_s + NumberText::General(qint32{error}) + u"\r\n"_s + ProgramError::of(error).description,
-                    Prompts::Icon::Exclamation);
+        showMessage(title, u"Error # "_s + NumberText::General(qint32{error}), Prompts::Icon::Exclamation);
         return static_cast<qint16>(error);
     }
     state() = State{lines, path, false};
@@ -194,12 +202,15 @@ qint16 SaveTProfile()
     dialog.overwritePrompt = true;
     QString path = prompts().saveFile(dialog).path;
     if (path.isEmpty())
-        return 0;
-    if (!path.endsWith(u".gtp"_s, Qt::CaseInsensitive))
+        return Cancelled;
+    if (!path.endsWith(u".gtp"_s, Qt::CaseInsensitive)) {
         path += u".gtp"_s;
+        if (!mayReplace(path))
+            return Cancelled;
+    }
     const int error = WriteLines(path, state().lines);
     if (error != 0) {
-        showMessage(u"Temperature profile"_s,
+        showMessage(title,
                     u"Error # "_s + NumberText::General(qint32{error}) + u" caused by "_s + u"SaveTProfile() - "_s + path + u"\r\n"_s +
                         ProgramError::of(error).description,
                     Prompts::Icon::Exclamation);

@@ -39,7 +39,7 @@ struct Step
 
 /// True for lines that begin with "#", ";" or "'".
 bool IsComment(const QString& line);
-/// The comment's text, without the mark and outer blanks.
+/// The comment's text: what follows the mark, without outer blanks. A ";" that ends the line belongs to it.
 QString CommentText(const QString& line);
 /// The value of a key ("t1", without the colon and without regard to case) up to the next ";"; empty when the key is missing. The first
 /// occurrence counts.
@@ -60,10 +60,13 @@ int ReadLines(const QString& path, QStringList* lines);
 /// Writes lines, each ended by CR LF, beside the target and renames. Number 0 on success.
 int WriteLines(const QString& path, const QStringList& lines);
 
-/// Asks for a file and reads it. 0: opened (or nothing chosen: nothing changes), otherwise the error number, which was shown.
+/// What OpenTProfile and SaveTProfile return when no file was chosen; nothing has changed.
+constexpr qint16 Cancelled = -1;
+/// Asks for a file and reads it. 0: opened; `Cancelled`; otherwise the error number, which was shown, and the profile is as before.
 qint16 OpenTProfile();
 /// Reads the given file into the profile, with the same message on failure.
 qint16 OpenTProfile(const QString& path);
-/// Asks for a file and writes the profile.
+/// Asks for a file and writes the profile. A name without ".gtp" gets it; when a file of that name is there, a box asks whether to replace
+/// it. 0: saved; `Cancelled`; otherwise the error number, which was shown.
 qint16 SaveTProfile();
 } // namespace TProfile

@@ -15,16 +15,6 @@
 namespace {
 constexpr int padding = 4; ///< beside the text of a panel [px]
 
-/// The character that a key types; null for keys that edit, move or command.
-QChar typedCharacter(const QKeyEvent* event)
-{
-    const Qt::KeyboardModifiers commands = event->modifiers() & (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier);
-    const bool altGr = commands == (Qt::ControlModifier | Qt::AltModifier);
-    if (event->text().isEmpty() || (commands != Qt::NoModifier && !altGr) || !event->text().at(0).isPrint())
-        return {};
-    return event->text().at(0);
-}
-
 bool isEnter(const QKeyEvent* event)
 {
     return event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
@@ -37,6 +27,15 @@ bool leavesField(const QFocusEvent* event)
            event->reason() != Qt::ActiveWindowFocusReason;
 }
 } // namespace
+
+QChar typedCharacter(const QKeyEvent* event)
+{
+    const Qt::KeyboardModifiers commands = event->modifiers() & (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier);
+    const bool altGr = commands == (Qt::ControlModifier | Qt::AltModifier);
+    if (event->text().isEmpty() || (commands != Qt::NoModifier && !altGr) || !event->text().at(0).isPrint())
+        return {};
+    return event->text().at(0);
+}
 
 ParameterField::ParameterField(FrontPanel::Field field, QWidget* parent) : QLineEdit(parent), m_field(field) {}
 

@@ -7,6 +7,9 @@
 #include <QLabel>
 #include <QLineEdit>
 
+/// The character that a key types, AltGr included; null for keys that edit, move or command.
+QChar typedCharacter(const QKeyEvent* event);
+
 /// One of the four scan parameter fields: lets digits, ".", "-" and a comma as a point through, beeps at other keys, moves on with Enter,
 /// and has its value corrected when the focus leaves it.
 class ParameterField : public QLineEdit

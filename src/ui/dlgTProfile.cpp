@@ -4,10 +4,12 @@
 
 #include "core/Configuration.h"
 #include "core/NumberText.h"
+#include "core/ProgramError.h"
 #include "core/Prompts.h"
 #include "profile/ProfileRun.h"
 #include "temperature/modLTC_RPID.h"
 #include "ui/Dialogs.h"
+#include "ui/Fields.h"
 #include "ui/ProfilePicture.h"
 
 #include <QCloseEvent>
@@ -29,6 +31,7 @@ using ProfileEdit::Box;
 
 namespace {
 const QString title = QStringLiteral("Temperature profile");
+const QString outOfRangeTitle = QStringLiteral("Value out of range");
 constexpr int listCharacters = 42; ///< of a profile line that the list shows at least
 constexpr int boxCharacters = 14;  ///< of a value that a box shows at least
 
@@ -99,9 +102,7 @@ QString pidFile()
 
 dlgTProfile::dlgTProfile(QWidget* parent) : QDialog(parent)
 {
-    m_before = profile();
-    m_fileBefore = TProfile::state().currentFile;
-    m_modifiedBefore = TProfile::state().modified;
+    m_before = TProfile::state();
     Dialogs::prepare(this, QStringLiteral("dlgTProfile"), title);
     build();
     showProfile();
@@ -127,7 +128,7 @@ QLineEdit* dlgTProfile::addBox(Box box, const QString& name, const QString& tool
     connect(result, &QLineEdit::textChanged, this, [this] {
         if (m_loading)
             return;
-        m_typed = true;
+        m_typed = boxes() != m_filled;
         preview();
     });
     m_fields << result;
@@ -241,7 +242,7 @@ void dlgTProfile::connectButtons()
     connect(m_down, &QPushButton::clicked, this, [this] { move(1); });
     connect(m_delete, &QPushButton::clicked, this, &dlgTProfile::remove);
     connect(m_undo, &QPushButton::clicked, this, &dlgTProfile::undo);
-    connect(m_ok, &QPushButton::clicked, this, &QDialog::accept);
+    connect(m_ok, &QPushButton::clicked, this, &dlgTProfile::accept);
     connect(m_cancel, &QPushButton::clicked, this, &dlgTProfile::discard);
     connect(m_list, &QListWidget::currentRowChanged, this, &dlgTProfile::load);
     // A click on the chosen line brings it back, too, when the boxes have been edited since.
@@ -272,53 +273,70 @@ void dlgTProfile::load(int row)
 {
     if (row < 0 || row >= profile().size())
         return;
-    ProfileEdit::Boxes typed = boxes();
-    ProfileEdit::load(profile()[row], &typed);
-    const QStringList texts = {typed.t1, typed.t2, typed.dt, typed.ramp, typed.dwell, typed.expoTime, typed.comment};
-    m_loading = true;
-    for (qsizetype i = 0; i < texts.size(); ++i)
-        m_fields[i]->setText(texts[i]);
-    m_loading = m_typed = false;
+    ProfileEdit::Boxes filled = boxes();
+    ProfileEdit::load(profile()[row], &filled);
+    fill(filled);
     preview();
 }
 
-bool dlgTProfile::complete()
+void dlgTProfile::fill(const ProfileEdit::Boxes& filled)
 {
-    const ProfileEdit::Missing missing = ProfileEdit::missing(boxes());
-    if (missing.text.isEmpty())
-        return true;
+    const QStringList texts = {filled.t1, filled.t2, filled.dt, filled.ramp, filled.dwell, filled.expoTime, filled.comment};
+    m_loading = true;
+    for (qsizetype i = 0; i < texts.size(); ++i)
+        m_fields[i]->setText(texts[i]);
+    m_filled = boxes();
+    m_loading = m_typed = false;
+}
+
+void dlgTProfile::refuse(const ProfileEdit::Fault& fault, const QString& boxTitle, Prompts::Icon icon)
+{
     m_asking = true;
-    showMessage(title, missing.text, Prompts::Icon::Exclamation);
+    showMessage(boxTitle, fault.text, icon);
+    field(fault.box)->setFocus();
+    field(fault.box)->selectAll();
     m_asking = false;
-    field(missing.box)->setFocus();
-    return false;
+}
+
+bool dlgTProfile::acceptable(const ProfileEdit::Boxes& typed)
+{
+    if (const ProfileEdit::Fault fault = ProfileEdit::outOfRange(typed); !fault.text.isEmpty()) {
+        refuse(fault, outOfRangeTitle, Prompts::Icon::Critical);
+        return false;
+    }
+    if (const ProfileEdit::Fault fault = ProfileEdit::missing(typed); !fault.text.isEmpty()) {
+        refuse(fault, title, Prompts::Icon::Exclamation);
+        return false;
+    }
+    return true;
 }
 
 void dlgTProfile::insert()
 {
-    if (!complete())
+    ProfileEdit::Boxes typed = boxes();
+    if (!acceptable(typed))
         return;
     remember();
-    profile() += ProfileEdit::lines(boxes());
+    profile() += ProfileEdit::lines(typed);
+    // The values stay for the next step; a comment is said once.
+    typed.comment.clear();
+    fill(typed);
     edited(-1);
 }
 
 void dlgTProfile::change()
 {
     const int row = m_list->currentRow();
-    if (row < 0 || !complete())
+    if (row < 0)
         return;
     ProfileEdit::Boxes typed = boxes();
-    // The chosen entry keeps its kind: a comment takes the comment box, a step the others.
-    if (TProfile::IsComment(profile()[row]))
-        typed.t1.clear();
-    else
+    if (!TProfile::IsComment(profile()[row])) {
         typed.comment.clear();
-    const QStringList lines = ProfileEdit::lines(typed);
-    if (lines.isEmpty())
-        return;
+        if (!acceptable(typed))
+            return;
+    }
     remember();
-    profile()[row] = lines.constFirst();
+    profile()[row] = ProfileEdit::changed(profile()[row], typed);
     edited(row);
 }
 
@@ -359,7 +377,6 @@ void dlgTProfile::remember()
 void dlgTProfile::edited(int row)
 {
     TProfile::state().modified = true;
-    m_typed = false;
     showProfile(row);
     // The boxes always hold the chosen line, so that a change never puts one line's values into another.
     load(row);
@@ -393,13 +410,10 @@ void dlgTProfile::enableButtons()
 bool dlgTProfile::typedStepCounts() const
 {
     const int row = m_list->currentRow();
-    if (!m_typed || field(Box::T1)->text().isEmpty() || (row >= 0 && !m_steps[row]))
+    if (!m_typed || !NumberText::StartsWithNumber(field(Box::T1)->text()) || (row >= 0 && !m_steps[row]))
         return false;
     // A value that will be refused, such as the first digits of a step, does not count.
-    for (const Box box : {Box::T1, Box::T2, Box::dT})
-        if (!ProfileEdit::refusal(box, field(box)->text()).isEmpty())
-            return false;
-    return ProfileEdit::missing(boxes()).text.isEmpty();
+    return ProfileEdit::outOfRange(boxes()).text.isEmpty() && ProfileEdit::missing(boxes()).text.isEmpty();
 }
 
 QList<TProfile::Step> dlgTProfile::stepsWithTyped() const
@@ -432,13 +446,10 @@ void dlgTProfile::preview()
 void dlgTProfile::checkRange(Box box)
 {
     const QString refusal = ProfileEdit::refusal(box, field(box)->text());
-    if (refusal.isEmpty() || m_asking)
+    // An insert that came between may have asked already, and given the focus back.
+    if (refusal.isEmpty() || m_asking || focusWidget() == field(box))
         return;
-    m_asking = true;
-    showMessage(QStringLiteral("Value out of range"), refusal, Prompts::Icon::Critical);
-    field(box)->setFocus();
-    field(box)->selectAll();
-    m_asking = false;
+    refuse({refusal, box}, outOfRangeTitle, Prompts::Icon::Critical);
 }
 
 bool dlgTProfile::mayLeave()
@@ -457,37 +468,54 @@ void dlgTProfile::openFile()
     if (!mayLeave())
         return;
     m_asking = true;
-    const bool opened = TProfile::OpenTProfile() == 0;
+    const qint16 error = TProfile::OpenTProfile();
     m_asking = false;
-    if (opened) {
-        m_history.clear();
-        m_status->setText(TProfile::state().currentFile);
+    if (error == TProfile::Cancelled)
+        return;
+    if (error != 0) {
+        m_status->setText(ProgramError::of(error).description);
+        return;
     }
+    m_history.clear();
+    m_status->setText(TProfile::state().currentFile);
     showProfile();
 }
 
 void dlgTProfile::saveFile()
 {
     m_asking = true;
-    const bool saved = TProfile::SaveTProfile() == 0 && !TProfile::state().modified;
+    const bool saved = TProfile::SaveTProfile() == 0;
     m_asking = false;
-    if (saved)
-        m_status->setText(TProfile::state().currentFile);
+    if (!saved)
+        return;
+    m_before = TProfile::state();
+    m_status->setText(TProfile::state().currentFile);
     m_file->setText(ProfileEdit::caption());
 }
 
 void dlgTProfile::discard()
 {
-    const bool changed = profile() != m_before || TProfile::state().modified != m_modifiedBefore;
-    if (TProfile::state().modified && changed) {
-        m_asking = true;
-        const bool drop = yes(QStringLiteral("Discard changes?"));
-        m_asking = false;
-        if (!drop)
-            return;
-        TProfile::state() = {m_before, m_fileBefore, m_modifiedBefore};
-    }
+    const bool changed = profile() != m_before.lines || TProfile::state().modified != m_before.modified;
+    if (TProfile::state().modified && changed && !mayDiscard())
+        return;
+    TProfile::state() = m_before;
     QDialog::reject();
+}
+
+bool dlgTProfile::mayDiscard()
+{
+    m_asking = true;
+    const bool drop = yes(QStringLiteral("Discard changes?"));
+    m_asking = false;
+    return drop;
+}
+
+void dlgTProfile::accept()
+{
+    // What is typed counts in the picture and in the total, but not in the run.
+    if (m_typed && boxes() != ProfileEdit::Boxes() && !mayDiscard())
+        return;
+    QDialog::accept();
 }
 
 void dlgTProfile::reject()
@@ -514,8 +542,9 @@ bool dlgTProfile::eventFilter(QObject* watched, QEvent* event)
         const auto* focus = static_cast<QFocusEvent*>(event);
         const bool within = focus->reason() == Qt::TabFocusReason || focus->reason() == Qt::BacktabFocusReason ||
                             focus->reason() == Qt::MouseFocusReason || focus->reason() == Qt::ShortcutFocusReason;
-        // The box is left first; asking inside the change of focus would confuse it. Cancel is never held up.
-        if (within && !m_cancel->underMouse())
+        const bool cancels = focus->reason() == Qt::MouseFocusReason && m_cancel->underMouse();
+        // The box is left first; asking inside the change of focus would confuse it. A press on Cancel is never held up.
+        if (within && !cancels)
             QTimer::singleShot(0, this, [this, box] { checkRange(box); });
         return false;
     }
@@ -527,10 +556,10 @@ bool dlgTProfile::eventFilter(QObject* watched, QEvent* event)
         return true;
     }
     // A key that is not accepted leaves selection and undo of the box alone; the filter of the box would not.
-    const bool shortcut = (key->modifiers() & (Qt::ControlModifier | Qt::AltModifier)) != 0;
-    if (box == Box::Comment || shortcut || key->text().isEmpty() || !key->text().front().isPrint())
+    const QChar typed = typedCharacter(key);
+    if (box == Box::Comment || typed.isNull())
         return QDialog::eventFilter(watched, event);
-    const QChar accepted = ProfileEdit::acceptedKey(key->text().front());
+    const QChar accepted = ProfileEdit::acceptedKey(typed);
     if (!accepted.isNull())
         m_fields[index]->insert(accepted);
     return true;

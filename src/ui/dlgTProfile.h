@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include "core/Prompts.h"
 #include "profile/ProfileEdit.h"
 
 #include <QDialog>
@@ -18,8 +19,9 @@ class ProfilePicture;
 
 /// The profile editor: boxes for one step, the list of the profile's lines, a picture of temperature against time. It works on
 /// TProfile::state(), so that the file entries store what the list shows. OK keeps the profile for the run; Cancel brings back the profile
-/// as it was when the window opened, after "Discard changes?" when it was edited. What is typed counts in the picture and in the total as
-/// if it had been inserted, or had replaced the chosen line.
+/// as it was when the window opened or as last saved in it, after "Discard changes?" when there are edits that are not saved. Leaving by
+/// any other way keeps the profile as the list shows it. What is typed counts in the picture and in the total as if it had been inserted,
+/// or had replaced the chosen line; OK drops it only after "Discard changes?".
 class dlgTProfile : public QDialog
 {
     Q_OBJECT
@@ -30,6 +32,7 @@ public:
     /// Shows the editor; true when it was left with OK.
     static bool edit(QWidget* parent);
 
+    void accept() override;
     void reject() override;
 
 protected:
@@ -48,7 +51,9 @@ private:
     QLineEdit* field(ProfileEdit::Box box) const { return m_fields[static_cast<int>(box)]; }
     ProfileEdit::Boxes boxes() const;
     void load(int row);
-    bool complete();
+    void fill(const ProfileEdit::Boxes& filled);
+    bool acceptable(const ProfileEdit::Boxes& typed);
+    void refuse(const ProfileEdit::Fault& fault, const QString& boxTitle, Prompts::Icon icon);
     void insert();
     void change();
     void move(int by);
@@ -65,6 +70,7 @@ private:
     QList<TProfile::Step> stepsWithTyped() const;
     void checkRange(ProfileEdit::Box box);
     bool mayLeave();
+    bool mayDiscard();
     void openFile();
     void saveFile();
     void discard();
@@ -86,10 +92,9 @@ private:
     /// The step of each line, nothing for comments: parsed once, for a picture that follows the typing.
     QList<std::optional<TProfile::Step>> m_steps;
     QList<Snapshot> m_history;
-    QStringList m_before; ///< the profile when the window opened
-    QString m_fileBefore;
-    bool m_modifiedBefore = false;
-    bool m_loading = false; ///< a line is brought into the boxes, as it is
-    bool m_typed = false;   ///< the boxes have been edited since they were filled or inserted
-    bool m_asking = false;  ///< a box is shown: leaving a field is not checked
+    TProfile::State m_before;    ///< what Cancel brings back
+    ProfileEdit::Boxes m_filled; ///< what the boxes held when they were filled or inserted
+    bool m_loading = false;      ///< a line is brought into the boxes, as it is
+    bool m_typed = false;        ///< the boxes hold something else since
+    bool m_asking = false;       ///< a box is shown: leaving a field is not checked
 };

@@ -107,8 +107,8 @@ private slots:
             QVERIFY(!TProfile::ParseStep(QString::fromLatin1(line)));
         }
         QCOMPARE(TProfile::CommentText(u"'  cold  "_s), u"cold"_s);
-        // What an insert writes comes back as it was typed.
-        QCOMPARE(TProfile::CommentText(TProfile::CommentLine(u"cold"_s)), u"cold"_s);
+        QCOMPARE(TProfile::CommentText(u"; warm;"_s), u"warm;"_s);
+        QCOMPARE(TProfile::CommentText(TProfile::CommentLine(u"cold"_s)), u"cold;"_s);
     }
 
     void theSeriesOfAStep()
@@ -192,7 +192,7 @@ private slots:
     {
         TProfile::state() = {{u"T1:300;"_s}, u"old.gtp"_s, true};
         ScriptedPrompts prompts;
-        prompts.expect(u"Temperature profile"_s, u"Error # 53\r\nFile not found"_s);
+        prompts.expect(u"Temperature profile"_s, u"Error # 53"_s);
         QCOMPARE(TProfile::OpenTProfile(file("none.gtp")), qint16(53));
         QCOMPARE(TProfile::state().lines, QStringList{u"T1:300;"_s});
         const QString target = file("missing/a.gtp");
@@ -204,8 +204,72 @@ private slots:
         QVERIFY(TProfile::state().modified);
         QCOMPARE(TProfile::state().currentFile, u"old.gtp"_s);
         prompts.expectOpen(QString(), QString());
-        QCOMPARE(TProfile::OpenTProfile(), qint16(0));
+        QCOMPARE(TProfile::OpenTProfile(), TProfile::Cancelled);
         QVERIFY(TProfile::state().modified);
+        prompts.expectSave(QString(), QString());
+        QCOMPARE(TProfile::SaveTProfile(), TProfile::Cancelled);
+        QVERIFY(TProfile::state().modified);
+        QVERIFY(prompts.allShown());
+    }
+
+    void aNameWithoutExtensionGetsItAndReplacesNothingUnasked()
+    {
+        TProfile::state() = {{u"T1:300;"_s}, QString(), true};
+        store(file("abc.gtp"), "earlier");
+        const QString question = u'\'' + file("abc.gtp") + u"' already exists.\nDo you want to replace it?"_s;
+        ScriptedPrompts prompts;
+        prompts.expectSave(QString(), file("abc"));
+        prompts.expect(u"Temperature profile"_s, question, Prompts::Button::No).withButtons(Prompts::Buttons::YesNo, 2);
+        QCOMPARE(TProfile::SaveTProfile(), TProfile::Cancelled);
+        QCOMPARE(contents(file("abc.gtp")), QByteArray("earlier"));
+        QVERIFY(TProfile::state().modified && TProfile::state().currentFile.isEmpty());
+        prompts.expectSave(QString(), file("abc"));
+        prompts.expect(u"Temperature profile"_s, question, Prompts::Button::Yes);
+        QCOMPARE(TProfile::SaveTProfile(), qint16(0));
+        QCOMPARE(contents(file("abc.gtp")), QByteArray("T1:300;\r\n"));
+        // Where none is there, and where the dialog itself has asked about the whole name.
+        prompts.expectSave(QString(), file("new"));
+        QCOMPARE(TProfile::SaveTProfile(), qint16(0));
+        QCOMPARE(TProfile::state().currentFile, file("new.gtp"));
+        prompts.expectSave(QString(), file("NEW.GTP"));
+        QCOMPARE(TProfile::SaveTProfile(), qint16(0));
+        prompts.expectSave(QString(), file("new.gtp"));
+        QCOMPARE(TProfile::SaveTProfile(), qint16(0));
+        QVERIFY(prompts.allShown());
+    }
+
+#ifdef Q_OS_LINUX
+    void aFullDiskAndAForbiddenFolderAreNamed()
+    {
+        TProfile::state() = {{u"T1:300;"_s}, u"old.gtp"_s, true};
+        const auto text = [](const char* start, const QString& path, const char* why) {
+            return QString::fromLatin1(start) + path + u"\r\n"_s + QString::fromLatin1(why);
+        };
+        QVERIFY(QFile::link(u"/dev/full"_s, file("full.gtp")));
+        ScriptedPrompts prompts;
+        prompts.expectSave(QString(), file("full.gtp"));
+        prompts.expect(u"Temperature profile"_s, text("Error # 61 caused by SaveTProfile() - ", file("full.gtp"), "Disk full"));
+        QCOMPARE(TProfile::SaveTProfile(), qint16(61));
+        // sysfs refuses new files even to root.
+        prompts.expectSave(QString(), u"/sys/a.gtp"_s);
+        prompts.expect(u"Temperature profile"_s, text("Error # 70 caused by SaveTProfile() - ", u"/sys/a.gtp"_s, "Permission denied"));
+        QCOMPARE(TProfile::SaveTProfile(), qint16(70));
+        QVERIFY(TProfile::state().modified);
+        QCOMPARE(TProfile::state().currentFile, u"old.gtp"_s);
+        QVERIFY(prompts.allShown());
+    }
+#endif
+
+    void openingAndSavingAreLogged()
+    {
+        modTools::state().programDirectory = m_directory->path();
+        flags().log = true;
+        ScriptedPrompts prompts;
+        prompts.expectOpen(QString(), QString());
+        TProfile::OpenTProfile();
+        prompts.expectSave(QString(), QString());
+        TProfile::SaveTProfile();
+        QCOMPARE(contents(file("app.log")), QByteArray("OpenTProfile()\r\nAbout to show dialog window...\r\nSaveTProfile()\r\n"));
         QVERIFY(prompts.allShown());
     }
 
@@ -222,6 +286,11 @@ private slots:
         QCOMPARE(text(boxes("300", "280", "")), u"Missing T-Step..."_s);
         QCOMPARE(text(boxes("300", "", "10")), u"Missing T-Stop..."_s);
         QCOMPARE(text(boxes("300", "0", "10")), u"Missing T-Stop..."_s);
+        // A lone point is no value, and none is stored for it.
+        QCOMPARE(text(boxes(".", "", "")), u"Missing T-Start..."_s);
+        QCOMPARE(text(boxes("300", "280", ".")), u"Missing T-Step..."_s);
+        QCOMPARE(ProfileEdit::lines(boxes("300", ".", ".")), QStringList{u"T1:300;"_s});
+        QCOMPARE(ProfileEdit::lines(boxes(",5", "", "")), QStringList{u"T1:0.5;"_s});
         QCOMPARE(text(boxes("300", "", "")), QString());
         QCOMPARE(text(boxes("300", "280", "10")), QString());
     }
@@ -272,6 +341,16 @@ private slots:
         ProfileEdit::load(u"' note"_s, &back);
         QCOMPARE(back.comment, u"note"_s);
         QCOMPARE(back.t1, u"300"_s);
+    }
+
+    void aChangedLineKeepsItsKind()
+    {
+        const ProfileEdit::Boxes typed = boxes("300", "", "", "cold;");
+        QCOMPARE(ProfileEdit::changed(u"T1:1;"_s, typed), u"T1:300;"_s);
+        // What a comment line brings into its box goes back without growing.
+        for (const QString& line : {u"#cold;"_s, u"'cold;"_s, u";warm"_s})
+            QCOMPARE(ProfileEdit::changed(line, typed), u"#cold;"_s);
+        QCOMPARE(ProfileEdit::changed(u"#cold;"_s, boxes("300", "", "")), u"#;"_s);
     }
 
     void theKeysOfANumericBox()
