@@ -387,7 +387,7 @@ private slots:
         for (const Prompts::Button answer : {Prompts::Button::Retry, Prompts::Button::Ignore})
             m_line->prompts.expect(u"LTC check"_s, text, answer).withButtons(Prompts::Buttons::AbortRetryIgnore, 2);
         QCOMPARE(LTCCheckPresence(), qint16(-1));
-        QCOMPARE(m_prompts->messages.last().unattended, Prompts::Button::Ignore);
+        QCOMPARE(m_line->prompts.messages.last().unattended, Prompts::Button::Ignore);
     }
 
     void theTuneStateIsInTheCaption_data()
