@@ -16,6 +16,11 @@
 
 #include <memory>
 
+#ifdef Q_OS_LINUX
+#include <csignal>
+#include <sys/resource.h>
+#endif
+
 using namespace Qt::StringLiterals;
 using ProfileEdit::Box;
 
@@ -38,6 +43,28 @@ QList<double> temperaturesOf(const char* line)
     const std::optional<TProfile::Step> step = TProfile::ParseStep(QString::fromLatin1(line));
     return step ? step->temperatures() : QList<double>();
 }
+
+#ifdef Q_OS_LINUX
+/// Files of this process cannot grow beyond a size, as on a full disk.
+class SmallDisk
+{
+public:
+    explicit SmallDisk(rlim_t bytes)
+    {
+        std::signal(SIGXFSZ, SIG_IGN);
+        getrlimit(RLIMIT_FSIZE, &m_before);
+        rlimit limit = m_before;
+        limit.rlim_cur = bytes;
+        setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~SmallDisk() { setrlimit(RLIMIT_FSIZE, &m_before); }
+    SmallDisk(const SmallDisk&) = delete;
+    SmallDisk& operator=(const SmallDisk&) = delete;
+
+private:
+    rlimit m_before{};
+};
+#endif
 
 ProfileEdit::Boxes boxes(const char* t1, const char* t2, const char* dt, const char* comment = "")
 {
@@ -245,11 +272,17 @@ private slots:
         const auto text = [](const char* start, const QString& path, const char* why) {
             return QString::fromLatin1(start) + path + u"\r\n"_s + QString::fromLatin1(why);
         };
-        QVERIFY(QFile::link(u"/dev/full"_s, file("full.gtp")));
+        store(file("full.gtp"), "earlier");
         ScriptedPrompts prompts;
         prompts.expectSave(QString(), file("full.gtp"));
         prompts.expect(u"Temperature profile"_s, text("Error # 61 caused by SaveTProfile() - ", file("full.gtp"), "Disk full"));
-        QCOMPARE(TProfile::SaveTProfile(), qint16(61));
+        qint16 result = 0;
+        {
+            const SmallDisk disk(4);
+            result = TProfile::SaveTProfile();
+        }
+        QCOMPARE(result, qint16(61));
+        QCOMPARE(contents(file("full.gtp")), QByteArray("earlier"));
         // sysfs refuses new files even to root.
         prompts.expectSave(QString(), u"/sys/a.gtp"_s);
         prompts.expect(u"Temperature profile"_s, text("Error # 70 caused by SaveTProfile() - ", u"/sys/a.gtp"_s, "Permission denied"));
