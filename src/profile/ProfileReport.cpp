@@ -62,8 +62,10 @@ QString Text()
     for (const QString& finding : ProfileRun::Check())
         text += u"Note: "_s + finding + u"\n"_s;
     text += u"\n"_s;
-    for (const ProfileRun::Row& row : ProfileRun::state().rows)
+    for (const ProfileRun::Row& row : std::as_const(ProfileRun::state().rows))
         text += rowText(row, unit);
+    for (const QString& remark : std::as_const(ProfileRun::state().remarks))
+        text += remark + u"\n"_s;
     return text;
 }
 

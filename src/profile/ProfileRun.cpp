@@ -10,6 +10,7 @@
 #include "core/ScanParameters.h"
 #include "core/modTools.h"
 #include "datafiles/modFile.h"
+#include "goniometer/ControllerUse.h"
 #include "goniometer/ScanParameterCheck.h"
 #include "goniometer/ScanRun.h"
 #include "goniometer/modSMC.h"
@@ -41,11 +42,13 @@ constexpr int stopTries = 10;
 constexpr int saveTries = 10;
 constexpr quint32 saveRetryDelay = 60000; // ms
 constexpr int setpointTries = 3;
+constexpr int wayBackTries = 10;
 constexpr double roomTemperature = 22; // deg C, set at the end of a run
 
 const QString title = u"Temperature profile"_s;
 const QString idleCaption = u"Execute &Temperature Profile..."_s;
 const QString runningCaption = u"Abort Execution of &Temperature Profile..."_s;
+const QString abortedText = u"Temperature profile aborted!"_s;
 
 bool goesOn()
 {
@@ -147,9 +150,9 @@ private:
     QObject m_context;
 };
 
-void pause(quint32 milliseconds)
+/// Lets a time pass since `start`, now by default.
+void pause(quint32 milliseconds, quint32 start = modTools::timeGetTime())
 {
-    const quint32 start = modTools::timeGetTime();
     while (goesOn() && modTools::timeGetTime() - start < milliseconds)
         modTools::Delay(1, true);
 }
@@ -284,7 +287,7 @@ float readTemperature()
     if (goesOn() && ProfileEdit::activeController() == Controller::HTC)
         temperature = modHTC::GetTemperature();
     else if (goesOn())
-        modLTC::LTCGetTemperature(temperature);
+        temperature = modLTC::LTCReading();
     return temperature;
 }
 
@@ -300,7 +303,7 @@ bool settle()
     }
     const bool there = steady();
     const float temperature = there ? readTemperature() : -1.0F;
-    ProfileRun::Row& step = row();
+    ProfileRun::Row& step = row(); // nothing waits from here on
     if (temperature >= 0)
         step.actual = NumberText::LeadingNumber(NumberText::General(temperature));
     step.mean = NumberText::LeadingNumber(NumberText::General(SteadyState::last().mean()));
@@ -449,40 +452,48 @@ bool acquire()
     return true;
 }
 
+/// Writes the scan into a directory; the name written, empty when the disk refuses. The box about that stands a minute when nobody is
+/// there.
+QString saveIn(const QString& directory)
+{
+    const double value = row().actual.value_or(row().setpoint);
+    QString path = modFile::WithSeparator(directory) + ProfileRun::FileName(frontPanel().text(Field::txtFileName), value);
+    const qint16 error = modFile::CreateZELKOFile(path, true);
+    if (error == 0)
+        return path;
+    remark(u"Saving to '"_s + path + u"' failed: "_s + ProgramError::of(error).description + u"."_s);
+    return {};
+}
+
 /// Saves the scan; a disk that refuses is tried again every minute, then the program directory is taken.
 void save()
 {
     enter(ProfileRun::Phase::Saving);
-    ProfileRun::Row& step = row();
-    step.maximumCount = modSMC::state().maximumCount;
-    const QString name = ProfileRun::FileName(frontPanel().text(Field::txtFileName), step.actual.value_or(step.setpoint));
+    row().maximumCount = modSMC::state().maximumCount;
     if (ProfileRun::state().rehearsal) {
-        step.file = name;
+        row().file = ProfileRun::FileName(frontPanel().text(Field::txtFileName), row().actual.value_or(row().setpoint));
         return;
     }
-    for (int tries = 1; tries <= saveTries + 1 && !flags().closing; ++tries) {
-        const QString directory = tries <= saveTries ? configuration().general.workDir : modTools::state().programDirectory;
-        QString path = modFile::WithSeparator(directory) + name;
-        const qint16 error = modFile::CreateZELKOFile(path, true);
-        if (error == 0) {
-            step.file = path;
-            flags().dataSaved = true;
-            return;
-        }
-        remark(u"Saving to '"_s + path + u"' failed: "_s + ProgramError::of(error).description + u"."_s);
-        if (tries < saveTries)
-            pause(saveRetryDelay);
-        // An operator who breaks off waits no longer for the disk: the program directory takes the scan at once.
-        if (flags().abort && tries < saveTries)
-            tries = saveTries;
+    QString path;
+    // An operator who breaks off waits no longer for the disk: the program directory takes the scan at once.
+    for (int tries = 0; tries < saveTries && path.isEmpty() && !flags().closing && (tries == 0 || !flags().abort); ++tries) {
+        const quint32 tried = modTools::timeGetTime();
+        path = saveIn(configuration().general.workDir);
+        if (path.isEmpty() && tries + 1 < saveTries)
+            pause(saveRetryDelay, tried);
     }
-    remark(u"The scan could not be saved; it is in memory until the next one."_s);
+    if (path.isEmpty() && !flags().closing)
+        path = saveIn(modTools::state().programDirectory);
+    row().file = path;
+    if (path.isEmpty())
+        remark(u"The scan could not be saved; it is in memory until the next one."_s);
+    else
+        flags().dataSaved = true;
 }
 
 /// One temperature, from the setpoint to the saved file.
 void measure()
 {
-    ProfileRun::Row& step = row();
     if ((!setSetpoint() || (goesOn() && !settle())) && goesOn()) {
         remark(u"The temperature controller was silent for ten minutes; the step was skipped."_s);
         enter(ProfileRun::Phase::Skipped);
@@ -496,36 +507,84 @@ void measure()
         frontPanel().refreshEntries();
         if (acquire()) {
             save();
-            step.finished = QDateTime::currentDateTime();
-            enter(step.file.isEmpty() ? ProfileRun::Phase::Skipped : ProfileRun::Phase::Done);
+            row().finished = QDateTime::currentDateTime();
+            enter(row().file.isEmpty() ? ProfileRun::Phase::Skipped : ProfileRun::Phase::Done);
             return;
         }
     }
     if (!goesOn())
-        frontPanel().setPanel(3, u"Temperature profile aborted!"_s);
+        frontPanel().setPanel(3, abortedText);
     enter(goesOn() ? ProfileRun::Phase::Skipped : ProfileRun::Phase::Aborted);
+}
+
+// --- the way back
+
+/// Sends something until the controller has taken it. False when it did not, or when the operator broke off before.
+bool taken(const std::function<qint16()>& send)
+{
+    const quint32 start = modTools::timeGetTime();
+    for (int tries = 1; !flags().closing; ++tries) {
+        lineIsThere(modCOM::TCComm());
+        const LineWatch watch(modCOM::TCComm());
+        if (send() == 0 && !watch.lost())
+            return true;
+        if (tries == wayBackTries || tooLong(start) || !goesOn())
+            return false;
+        pause(deviceRetryDelay);
+    }
+    return false;
+}
+
+/// What the operator must know when the controller was left as the last step has set it; empty: it was set back.
+QString setFurnaceBack()
+{
+    if (!taken([] { return modHTC::NewSetpoint(roomTemperature); }))
+        return u"The high-temperature controller was not set back: it keeps the setpoint of the last step!"_s;
+    const qint16 result = modHTC::HTCWaitUntilThere(roomTemperature, silenceLimit, noFurtherCooling);
+    // Silence, too, brings no reading nearer.
+    if (result == SteadyState::Silent || (result == SteadyState::Stalled && modHTC::GetTemperature() < 0))
+        return u"The high-temperature controller fell silent while it was cooling."_s;
+    return {};
+}
+
+QString setLaserBack()
+{
+    const bool currents = configuration().laser.currentMode;
+    const float value = currents ? ProfileRun::state().storedLaserCurrent : static_cast<float>(roomTemperature);
+    if (!taken([=] { return modHTC_Laser::LaserSetCurrent(value, currents ? value : modHTC_Laser::CurrentFor(value)); }))
+        return u"The laser controller was not set back: it keeps the setpoint of the last step!"_s;
+    return {};
+}
+
+QString setLowTemperatureBack()
+{
+    if (configuration().ltc.resetAfterTempRun && !taken(modLTC::LTCDefault))
+        return u"The low-temperature controller was not set back: it keeps the setpoint of the last step!"_s;
+    return {};
 }
 
 void setBack()
 {
+    QString failure;
     switch (ProfileEdit::activeController()) {
     case Controller::HTC:
-        if (modHTC::NewSetpoint(roomTemperature) == 0)
-            modHTC::HTCWaitUntilThere(roomTemperature, silenceLimit, noFurtherCooling);
+        failure = setFurnaceBack();
         break;
-    case Controller::Laser: {
-        const bool currents = configuration().laser.currentMode;
-        const float value = currents ? ProfileRun::state().storedLaserCurrent : static_cast<float>(roomTemperature);
-        modHTC_Laser::LaserSetCurrent(value, currents ? value : modHTC_Laser::CurrentFor(value));
+    case Controller::Laser:
+        failure = setLaserBack();
         break;
-    }
     case Controller::LTC:
-        if (configuration().ltc.resetAfterTempRun)
-            modLTC::mnuLTCDefault();
+        failure = setLowTemperatureBack();
         break;
     case Controller::None:
         break;
     }
+    if (failure.isEmpty())
+        return;
+    ProfileRun::state().remarks += failure;
+    modTools::WriteLog(false, u"Temperature profile: "_s + failure);
+    if (!flags().closing)
+        frontPanel().setPanel(3, failure);
 }
 
 /// Walks the rows; true when none was broken off.
@@ -547,10 +606,30 @@ bool walk(qsizetype first)
 
 // --- start
 
+/// While questions of the start or of the abort stand; another click does nothing.
+class Asking
+{
+public:
+    Asking() : m_first(!ProfileRun::state().asking) { ProfileRun::state().asking = true; }
+    ~Asking()
+    {
+        if (m_first)
+            ProfileRun::state().asking = false;
+    }
+    Asking(const Asking&) = delete;
+    Asking& operator=(const Asking&) = delete;
+
+    bool first() const { return m_first; }
+
+private:
+    bool m_first;
+};
+
 void abortQuestion()
 {
-    if (ask(u"Temperature Profile - Data acquisition"_s, u"Do you want to abort the current data acquisition now?"_s,
-            Prompts::Buttons::YesNo, Prompts::Icon::Critical, 2, Prompts::Button::No) != Prompts::Button::Yes)
+    const Asking asking;
+    if (!asking.first() || ask(u"Temperature Profile - Data acquisition"_s, u"Do you want to abort the current data acquisition now?"_s,
+                               Prompts::Buttons::YesNo, Prompts::Icon::Critical, 2, Prompts::Button::No) != Prompts::Button::Yes)
         return;
     modSMC::AbandonQuery();
     modSMC::SMCSend(u"Q;"_s);
@@ -563,7 +642,7 @@ void abortQuestion()
 /// A count that was left over by this run before it was killed would be thrown away by the run anyway: the run begins its scan again.
 bool stopLeftOver(const ProfileRun::Options& options)
 {
-    if (!options.resume.value_or(false) || !ProfileRun::BrokenOffAfter() || !stopController())
+    if (ScanRun::state().measuring || !options.resume.value_or(false) || !ProfileRun::BrokenOffAfter() || !stopController())
         return false;
     flags().acquisitionRunning = false;
     frontPanel().setEntryCaption(Menu::Entry::mnuMeasStartAcquisition, QString::fromUtf16(Menu::startCaption));
@@ -572,35 +651,108 @@ bool stopLeftOver(const ProfileRun::Options& options)
     return true;
 }
 
+/// Claims the goniometer controller for the questions. False when it works, for whomever.
+bool controllerIsFree(std::optional<ControllerUse>& use, const ProfileRun::Options& options)
+{
+    if (use->granted() && modSMC::SMCIsReady())
+        return true;
+    if (!use->granted() && !flags().acquisitionRunning)
+        return false;
+    if (!stopLeftOver(options))
+        return false;
+    if (!use->granted())
+        use.emplace();
+    return use->granted();
+}
+
+bool nameIsGiven()
+{
+    QString name = frontPanel().text(Field::txtFileName);
+    const bool valid = modTools::ValidFileName(name);
+    if (name.isEmpty())
+        showMessage(u"Missing parameter"_s, u"Please enter a sample/file name."_s);
+    else if (!valid)
+        showMessage(u"Invalid parameter"_s, u"'"_s + name + u"' is not a valid file name."_s);
+    else
+        frontPanel().setText(Field::txtFileName, name);
+    return valid;
+}
+
 /// The questions before the editor; false stops.
-bool mayStart(const ProfileRun::Options& options)
+bool mayStart(std::optional<ControllerUse>& use, const ProfileRun::Options& options)
 {
     if (flags().generatorRemote && flags().idlePower)
         showMessage(u"X-Ray generator"_s, u"X-Ray Generator seems to be at idle power."_s + u"\r\n"_s + u"Please adjust power settings."_s,
                     Prompts::Icon::Exclamation);
-    if (!modSMC::SMCIsReady() && !stopLeftOver(options)) {
+    if (!controllerIsFree(use, options)) {
         showMessage(u"Start measurement"_s, u"G318 is busy at the moment. Please wait ..."_s);
         return false;
     }
     if (flags().dataPresent && !flags().dataSaved &&
         !yes(u"Start measurement"_s, u"Data in memory were not yet saved!"_s + u"\r\n\r\n"_s + u"Do you really want to continue?"_s))
         return false;
-    if (frontPanel().text(Field::txtFileName).trimmed().isEmpty()) {
-        showMessage(u"Missing parameter"_s, u"Please enter a sample/file name."_s);
-        return false;
-    }
-    return true;
+    return nameIsGiven();
 }
+
+/// Everything that is asked before the run. The row to begin with; nothing when there is no run.
+std::optional<qsizetype> prepare(const ProfileRun::Options& options)
+{
+    const Asking asking;
+    if (!asking.first())
+        return std::nullopt;
+    std::optional<ControllerUse> use(std::in_place);
+    if (!mayStart(use, options))
+        return std::nullopt;
+    ScanParameterCheck::CheckScanParameters(); // the editor reckons with what the fields say
+    if (options.editor && !options.editor())
+        return std::nullopt;
+    if (ProfileEdit::activeController() == Controller::None) {
+        showMessage(title, u"No temperature controller is enabled."_s);
+        return std::nullopt;
+    }
+    ScanParameterCheck::CheckScanParameters();
+    ProfileRun::state().rows = ProfileRun::Plan();
+    emit ProfileRun::notifier().changed();
+    if (ProfileRun::state().rows.size() > ProfileRun::mostScans) {
+        showMessage(title, ProfileRun::TooManyText(), Prompts::Icon::Exclamation);
+        return std::nullopt;
+    }
+    if (!yes(title, ProfileRun::SummaryText(), ProfileRun::DetailsText(ProfileRun::state().rows)))
+        return std::nullopt;
+    return firstRow(options);
+}
+
+/// What is set while a run is under way; however it ends, nothing of it stays.
+class Running
+{
+public:
+    Running()
+    {
+        frontPanel().setEntryCaption(Menu::Entry::mnuMeasExecTempProfile, runningCaption);
+        flags().abort = false;
+        flags().profileRunning = true;
+        frontPanel().refreshEntries();
+    }
+    ~Running()
+    {
+        flags().abort = false;
+        flags().profileRunning = false;
+        ProfileRun::state().current = -1;
+        frontPanel().setEntryCaption(Menu::Entry::mnuMeasExecTempProfile, idleCaption);
+        frontPanel().setPanel(1, u"Ready"_s);
+        frontPanel().refreshEntries();
+        emit ProfileRun::notifier().changed();
+    }
+    Running(const Running&) = delete;
+    Running& operator=(const Running&) = delete;
+};
 
 void begin(qsizetype first)
 {
     ProfileRun::State& run = ProfileRun::state();
     run.rehearsal = !configuration().general.autoSave;
     run.storedLaserCurrent = modHTC_Laser::state().lastCurrent;
-    frontPanel().setEntryCaption(Menu::Entry::mnuMeasExecTempProfile, runningCaption);
-    flags().abort = false;
-    flags().profileRunning = true;
-    frontPanel().refreshEntries();
+    run.remarks.clear();
     ProfileReport::Begin();
     for (qsizetype i = 0; i < first; ++i)
         run.rows[i].phase = ProfileRun::Phase::Earlier;
@@ -613,19 +765,15 @@ void end(bool complete)
     flags().abort = false;
     if (!flags().closing)
         setBack();
-    if (complete && !ProfileRun::StateFile().isEmpty())
+    if (!complete && ProfileRun::state().remarks.isEmpty())
+        frontPanel().setPanel(3, abortedText);
+    if (complete && !ProfileRun::state().rehearsal && !ProfileRun::StateFile().isEmpty())
         QFile::remove(ProfileRun::StateFile());
     ProfileReport::Write();
     flags().abort = false;
     // The last box belongs to the run: it counts down like those inside it.
     if (!flags().closing)
         showMessage(title, u"Temperature profile finished!"_s, Prompts::Icon::Information);
-    flags().profileRunning = false;
-    ProfileRun::state().current = -1;
-    frontPanel().setEntryCaption(Menu::Entry::mnuMeasExecTempProfile, idleCaption);
-    frontPanel().setPanel(1, u"Ready"_s);
-    frontPanel().refreshEntries();
-    emit ProfileRun::notifier().changed();
 }
 } // namespace
 
@@ -677,7 +825,7 @@ QString StateFile()
 std::optional<qsizetype> BrokenOffAfter()
 {
     QStringList lines;
-    const QString path = StateFile();
+    const QString path = configuration().general.autoSave ? StateFile() : QString();
     if (path.isEmpty() || TProfile::ReadLines(path, &lines) != 0 || lines.value(0) != u"profile="_s + QString::fromLatin1(profileMark()))
         return std::nullopt;
     return lines.value(1).section(u'=', 1).toLongLong();
@@ -689,27 +837,10 @@ bool Execute(const Options& options)
         abortQuestion();
         return false;
     }
-    if (!mayStart(options))
-        return false;
-    ScanParameterCheck::CheckScanParameters(); // the editor reckons with what the fields say
-    if (options.editor && !options.editor())
-        return false;
-    if (ProfileEdit::activeController() == Controller::None) {
-        showMessage(title, u"No temperature controller is enabled."_s);
-        return false;
-    }
-    ScanParameterCheck::CheckScanParameters();
-    state().rows = Plan();
-    emit notifier().changed();
-    if (state().rows.size() > mostScans) {
-        showMessage(title, TooManyText(), Prompts::Icon::Exclamation);
-        return false;
-    }
-    if (!yes(title, SummaryText(), DetailsText(state().rows)))
-        return false;
-    const std::optional<qsizetype> first = firstRow(options);
+    const std::optional<qsizetype> first = prepare(options);
     if (!first)
         return false;
+    const Running running;
     begin(*first);
     const bool complete = walk(*first);
     end(complete);

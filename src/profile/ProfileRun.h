@@ -45,7 +45,9 @@ struct Row
 struct State
 {
     QList<Row> rows;
+    QStringList remarks;          ///< what the run says that belongs to none of its rows
     int current = -1;             ///< row being measured, -1: none
+    bool asking = false;          ///< the questions of a start or of an abort stand; another click is passed over
     bool rehearsal = false;       ///< `AutoSave` = 0: no file is written
     QString reportFile;           ///< full path of the report
     float storedLaserCurrent = 0; ///< diode current before the run [A]
@@ -72,7 +74,9 @@ struct Options
 };
 
 /// The click of mnuMeasExecTempProfile: starts the run and returns when it has ended, or asks whether to abort the one that is active. True
-/// when a run went through to its end without an abort.
+/// when a run went through to its end without an abort. Its questions claim the goniometer controller (ControllerUse): nothing that moves
+/// or measures starts inside them, and they are not asked while something does. Afterwards the heaters are set back; one that does not take
+/// it is asked ten times, then the report and panel 3 say so.
 bool Execute(const Options& options = {});
 
 // --- the plan
@@ -117,7 +121,8 @@ QString SummaryText();
 /// What unfolds in that question: total time and end, what is wrong with the profile, the scans and their files.
 QString DetailsText(const QList<Row>& rows);
 
-/// Scans that a run of this very profile and sample had done when it was broken off; nothing when there is none.
+/// Scans that a run of this very profile and sample had done when it was broken off; nothing when there is none. A rehearsal asks for none,
+/// and leaves what one has written alone.
 std::optional<qsizetype> BrokenOffAfter();
 
 /// The state file's path; empty for a profile without a file.

@@ -333,6 +333,12 @@ qint16 LTCGetTemperature(float& temperature)
     return askNumber(commands().temperature, temperature);
 }
 
+float LTCReading()
+{
+    float temperature = -1;
+    return LTCGetTemperature(temperature) == 0 && temperature > 0 ? temperature : -1.0F;
+}
+
 qint16 LTCGetSetpoint(float& setpoint)
 {
     modTC::Show(u"Setpoint query..."_s);
@@ -430,11 +436,7 @@ qint16 LTCWaitUntilThere(float setpoint, double silenceLimit)
     wait.heading = u"Control Parameter: "_s + state().controlParameterText;
     wait.silenceLimit = silenceLimit;
     wait.activity = u"LTC: Waiting for steady state..."_s;
-    wait.temperature = [] {
-        float temperature = -1;
-        LTCGetTemperature(temperature);
-        return temperature;
-    };
+    wait.temperature = LTCReading;
     return SteadyState::Run(wait);
 }
 
@@ -477,11 +479,17 @@ void mnuLTCAutoTune()
     showTuneCaption(tune == 0);
 }
 
+qint16 LTCDefault()
+{
+    qint16 status = LTCInit();
+    status |= tellAll(commands().afterDefault);
+    state().controlParameterText.clear();
+    return status;
+}
+
 void mnuLTCDefault()
 {
-    LTCInit();
-    tellAll(commands().afterDefault);
-    state().controlParameterText.clear();
+    LTCDefault();
 }
 
 void mnuLTCQuery()

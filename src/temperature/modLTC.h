@@ -48,8 +48,10 @@ inline constexpr float highestSetpoint = 305.0F;
 // --- operations; panel 3 shows what is being read
 
 qint16 LTCInit();
-/// [K]
+/// [K]; a reply that is no number reads as 0.
 qint16 LTCGetTemperature(float& temperature);
+/// The same for a wait: -1 when there was no answer, or none with a temperature in it (a sensor's fault reads as 0 K or as text).
+float LTCReading();
 /// [K]
 qint16 LTCGetSetpoint(float& setpoint);
 qint16 LTCNewSetpoint(float setpoint);
@@ -64,6 +66,8 @@ qint16 LTCSetRamp(float rate);
 qint16 LTCGetTuneStatus(qint16& state);
 /// -1 with a model that cannot be switched by a command (331, DRC).
 qint16 LTCSetTuneStatus(qint16 state);
+/// What "Restore Default Settings" does.
+qint16 LTCDefault();
 /// Asks for the identity; a silent controller brings the "LTC check" box (Abort, Retry, Ignore). Sets the autotune caption. 0: present.
 qint16 LTCCheckPresence();
 

@@ -17,6 +17,7 @@
 #include <QVBoxLayout>
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 constexpr int second = 1000;        // ms
@@ -58,7 +59,7 @@ int decimals()
 QString cell(qsizetype index, int which)
 {
     using Model = ProfileRunModel;
-    const ProfileRun::Row& row = ProfileRun::state().rows[index];
+    const ProfileRun::Row& row = std::as_const(ProfileRun::state().rows)[index];
     const QString unit = u' ' + ProfileEdit::limits().unit;
     switch (which) {
     case Model::Step:
@@ -70,7 +71,10 @@ QString cell(qsizetype index, int which)
     case Model::State:
         return ProfileRun::phaseText(row.phase);
     case Model::File:
-        return row.file.isEmpty() ? row.plannedFile : QFileInfo(row.file).fileName();
+        // What was skipped or broken off has written nothing.
+        return row.phase == ProfileRun::Phase::Skipped || row.phase == ProfileRun::Phase::Aborted || !row.file.isEmpty()
+                   ? QFileInfo(row.file).fileName()
+                   : row.plannedFile;
     case Model::TimeLeft:
         return row.phase < ProfileRun::Phase::Earlier ? ProfileRun::TimeText(ProfileRun::TimeLeft(index)) : QString();
     default:
@@ -81,7 +85,7 @@ QString cell(qsizetype index, int which)
 /// What the operator should know beyond the cells: the whole path, and what went wrong.
 QString toolTip(qsizetype index)
 {
-    const ProfileRun::Row& row = ProfileRun::state().rows[index];
+    const ProfileRun::Row& row = std::as_const(ProfileRun::state().rows)[index];
     QStringList lines = row.remarks;
     if (!row.file.isEmpty())
         lines.prepend(row.file);

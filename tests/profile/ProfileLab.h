@@ -149,6 +149,7 @@ struct Laboratory
     double temperature = 295; ///< what the controller's setpoint is: K, degrees Celsius or A
     double offset = 0;        ///< of the readings from the setpoint
     bool silent = false;      ///< the temperature controller answers nothing
+    QByteArray fault;         ///< what the low-temperature controller answers in place of a temperature; empty: the temperature
     bool refusing = false;    ///< the laser controller does not confirm
     QByteArray dataBlock;     ///< of the high-temperature controller
     QStringList panel1;
@@ -195,8 +196,9 @@ private:
             const qsizetype at = written.lastIndexOf("SETP 1, ");
             if (at >= 0)
                 temperature = written.mid(at + 8).split('\r').constFirst().toDouble();
-            return !silent && written.endsWith("KRDG?\r\n") ? Chunks{{"+" + QByteArray::number(temperature + offset, 'f', 2) + "\r\n"}}
-                                                            : Chunks();
+            if (silent || !written.endsWith("KRDG?\r\n"))
+                return Chunks();
+            return Chunks{{!fault.isEmpty() ? fault : "+" + QByteArray::number(temperature + offset, 'f', 2) + "\r\n"}};
         });
     }
 

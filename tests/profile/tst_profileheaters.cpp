@@ -180,7 +180,63 @@ private slots:
         QVERIFY(!lab.stateFile());
     }
 
+    void oneUnansweredQueryAtTheEndDoesNotLeaveTheFurnaceHot()
+    {
+        Laboratory lab(Heater::HTC);
+        lab.clock.msPerRound = 5;
+        const Unattended nobody;
+        lab.profile({u"T1:300;"_s});
+        lab.smc.onCommand = [&](const QString& command) {
+            if (command != u"?CNT;"_s)
+                return;
+            lab.silent = true;
+            lab.clock.at(45000, [&] { lab.silent = false; });
+        };
+        QVERIFY(ProfileRun::Execute());
+        QCOMPARE(setpointsOf(lab.blocksWritten()).last(), 22);
+        QCOMPARE(lab.temperature, 22.0);
+        QVERIFY(ProfileRun::state().remarks.isEmpty());
+    }
+
+    void aFurnaceThatCannotBeSetBackIsReported()
+    {
+        Laboratory lab(Heater::HTC);
+        lab.clock.msPerRound = 20;
+        const Unattended nobody;
+        lab.profile({u"T1:300;"_s});
+        lab.smc.onCommand = [&](const QString& command) { lab.silent = lab.silent || command == u"?CNT;"_s; };
+        QVERIFY(ProfileRun::Execute());
+        const QByteArray text = "The high-temperature controller was not set back: it keeps the setpoint of the last step!";
+        QVERIFY2(lab.report().endsWith(text + "\n"), lab.report().constData());
+        QCOMPARE(frontPanel().panel(3).toUtf8(), text);
+        QCOMPARE(nobody.shown.last(), u"Temperature profile: Temperature profile finished!"_s);
+    }
+
+    void aFurnaceThatFallsSilentWhileItCoolsIsReported()
+    {
+        Laboratory lab(Heater::HTC);
+        lab.clock.msPerRound = 20;
+        const Unattended nobody;
+        lab.profile({u"T1:300;"_s});
+        lab.clock.onRound = [&] { lab.silent = lab.temperature == 22; };
+        QVERIFY(ProfileRun::Execute());
+        QVERIFY2(lab.report().endsWith("The high-temperature controller fell silent while it was cooling.\n"), lab.report().constData());
+    }
+
     // --- the laser
+
+    void aLaserThatDoesNotConfirmAtTheEndIsSetBackAgain()
+    {
+        Laboratory lab(Heater::Laser);
+        lab.profile({u"T1:300;"_s});
+        lab.smc.onCommand = [&](const QString& command) { lab.refusing = lab.refusing || command == u"?CNT;"_s; };
+        lab.clock.onRound = [&] { lab.refusing = lab.refusing && currentsSet(lab).size() < 4; };
+        QVERIFY(lab.run());
+        QVERIFY(lab.boxes.allShown());
+        QVERIFY(currentsSet(lab).size() >= 4);
+        QCOMPARE(lab.temperature, 0.044);
+        QVERIFY(ProfileRun::state().remarks.isEmpty());
+    }
 
     void theLaserByTemperature()
     {
@@ -258,9 +314,13 @@ private slots:
         lab.boxes.expect(title, finished);
         QVERIFY(!ProfileRun::Execute());
         QVERIFY(lab.boxes.allShown());
-        QCOMPARE(currentsSet(lab), (QByteArrayList{"0.6", "0.044"}));
+        // The way back is tried ten times, then the operator must know.
+        QCOMPARE(currentsSet(lab), QByteArrayList{"0.6"} + QByteArrayList(10, "0.044"));
         QCOMPARE(lab.scansStarted(), qsizetype(0));
         QVERIFY(lab.panel3.contains(u"Temperature profile aborted!"_s));
+        QVERIFY2(lab.report().endsWith("The laser controller was not set back: it keeps the setpoint of the last step!\n"),
+                 lab.report().constData());
+        QCOMPARE(frontPanel().panel(3), u"The laser controller was not set back: it keeps the setpoint of the last step!"_s);
         QCOMPARE(entryCaption(), idleCaption);
     }
 

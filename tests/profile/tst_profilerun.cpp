@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
+#include "goniometer/ScanRun.h"
 #include "profile/ProfileLab.h"
 
 using namespace Qt::StringLiterals;
@@ -58,6 +59,105 @@ private slots:
         QVERIFY(lab.boxes.allShown());
         QCOMPARE(lab.smc.orders(), QStringList());
         QVERIFY(lab.tc.written().isEmpty());
+    }
+
+    void aNameThatNoDiskTakesIsRefusedBeforeTheRun_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::newRow("folder") << u"a/b"_s;
+        QTest::newRow("star") << u"a*"_s;
+        QTest::newRow("too long") << QString(251, u'a');
+    }
+
+    void aNameThatNoDiskTakesIsRefusedBeforeTheRun()
+    {
+        QFETCH(QString, name);
+        Laboratory lab;
+        lab.profile({u"T1:300;"_s});
+        frontPanel().setText(Field::txtFileName, name);
+        lab.boxes.expect(u"Invalid parameter"_s, u"'"_s + name + u"' is not a valid file name."_s);
+        QVERIFY(!ProfileRun::Execute());
+        QVERIFY(lab.boxes.allShown());
+        QVERIFY(lab.tc.written().isEmpty());
+    }
+
+    void blanksAroundTheNameAreNoPartOfTheFiles()
+    {
+        Laboratory lab;
+        lab.profile({u"T1:295;"_s});
+        frontPanel().setText(Field::txtFileName, u" Quartz "_s);
+        lab.boxes.expect(title, QString(), Button::Yes);
+        lab.boxes.expect(title, finished);
+        QVERIFY(ProfileRun::Execute());
+        QCOMPARE(lab.scans(), QStringList{u"Quartz_0295.0.sdf"_s});
+    }
+
+    // --- one at a time
+
+    void aProfileDoesNotStartInsideTheQuestionOfAScan()
+    {
+        Laboratory lab;
+        lab.profile({u"T1:295;"_s});
+        bool result = true;
+        lab.boxes.expect(u"Start scan"_s, QString(), Button::Cancel).then([&] { result = ProfileRun::Execute(); });
+        lab.boxes.expect(u"Start measurement"_s, u"G318 is busy at the moment. Please wait ..."_s);
+        ScanRun::Start();
+        QVERIFY(!result);
+        QVERIFY(lab.boxes.allShown());
+        QVERIFY(!flags().utilityRunning);
+        QVERIFY(lab.run());
+    }
+
+    void noScanStartsInsideTheQuestionsOfAProfile()
+    {
+        Laboratory lab;
+        lab.profile({u"T1:295;"_s});
+        int tried = 0;
+        const auto scan = [&] {
+            ++tried;
+            QVERIFY(!frontPanel().isEntryEnabled(Menu::Entry::mnuMeasStartAcquisition));
+            ScanRun::Start();
+        };
+        flags().dataPresent = true;
+        const auto expectRefusal = [&] { lab.boxes.expect(u"Start scan"_s, u"SMC not ready..."_s); };
+        lab.boxes.expect(u"Start measurement"_s, QString(), Button::Yes).then(scan);
+        expectRefusal();
+        expectRefusal();
+        lab.expectSummary(Button::No);
+        lab.boxes.then(scan);
+        expectRefusal();
+        QVERIFY(!ProfileRun::Execute({[&] {
+                                          scan();
+                                          return true;
+                                      },
+                                      {}}));
+        QCOMPARE(tried, 3);
+        QVERIFY(lab.boxes.allShown());
+        QCOMPARE(lab.scansStarted(), qsizetype(0));
+        QVERIFY(frontPanel().isEntryEnabled(Menu::Entry::mnuMeasStartAcquisition));
+        QVERIFY(!flags().utilityRunning);
+    }
+
+    void aSecondClickWhileTheFirstIsAskingDoesNothing()
+    {
+        Laboratory lab;
+        lab.profile({u"T1:295;"_s});
+        int clicks = 0;
+        const auto click = [&] {
+            ++clicks;
+            QVERIFY(!ProfileRun::Execute());
+        };
+        lab.expectSummary();
+        lab.boxes.then(click);
+        lab.boxes.expect(title, finished);
+        QVERIFY(ProfileRun::Execute({[&] {
+                                         click();
+                                         return true;
+                                     },
+                                     {}}));
+        QCOMPARE(clicks, 2);
+        QVERIFY(lab.boxes.allShown());
+        QCOMPARE(lab.scans().size(), qsizetype(1));
     }
 
     void aProfileOfCommentsFinishesAtOnce()
