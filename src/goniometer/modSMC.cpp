@@ -50,6 +50,14 @@ bool hasClosingLine(const QString& transfer)
     return transfer.contains(closingLine);
 }
 
+/// The first whole answer: an answer to an earlier question, which came too late, has the one to the last question behind it.
+QString firstAnswer(const QString& transfer)
+{
+    const QString end = closingLine + lineEnd;
+    const qsizetype at = transfer.indexOf(end);
+    return at < 0 ? transfer : transfer.first(at + end.size());
+}
+
 /// A transfer that was cut by a pause goes on: what comes until the controller falls silent belongs to it.
 void joinRest(QString& transfer, const AbortWatch& watch)
 {
@@ -140,7 +148,7 @@ QString transferCounts(const AbortWatch& watch, double linePatience)
     for (int tries = 1;; ++tries) {
         const QString reply = query(QStringLiteral("?CNT;"), tries < transferTries ? silent : reportTimeout, true);
         if (watch.brokenOff() || hasClosingLine(reply) || tries == transferTries)
-            return reply;
+            return tries > 1 ? firstAnswer(reply) : reply;
         if (!AwaitLine(linePatience, [&watch] { return !watch.brokenOff(); }))
             return reply;
         modTools::WriteLog(true, QStringLiteral("SMC: the counts did not come whole, transfer ") + NumberText::General(qint32{tries + 1}));

@@ -262,6 +262,7 @@ private slots:
     // what is lost on the way
     void anUnansweredTransferIsAskedForAgain_data();
     void anUnansweredTransferIsAskedForAgain();
+    void aLateTransferBeforeTheNextIsTakenOnce();
     void aTransferWithAPauseIsOneTransfer();
     void aTransferThatBreaksOffIsAskedForAgain();
     void nothingReceivedLeavesTheScanInMemory_data();
@@ -1255,6 +1256,24 @@ void tst_scanrun::anUnansweredTransferIsAskedForAgain()
     QCOMPARE(scanData().counts(), lost < 3 ? (QList<double>{5, 40, 7, 3, 8}) : QList<double>{0});
     QCOMPARE(run.plots.size(), lost < 3 ? 1 : 0);
     QVERIFY(isIdle());
+    QVERIFY(run.boxes.allShown());
+}
+
+void tst_scanrun::aLateTransferBeforeTheNextIsTakenOnce()
+{
+    Run run;
+    const QByteArray counts = "5\r\n40\r\n7\r\n3\r\n8\r\nCEND;\r\n";
+    run.smc.answer = [&](const QString& command, QByteArray& reply) {
+        if (command != QStringLiteral("?CNT;"))
+            return false;
+        if (run.smc.sent(command) == 2)
+            reply = counts + counts;
+        return true;
+    };
+    expectConfirmation(run.boxes);
+    ScanRun::Start();
+    QCOMPARE(run.smc.sent(QStringLiteral("?CNT;")), 2);
+    QCOMPARE(scanData().counts(), (QList<double>{5, 40, 7, 3, 8}));
     QVERIFY(run.boxes.allShown());
 }
 

@@ -448,7 +448,8 @@ private slots:
         QVERIFY(laser());
         bench().hand.expect(QStringLiteral("Laser"), QStringLiteral("HT Laser Controller found..."), QStringLiteral("OK"));
         bench().choose(Entry::mnuLaserTest);
-        QCOMPARE(bench().lab.received(QStringLiteral("Laser")), QStringLiteral(":r 12|"));
+        // A busy machine may keep the answer too long: then the check asks once more.
+        QVERIFY(bench().lab.received(QStringLiteral("Laser")).startsWith(QStringLiteral(":r 12|")));
     }
 
     void theTestEntryGivesASilentLaserUp()
