@@ -42,6 +42,7 @@ constexpr int stopTries = 10;
 constexpr int saveTries = 10;
 constexpr quint32 saveRetryDelay = 60000; // ms
 constexpr int setpointTries = 3;
+constexpr int readTries = 3; // for the temperature that names the file
 constexpr int wayBackTries = 10;
 constexpr double roomTemperature = 22; // deg C, set at the end of a run
 
@@ -297,12 +298,15 @@ bool settle()
     enter(ProfileRun::Phase::Settling);
     if (ProfileEdit::activeController() == Controller::Laser) {
         modHTC::HTC_LaserWaitUntilThere(configuration().laser.stabilizationDelay);
-        if (float current = 0; goesOn() && modHTC_Laser::LaserGetCurrent(current) == 0)
-            row().actual = modHTC_Laser::ValueFor(current);
+        for (int tries = 0; tries < readTries && goesOn() && !row().actual; ++tries)
+            if (float current = 0; modHTC_Laser::LaserGetCurrent(current) == 0)
+                row().actual = modHTC_Laser::ValueFor(current);
         return true;
     }
     const bool there = steady();
-    const float temperature = there ? readTemperature() : -1.0F;
+    float temperature = -1;
+    for (int tries = 0; tries < readTries && there && goesOn() && temperature < 0; ++tries)
+        temperature = readTemperature();
     ProfileRun::Row& step = row(); // nothing waits from here on
     if (temperature >= 0)
         step.actual = NumberText::LeadingNumber(NumberText::General(temperature));

@@ -151,6 +151,7 @@ struct Laboratory
     bool silent = false;      ///< the temperature controller answers nothing
     QByteArray fault;         ///< what the low-temperature controller answers in place of a temperature; empty: the temperature
     bool refusing = false;    ///< the laser controller does not confirm
+    int unread = 0;           ///< answers with the laser's current that get lost
     QByteArray dataBlock;     ///< of the high-temperature controller
     QStringList panel1;
     QStringList panel3;
@@ -238,6 +239,8 @@ private:
             const qsizetype at = written.lastIndexOf(":w 30 ");
             if (at >= 0 && !refusing)
                 temperature = written.mid(at + 6).chopped(1).toDouble();
+            if (written.endsWith(":r 30\r") && unread-- > 0)
+                return Chunks();
             if (written.endsWith(":r 30\r"))
                 return Chunks{{":" + QByteArray::number(temperature, 'f', 4) + "\r\n"}};
             return Chunks{{refusing ? ":error\r\n" : ":ok\r\n"}};

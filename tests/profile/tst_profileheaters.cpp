@@ -253,6 +253,19 @@ private slots:
         QCOMPARE(entryCaption(), idleCaption);
     }
 
+    void aLostAnswerDoesNotCostTheTemperatureRead()
+    {
+        Laboratory lab(Heater::Laser);
+        lab.unread = 2;
+        lab.profile({u"T1:300;"_s});
+        QVERIFY(lab.run());
+        QVERIFY2(lab.report().contains("setpoint 300 °C  read 300 °C  counter time 1 s"), lab.report().constData());
+        lab.unread = 3;
+        lab.profile({u"T1:200;"_s});
+        QVERIFY(lab.run());
+        QVERIFY(!ProfileRun::state().rows.at(0).actual);
+    }
+
     void theLaserByCurrentGoesBackToTheCurrentThatItHad()
     {
         Laboratory lab(Heater::LaserByCurrent);
