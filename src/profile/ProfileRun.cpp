@@ -427,7 +427,10 @@ Counting count(double counterTime)
         return read ? Counting::Done : Counting::Failed;
     const qint32 received = modSMC::state().receivedPoints;
     if (!read && received != 0) {
-        remark(u"The counts could not be read from the goniometer controller."_s);
+        // A person who is asked about the missing points may refuse the rest.
+        remark(received > 0 ? u"Received "_s + NumberText::General(received) + u" of "_s + NumberText::General(wanted) +
+                                  u" points, which were refused; the scan is not saved."_s
+                            : u"The counts could not be read from the goniometer controller."_s);
         return Counting::Failed;
     }
     if (!flags().smcOnline || received == wanted)

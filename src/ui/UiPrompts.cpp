@@ -2,6 +2,7 @@
 
 #include "ui/UiPrompts.h"
 
+#include "core/Flags.h"
 #include "core/modTools.h"
 
 #include <QApplication>
@@ -95,6 +96,32 @@ void addDetails(QMessageBox& box, const QString& details)
     grid->addWidget(buttons, row + 2, 0, 1, -1);
     QWidget::setTabOrder(fold, text);
 }
+
+/// A dialog that was opened while a temperature profile runs holds the run up: left alone, it cancels itself as a box answers itself.
+class LeftAlone
+{
+public:
+    explicit LeftAlone(QDialog& dialog) : m_title(dialog.windowTitle())
+    {
+        if (!flags().profileRunning)
+            return;
+        const auto show = [this, &dialog] { dialog.setWindowTitle(m_title + QStringLiteral(" (closes in %1 s)").arg(m_remaining)); };
+        show();
+        QObject::connect(&m_countdown, &modTools::Timer::tick, &dialog, [this, &dialog, show] {
+            if (--m_remaining > 0)
+                show();
+            else
+                dialog.reject();
+        });
+        m_countdown.setInterval(1000);
+        m_countdown.setEnabled(true);
+    }
+
+private:
+    QString m_title;
+    int m_remaining = Prompts::unattendedSeconds;
+    modTools::Timer m_countdown{"DialogCountdown"};
+};
 } // namespace
 
 Prompts::Button UiPrompts::message(const Message& message)
@@ -140,6 +167,7 @@ QString UiPrompts::input(const Input& input)
     dialog.setWindowTitle(input.title);
     dialog.setLabelText(windowText(input.prompt));
     dialog.setTextValue(input.defaultText);
+    const LeftAlone countdown(dialog);
     return dialog.exec() == QDialog::Accepted ? dialog.textValue() : QString();
 }
 
@@ -184,6 +212,7 @@ Prompts::ChosenFile UiPrompts::chooseFile(const FileDialog& wanted, bool save)
     if (!wanted.fileName.isEmpty())
         dialog.selectFile(wanted.fileName);
     ChosenFile chosen;
+    const LeftAlone countdown(dialog);
     if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty())
         return chosen;
     chosen.path = QDir::toNativeSeparators(dialog.selectedFiles().first());

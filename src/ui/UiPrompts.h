@@ -8,8 +8,8 @@
 #include <QWidget>
 
 /// The program's questions as windows: message boxes, input boxes, the file dialogs of the desktop. While a temperature profile runs nobody
-/// may be there: a box then counts down from 60 s and presses its button for unattended runs by itself. Details stay
-/// folded until "Show details" is pressed.
+/// may be there: a box then counts down from 60 s and presses its button for unattended runs by itself; an input box or file dialog is
+/// cancelled. Details stay folded until "Show details" is pressed.
 class UiPrompts : public Prompts
 {
 public:

@@ -405,6 +405,7 @@ private slots:
         QCOMPARE(lab.scans(), QStringList{u"Quartz_0295.0.sdf"_s});
         QVERIFY2(lab.report().contains("    Received 3 of 5 points.\n"), lab.report().constData());
         QVERIFY(ProfileRun::state().rows[1].phase == Phase::Skipped);
+        QCOMPARE(ProfileRun::state().rows[1].remarks, QStringList{u"Received 3 of 5 points, which were refused; the scan is not saved."_s});
         QCOMPARE(lab.smc.sent(u"?CNT;"_s), qsizetype(2));
     }
 

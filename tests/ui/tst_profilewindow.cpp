@@ -452,6 +452,58 @@ private slots:
         QCOMPARE(answer, Prompts::Button::Ok);
     }
 
+    void aFileDialogLeftOpenHoldsARunUpForAMinute()
+    {
+        TestClock clock;
+        clock.realEvents = false;
+        m_operator->rest();
+        QString titles;
+        int moments = 0;
+        QTimer hand;
+        QObject::connect(&hand, &QTimer::timeout, &hand, [&] {
+            auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+            if (dialog == nullptr)
+                return;
+            titles += dialog->windowTitle() + u'|';
+            if (++moments <= 60)
+                clock.advance(1000);
+            else
+                dialog->reject(); // it did not close itself
+        });
+        hand.start(1);
+        UiPrompts prompts;
+        Prompts::FileDialog save;
+        save.title = QStringLiteral("Save picture");
+        flags().profileRunning = true;
+        QCOMPARE(prompts.saveFile(save).path, QString());
+        QCOMPARE(moments, 60);
+        QVERIFY2(titles.startsWith(QStringLiteral("Save picture (closes in 60 s)|Save picture (closes in 59 s)|")), qPrintable(titles));
+        moments = 0;
+        QCOMPARE(prompts.input({QStringLiteral("LTC Query"), QStringLiteral("Enter query command:"), QStringLiteral("W1")}), QString());
+        QCOMPARE(moments, 60);
+        flags().profileRunning = false;
+        moments = 0;
+        prompts.saveFile(save);
+        QCOMPARE(moments, 61);
+    }
+
+    void whatWasSkippedHasNoFile()
+    {
+        ProfileRun::State& run = ProfileRun::state();
+        run.rows.resize(3);
+        for (ProfileRun::Row& row : run.rows)
+            row.plannedFile = QStringLiteral("Quartz_0295.0.sdf");
+        run.rows[1].phase = Phase::Skipped;
+        run.rows[2].phase = Phase::Aborted;
+        ProfileRunModel model;
+        model.follow();
+        QStringList files;
+        for (int i = 0; i < 3; ++i)
+            files << model.index(i, ProfileRunModel::File).data().toString();
+        QCOMPARE(files, (QStringList{QStringLiteral("Quartz_0295.0.sdf"), QString(), QString()}));
+        run.rows.clear();
+    }
+
     void aClickBeforeTheEndWins()
     {
         TestClock clock;
