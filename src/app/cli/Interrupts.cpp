@@ -35,10 +35,10 @@ struct Watch
     void look()
     {
 #ifdef SIGHUP
-        if (hungUp != 0 && !flags().profileRunning) {
-            hungUp = 0;
+        // Within a run it is over and done with: the end of the run is no interrupt either.
+        if (hungUp != 0 && !flags().profileRunning)
             pressed = pressed + 1;
-        }
+        hungUp = 0;
 #endif
         // The count moves first: the handler waits and lets this timer tick again.
         while (handled < pressed)
