@@ -44,9 +44,10 @@ public:
     {
         // The way back is two lines for the controller: long enough to be cut only when there are pauses between them.
         shortenScans(instrument, "LTC", moment.stored.isEmpty() ? "ResetAfterTempRun=1" : "ResetAfterTempRun=1\nTxDelay=0.3");
-        store(instrument.path(u"p.gtp"_s), "T1:290;E:6;\r\nT1:270;DW:1;E:12;\r\n");
-        first.startOn(instrument, runWords(instrument));
+        bePatient(instrument);
+        store(instrument.path(u"p.gtp"_s), "T1:290;E:6;\r\nT1:270;DW:1;E:30;\r\n");
     }
+    void start() { first.startOn(instrument, runWords(instrument)); }
 
     QByteArray trace() const
     {
@@ -134,6 +135,9 @@ private slots:
         std::vector<std::unique_ptr<Killed>> runs;
         for (const Moment& moment : moments())
             runs.push_back(std::make_unique<Killed>(moment));
+        // Not before all instruments are there: from now on each run is watched.
+        for (const auto& run : runs)
+            run->start();
         QVERIFY(allKilled(runs));
         const auto each = [&runs](void (Killed::*what)()) {
             for (const auto& run : runs) {

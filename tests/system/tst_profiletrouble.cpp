@@ -35,6 +35,8 @@ public:
     explicit Running(const Trouble& trouble) : instrument({u"--speed"_s, u"1000"_s, u"--ltc"_s, u"331"_s, u"--fault"_s, trouble.fault})
     {
         shortenScans(instrument);
+        if (!trouble.fault.contains(u"silent"_s))
+            bePatient(instrument);
         store(instrument.path(u"p.gtp"_s), "T1:290;T2:270;DT:20;");
         cli.startOn(instrument, runWords(instrument));
     }
