@@ -58,7 +58,8 @@ failed=0
 runTests() {
     local log result=0
     log=build/$1/ctest.log
-    ctest --preset "$1" -j "$(cores)" --no-tests=error "${@:2}" 2>&1 | tee "$log" || result=1
+    # Most of them wait for a line most of the time: two for each core.
+    ctest --preset "$1" -j "$((2 * $(cores)))" --no-tests=error "${@:2}" 2>&1 | tee "$log" || result=1
     if [[ $(tail -n 40 "$log") =~ ([0-9]+)%\ tests\ passed,\ ([0-9]+)\ tests\ failed\ out\ of\ ([0-9]+) ]]; then
         failed=$((failed + BASH_REMATCH[2]))
         passed=$((passed + BASH_REMATCH[3] - BASH_REMATCH[2]))
