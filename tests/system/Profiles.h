@@ -32,14 +32,6 @@ inline void shortenScans(const Instrument& instrument, const QByteArray& section
     store(instrument.path(QStringLiteral("scan.ini")), text);
 }
 
-/// Healthy devices get time to answer on a busy machine.
-inline void bePatient(const Instrument& instrument)
-{
-    QByteArray text = instrument.read(QStringLiteral("scan.ini"));
-    text.replace("[smc]", "[smc]\nMCRxTimeout=20").replace("[LTC]", "[LTC]\nRxTimeout=20");
-    store(instrument.path(QStringLiteral("scan.ini")), text);
-}
-
 inline QStringList scansIn(const Instrument& instrument)
 {
     return QDir(instrument.directory.path()).entryList({QStringLiteral("*.sdf")}, QDir::Files, QDir::Name);

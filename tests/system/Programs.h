@@ -98,6 +98,15 @@ public:
         m_program.start(QStringList{QStringLiteral("--dir"), directory.path()} + options);
         running = m_program.says("ready");
         shortenPauses();
+        if (!options.contains(QStringLiteral("--fault")))
+            bePatient();
+    }
+
+    /// Healthy devices get time to answer on a busy machine.
+    void bePatient() const
+    {
+        changeSettings("[smc]", "[smc]\nMCRxTimeout=20");
+        changeSettings("[LTC]", "[LTC]\nRxTimeout=20");
     }
 
     QString path(const QString& name) const { return directory.filePath(name); }
@@ -111,10 +120,11 @@ public:
     bool running = false;
 
 private:
-    void shortenPauses() const
+    void shortenPauses() const { changeSettings("[smc]", "[smc]\nTxDelay=0.01"); }
+    void changeSettings(const char* before, const char* after) const
     {
         QByteArray text = read(QStringLiteral("scan.ini"));
-        text.replace("[smc]", "[smc]\nTxDelay=0.01");
+        text.replace(before, after);
         QFile file(path(QStringLiteral("scan.ini")));
         if (file.open(QIODevice::WriteOnly))
             file.write(text);

@@ -82,7 +82,6 @@ private slots:
     {
         const Instrument instrument({u"--speed"_s, u"500"_s, u"--ltc"_s, u"331"_s});
         QVERIFY(instrument.running);
-        bePatient(instrument);
         store(instrument.path(u"p.gtp"_s), wideProfile);
         ScanCli cli;
         cli.startOn(instrument, {u"profile"_s, u"run"_s, instrument.path(u"p.gtp"_s), u"--name"_s, u"Quartz"_s, u"--yes"_s});
@@ -96,7 +95,6 @@ private slots:
     {
         const Instrument instrument({u"--speed"_s, u"500"_s, u"--ltc"_s, u"331"_s});
         QVERIFY(instrument.running);
-        bePatient(instrument);
         store(instrument.path(u"p.gtp"_s), wideProfile);
         ScanCli cli;
         cli.startOn(instrument, {u"profile"_s, u"run"_s, instrument.path(u"p.gtp"_s), u"--name"_s, u"Quartz"_s, u"--yes"_s});

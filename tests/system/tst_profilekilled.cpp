@@ -28,8 +28,8 @@ QList<Moment> moments()
     return {{"before the first scan is over", "1 of 2: 290 K, measuring", {}, {}, 2, 2},
             {"waiting", "2 of 2: 270 K, settling", {}, {}, 1, 1},
             {"dwelling", "2 of 2: 270 K, dwelling", {}, {}, 1, 1},
-            {"counting", {}, "SMC <- <cr><lf>START:;", {}, 1, 1},
-            {"reading the counts", {}, "SMC <- <cr><lf>?CNT;", {}, 1, 1},
+            {"counting", {}, "START:;", {}, 1, 1},
+            {"reading the counts", {}, "?CNT;", {}, 1, 1},
             {"saving", "2 of 2: 270 K, saving", {}, {}, 0, 1},
             {"just saved", "2 of 2: 270 K, done", {}, {}, 0, 1},
             {"setting back", {}, {}, "done=2", 0, 0}};
@@ -44,7 +44,6 @@ public:
     {
         // The way back is two lines for the controller: long enough to be cut only when there are pauses between them.
         shortenScans(instrument, "LTC", moment.stored.isEmpty() ? "ResetAfterTempRun=1" : "ResetAfterTempRun=1\nTxDelay=0.3");
-        bePatient(instrument);
         store(instrument.path(u"p.gtp"_s), "T1:290;E:6;\r\nT1:270;DW:1;E:30;\r\n");
     }
     void start() { first.startOn(instrument, runWords(instrument)); }

@@ -36,7 +36,7 @@ public:
     {
         shortenScans(instrument);
         if (!trouble.fault.contains(u"silent"_s))
-            bePatient(instrument);
+            instrument.bePatient();
         store(instrument.path(u"p.gtp"_s), "T1:290;T2:270;DT:20;");
         cli.startOn(instrument, runWords(instrument));
     }

@@ -44,7 +44,6 @@ public:
     explicit Running(const Weekend& weekend) : instrument(QStringList{u"--speed"_s, u"1000"_s} + weekend.options)
     {
         shortenScans(instrument, weekend.section, weekend.more);
-        bePatient(instrument);
         store(instrument.path(u"p.gtp"_s), weekend.profile);
         if (!weekend.before.isEmpty())
             ready = ScanCli().runOn(instrument, weekend.before) == 0;

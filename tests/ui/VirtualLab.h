@@ -4,6 +4,7 @@
 
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
+#include "core/PrivateProfile.h"
 #include "core/startup/modMain.h"
 #include "serial/modCOM.h"
 
@@ -12,6 +13,8 @@
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <utility>
 
 /// The virtual instrument as a process of its own, and the program started on it.
 class VirtualLab
@@ -26,6 +29,8 @@ public:
         QByteArray said;
         while (!said.contains("ready") && m_process.waitForReadyRead(10000))
             said += m_process.readAllStandardOutput();
+        if (!arguments.contains(QStringLiteral("--fault")))
+            bePatient();
         return said.contains("ready");
     }
     /// Reads the instrument's scan.ini and probes the devices, as the program does at its start.
@@ -62,6 +67,13 @@ public:
     }
 
 private:
+    /// Healthy devices get time to answer on a busy machine.
+    void bePatient() const
+    {
+        for (const auto& [section, key] : {std::pair{"smc", "MCRxTimeout"}, std::pair{"LTC", "RxTimeout"}})
+            PrivateProfile::WritePrivateProfileString(QString::fromLatin1(section), QString::fromLatin1(key), QStringLiteral("20"),
+                                                      path() + QStringLiteral("/scan.ini"));
+    }
     QString traceFile() const { return m_directory.filePath(QStringLiteral("trace.txt")); }
 
     QTemporaryDir m_directory;
