@@ -143,9 +143,11 @@ Prompts::Button UiPrompts::message(const Message& message)
     int remaining = unattendedSeconds;
     if (const std::optional<Button> own = unattendedAnswer(message)) {
         QPushButton* answer = pressable.at(buttons.indexOf(*own));
-        const auto show = [&] { box.setInformativeText(QStringLiteral("\"%1\" in %2 s").arg(answer->text().remove(u'&')).arg(remaining)); };
+        const auto show = [&box, &remaining, answer] {
+            box.setInformativeText(QStringLiteral("\"%1\" in %2 s").arg(answer->text().remove(u'&')).arg(remaining));
+        };
         show();
-        QObject::connect(&countdown, &modTools::Timer::tick, &box, [&, answer, show] {
+        QObject::connect(&countdown, &modTools::Timer::tick, &box, [&remaining, answer, show] {
             if (--remaining > 0)
                 show();
             else
