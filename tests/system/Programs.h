@@ -22,7 +22,7 @@
 #endif
 
 namespace programs {
-constexpr int patience = 60000; // ms
+constexpr int patience = 200000; // ms; only what is broken takes so long
 
 /// A process whose output is gathered while events run.
 class Program
