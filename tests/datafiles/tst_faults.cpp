@@ -7,6 +7,7 @@
 #include "datafiles/modFile.h"
 #include "support/ResetProgram.h"
 #include "support/ScriptedPrompts.h"
+#include "support/SmallDisk.h"
 
 #include <QTemporaryDir>
 #include <QTest>
@@ -15,26 +16,6 @@
 #include <memory>
 #include <sys/resource.h>
 #include <unistd.h>
-
-/// Files of this process cannot grow beyond a size, as on a full disk.
-class SmallDisk
-{
-public:
-    explicit SmallDisk(rlim_t bytes)
-    {
-        std::signal(SIGXFSZ, SIG_IGN);
-        getrlimit(RLIMIT_FSIZE, &m_before);
-        rlimit limit = m_before;
-        limit.rlim_cur = bytes;
-        setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~SmallDisk() { setrlimit(RLIMIT_FSIZE, &m_before); }
-    SmallDisk(const SmallDisk&) = delete;
-    SmallDisk& operator=(const SmallDisk&) = delete;
-
-private:
-    rlimit m_before{};
-};
 
 class tst_faults : public QObject
 {

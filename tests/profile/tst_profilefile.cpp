@@ -9,6 +9,7 @@
 #include "profile/TProfile.h"
 #include "support/ResetProgram.h"
 #include "support/ScriptedPrompts.h"
+#include "support/SmallDisk.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -43,28 +44,6 @@ QList<double> temperaturesOf(const char* line)
     const std::optional<TProfile::Step> step = TProfile::ParseStep(QString::fromLatin1(line));
     return step ? step->temperatures() : QList<double>();
 }
-
-#ifdef Q_OS_LINUX
-/// Files of this process cannot grow beyond a size, as on a full disk.
-class SmallDisk
-{
-public:
-    explicit SmallDisk(rlim_t bytes)
-    {
-        std::signal(SIGXFSZ, SIG_IGN);
-        getrlimit(RLIMIT_FSIZE, &m_before);
-        rlimit limit = m_before;
-        limit.rlim_cur = bytes;
-        setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~SmallDisk() { setrlimit(RLIMIT_FSIZE, &m_before); }
-    SmallDisk(const SmallDisk&) = delete;
-    SmallDisk& operator=(const SmallDisk&) = delete;
-
-private:
-    rlimit m_before{};
-};
-#endif
 
 ProfileEdit::Boxes boxes(const char* t1, const char* t2, const char* dt, const char* comment = "")
 {

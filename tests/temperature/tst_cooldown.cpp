@@ -7,6 +7,7 @@
 #include "support/ResetProgram.h"
 #include "support/ScriptedPort.h"
 #include "support/ScriptedPrompts.h"
+#include "support/SmallDisk.h"
 #include "support/TestClock.h"
 #include "temperature/CooldownLog.h"
 #include "temperature/modLTC.h"
@@ -33,26 +34,6 @@ QDateTime moment()
 {
     return theMoment;
 }
-
-/// Files of this process cannot grow beyond a size, as on a full disk.
-class SmallDisk
-{
-public:
-    explicit SmallDisk(rlim_t bytes)
-    {
-        std::signal(SIGXFSZ, SIG_IGN);
-        getrlimit(RLIMIT_FSIZE, &m_before);
-        rlimit limit = m_before;
-        limit.rlim_cur = bytes;
-        setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~SmallDisk() { setrlimit(RLIMIT_FSIZE, &m_before); }
-    SmallDisk(const SmallDisk&) = delete;
-    SmallDisk& operator=(const SmallDisk&) = delete;
-
-private:
-    rlimit m_before{};
-};
 } // namespace
 
 class TestCooldown : public QObject
