@@ -1,0 +1,94 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "profile/ProfileRunParts.h"
+
+#include "core/Configuration.h"
+#include "core/FrontPanel.h"
+#include "core/NumberText.h"
+#include "goniometer/ScanRun.h"
+#include "goniometer/modSMC.h"
+
+#include <QCryptographicHash>
+
+using namespace Qt::StringLiterals;
+using namespace ProfileRun::Parts;
+using Field = FrontPanel::Field;
+
+namespace {
+constexpr int stopTries = 10;
+
+QByteArray profileMark()
+{
+    QCryptographicHash hash(QCryptographicHash::Sha1);
+    hash.addData(TProfile::state().lines.join(u'\n').toUtf8());
+    hash.addData(frontPanel().text(Field::txtFileName).toUtf8());
+    return hash.result().toHex();
+}
+} // namespace
+
+namespace ProfileRun::Parts {
+void writeState(qsizetype done)
+{
+    const QString path = ProfileRun::StateFile();
+    if (path.isEmpty() || ProfileRun::state().rehearsal)
+        return;
+    if (TProfile::WriteLines(path, {u"profile="_s + QString::fromLatin1(profileMark()), u"done="_s + QString::number(done)}) != 0)
+        remark(u"The progress could not be written to '"_s + path + u"'."_s);
+}
+
+std::optional<qsizetype> firstRow(const ProfileRun::Options& options)
+{
+    const qsizetype done = ProfileRun::BrokenOffAfter().value_or(0);
+    if (done <= 0 || done > ProfileRun::state().rows.size())
+        return 0;
+    if (options.resume)
+        return *options.resume ? done : 0;
+    const QString text = u"The last run of this profile stopped after step "_s + NumberText::General(qint64{done}) + u". Continue there?"_s;
+    switch (ask(title, text, Prompts::Buttons::YesNoCancel, Prompts::Icon::Question, 1, Prompts::Button::Yes)) {
+    case Prompts::Button::Yes:
+        return done;
+    case Prompts::Button::No:
+        return 0;
+    default:
+        return std::nullopt;
+    }
+}
+
+bool stopController()
+{
+    modSMC::SMCSend(u"Q;"_s);
+    for (int tries = 0; tries < stopTries && goesOn(); ++tries) {
+        modTools::Delay(1, true);
+        if (modSMC::SMCIsReady())
+            return true;
+    }
+    return false;
+}
+
+bool stopLeftOver(const ProfileRun::Options& options)
+{
+    if (ScanRun::state().measuring || !options.resume.value_or(false) || !ProfileRun::BrokenOffAfter() || !stopController())
+        return false;
+    flags().acquisitionRunning = false;
+    frontPanel().setEntryCaption(Menu::Entry::mnuMeasStartAcquisition, QString::fromUtf16(Menu::startCaption));
+    frontPanel().refreshEntries();
+    modTools::WriteLog(false, u"Temperature profile: the scan left over by the run before was stopped."_s);
+    return true;
+}
+} // namespace ProfileRun::Parts
+
+namespace ProfileRun {
+QString StateFile()
+{
+    return TProfile::state().currentFile.isEmpty() ? QString() : TProfile::state().currentFile + u".state"_s;
+}
+
+std::optional<qsizetype> BrokenOffAfter()
+{
+    QStringList lines;
+    const QString path = configuration().general.autoSave ? StateFile() : QString();
+    if (path.isEmpty() || TProfile::ReadLines(path, &lines) != 0 || lines.value(0) != u"profile="_s + QString::fromLatin1(profileMark()))
+        return std::nullopt;
+    return lines.value(1).section(u'=', 1).toLongLong();
+}
+} // namespace ProfileRun

@@ -1,0 +1,176 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "profile/ProfileRunParts.h"
+
+#include "core/Configuration.h"
+#include "core/FrontPanel.h"
+#include "core/NumberText.h"
+#include "core/ProgramError.h"
+#include "core/ScanParameters.h"
+#include "datafiles/modFile.h"
+#include "goniometer/ScanParameterCheck.h"
+#include "goniometer/ScanRun.h"
+#include "goniometer/modSMC.h"
+#include "serial/modCOM.h"
+
+using namespace Qt::StringLiterals;
+using namespace ProfileRun::Parts;
+using Field = FrontPanel::Field;
+
+namespace {
+constexpr int saveTries = 10;
+constexpr quint32 saveRetryDelay = 60000; // ms
+
+/// The counter time of a step while it is measured: the field shows it and gets its own text back.
+class OwnCounterTime
+{
+public:
+    explicit OwnCounterTime(double seconds) : m_before(frontPanel().text(Field::CounterTime))
+    {
+        frontPanel().setText(Field::CounterTime, NumberText::General(seconds));
+    }
+    ~OwnCounterTime()
+    {
+        frontPanel().setText(Field::CounterTime, m_before);
+        scanParameters().counterTime = NumberText::ReadNumber(m_before);
+    }
+    OwnCounterTime(const OwnCounterTime&) = delete;
+    OwnCounterTime& operator=(const OwnCounterTime&) = delete;
+
+private:
+    QString m_before;
+};
+
+/// Reads the counts; a controller that does not answer now still holds them and is asked again. True when a scan is in memory.
+bool readCounts(double counterTime)
+{
+    const quint32 start = modTools::timeGetTime();
+    for (int tries = 1;; ++tries) {
+        const LineWatch watch(modCOM::MCComm());
+        modSMC::state().maximumCount = 0;
+        modSMC::state().receivedPoints = -1;
+        const bool read = ScanRun::ReadBack(counterTime);
+        const bool refused = modSMC::state().maximumCount < 0; // by the operator, or by an abort
+        const bool holdsNone = flags().smcOnline && modSMC::state().receivedPoints == 0 && tries > 1;
+        if ((read && !watch.lost()) || refused || holdsNone || !goesOn() || tooLong(start))
+            return read;
+        frontPanel().setPanel(1, u"Reading the scan data again..."_s);
+        if (!lineIsThere(modCOM::MCComm()))
+            return false;
+        if (!read)
+            pause(deviceRetryDelay);
+    }
+}
+
+enum class Counting { Done, Again, Failed };
+
+/// Why a scan could not be measured.
+QString failureText(ScanRun::Result result)
+{
+    if (result == ScanRun::Result::Silent)
+        return u"The goniometer controller was silent for ten minutes; the scan was skipped."_s;
+    if (result == ScanRun::Result::Busy)
+        return u"The goniometer controller was busy for much longer than a scan takes; the scan was skipped."_s;
+    if (modCOM::MCComm().isDown())
+        return u"The line to the goniometer controller was gone for ten minutes; the scan was skipped."_s;
+    return u"Nothing shows that the scan has been started; it was skipped."_s;
+}
+
+/// Measures and reads the counts. Again: there is nothing of this scan in the controller.
+Counting count(double counterTime)
+{
+    const quint32 losses = modCOM::MCComm().losses();
+    ScanRun::Options options;
+    options.goOn = goesOn;
+    options.started = [losses] {
+        if (modCOM::MCComm().losses() != losses)
+            remark(u"The line to the goniometer controller was lost while the scan was started; the scan begins again."_s);
+    };
+    options.barAfter = true;
+    options.silenceLimit = silenceLimit;
+    options.busyLimit = ScanRun::LongestTime(counterTime);
+    options.unattended = true;
+    const ScanRun::Result result = ScanRun::Measure(options);
+    if (!goesOn())
+        return Counting::Failed;
+    if (result != ScanRun::Result::Counted) {
+        remark(failureText(result));
+        return Counting::Failed;
+    }
+    const qint32 wanted = scanParameters().numberOfPoints;
+    const bool read = readCounts(counterTime);
+    if (!goesOn())
+        return read ? Counting::Done : Counting::Failed;
+    const qint32 received = modSMC::state().receivedPoints;
+    if (!read && received != 0) {
+        // A person who is asked about the missing points may refuse the rest.
+        remark(received > 0 ? u"Received "_s + NumberText::General(received) + u" of "_s + NumberText::General(wanted) +
+                                  u" points, which were refused; the scan is not saved."_s
+                            : u"The counts could not be read from the goniometer controller."_s);
+        return Counting::Failed;
+    }
+    if (!flags().smcOnline || received == wanted)
+        return Counting::Done;
+    remark(u"Received "_s + NumberText::General(std::max(received, 0)) + u" of "_s + NumberText::General(wanted) + u" points."_s);
+    return received > 0 ? Counting::Done : Counting::Again;
+}
+
+/// Writes the scan into a directory; the name written, empty when the disk refuses. The box about that stands a minute when nobody is
+/// there.
+QString saveIn(const QString& directory)
+{
+    const double value = row().actual.value_or(row().setpoint);
+    QString path = modFile::WithSeparator(directory) + ProfileRun::FileName(frontPanel().text(Field::txtFileName), value);
+    const qint16 error = modFile::CreateZELKOFile(path, true);
+    if (error == 0)
+        return path;
+    remark(u"Saving to '"_s + path + u"' failed: "_s + ProgramError::of(error).description + u"."_s);
+    return {};
+}
+} // namespace
+
+namespace ProfileRun::Parts {
+bool acquire()
+{
+    enter(ProfileRun::Phase::Acquiring);
+    frontPanel().setPanel(2, ScanRun::MeasuringDate(QDateTime::currentDateTime()));
+    const double counterTime = row().counterTime;
+    const OwnCounterTime shown(counterTime);
+    ScanParameterCheck::CheckScanParameters(counterTime);
+    Counting result = count(counterTime);
+    ScanRun::EndProgress();
+    if (result == Counting::Again && goesOn()) {
+        result = count(counterTime);
+        ScanRun::EndProgress();
+    }
+    if (result != Counting::Done)
+        return false;
+    frontPanel().setPanel(1, u"Data acquisition done."_s);
+    return true;
+}
+
+void save()
+{
+    enter(ProfileRun::Phase::Saving);
+    row().maximumCount = modSMC::state().maximumCount;
+    if (ProfileRun::state().rehearsal) {
+        row().file = ProfileRun::FileName(frontPanel().text(Field::txtFileName), row().actual.value_or(row().setpoint));
+        return;
+    }
+    QString path;
+    // An operator who breaks off waits no longer for the disk: the program directory takes the scan at once.
+    for (int tries = 0; tries < saveTries && path.isEmpty() && !flags().closing && (tries == 0 || !flags().abort); ++tries) {
+        const quint32 tried = modTools::timeGetTime();
+        path = saveIn(configuration().general.workDir);
+        if (path.isEmpty() && tries + 1 < saveTries)
+            pause(saveRetryDelay, tried);
+    }
+    if (path.isEmpty() && !flags().closing)
+        path = saveIn(modTools::state().programDirectory);
+    row().file = path;
+    if (path.isEmpty())
+        remark(u"The scan could not be saved; it is in memory until the next one."_s);
+    else
+        flags().dataSaved = true;
+}
+} // namespace ProfileRun::Parts
