@@ -48,7 +48,7 @@ public:
     Q_DISABLE_COPY_MOVE(HurriedClock)
 
     quint32 timeGetTime() override { return static_cast<quint32>(m_since.elapsed() * haste); }
-    void processEvents(int) override
+    void processEvents(int, const std::function<bool()>&) override
     {
         QCoreApplication::processEvents();
         modTools::Timer::fireDue();

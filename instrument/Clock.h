@@ -21,6 +21,8 @@ public:
     virtual Time now() const = 0;
     /// Laboratory seconds per second on the wall.
     virtual double speed() const = 0;
+    /// Lets `time` pass at once.
+    virtual void skip(Time time) = 0;
     /// What lasts `seconds` on the wall, in laboratory time.
     Time onTheWall(double seconds) const { return fromSeconds(seconds * speed()); }
 };
@@ -32,8 +34,7 @@ public:
     explicit RunningClock(double speed);
     Time now() const override;
     double speed() const override { return speed_; }
-    /// Lets `time` pass at once.
-    void skip(Time time) { skipped_ += time; }
+    void skip(Time time) override { skipped_ += time; }
 
 private:
     std::chrono::steady_clock::time_point start_;
@@ -47,7 +48,8 @@ class ManualClock final : public Clock
 public:
     Time now() const override { return now_; }
     double speed() const override { return speed_; }
-    void advance(double seconds) { now_ += fromSeconds(seconds); }
+    void skip(Time time) override { now_ += time; }
+    void advance(double seconds) { skip(fromSeconds(seconds)); }
     void set(Time now) { now_ = now; }
     void setSpeed(double speed) { speed_ = speed; }
 

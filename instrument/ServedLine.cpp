@@ -3,7 +3,6 @@
 #include "ServedLine.h"
 
 #include <algorithm>
-#include <cmath>
 
 namespace lab {
 
@@ -11,16 +10,16 @@ namespace {
 constexpr double timerResolution = 0.001; // s
 } // namespace
 
-ServedLine::ServedLine(const Clock& clock, const Trace& trace, Device& device, std::unique_ptr<Channel> channel,
+ServedLine::ServedLine(const Clock& clock, const Alarms& alarms, const Trace& trace, Device& device, std::unique_ptr<Channel> channel,
                        const LineSettings& settings)
-    : clock_(clock), trace_(trace), device_(device), channel_(std::move(channel)), pacer_(settings)
+    : clock_(clock),
+      trace_(trace),
+      device_(device),
+      channel_(std::move(channel)),
+      pacer_(settings),
+      due_(alarms([this] { work(); })),
+      back_(alarms([this] { comeBack(); }))
 {
-    for (QTimer* timer : {&timer_, &back_}) {
-        timer->setSingleShot(true);
-        timer->setTimerType(Qt::PreciseTimer);
-    }
-    QObject::connect(&timer_, &QTimer::timeout, &timer_, [this] { work(); });
-    QObject::connect(&back_, &QTimer::timeout, &back_, [this] { comeBack(); });
     channel_->received = [this](const QByteArray& bytes) {
         device_.receive({bytes.constData(), static_cast<std::size_t>(bytes.size())});
         work();
@@ -72,7 +71,7 @@ void ServedLine::hangUp(HangUp how)
         announce(QString::fromStdString(device_.name()) + QStringLiteral(" line closed"));
     channel_->hangUp();
     if (how == HangUp::returns)
-        back_.start(static_cast<int>(returnSeconds * 1000.0));
+        back_->set(clock_.now() + clock_.onTheWall(returnSeconds));
 }
 
 void ServedLine::comeBack()
@@ -91,13 +90,10 @@ void ServedLine::sleep()
     auto next = device_.due();
     if (const auto byte = pacer_.due())
         next = next ? std::min(*next, *byte) : byte;
-    if (!next) {
-        timer_.stop();
-        return;
-    }
-    constexpr double longest = 3600e3; // ms
-    const double wait = std::ceil(toSeconds(*next - clock_.now()) * 1000.0 / clock_.speed());
-    timer_.start(static_cast<int>(std::clamp(wait, 0.0, longest)));
+    if (next)
+        due_->set(*next);
+    else
+        due_->stop();
 }
 
 } // namespace lab

@@ -20,8 +20,17 @@ QString fromView(std::string_view text)
 
 } // namespace
 
-VirtualInstrument::VirtualInstrument(const Options& options)
-    : options_(options), clock_(options.speed), laboratory_(clock_, *findSample(options.sample.toStdString()), options.seed)
+std::unique_ptr<Channel> systemChannel(const DeviceEntry& entry, const Options& options)
+{
+    if (options.tcpPort >= 0)
+        return makeTcpServer(static_cast<quint16>(options.tcpPort > 0 ? options.tcpPort + entry.tcpOffset : 0));
+    return makePseudoTerminal(options.directory.isEmpty() ? QString() : QDir(options.directory).filePath(fromView(entry.linkName)));
+}
+
+VirtualInstrument::VirtualInstrument(const Options& options, const Surroundings& surroundings)
+    : options_(options),
+      surroundings_(surroundings),
+      laboratory_(surroundings.clock, *findSample(options.sample.toStdString()), options.seed)
 {
 }
 
@@ -73,16 +82,15 @@ bool VirtualInstrument::serve(const DeviceEntry& entry, QString& why)
     auto* goniometer = dynamic_cast<GoniometerController*>(station.device.get());
     if (goniometer != nullptr && options_.busy) {
         goniometer->beginOldRun();
-        clock_.skip(fromSeconds(oldRunSeconds));
+        surroundings_.clock.skip(fromSeconds(oldRunSeconds));
     }
-    const QString link = options_.directory.isEmpty() ? QString() : QDir(options_.directory).filePath(fromView(entry.linkName));
-    const int port = options_.tcpPort > 0 ? options_.tcpPort + entry.tcpOffset : 0;
-    auto channel = options_.tcpPort >= 0 ? makeTcpServer(static_cast<quint16>(port)) : makePseudoTerminal(link);
+    auto channel = surroundings_.channel(entry, options_);
     if (!channel) {
         why = QStringLiteral("no pseudo-terminals on this system: use --tcp");
         return false;
     }
-    station.line = std::make_unique<ServedLine>(clock_, trace_, *station.device, std::move(channel), entry.line(options_.devices));
+    station.line = std::make_unique<ServedLine>(surroundings_.clock, surroundings_.alarms, trace_, *station.device, std::move(channel),
+                                                entry.line(options_.devices));
     station.line->announce = announce;
     if (!station.line->open(why))
         return false;

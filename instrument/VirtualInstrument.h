@@ -10,10 +10,22 @@
 
 namespace lab {
 
+/// Where the devices stand: their time, and where their lines end.
+struct Surroundings
+{
+    Clock& clock;
+    Alarms alarms;
+    /// The far end of a device's line; null where there is none.
+    std::function<std::unique_ptr<Channel>(const DeviceEntry&, const Options&)> channel;
+};
+
+/// Lines end in pseudo-terminals, or in TCP ports when the options say so.
+std::unique_ptr<Channel> systemChannel(const DeviceEntry& entry, const Options& options);
+
 class VirtualInstrument
 {
 public:
-    explicit VirtualInstrument(const Options& options);
+    VirtualInstrument(const Options& options, const Surroundings& surroundings);
     /// Opens everything. On failure returns false and says why.
     bool start(QString& why);
     /// Called with every line for the person who watches.
@@ -32,7 +44,7 @@ private:
     bool writeFiles(QString& why) const;
 
     Options options_;
-    RunningClock clock_;
+    Surroundings surroundings_;
     Trace trace_;
     QFile traceFile_;
     Laboratory laboratory_;

@@ -70,7 +70,8 @@ int main(int argc, char* argv[])
         return 0;
     }
     endOnSignal(application);
-    lab::VirtualInstrument instrument(options);
+    lab::RunningClock clock(options.speed);
+    lab::VirtualInstrument instrument(options, {clock, lab::wallAlarms(clock), lab::systemChannel});
     instrument.announce = [](const QString& line) { say(stdout, line); };
     if (!instrument.start(why)) {
         say(stderr, QStringLiteral("virtual-instrument: ") + why);

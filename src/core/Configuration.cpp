@@ -191,7 +191,7 @@ void Configuration::readGeneral(bool (*directoryUsable)(const QString& directory
     logValue(QStringLiteral("WorkDir"), general.workDir);
     general.fileName = section.text("FileName", "unnamed");
     general.counterTime = section.floating("CounterTime", ".1");
-    general.delaySleep = std::max(section.integer("DelaySleep", 0), 0);
+    general.delaySleep = section.integer("DelaySleep", 1);
     general.autoSave = section.flag("AutoSave", true);
     general.timeUnitMinutes = section.integer("TimeUnit", 0) == 1;
     flags().showCommunication = section.flag("ShowCommunication");

@@ -20,7 +20,7 @@ struct Configuration
         qint32 slewSpeed = 4000;      ///< motor speed for positioning [controller units]
         QString fileName;             ///< default sample name
         double counterTime = 0.1;     ///< [s]
-        int delaySleep = 0;           ///< [ms]
+        int delaySleep = 1;           ///< 0: waits spin; anything else: they rest until the next event
         bool autoSave = true;         ///< false: a profile run is a rehearsal
         bool timeUnitMinutes = false; ///< profile dwell and exposure times are minutes
     } general;

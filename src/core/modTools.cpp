@@ -16,6 +16,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <limits>
 
 #ifdef Q_OS_WIN
 #include <windows.h>
@@ -40,27 +41,31 @@ public:
 #endif
     }
 
-    void processEvents(int sleep) override
+    void processEvents(int rest, const std::function<bool()>& enough) override
     {
         if (QCoreApplication::instance() == nullptr) {
-            idle(sleep);
+            idle(rest == modTools::untilEvent ? 1 : rest);
             return;
         }
-        if (sleep <= 0) {
-            QCoreApplication::processEvents();
+        QCoreApplication::processEvents();
+        if (rest == 0)
             return;
-        }
+        // What these events have posted themselves: a dispatcher that rests would send it and rest on, although it may be enough.
+        QCoreApplication::sendPostedEvents();
+        if (enough && enough())
+            return;
         QTimer wakeUp;
         wakeUp.setTimerType(Qt::PreciseTimer);
         wakeUp.setSingleShot(true);
-        wakeUp.start(sleep);
+        if (rest > 0)
+            wakeUp.start(rest);
         QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
     }
 
-    void idle(int sleep) override
+    void idle(int rest) override
     {
-        if (sleep > 0)
-            QThread::msleep(static_cast<unsigned long>(sleep));
+        if (rest > 0)
+            QThread::msleep(static_cast<unsigned long>(rest));
     }
 
     bool isSystem() const override
@@ -100,13 +105,13 @@ double powerOfTen(qint16 digits)
     return std::pow(10.0, digits);
 }
 
-/// What a waiting round of `Delay` may give back to the processor, so that it does not outlast the interval [ms].
-int sleepWithin(float seconds)
+/// How long a wait may rest that lasts for some more seconds [ms].
+int restFor(float seconds)
 {
-    const int wanted = modTools::state().delaySleep;
-    if (wanted <= 1 || !(seconds > 0))
-        return std::max(wanted, 0);
-    return static_cast<int>(std::min(static_cast<double>(wanted), std::ceil(static_cast<double>(seconds) * 1000)));
+    constexpr double longest = 3600000;
+    if (modTools::state().spin)
+        return 0;
+    return static_cast<int>(std::clamp(std::ceil(static_cast<double>(seconds) * 1000), 1.0, longest));
 }
 } // namespace
 
@@ -163,6 +168,7 @@ void Timer::restart()
 void Timer::arm()
 {
     m_timer.stop();
+    m_ticking = false;
     if (!m_enabled || m_interval <= 0)
         return;
     m_dueAt = timeGetTime() + static_cast<quint32>(m_interval);
@@ -172,16 +178,21 @@ void Timer::arm()
 
 void Timer::fire()
 {
+    m_lateness = std::max(msFrom(m_dueAt, timeGetTime()), 0);
     m_dueAt += static_cast<quint32>(m_interval);
     if (msFrom(timeGetTime(), m_dueAt) <= 0)
         m_dueAt = timeGetTime() + static_cast<quint32>(m_interval);
+    m_ticking = true;
+    const QPointer<Timer> self(this);
     emit tick();
+    if (self)
+        m_ticking = false;
 }
 
-void Timer::fireDue()
+bool Timer::fireDue()
 {
     const quint32 now = modTools::timeGetTime();
-    const auto isDue = [now](const Timer* timer) { return timer->m_enabled && timer->m_interval > 0 && msFrom(timer->m_dueAt, now) >= 0; };
+    const auto isDue = [now](const Timer* timer) { return timer->mayTick() && msFrom(timer->m_dueAt, now) >= 0; };
     QList<QPointer<Timer>> due;
     for (Timer* timer : std::as_const(allTimers()))
         if (isDue(timer))
@@ -191,11 +202,26 @@ void Timer::fireDue()
     for (const QPointer<Timer>& timer : std::as_const(due))
         if (timer && isDue(timer)) // an earlier tick may have stopped or restarted it
             timer->fire();
+    return !due.isEmpty();
+}
+
+std::optional<qint32> Timer::nextDue()
+{
+    std::optional<qint32> next;
+    for (const Timer* timer : std::as_const(allTimers()))
+        if (timer->mayTick())
+            next = std::min(next.value_or(std::numeric_limits<qint32>::max()), msFrom(modTools::timeGetTime(), timer->m_dueAt));
+    return next;
 }
 
 quint32 timeGetTime()
 {
     return clockInUse->timeGetTime();
+}
+
+QDateTime currentDateTime()
+{
+    return clockInUse->currentDateTime();
 }
 
 double SecondsSinceStart()
@@ -209,19 +235,29 @@ void Delay(float interval, bool pumpEvents)
     const auto start = static_cast<float>(SecondsSinceStart());
     float elapsed = 0;
     bool wrapped = false;
-    do {
-        if (pumpEvents)
-            clockInUse->processEvents(sleepWithin(interval - elapsed));
-        else
-            clockInUse->idle(sleepWithin(interval - elapsed));
+    const auto over = [&] {
         elapsed = static_cast<float>(SecondsSinceStart()) - start;
         wrapped = wrapped || elapsed < 0;
-    } while (elapsed < (wrapped ? 0 : interval) && !flags().closing);
+        return elapsed >= (wrapped ? 0 : interval) || flags().closing;
+    };
+    do {
+        if (pumpEvents)
+            clockInUse->processEvents(restFor(interval - elapsed), over);
+        else
+            clockInUse->idle(restFor(interval - elapsed));
+    } while (!over());
 }
 
 void DoEvents()
 {
-    clockInUse->processEvents(state().delaySleep);
+    clockInUse->processEvents(0, {});
+}
+
+void WaitUntil(const std::function<bool()>& done)
+{
+    const auto enough = [&done] { return done() || flags().closing; };
+    while (!enough())
+        clockInUse->processEvents(state().spin ? 0 : untilEvent, enough);
 }
 
 void EndProgram()
@@ -238,6 +274,11 @@ void EndProgram()
 void setEndProgramHandler(void (*handler)())
 {
     endProgramHandler = handler;
+}
+
+bool hasEndProgramHandler()
+{
+    return endProgramHandler != nullptr;
 }
 
 void WriteLog(bool force, const QString& text)

@@ -2,9 +2,13 @@
 
 #pragma once
 
+#include <QDateTime>
 #include <QObject>
 #include <QString>
 #include <QTimer>
+
+#include <functional>
+#include <optional>
 
 /// Common tools: the logs, the millisecond clock and the delay on which every device timing rests, timers that follow that clock,
 /// and small tools for numbers and texts.
@@ -16,13 +20,19 @@ public:
     virtual ~Clock() = default;
     /// Milliseconds since the system started, 32 bits; falls back to 0 after 2^32.
     virtual quint32 timeGetTime() = 0;
-    /// Lets pending window events run. `sleep` > 0: gives the processor back for up to that many milliseconds; events wake it at once.
-    virtual void processEvents(int sleep) = 0;
-    /// One round of a wait without events.
-    virtual void idle(int sleep) = 0;
+    /// Date and time on the wall.
+    virtual QDateTime currentDateTime() { return QDateTime::currentDateTime(); }
+    /// One round of a wait: lets pending events run; when `enough` does not hold then, rests until the next event, at most `rest` ms
+    /// (untilEvent: without bound; 0: not at all).
+    virtual void processEvents(int rest, const std::function<bool()>& enough) = 0;
+    /// One round of a wait without events, of at most `rest` ms; 0 spins.
+    virtual void idle(int rest) = 0;
     /// True when QTimer follows this clock; otherwise timers are fired by whoever moves it (Timer::fireDue).
     virtual bool isSystem() const { return false; }
 };
+
+/// For Clock::processEvents: rest until something happens.
+inline constexpr int untilEvent = -1;
 
 /// Sets the clock in use; null restores the system's.
 void setClock(Clock* clock);
@@ -33,7 +43,7 @@ struct State
     QString programDirectory;  ///< where app.log, app_i.log and scan.ini lie, without trailing separator
     QString iniPath;           ///< full path of scan.ini
     bool secondaryLog = false; ///< app_i.log on; nothing in the program sets it
-    int delaySleep = 0;        ///< ms given back to the processor per waiting round (scan.ini `DelaySleep`); 0 spins
+    bool spin = false;         ///< waits do not give the processor back (scan.ini `DelaySleep=0`)
     bool keepSettings = false; ///< scan.ini is never written (console program)
 };
 State& state();
@@ -53,9 +63,14 @@ public:
     bool isEnabled() const { return m_enabled; }
     void setEnabled(bool enabled);
     void restart(); ///< disable, then enable
+    /// By how much the present tick comes too late [ms]: the process was stopped, or the machine slept or was busy.
+    int lateness() const { return m_lateness; }
 
-    /// Fires every enabled timer that is due at timeGetTime(); for replaced clocks.
-    static void fireDue();
+    /// Fires every enabled timer that is due at timeGetTime(); for replaced clocks. A timer does not tick inside its own tick, unless that
+    /// has restarted it. True when one has ticked.
+    static bool fireDue();
+    /// Milliseconds until the next tick of any timer, 0 or less when one is due; nothing while none runs.
+    static std::optional<qint32> nextDue();
 
 signals:
     void tick();
@@ -63,9 +78,12 @@ signals:
 private:
     void arm();
     void fire();
+    bool mayTick() const { return m_enabled && m_interval > 0 && !m_ticking; }
 
     int m_interval = 0;
+    int m_lateness = 0;
     bool m_enabled = false;
+    bool m_ticking = false;
     quint32 m_dueAt = 0;
     QTimer m_timer;
 };
@@ -73,14 +91,19 @@ private:
 // --- time
 
 quint32 timeGetTime();
+/// Date and time on the wall; the only place to ask for them.
+QDateTime currentDateTime();
 /// timeGetTime() / 1000 as an exact decimal with four places [s].
 double SecondsSinceStart();
 /// Waits `interval` seconds. Both ends are single-precision seconds, so the resolution coarsens with the system's uptime; a counter that
 /// wraps meanwhile makes the wait last until it passes the start again. Both are intended. `pumpEvents`: the window stays live. Returns
-/// early when the program closes. Logs "Delay() - Interval:" + interval in print form.
+/// early when the program closes. Logs "Delay() - Interval:" + interval in print form. The processor rests in between (State::spin).
 void Delay(float interval, bool pumpEvents);
-/// One round of a wait for a flag: lets events run, giving back the processor as `DelaySleep` says.
+/// Lets pending events run; never rests.
 void DoEvents();
+/// Lets events run until `done` holds, which is asked again after each of them, or the program closes. The processor rests in between
+/// (State::spin). What `done` looks at must be changed by an event: a tick, a character received, something that the operator does.
+void WaitUntil(const std::function<bool()>& done);
 
 // --- the end
 
@@ -89,6 +112,7 @@ void DoEvents();
 void EndProgram();
 /// What EndProgram does after it has set the closing flag; null restores the exit with status 1.
 void setEndProgramHandler(void (*handler)());
+bool hasEndProgramHandler();
 
 // --- logs (each call opens, appends one line with CR LF, closes; a failure to do so is not reported)
 

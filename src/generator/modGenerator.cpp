@@ -24,7 +24,8 @@ constexpr float summaryWait = 2.5F;      // s
 constexpr float settingWait = 0.2F;      // s
 constexpr int watchInterval = 1000;      // ms
 
-bool connected = false;
+/// Listens to the line.
+std::unique_ptr<QObject> listener;
 
 /// Watches for the end of a run when idle power is wanted.
 struct IdleWatch
@@ -131,19 +132,19 @@ void reset()
 {
     state() = State{};
     idleWatch().reset();
-    connected = false;
+    listener.reset();
 }
 
 void Connect()
 {
-    if (connected)
+    if (listener)
         return;
-    connected = true;
-    QObject::connect(&modCOM::GeneratorComm(), &SerialChannel::onComm, &modCOM::GeneratorComm(), [](int event) {
+    listener = std::make_unique<QObject>();
+    QObject::connect(&modCOM::GeneratorComm(), &SerialChannel::onComm, listener.get(), [](int event) {
         if (event == SerialChannel::ReceiveEvent)
             collect(modCOM::GeneratorComm().input());
     });
-    QObject::connect(&modCOM::GeneratorComm(), &SerialChannel::vanished, &modCOM::GeneratorComm(), [] { state().receiveText.clear(); });
+    QObject::connect(&modCOM::GeneratorComm(), &SerialChannel::vanished, listener.get(), [] { state().receiveText.clear(); });
 }
 
 void GeneratorGetActualValues(qint16* milliampere, qint16* kilovolt)
@@ -156,6 +157,7 @@ void GeneratorGetActualValues(qint16* milliampere, qint16* kilovolt)
     send(u"CA"_s);
     send(u"VN"_s);
     modTools::Delay(actualValuesWait, true);
+    modCOM::GeneratorComm().fetch();
     if (state().lines.value(0).isEmpty())
         return;
     *milliampere = thousandth(state().lines.value(0));
@@ -170,6 +172,7 @@ QString StatusSummary()
     for (const QString& command : {u"CA"_s, u"VN"_s, u"SR:14"_s, u"SR:15"_s})
         send(command);
     modTools::Delay(summaryWait, true);
+    modCOM::GeneratorComm().fetch();
     const QStringList& lines = state().lines;
     return u"Act. mA:"_s + lines.value(0) + u"\r\nAct. kV:"_s + lines.value(1) + u"\r\nMin. flow rate:"_s + lines.value(2) +
            u"\r\nAct. flow rate:"_s + lines.value(3);

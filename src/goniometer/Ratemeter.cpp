@@ -121,7 +121,8 @@ void Run()
         modSMC::SMCSend(QStringLiteral("START:;"));
         modSMC::SMCSend(QStringLiteral("?C;"));
         Evaluate(modSMC::SMCReceive(modSMC::silent), counterTime);
-        if (modCOM::MCComm().isDown())
+        // Without a controller the answer is there at once.
+        if (modCOM::MCComm().isDown() || !flags().smcOnline)
             modTools::Delay(downPause, true);
         modTools::DoEvents();
     }

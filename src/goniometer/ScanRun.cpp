@@ -77,7 +77,7 @@ void enterRunningState()
     flags().acquisitionRunning = true;
     frontPanel().setEntryCaption(Menu::Entry::mnuMeasStartAcquisition, QString::fromUtf16(Menu::abortCaption));
     frontPanel().focusFirst();
-    frontPanel().setPanel(datePanel, MeasuringDate(QDateTime::currentDateTime()));
+    frontPanel().setPanel(datePanel, MeasuringDate(modTools::currentDateTime()));
     flags().saveLocked = true;
     frontPanel().refreshEntries();
 }

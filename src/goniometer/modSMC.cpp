@@ -238,12 +238,12 @@ QString SMCReceive(qint16 messageSwitch)
         return {};
     modCOM::SmcReception& reception = modCOM::smcReception();
     reception.messageSwitch = messageSwitch;
+    reception.startedOver = false;
     // A reply that is complete already would otherwise be waited for until the time-out.
     if (reception.receiveText.isEmpty() || modCOM::RxTimer().isEnabled())
         reception.waiting = true;
     modCOM::MCRxTimeout().restart();
-    while (reception.waiting && !flags().closing && !modCOM::MCComm().isDown())
-        modTools::DoEvents();
+    modTools::WaitUntil([&reception] { return !reception.waiting || modCOM::MCComm().isDown(); });
     return std::exchange(reception.receiveText, QString());
 }
 

@@ -393,7 +393,7 @@ QString DetailsText(const QList<Row>& rows)
     if (!rows.isEmpty())
         lines[0] +=
             u", until "_s +
-            QDateTime::currentDateTime().addSecs(static_cast<qint64>(std::clamp(time, 0.0, longestTime))).toString(u"yyyy-MM-dd hh:mm"_s);
+            modTools::currentDateTime().addSecs(static_cast<qint64>(std::clamp(time, 0.0, longestTime))).toString(u"yyyy-MM-dd hh:mm"_s);
     if (!configuration().general.autoSave)
         lines += u"Rehearsal: no file will be written."_s;
     lines += Check();

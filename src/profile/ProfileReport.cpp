@@ -46,7 +46,7 @@ QString rowText(const ProfileRun::Row& row, const QString& unit)
 namespace ProfileReport {
 void Begin()
 {
-    startedAt = QDateTime::currentDateTime();
+    startedAt = modTools::currentDateTime();
     const QString name =
         frontPanel().text(FrontPanel::Field::txtFileName) + u"_report_"_s + startedAt.toString(u"yyyyMMdd_hhmmss"_s) + u".txt"_s;
     ProfileRun::state().reportFile = modFile::WithSeparator(configuration().general.workDir) + name;

@@ -4,6 +4,7 @@
 
 #include "core/Configuration.h"
 #include "core/FrontPanel.h"
+#include "core/modTools.h"
 #include "goniometer/ControllerUse.h"
 #include "goniometer/ScanParameterCheck.h"
 #include "goniometer/ScanRun.h"
@@ -105,7 +106,7 @@ void measure()
         frontPanel().refreshEntries();
         if (acquire()) {
             save();
-            row().finished = QDateTime::currentDateTime();
+            row().finished = modTools::currentDateTime();
             enter(row().file.isEmpty() ? ProfileRun::Phase::Skipped : ProfileRun::Phase::Done);
             return;
         }

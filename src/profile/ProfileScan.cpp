@@ -7,6 +7,7 @@
 #include "core/NumberText.h"
 #include "core/ProgramError.h"
 #include "core/ScanParameters.h"
+#include "core/modTools.h"
 #include "datafiles/modFile.h"
 #include "goniometer/ScanParameterCheck.h"
 #include "goniometer/ScanRun.h"
@@ -133,7 +134,7 @@ namespace ProfileRun::Parts {
 bool acquire()
 {
     enter(ProfileRun::Phase::Acquiring);
-    frontPanel().setPanel(2, ScanRun::MeasuringDate(QDateTime::currentDateTime()));
+    frontPanel().setPanel(2, ScanRun::MeasuringDate(modTools::currentDateTime()));
     const double counterTime = row().counterTime;
     const OwnCounterTime shown(counterTime);
     ScanParameterCheck::CheckScanParameters(counterTime);

@@ -303,7 +303,10 @@ void SerialChannel::adopt(QIODevice* device)
     } else if (auto* socket = qobject_cast<QTcpSocket*>(device)) {
         socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
         socket->setSocketOption(QAbstractSocket::KeepAliveOption, 1);
-        connect(socket, &QTcpSocket::errorOccurred, this, [this, socket] { deviceGone(socket->errorString()); });
+        connect(socket, &QTcpSocket::errorOccurred, this, [this, socket](QAbstractSocket::SocketError error) {
+            if (error != QAbstractSocket::SocketTimeoutError)
+                deviceGone(socket->errorString());
+        });
         connect(socket, &QTcpSocket::disconnected, this, [this] { deviceGone(QStringLiteral("disconnected")); });
     } else if (device->metaObject()->indexOfSignal("commEvent(int)") >= 0) {
         connect(device, SIGNAL(commEvent(int)), this, SIGNAL(onComm(int)));
@@ -350,6 +353,13 @@ QString SerialChannel::input()
         return {};
     m_buffer += m_device->readAll();
     return QString::fromLatin1(std::exchange(m_buffer, {}));
+}
+
+void SerialChannel::fetch()
+{
+    // Nothing is waited for; that there was nothing counts as a time-out of the device, which is no error here.
+    if (m_device)
+        m_device->waitForReadyRead(0);
 }
 
 qsizetype SerialChannel::inBufferCount()

@@ -93,6 +93,9 @@ public:
     bool output(const QString& text);
     /// Everything that has arrived, which is then gone; empty when the line is not open.
     QString input();
+    /// Takes in what the system holds for the line already; characters are told of by onComm, as ever. For whoever is about to give up
+    /// waiting: a time-out must not overtake a reply that lies in the port.
+    void fetch();
     /// Characters that wait to be read.
     qsizetype inBufferCount();
 

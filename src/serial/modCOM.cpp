@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <limits>
 #include <span>
+#include <utility>
 
 namespace {
 const QString lineBreak = QStringLiteral("\r\n");
@@ -74,6 +75,7 @@ void smcReceive()
 {
     Lines& l = lines();
     l.smc.waiting = true;
+    l.smc.startedOver = false;
     l.smc.receiveText += l.mc.channel.input();
     l.mcRxTimeout.restart();
     l.rxTimer.setEnabled(true);
@@ -82,6 +84,7 @@ void smcReceive()
 void rxTimerTick()
 {
     Lines& l = lines();
+    l.mc.channel.fetch();
     if (l.smc.receiveText.size() != l.smc.lastReplyLength) {
         l.smc.lastReplyLength = l.smc.receiveText.size();
         return;
@@ -95,6 +98,15 @@ void mcRxTimeoutTick()
     Lines& l = lines();
     if (l.timeoutBoxOpen || (l.smc.messageSwitch == 0 && !l.smc.waiting))
         return;
+    const qsizetype before = l.smc.receiveText.size();
+    l.mc.channel.fetch();
+    if (l.smc.receiveText.size() != before)
+        return;
+    const bool overtaken = l.rxTimer.isEnabled() && l.rxTimer.interval() > 0 && l.mcRxTimeout.lateness() >= l.rxTimer.interval();
+    if ((overtaken || modCOM::cameTooLate(l.mcRxTimeout)) && !std::exchange(l.smc.startedOver, true)) {
+        l.mcRxTimeout.restart();
+        return;
+    }
     if (l.smc.messageSwitch == 0 && !flags().closing) {
         l.timeoutBoxOpen = true;
         showMessage(QStringLiteral("SMC"), QStringLiteral("SMC does not respond..."), Prompts::Icon::None, true);
@@ -259,6 +271,10 @@ modTools::Timer& MCRxTimeout()
 modTools::Timer& tcTimeout()
 {
     return lines().tcTimeout;
+}
+bool cameTooLate(const modTools::Timer& timeout)
+{
+    return timeout.lateness() > timeout.interval() / 2;
 }
 SmcReception& smcReception()
 {

@@ -26,6 +26,8 @@ modTools::Timer& RxTimer();
 modTools::Timer& MCRxTimeout();
 /// No answer from a temperature controller: interval `RxTimeout`. Started and stopped by whoever waits.
 modTools::Timer& tcTimeout();
+/// Whether a time-out that ticks now has come too late to be believed: by more than half its interval.
+bool cameTooLate(const modTools::Timer& timeout);
 
 /// What is gathered from MCComm.
 ///
@@ -33,12 +35,15 @@ modTools::Timer& tcTimeout();
 /// RxTimer that finds the text as long as `lastReplyLength` ends the message (waiting cleared, RxTimer disabled); otherwise it stores the
 /// length. A tick of MCRxTimeout with `messageSwitch` 0 while `waiting` shows "SMC does not respond..." (title "SMC") and clears `waiting`;
 /// with any other switch it clears `waiting` silently; with switch 0 and nobody waiting, or while its own box is open, it does nothing.
+/// Both ticks first take in what the port holds already; and a time-out that fires more than half its interval late, or so late that
+/// RxTimer should have ended the message before it, starts over once: the process was stopped, or the machine slept or was busy.
 struct SmcReception
 {
     bool waiting = false; ///< somebody waits, or characters are arriving; cleared when the message is complete or timed out
     QString receiveText;  ///< characters since the last command was sent
     qint16 messageSwitch =
         0; ///< of the running wait: 0 reports a time-out, anything else is silent. A nested wait overwrites it: intended.
+    bool startedOver = false;      ///< the running time-out came too late once already
     qsizetype lastReplyLength = 0; ///< length seen by the last RxTimer tick; not reset between replies: intended
 };
 SmcReception& smcReception();

@@ -101,15 +101,18 @@ ProgramError append(const QString& path, const QByteArray& bytes)
 {
     QFile file(path);
     errno = 0;
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Unbuffered))
+    if (!file.open(QIODevice::ReadWrite | QIODevice::Unbuffered))
         return ProgramError::ofFile(path, file.error(), errno);
     const qint64 before = file.size();
+    if (!file.isSequential())
+        file.seek(before);
     const bool whole = file.write(bytes) == bytes.size();
     const int systemError = errno;
     if (whole)
         return {};
     const ProgramError error = ProgramError::ofFile(path, file.error(), systemError);
-    file.resize(before);
+    if (!file.isSequential()) // a device holds nothing that could be taken back
+        file.resize(before);
     return error;
 }
 

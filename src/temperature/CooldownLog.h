@@ -3,6 +3,7 @@
 #pragma once
 
 #include "core/ProgramError.h"
+#include "core/modTools.h"
 
 #include <QByteArray>
 #include <QDateTime>
@@ -40,15 +41,15 @@ struct Reading
 /// The module's variables; reset() puts them back.
 struct State
 {
-    bool running = false;                                ///< lines are written
-    bool reading = false;                                ///< the log talks to the controller just now
-    int number = 0;                                      ///< counts the logs of this program run; the window begins anew with each
-    QString path;                                        ///< the file, in the work directory of the log's start
-    QList<Reading> readings;                             ///< of this log, or of the last one
-    QStringList lines;                                   ///< the same as they stand in the file, without line ends
-    QByteArray unwritten;                                ///< lines that the disk did not take yet
-    ProgramError error;                                  ///< why; none: everything is in the file
-    QDateTime (*moment)() = &QDateTime::currentDateTime; ///< date and time of the lines and of the file's name
+    bool running = false;                               ///< lines are written
+    bool reading = false;                               ///< the log talks to the controller just now
+    int number = 0;                                     ///< counts the logs of this program run; the window begins anew with each
+    QString path;                                       ///< the file, in the work directory of the log's start
+    QList<Reading> readings;                            ///< of this log, or of the last one
+    QStringList lines;                                  ///< the same as they stand in the file, without line ends
+    QByteArray unwritten;                               ///< lines that the disk did not take yet
+    ProgramError error;                                 ///< why; none: everything is in the file
+    QDateTime (*moment)() = &modTools::currentDateTime; ///< date and time of the lines and of the file's name
 };
 State& state();
 void reset();

@@ -11,13 +11,28 @@
 
 #include <algorithm>
 #include <cmath>
+#include <memory>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 constexpr float shortestPoll = 0.020F; // s
 
-bool connected = false;
+/// Listens to the line and its timer.
+std::unique_ptr<QObject> listener;
+
+void timeout()
+{
+    modTC::State& tc = modTC::state();
+    const qsizetype before = tc.receiveText.size();
+    modCOM::TCComm().fetch();
+    const bool believed = tc.receiveText.size() == before && !modCOM::cameTooLate(modCOM::tcTimeout());
+    if (believed || std::exchange(tc.startedOver, true))
+        tc.timedOut = true;
+    else
+        modCOM::tcTimeout().restart();
+}
 
 void dropStrayInput(const QString& device)
 {
@@ -39,22 +54,22 @@ State& state()
 void reset()
 {
     state() = State{};
-    connected = false;
+    listener.reset();
 }
 
 void Connect()
 {
     modCOM::tcTimeout().setInterval(static_cast<int>(std::lround(configuration().ltc.line.rxTimeout * 1000.0F)));
-    if (connected)
+    if (listener)
         return;
-    connected = true;
-    QObject::connect(&modCOM::TCComm(), &SerialChannel::onComm, &modCOM::TCComm(), [](int event) {
+    listener = std::make_unique<QObject>();
+    QObject::connect(&modCOM::TCComm(), &SerialChannel::onComm, listener.get(), [](int event) {
         if (event == SerialChannel::ReceiveEvent)
             state().receiveText += modCOM::TCComm().input();
     });
     // Half a reply must not be taken for a value.
-    QObject::connect(&modCOM::TCComm(), &SerialChannel::vanished, &modCOM::TCComm(), [] { state().receiveText.clear(); });
-    QObject::connect(&modCOM::tcTimeout(), &modTools::Timer::tick, &modCOM::TCComm(), [] { state().timedOut = true; });
+    QObject::connect(&modCOM::TCComm(), &SerialChannel::vanished, listener.get(), [] { state().receiveText.clear(); });
+    QObject::connect(&modCOM::tcTimeout(), &modTools::Timer::tick, listener.get(), timeout);
 }
 
 float PollTime()
@@ -87,12 +102,14 @@ bool WaitForReply()
     State& tc = state();
     tc.busy = true;
     tc.timedOut = false;
+    tc.startedOver = false;
     modCOM::tcTimeout().restart();
     const float poll = PollTime();
     while (!tc.timedOut && !flags().closing && !modCOM::TCComm().isDown()) {
         modTools::DoEvents();
         const qsizetype before = tc.receiveText.size();
         modTools::Delay(poll, true);
+        modCOM::TCComm().fetch();
         if (tc.receiveText.size() == before && before >= 1)
             break;
     }

@@ -52,6 +52,9 @@ void Click()
     for (qint32 count = 1; running && !flags().closing; ++count) {
         const QString reply = modSMC::SMCGetVersion();
         frontPanel().setPanel(1, NumberText::General(count) + QStringLiteral(": ") + reply);
+        // Without a controller the answer is there at once.
+        if (!flags().smcOnline)
+            modTools::Delay(0.05F, true);
         modTools::DoEvents();
     }
     running = false;

@@ -4,6 +4,7 @@
 
 #include "core/Flags.h"
 #include "core/NumberText.h"
+#include "core/modTools.h"
 #include "profile/ProfileEdit.h"
 #include "profile/ProfileRun.h"
 #include "ui/Dialogs.h"
@@ -214,7 +215,7 @@ void frmProfileRun::refresh()
         return;
     }
     const double left = ProfileRun::TimeLeft();
-    const QDateTime end = QDateTime::currentDateTime().addSecs(static_cast<qint64>(std::min(left, longestTime)));
+    const QDateTime end = modTools::currentDateTime().addSecs(static_cast<qint64>(std::min(left, longestTime)));
     m_remaining->setText(QStringLiteral("Time left: ") + ProfileRun::TimeText(left) + QStringLiteral(", until ") +
                          end.toString(QStringLiteral("yyyy-MM-dd hh:mm")));
 }

@@ -77,7 +77,7 @@ private slots:
             log(),
             "[General]\nWorkDir=DIR\nScanMode=silent\nProgramPath=DIR\nThetaMin=0\nThetaMax=180\nScanStart=0\nScanStop=180\nScanStep=0.01\n"
             "ScanSpeed=1500\nSlewSpeed=4000\nWorkDir=DIR\nFileName=unnamed\nCounterTime=0.1\n"
-            "DelaySleep=0\nAutoSave=1\nTimeUnit=0\nShowCommunication=0\n"
+            "DelaySleep=1\nAutoSave=1\nTimeUnit=0\nShowCommunication=0\n"
             "[SMC]\nSerialPort=1\nSerialDevice=\nSettings=9600,N,8,1\nTxDelay=0.1\nRxDelay=0.1\nMCRxTimeout=2\n"
             "[LTC]\nLTC=0\nModel=emu\nSerialPort=1\nSerialDevice=\nSettings=9600,o,7,1\nRxTimeout=1.5\nTxDelay=0.5\nRxDelay=0\n"
             "SICLInterfaceName=hpib7\nGPIBType=hp\nGPIBDeviceAddress=0\nLS330_DEFAULT_PID=300=R3P300I50D0\nLS331_DEFAULT_PID=300="
@@ -237,7 +237,7 @@ private slots:
         QCOMPARE(now.general.scanSpeed, 2147483647);
         QCOMPARE(now.general.slewSpeed, -2147483647 - 1);
         QCOMPARE(now.general.thetaMin, std::numeric_limits<double>::max());
-        QCOMPARE(now.general.delaySleep, 0);
+        QCOMPARE(now.general.delaySleep, -5); // rests, as every number but 0
         QVERIFY(!now.general.timeUnitMinutes);
         QCOMPARE(flags().scanMode, 1);
         QCOMPARE(now.smc.serialPort, 0);

@@ -9,15 +9,43 @@
 #include "support/TestClock.h"
 
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
 
 #include <cerrno>
+#include <functional>
 #include <limits>
+#include <memory>
+#include <utility>
 
 using namespace modTools;
+
+namespace {
+/// Counts how often the clock in use is asked to rest, and for how long; time passes as asked.
+class Sleeper : public modTools::Clock
+{
+public:
+    Sleeper() { setClock(this); }
+    ~Sleeper() override { setClock(nullptr); }
+    quint32 timeGetTime() override { return now; }
+    void processEvents(int rest, const std::function<bool()>& enough) override
+    {
+        if (onRound)
+            onRound();
+        if (rest == 0 || (enough && enough()))
+            now += rest == 0 ? 1 : 0;
+        else
+            now += static_cast<quint32>(rest == untilEvent ? 20 : rest);
+        rests.append(rest);
+    }
+    void idle(int rest) override { processEvents(rest, {}); }
+
+    quint32 now = 100000;
+    QList<int> rests;
+    std::function<void()> onRound;
+};
+} // namespace
 
 class TestModTools : public QObject
 {
@@ -195,38 +223,72 @@ private slots:
         QCOMPARE(clock.elapsed(), 500U);
     }
 
-    void aDelayGivesBackTheProcessorButNotLongerThanItsInterval()
+    void aDelayRestsForWhatIsLeftOfIt()
     {
-        state().delaySleep = 1000;
-        QElapsedTimer stopwatch;
-        stopwatch.start();
+        Sleeper clock;
+        Delay(0.5F, true);
+        QCOMPARE(clock.rests, (QList<int>{500}));
+        clock.rests.clear();
+        bool woken = false;
+        clock.onRound = [&] { // an event after 100 ms
+            if (!std::exchange(woken, true))
+                clock.now += 100;
+        };
+        Delay(0.5F, true);
+        QVERIFY(clock.rests.size() >= 1 && clock.rests.constFirst() == 500);
+        clock.onRound = {};
+        clock.rests.clear();
+        Delay(0.25F, false);
+        QCOMPARE(clock.rests, (QList<int>{250}));
+    }
+
+    void aWaitForAFlagRestsUntilSomethingHappens()
+    {
+        Sleeper clock;
+        int rounds = 0;
+        clock.onRound = [&rounds] { ++rounds; };
+        WaitUntil([&rounds] { return rounds == 3; });
+        QCOMPARE(clock.rests, (QList<int>{untilEvent, untilEvent, untilEvent}));
+        clock.onRound = [] { flags().closing = true; };
+        WaitUntil([] { return false; }); // the program's end ends it
+        QCOMPARE(clock.rests.size(), 4);
+    }
+
+    void waitsSpinWhenTheSettingSaysSo()
+    {
+        Sleeper clock;
+        state().spin = true;
         Delay(0.05F, true);
-        QVERIFY2(stopwatch.elapsed() < 900, qPrintable(QString::number(stopwatch.elapsed())));
-        QVERIFY2(stopwatch.elapsed() >= 45, qPrintable(QString::number(stopwatch.elapsed())));
+        QCOMPARE(clock.rests.size(), 50);
+        QCOMPARE(clock.rests, QList<int>(50, 0));
+        clock.rests.clear();
+        int rounds = 0;
+        clock.onRound = [&rounds] { ++rounds; };
+        WaitUntil([&rounds] { return rounds == 5; });
+        QCOMPARE(clock.rests, QList<int>(5, 0));
+    }
+
+    void lettingEventsRunNeverRests()
+    {
+        Sleeper clock;
+        DoEvents();
+        QCOMPARE(clock.rests, (QList<int>{0}));
     }
 
     void anEventWakesTheWaitAtOnce()
     {
-        state().delaySleep = 20000;
-        QElapsedTimer stopwatch;
-        stopwatch.start();
         bool came = false;
         QTimer::singleShot(20, this, [&came] { came = true; });
-        while (!came)
-            DoEvents();
-        QVERIFY2(stopwatch.elapsed() < 15000, qPrintable(QString::number(stopwatch.elapsed())));
-    }
-
-    void aWaitWithSleepDoesNotSpin()
-    {
-        state().delaySleep = 10;
-        const quint32 start = modTools::timeGetTime();
-        int rounds = 0;
-        while (modTools::timeGetTime() - start < 200) {
-            DoEvents();
-            ++rounds;
-        }
-        QVERIFY2(rounds <= 30, qPrintable(QString::number(rounds)));
+        WaitUntil([&came] { return came; });
+        QVERIFY(came);
+        // An event that another event posts wakes it, too.
+        came = false;
+        QTimer::singleShot(20, this, [&came, this] {
+            QMetaObject::invokeMethod(
+                this, [&came] { came = true; }, Qt::QueuedConnection);
+        });
+        WaitUntil([&came] { return came; });
+        QVERIFY(came);
     }
 
     // --- timers

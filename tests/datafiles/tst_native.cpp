@@ -488,7 +488,7 @@ private slots:
             quint32 now = 0;
             int rounds = 0;
             quint32 timeGetTime() override { return now += 20; }
-            void processEvents(int) override { ++rounds; }
+            void processEvents(int, const std::function<bool()>&) override { ++rounds; }
             void idle(int) override {}
         } slow;
         modTools::setClock(&slow);

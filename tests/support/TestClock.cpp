@@ -64,7 +64,7 @@ void TestClock::checkLimit()
     flags().closing = true;
 }
 
-void TestClock::processEvents(int)
+void TestClock::processEvents(int /*rest*/, const std::function<bool()>& /*enough*/)
 {
     ++m_rounds;
     if (realEvents && QCoreApplication::instance() != nullptr)

@@ -41,8 +41,8 @@ public:
     void at(quint32 milliseconds, std::function<void()> action);
 
     quint32 timeGetTime() override { return now; }
-    void processEvents(int sleep) override;
-    void idle(int sleep) override;
+    void processEvents(int rest, const std::function<bool()>& enough) override;
+    void idle(int rest) override;
 
 private:
     struct Action

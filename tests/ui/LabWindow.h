@@ -3,17 +3,14 @@
 #pragma once
 
 #include "Operator.h"
-#include "VirtualLab.h"
 
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
-#include "core/PrivateProfile.h"
+#include "core/modTools.h"
+#include "core/startup/modMain.h"
 #include "serial/modCOM.h"
-#include "support/ResetProgram.h"
-#include "temperature/modHTC.h"
-#include "temperature/modHTC_Laser.h"
-#include "temperature/modLTC.h"
-#include "temperature/modTC.h"
+#include "support/DeskLab.h"
+#include "support/ResetAll.h"
 #include "ui/UiPrompts.h"
 #include "ui/frmMain.h"
 
@@ -23,38 +20,36 @@
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QTest>
-#include <QTimer>
 
 #include <functional>
 #include <memory>
 
-/// The program's window on a virtual instrument, and the hand that works it.
+/// The program's window, the virtual instrument on its desk, and the hand that works the window. Everything is as at the start of the
+/// program when it is made and when it is gone.
 class LabWindow
 {
+    // First, so that nothing of an earlier test is left when the desk takes over.
+    struct Fresh
+    {
+        Fresh() { resetAll(); }
+        ~Fresh() { resetAll(); }
+    } m_fresh;
+
 public:
-    Operator hand;
-    VirtualLab lab;
+    DeskLab lab;
+    Operator hand{lab.desk};
     std::unique_ptr<frmMain> window;
 
-    LabWindow()
-    {
-        modTC::reset();
-        modCOM::reset();
-        modLTC::state() = {};
-        modHTC::state() = {};
-        modHTC_Laser::state() = {};
-        resetProgram();
-        setPrompts(&m_prompts);
-    }
+    LabWindow() { setPrompts(&m_prompts); }
     ~LabWindow()
     {
         window.reset();
-        modTC::reset();
         setPrompts(nullptr);
     }
     LabWindow(const LabWindow&) = delete;
     LabWindow& operator=(const LabWindow&) = delete;
 
+    Desk& desk() { return lab.desk; }
     /// A key of scan.ini that is to differ from what the instrument writes; before bringUp.
     void configure(const char* section, const char* key, const QString& value) { m_keys << Key{section, key, value}; }
     /// Starts instrument and program; false when something did not come up.
@@ -66,12 +61,19 @@ public:
         for (const char* section : {"smc", "LTC"})
             m_keys.prepend({section, "TxDelay", QStringLiteral("0.02")});
         for (const Key& key : m_keys)
-            PrivateProfile::WritePrivateProfileString(QString::fromLatin1(key.section), QString::fromLatin1(key.name), key.value,
-                                                      lab.path() + QStringLiteral("/scan.ini"));
+            lab.configure(QString::fromLatin1(key.section), QString::fromLatin1(key.name), key.value);
         lab.connectProgram();
+        return showWindow();
+    }
+    /// The window alone: no instrument is there.
+    bool showWindow()
+    {
+        if (modTools::state().programDirectory.isEmpty())
+            modMain::SetProgramDirectory(lab.path());
         window = std::make_unique<frmMain>();
         window->show();
         lab.forget();
+        Operator::activate(window.get());
         return QTest::qWaitForWindowExposed(window.get());
     }
 
@@ -115,18 +117,7 @@ public:
         });
     }
     /// Does something once, as soon as `when` holds, while a procedure waits.
-    void once(std::function<bool()> when, std::function<void()> what)
-    {
-        auto* timer = new QTimer(&hand);
-        QObject::connect(timer, &QTimer::timeout, timer, [timer, when = std::move(when), what = std::move(what)] {
-            if (!when())
-                return;
-            timer->deleteLater();
-            timer->stop();
-            what();
-        });
-        timer->start(10);
-    }
+    void once(std::function<bool()> when, std::function<void()> what) { lab.desk.when(std::move(when), std::move(what)); }
 
     static QLineEdit* field(QWidget* dialog, const char* name) { return dialog->findChild<QLineEdit*>(QString::fromLatin1(name)); }
     static QPushButton* button(QWidget* dialog, const char* name) { return dialog->findChild<QPushButton*>(QString::fromLatin1(name)); }

@@ -2,26 +2,33 @@
 
 #pragma once
 
+#include "support/Desk.h"
+
 #include <QAbstractButton>
 #include <QApplication>
 #include <QDialog>
 #include <QMenu>
 #include <QMessageBox>
+#include <QObject>
 #include <QTest>
-#include <QTimer>
 
 #include <functional>
 #include <utility>
 
-/// The hand on mouse and keyboard: answers the windows that open while a procedure waits, in the order in which they are expected.
-/// A window that nobody expects is closed and counts as a failure.
+/// The hand on mouse and keyboard: answers the windows that open while a procedure waits, in the order in which they are expected, each in
+/// the moment in which it has opened. A window that nobody expects is closed and counts as a failure.
 class Operator : public QObject
 {
 public:
-    Operator()
+    explicit Operator(Desk& desk)
     {
-        QObject::connect(&m_timer, &QTimer::timeout, this, [this] { look(); });
-        m_timer.start(5);
+        desk.each([this] { return look(); });
+        desk.onFailure = [] {
+            if (QWidget* open = QApplication::activePopupWidget())
+                open->close();
+            if (auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget()))
+                dialog->reject();
+        };
     }
 
     /// A message box with this title and text (a null text is not compared): its button is pressed.
@@ -36,7 +43,7 @@ public:
     }
 
     /// Leaves the windows alone from now on: the test works in them itself.
-    void rest() { m_timer.stop(); }
+    void rest() { m_resting = true; }
 
     bool done() const { return m_expected.isEmpty(); }
     /// What went wrong, or what has not come; empty when all is well.
@@ -78,29 +85,31 @@ private:
         std::function<void(QDialog*)> hand;
     };
 
-    void look()
+    /// One look at the screen; true when there was something to do.
+    bool look()
     {
         auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
-        if (dialog == nullptr || dialog == m_working || !dialog->isVisible())
-            return;
+        if (m_resting || dialog == nullptr || dialog == m_working || !dialog->isVisible())
+            return false;
         auto* box = qobject_cast<QMessageBox*>(dialog);
         if (m_expected.isEmpty() || m_expected.first().title != dialog->windowTitle()) {
             m_failures << QStringLiteral("unexpected window: ") + dialog->windowTitle() +
                               (box != nullptr ? QStringLiteral(": ") + box->text() : QString());
             dialog->close();
-            return;
+            return true;
         }
         const Expectation expected = m_expected.takeFirst();
-        if (expected.hand) {
-            // A timer does not tick inside its own tick: boxes that the hand brings up have another one.
-            QDialog* const outer = std::exchange(m_working, dialog);
-            QTimer inner;
-            QObject::connect(&inner, &QTimer::timeout, this, [this] { look(); });
-            inner.start(5);
+        QDialog* const outer = std::exchange(m_working, dialog);
+        if (expected.hand)
             expected.hand(dialog);
-            m_working = outer;
-            return;
-        }
+        else
+            answer(expected, dialog, box);
+        m_working = outer;
+        return true;
+    }
+
+    void answer(const Expectation& expected, QDialog* dialog, QMessageBox* box)
+    {
         if (box == nullptr) {
             m_failures << QStringLiteral("not a message box: ") + dialog->windowTitle();
             dialog->close();
@@ -122,6 +131,6 @@ private:
 
     QList<Expectation> m_expected;
     QStringList m_failures;
-    QTimer m_timer;
     QDialog* m_working = nullptr;
+    bool m_resting = false;
 };

@@ -1,13 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "Operator.h"
-#include "VirtualLab.h"
+#include "LabWindow.h"
 
 #include "core/PrivateProfile.h"
 #include "core/modTools.h"
-#include "support/ResetProgram.h"
-#include "ui/UiPrompts.h"
-#include "ui/frmMain.h"
 
 #include <QPushButton>
 #include <QTest>
@@ -25,21 +21,10 @@ class TestClosing : public QObject
 {
     Q_OBJECT
 
-    UiPrompts m_prompts;
-    std::unique_ptr<Operator> m_operator;
-    std::unique_ptr<VirtualLab> m_lab;
-    std::unique_ptr<frmMain> m_window;
+    std::unique_ptr<LabWindow> m_bench;
 
-    bool bringUp(const QStringList& arguments)
-    {
-        m_lab = std::make_unique<VirtualLab>();
-        if (!m_lab->start(arguments))
-            return false;
-        m_lab->connectProgram();
-        m_window = std::make_unique<frmMain>();
-        m_window->show();
-        return flags().smcOnline;
-    }
+    LabWindow& bench() const { return *m_bench; }
+
     QString stored(const char* key) const
     {
         return PrivateProfile::GetPrivateProfileString(QStringLiteral("General"), QString::fromLatin1(key), QStringLiteral("(none)"),
@@ -47,71 +32,60 @@ class TestClosing : public QObject
     }
 
 private slots:
-    void init()
-    {
-        resetProgram();
-        setPrompts(&m_prompts);
-        m_operator = std::make_unique<Operator>();
-    }
+    void init() { m_bench = std::make_unique<LabWindow>(); }
     void cleanup()
     {
-        const QString complaint = m_operator->complaint();
-        m_window.reset();
-        m_lab.reset();
-        m_operator.reset();
-        setPrompts(nullptr);
-        resetProgram();
+        const QString complaint = m_bench->hand.complaint();
+        m_bench.reset();
         QVERIFY2(complaint.isEmpty(), qPrintable(complaint));
     }
 
     void anIdleControllerAsksNothing()
     {
-        QVERIFY(bringUp({QStringLiteral("--speed"), QStringLiteral("50")}));
+        QVERIFY(bench().bringUp({}));
         frontPanel().setText(FrontPanel::Field::ScanStart, QStringLiteral("21,5"));
-        QVERIFY(m_window->close());
+        QVERIFY(bench().window->close());
         QVERIFY(flags().closing);
         QCOMPARE(stored("ScanStart"), QStringLiteral("21.5"));
     }
 
     void aBusyControllerIsAskedAbout()
     {
-        QVERIFY(bringUp({QStringLiteral("--speed"), QStringLiteral("10"), QStringLiteral("--busy")}));
-        QCOMPARE(m_window->entry(Menu::Entry::mnuMeasStartAcquisition)->text(), QStringLiteral("Abort Data Acquisition"));
+        QVERIFY(bench().bringUp({QStringLiteral("--busy")}, 10));
+        QCOMPARE(bench().window->entry(Menu::Entry::mnuMeasStartAcquisition)->text(), QStringLiteral("Abort Data Acquisition"));
         frontPanel().setText(FrontPanel::Field::ScanStart, QStringLiteral("22"));
-        m_operator->expect(busyTitle, busyText, QStringLiteral("Cancel"));
-        QVERIFY(!m_window->close());
-        QVERIFY(m_window->isVisible());
+        bench().hand.expect(busyTitle, busyText, QStringLiteral("Cancel"));
+        QVERIFY(!bench().window->close());
+        QVERIFY(bench().window->isVisible());
         QVERIFY(!flags().closing);
         QVERIFY(stored("ScanStart") != QStringLiteral("22"));
 
-        m_operator->expect(busyTitle, busyText, QStringLiteral("OK"));
-        QVERIFY(m_window->close());
+        bench().hand.expect(busyTitle, busyText, QStringLiteral("OK"));
+        QVERIFY(bench().window->close());
         QVERIFY(flags().closing);
         QCOMPARE(stored("ScanStart"), QStringLiteral("22"));
     }
 
     void unsavedDataAreAskedAboutAndSettingsAreSavedBefore()
     {
-        m_window = std::make_unique<frmMain>();
-        m_window->show();
+        QVERIFY(bench().showWindow());
         flags().dataPresent = true;
-        m_operator->expect(unsavedTitle, unsavedText, QStringLiteral("No"),
-                           [](QMessageBox* box) { QCOMPARE(box->defaultButton()->text(), QStringLiteral("&No")); });
-        QVERIFY(!m_window->close());
-        QVERIFY(m_window->isVisible());
-        m_operator->expect(unsavedTitle, unsavedText, QStringLiteral("Yes"));
-        QVERIFY(m_window->close());
+        bench().hand.expect(unsavedTitle, unsavedText, QStringLiteral("No"),
+                            [](QMessageBox* box) { QCOMPARE(box->defaultButton()->text(), QStringLiteral("&No")); });
+        QVERIFY(!bench().window->close());
+        QVERIFY(bench().window->isVisible());
+        bench().hand.expect(unsavedTitle, unsavedText, QStringLiteral("Yes"));
+        QVERIFY(bench().window->close());
         QVERIFY(flags().closing);
     }
 
     void savedDataAreNotAskedAbout()
     {
-        m_window = std::make_unique<frmMain>();
-        m_window->show();
+        QVERIFY(bench().showWindow());
         flags().dataPresent = flags().dataSaved = true;
-        Operator::chooseByKeys(m_window.get(), QStringLiteral("fx"));
+        Operator::chooseByKeys(bench().window.get(), QStringLiteral("fx"));
         QVERIFY(flags().closing);
-        QVERIFY(!m_window->isVisible());
+        QVERIFY(!bench().window->isVisible());
     }
 };
 

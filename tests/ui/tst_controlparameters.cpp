@@ -3,6 +3,7 @@
 #include "LabWindow.h"
 
 #include "core/Configuration.h"
+#include "temperature/modLTC.h"
 #include "ui/frmRPID.h"
 
 #include <QFile>
@@ -31,8 +32,8 @@ class TestControlParameters : public QObject
         LabWindow::type(edit, text);
         bench().hand.expect(QStringLiteral("Value out of range"), message, QStringLiteral("OK"));
         QTest::keyClick(edit, Qt::Key_Tab);
-        QTRY_VERIFY(bench().hand.done());
-        QTRY_COMPARE(dialog->focusWidget(), edit);
+        DESK_VERIFY(bench().hand.done());
+        DESK_COMPARE(dialog->focusWidget(), edit);
     }
     void taken(QDialog* dialog, const char* name, const QString& text)
     {
@@ -149,7 +150,7 @@ private slots:
             QTest::keyClick(LabWindow::field(dialog, "txtD"), Qt::Key_Return);
         });
         bench().choose(Entry::mnuLTCChangePID);
-        QTRY_COMPARE(bench().lab.received(QStringLiteral("LTC")), sent);
+        DESK_COMPARE(bench().lab.received(QStringLiteral("LTC")), sent);
         // The controller has them now.
         bench().hand.expectWindow(rpidTitle(), [&](QDialog* dialog) {
             QCOMPARE(LabWindow::field(dialog, "txtR")->text(), range);
@@ -174,7 +175,7 @@ private slots:
             if (!message.isEmpty())
                 bench().hand.expect(QStringLiteral("Value out of range"), message, QStringLiteral("OK"));
             QTest::mouseClick(LabWindow::button(&dialog, "btnOk"), Qt::LeftButton);
-            QTRY_VERIFY(bench().hand.done());
+            DESK_VERIFY(bench().hand.done());
             QCOMPARE(dialog.isVisible(), !message.isEmpty());
         };
         pasted("txtR", QStringLiteral("1.6"), QStringLiteral("The valid R range is 0 ... 3!"));
@@ -336,10 +337,18 @@ private slots:
         QVERIFY(bench().bringUp({QStringLiteral("--ltc"), QStringLiteral("331")}));
         bench().answerInput(QStringLiteral("New Setpoint"), QStringLiteral("Enter new setpoint:"), QString(), QStringLiteral("20"));
         bool waited = false;
+        QStringList panel;
+        connect(&frontPanel(), &FrontPanel::panelChanged, &bench().hand, [&panel](int number, const QString& text) {
+            if (number == 3)
+                panel << text;
+        });
         bench().once([] { return LabWindow::textLines().size() > 5; },
                      [&] {
                          waited = true;
-                         QCOMPARE(frontPanel().panel(3), QStringLiteral("Current temperature query..."));
+                         // Both by turns: what the wait is, and what it reads.
+                         QCOMPARE(panel.mid(panel.size() - 3), (QStringList{QStringLiteral("LTC: Waiting for steady state..."),
+                                                                            QStringLiteral("Current temperature query..."),
+                                                                            QStringLiteral("LTC: Waiting for steady state...")}));
                          QPushButton* button = LabWindow::button(LabWindow::textWindow(), "btnOk");
                          QCOMPARE(button->text(), QStringLiteral("&Take it"));
                          // Neither Escape nor the window's own button accept what is there.
@@ -463,7 +472,7 @@ private slots:
     {
         QVERIFY(bench().bringUp({QStringLiteral("--ltc"), QStringLiteral("331")}));
         bench().choose(Entry::mnuLTCDefault);
-        QTRY_COMPARE(bench().lab.received(QStringLiteral("LTC")), QStringLiteral("*RST|RANGE 0|"));
+        DESK_COMPARE(bench().lab.received(QStringLiteral("LTC")), QStringLiteral("*RST|RANGE 0|"));
     }
 };
 

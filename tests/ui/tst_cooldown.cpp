@@ -1,18 +1,14 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "Operator.h"
-#include "VirtualLab.h"
+#include "LabWindow.h"
 
 #include "core/Configuration.h"
 #include "core/ScanData.h"
 #include "plot/Look.h"
 #include "plot/TemperaturePlot.h"
-#include "support/ResetProgram.h"
 #include "temperature/CooldownLog.h"
 #include "temperature/modTC.h"
-#include "ui/UiPrompts.h"
 #include "ui/frmCooldown.h"
-#include "ui/frmMain.h"
 
 #include <QFile>
 #include <QLabel>
@@ -30,26 +26,21 @@ class TestCooldownWindow : public QObject
 {
     Q_OBJECT
 
-    UiPrompts m_prompts;
-    std::unique_ptr<Operator> m_operator;
-    std::unique_ptr<VirtualLab> m_lab;
-    std::unique_ptr<frmMain> m_window;
+    std::unique_ptr<LabWindow> m_bench;
 
-    bool bringUp(const QString& speed = QStringLiteral("20"))
+    LabWindow& bench() const { return *m_bench; }
+
+    bool bringUp(int speed = 20)
     {
-        m_lab = std::make_unique<VirtualLab>();
-        if (!m_lab->start({QStringLiteral("--speed"), speed, QStringLiteral("--ltc"), QStringLiteral("331")}))
+        if (!bench().bringUp({QStringLiteral("--ltc"), QStringLiteral("331")}, speed))
             return false;
-        m_lab->connectProgram();
-        configuration().general.workDir = m_lab->path();
+        configuration().general.workDir = bench().lab.path();
         configuration().ltc.logInterval = 1;
-        m_window = std::make_unique<frmMain>();
-        m_window->show();
-        return QTest::qWaitForWindowExposed(m_window.get()) && flags().ltcEnabled && flags().smcOnline;
+        return flags().ltcEnabled && flags().smcOnline;
     }
 
-    QAction* entry(Menu::Entry which = Menu::Entry::mnuLTCLogCooldown) const { return m_window->entry(which); }
-    frmCooldown* log() const { return m_window->findChild<frmCooldown*>(); }
+    QAction* entry(Menu::Entry which = Menu::Entry::mnuLTCLogCooldown) const { return bench().window->entry(which); }
+    frmCooldown* log() const { return bench().window->findChild<frmCooldown*>(); }
     QString text() const
     {
         return log() != nullptr ? log()->findChild<QPlainTextEdit*>(QStringLiteral("txtDisplay"))->toPlainText() : QString();
@@ -88,27 +79,11 @@ class TestCooldownWindow : public QObject
     }
 
 private slots:
-    void init()
-    {
-        resetProgram();
-        modCOM::reset();
-        modTC::reset();
-        CooldownLog::reset();
-        setPrompts(&m_prompts);
-        m_operator = std::make_unique<Operator>();
-    }
-
+    void init() { m_bench = std::make_unique<LabWindow>(); }
     void cleanup()
     {
-        const QString complaint = m_operator->complaint();
-        CooldownLog::Stop();
-        QTRY_VERIFY(!CooldownLog::state().reading);
-        m_window.reset();
-        CooldownLog::reset();
-        modTC::reset();
-        m_lab.reset();
-        m_operator.reset();
-        setPrompts(nullptr);
+        const QString complaint = m_bench->hand.complaint();
+        m_bench.reset();
         QVERIFY2(complaint.isEmpty(), qPrintable(complaint));
     }
 
@@ -192,7 +167,7 @@ private slots:
         auto* hint = qobject_cast<QCPItemText*>(plot()->item(0));
         QVERIFY(hint != nullptr && hint->visible());
         QCOMPARE(hint->text(), QStringLiteral("Waiting for the first reading"));
-        QTRY_VERIFY_WITH_TIMEOUT(lines() >= 3, 15000);
+        DESK_VERIFY(lines() >= 3);
         QVERIFY(!hint->visible());
 
         const QRegularExpression line(QStringLiteral("^\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d;2\\d\\d\\.?\\d*;\\d+\\.?\\d*$"));
@@ -209,7 +184,7 @@ private slots:
         QVERIFY(log()->isVisible() && !button("btnStop")->isEnabled());
         QVERIFY(label("lblStatus")->text().startsWith(QStringLiteral("Stopped. ")));
         const QByteArray before = fileBytes();
-        QTRY_VERIFY(!CooldownLog::state().reading);
+        DESK_VERIFY(!CooldownLog::state().reading);
         QCOMPARE(fileBytes(), before);
     }
 
@@ -217,41 +192,41 @@ private slots:
     {
         QVERIFY(bringUp());
         entry()->trigger();
-        QTRY_VERIFY_WITH_TIMEOUT(lines() >= 2, 15000);
+        DESK_VERIFY(lines() >= 2);
         const QString first = CooldownLog::state().path;
         QTest::mouseClick(button("btnStop"), Qt::LeftButton);
         QCOMPARE(entry()->text(), QStringLiteral("Log Cooldown"));
-        QTRY_VERIFY(!CooldownLog::state().reading);
+        DESK_VERIFY(!CooldownLog::state().reading);
         entry()->trigger();
         QVERIFY(CooldownLog::state().path != first);
         QCOMPARE(lines(), 0);
         QVERIFY(plot()->isEmpty());
-        QCOMPARE(m_window->findChildren<frmCooldown*>().size(), 1);
-        QTRY_VERIFY_WITH_TIMEOUT(lines() >= 1, 15000);
+        QCOMPARE(bench().window->findChildren<frmCooldown*>().size(), 1);
+        DESK_VERIFY(lines() >= 1);
     }
 
     void closingTheWindowDoesNotStopTheLog()
     {
         QVERIFY(bringUp());
         entry()->trigger();
-        QTRY_VERIFY_WITH_TIMEOUT(lines() >= 1, 15000);
+        DESK_VERIFY(lines() >= 1);
         QTest::keyClick(log(), Qt::Key_Escape);
         QVERIFY(!log()->isVisible());
         QCOMPARE(entry()->text(), QStringLiteral("Stop &Log Cooldown"));
         const qsizetype before = lines();
-        QTRY_VERIFY_WITH_TIMEOUT(lines() > before && frontPanel().panel(3).startsWith(QStringLiteral("LTC: 2")), 15000);
+        DESK_VERIFY(lines() > before && frontPanel().panel(3).startsWith(QStringLiteral("LTC: 2")));
         QVERIFY(!log()->isVisible());
-        QTest::mouseClick(m_window->findChild<QWidget*>(QStringLiteral("Panel3")), Qt::LeftButton);
+        QTest::mouseClick(bench().window->findChild<QWidget*>(QStringLiteral("Panel3")), Qt::LeftButton);
         QVERIFY(log()->isVisible());
     }
 
     void theLogGoesOnDuringAScanThatEndsWithAllItsCounts()
     {
-        QVERIFY(bringUp(QStringLiteral("4")));
+        QVERIFY(bringUp(4));
         entry()->trigger();
-        QTRY_VERIFY_WITH_TIMEOUT(lines() >= 1, 15000);
+        DESK_VERIFY(lines() >= 1);
         typeScan({QStringLiteral("20"), QStringLiteral("21"), QStringLiteral("0.02"), QStringLiteral("0.2")});
-        m_operator->expect(
+        bench().hand.expect(
             QStringLiteral("Start scan"),
             QStringLiteral("Selected parameter set (Theta-2-Theta):\n\nScan Start  : 20\u00b0 2-Theta\nScan Stop   : 21\u00b0 "
                            "2-Theta\nScan Step   : 0.02\u00b0 2-Theta\nCounter Time: 0.2 seconds\n"),
@@ -260,15 +235,8 @@ private slots:
         qsizetype during = 0;
         connect(&scanData(), &ScanData::plotRequested, log(), [&] { during = lines() - before; });
         // The worst moment: within a reading, which must not stand still for the whole scan.
-        QTimer within;
-        connect(&within, &QTimer::timeout, this, [&] {
-            if (!CooldownLog::state().reading)
-                return;
-            within.stop();
-            entry(Menu::Entry::mnuMeasStartAcquisition)->trigger();
-        });
-        within.start(1);
-        QTRY_VERIFY_WITH_TIMEOUT(flags().dataPresent && !flags().acquisitionRunning, 40000);
+        bench().once([] { return CooldownLog::state().reading; }, [&] { entry(Menu::Entry::mnuMeasStartAcquisition)->trigger(); });
+        DESK_VERIFY(flags().dataPresent && !flags().acquisitionRunning);
         QCOMPARE(scanData().size(), 51);
         const QVector<double>& counts = scanData().counts();
         QCOMPARE(std::count_if(counts.cbegin(), counts.cend(), [](double count) { return count > 0; }), counts.size());
@@ -285,23 +253,19 @@ private slots:
         bool chosen = false;
         bool began = false;
         bool inside = false;
-        QTimer during;
-        connect(&during, &QTimer::timeout, this, [&] {
-            if (!CooldownLog::state().reading)
-                return;
-            during.stop();
-            chosen = true;
-            entry(Menu::Entry::mnuLTCQueryTemperature)->trigger();
-            began = flags().temperatureRunning;
-        });
-        during.start(5);
-        m_operator->expectWindow(QStringLiteral("LTC"), [&](QDialog* box) {
+        bench().once([] { return CooldownLog::state().reading; },
+                     [&] {
+                         chosen = true;
+                         entry(Menu::Entry::mnuLTCQueryTemperature)->trigger();
+                         began = flags().temperatureRunning;
+                     });
+        bench().hand.expectWindow(QStringLiteral("LTC"), [&](QDialog* box) {
             inside = CooldownLog::state().reading;
             QVERIFY(qobject_cast<QMessageBox*>(box)->text().startsWith(QStringLiteral("Current temperature is: 2")));
             box->accept();
         });
         entry()->trigger();
-        QTRY_VERIFY_WITH_TIMEOUT(m_operator->done() && !flags().temperatureRunning, 15000);
+        DESK_VERIFY(bench().hand.done() && !flags().temperatureRunning);
         QVERIFY(chosen && !began && !inside);
         QCOMPARE(lines(), 1);
         QVERIFY2(!text().contains(QStringLiteral(";;")), qPrintable(text()));
@@ -312,17 +276,13 @@ private slots:
         QVERIFY(bringUp());
         configuration().ltc.line.txDelay = 0.2F;
         bool off = false;
-        QTimer during;
-        connect(&during, &QTimer::timeout, this, [&] {
-            if (!CooldownLog::state().reading)
-                return;
-            during.stop();
-            entry()->trigger();
-            off = CooldownLog::state().reading && !CooldownLog::state().running;
-        });
-        during.start(5);
+        bench().once([] { return CooldownLog::state().reading; },
+                     [&] {
+                         entry()->trigger();
+                         off = CooldownLog::state().reading && !CooldownLog::state().running;
+                     });
         entry()->trigger();
-        QTRY_VERIFY_WITH_TIMEOUT(off, 15000);
+        DESK_VERIFY(off);
         QCOMPARE(fileBytes(), QByteArray());
     }
 
@@ -330,10 +290,10 @@ private slots:
     {
         QVERIFY(bringUp());
         entry()->trigger();
-        QTRY_VERIFY_WITH_TIMEOUT(lines() >= 2, 15000);
-        QVERIFY(m_window->close());
+        DESK_VERIFY(lines() >= 2);
+        QVERIFY(bench().window->close());
         QVERIFY(flags().closing && !CooldownLog::state().running);
-        QTRY_VERIFY(!CooldownLog::state().reading);
+        DESK_VERIFY(!CooldownLog::state().reading);
         QCOMPARE(QString::fromLatin1(fileBytes()).remove(u'\r').trimmed(), text());
     }
 
@@ -342,20 +302,19 @@ private slots:
         QVERIFY(bringUp());
         flags().acquisitionRunning = true; // no box while a scan runs
         entry()->trigger();
-        QTRY_VERIFY_WITH_TIMEOUT(lines() >= 1, 15000);
+        DESK_VERIFY(lines() >= 1);
         // From now on nothing fits.
         QVERIFY(QFile::remove(CooldownLog::state().path) && QFile::link(QStringLiteral("/dev/full"), CooldownLog::state().path));
-        QTRY_COMPARE_WITH_TIMEOUT(label("lblStatus")->text(), QStringLiteral("Not written to the file: Disk full. The lines are kept."),
-                                  15000);
+        DESK_COMPARE(label("lblStatus")->text(), QStringLiteral("Not written to the file: Disk full. The lines are kept."));
         QCOMPARE(label("lblStatus")->palette().color(QPalette::WindowText), Look::danger(log()->palette()));
         const qsizetype before = lines();
-        QTRY_VERIFY_WITH_TIMEOUT(lines() > before, 15000);
-        m_operator->expect(QStringLiteral("Cooldown log"), QStringLiteral("Error # 61 caused by LogCooldown()\nDisk full"),
-                           QStringLiteral("OK"));
+        DESK_VERIFY(lines() > before);
+        bench().hand.expect(QStringLiteral("Cooldown log"), QStringLiteral("Error # 61 caused by LogCooldown()\nDisk full"),
+                            QStringLiteral("OK"));
         flags().acquisitionRunning = false;
-        QTRY_VERIFY_WITH_TIMEOUT(m_operator->done(), 15000);
+        DESK_VERIFY(bench().hand.done());
         QVERIFY(QFile::remove(CooldownLog::state().path));
-        QTRY_VERIFY_WITH_TIMEOUT(label("lblStatus")->text().startsWith(QStringLiteral("Logging to ")), 15000);
+        DESK_VERIFY(label("lblStatus")->text().startsWith(QStringLiteral("Logging to ")));
         QVERIFY(QString::fromLatin1(fileBytes()).remove(u'\r').trimmed() == text().section(u'\n', 1));
     }
 };

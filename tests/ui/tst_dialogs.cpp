@@ -10,7 +10,7 @@
 #include "core/startup/modMain.h"
 #include "goniometer/Ratemeter.h"
 #include "goniometer/modSMC.h"
-#include "support/ResetProgram.h"
+#include "support/ResetAll.h"
 #include "ui/UiPrompts.h"
 #include "ui/frmAbout.h"
 #include "ui/frmMain.h"
@@ -49,6 +49,7 @@ class TestDialogs : public QObject
     Q_OBJECT
 
     UiPrompts m_prompts;
+    std::unique_ptr<Desk> m_desk;
     std::unique_ptr<Operator> m_operator;
     std::unique_ptr<QTemporaryDir> m_directory;
 
@@ -72,9 +73,10 @@ class TestDialogs : public QObject
 private slots:
     void init()
     {
-        resetProgram();
+        resetAll();
         setPrompts(&m_prompts);
-        m_operator = std::make_unique<Operator>();
+        m_desk = std::make_unique<Desk>();
+        m_operator = std::make_unique<Operator>(*m_desk);
         m_directory = std::make_unique<QTemporaryDir>();
         modTools::state().programDirectory = m_directory->path();
         modTools::state().iniPath = m_directory->filePath(QStringLiteral("scan.ini"));
@@ -83,6 +85,7 @@ private slots:
     {
         const QString complaint = m_operator->complaint();
         m_operator.reset();
+        m_desk.reset();
         setPrompts(nullptr);
         QVERIFY2(complaint.isEmpty(), qPrintable(complaint));
     }
@@ -267,7 +270,7 @@ private slots:
         frmAbout::open(&mainWindow);
         QCOMPARE(mainWindow.findChildren<frmAbout*>().size(), qsizetype{1});
         press(about, "btnOk");
-        QTRY_VERIFY(about.isNull());
+        DESK_VERIFY(about.isNull());
     }
 
     void theSplashShowsTwoLines()
@@ -366,17 +369,13 @@ private slots:
         m_operator->rest();
         // In the simulation state every reply is empty: 0 counts.
         frmRatemeter dialog;
-        QTimer hand;
         QString caption, value;
-        QObject::connect(&hand, &QTimer::timeout, &dialog, [&] {
-            if (dialog.findChild<QLineEdit*>(QStringLiteral("txtValue"))->text().isEmpty())
-                return;
-            hand.stop();
-            caption = dialog.windowTitle();
-            value = dialog.findChild<QLineEdit*>(QStringLiteral("txtValue"))->text();
-            press(&dialog, "btnExit");
-        });
-        hand.start(10);
+        m_desk->when([&] { return !dialog.findChild<QLineEdit*>(QStringLiteral("txtValue"))->text().isEmpty(); },
+                     [&] {
+                         caption = dialog.windowTitle();
+                         value = dialog.findChild<QLineEdit*>(QStringLiteral("txtValue"))->text();
+                         press(&dialog, "btnExit");
+                     });
         QVERIFY(dialog.findChild<QCheckBox*>(QStringLiteral("chkAutoRange"))->isChecked());
         QCOMPARE(dialog.findChild<QCheckBox*>(QStringLiteral("chkAutoRange"))->text(), QStringLiteral("AutoRange"));
         QCOMPARE(dialog.findChild<QPushButton*>(QStringLiteral("btnExit"))->text(), QStringLiteral("&Exit"));
@@ -385,7 +384,7 @@ private slots:
         QCOMPARE(value.trimmed(), QStringLiteral("0"));
         QCOMPARE(caption, QStringLiteral("RateMeter [Range 10]"));
         QVERIFY(!flags().ratemeterRunning);
-        QTRY_VERIFY(!Ratemeter::state().looping);
+        DESK_VERIFY(!Ratemeter::state().looping);
     }
 
     // --- questions

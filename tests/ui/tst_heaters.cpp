@@ -3,6 +3,8 @@
 #include "LabWindow.h"
 
 #include "core/Configuration.h"
+#include "temperature/modHTC.h"
+#include "temperature/modTC.h"
 #include "ui/frmRPID.h"
 
 #include <QFile>
@@ -58,8 +60,8 @@ class TestHeaters : public QObject
         LabWindow::type(edit, text);
         bench().hand.expect(QStringLiteral("Value out of range"), message, QStringLiteral("OK"));
         QTest::keyClick(edit, Qt::Key_Tab);
-        QTRY_VERIFY(bench().hand.done());
-        QTRY_COMPARE(dialog->focusWidget(), edit);
+        DESK_VERIFY(bench().hand.done());
+        DESK_COMPARE(dialog->focusWidget(), edit);
     }
     void taken(QDialog* dialog, const char* name, const QString& text, const QString& shown)
     {
@@ -68,7 +70,7 @@ class TestHeaters : public QObject
         edit->setFocus();
         LabWindow::type(edit, text);
         QTest::keyClick(edit, Qt::Key_Tab);
-        QTRY_COMPARE(edit->text(), shown);
+        DESK_COMPARE(edit->text(), shown);
         QVERIFY(bench().hand.complaint().isEmpty());
     }
 
@@ -104,10 +106,10 @@ private slots:
         QCOMPARE(output->text(), QStringLiteral("Heater &Output (is OFF)"));
         bench().choose(Entry::mnuHTCHeaterOutput);
         QCOMPARE(output->text(), QStringLiteral("Heater &Output (is ON)"));
-        QTRY_COMPARE(valueAt(written(), 16), 1);
+        DESK_COMPARE(valueAt(written(), 16), 1);
         bench().choose(Entry::mnuHTCHeaterOutput);
         QCOMPARE(output->text(), QStringLiteral("Heater &Output (is OFF)"));
-        QTRY_COMPARE(blocksWritten(), 2);
+        DESK_COMPARE(blocksWritten(), 2);
         QCOMPARE(valueAt(written(), 16), 0);
     }
 
@@ -126,7 +128,7 @@ private slots:
             QTest::mouseClick(LabWindow::button(dialog, "btnOk"), Qt::LeftButton);
         });
         bench().choose(Entry::mnuHTCChangePID);
-        QTRY_COMPARE(blocksWritten(), 1);
+        DESK_COMPARE(blocksWritten(), 1);
         const QString block = written();
         QCOMPARE(valueAt(block, 7), 500);
         QCOMPARE(valueAt(block, 10), 5000);
@@ -257,15 +259,15 @@ private slots:
     {
         QVERIFY(furnace());
         bench().choose(Entry::mnuHTCAutoOptimize);
-        QTRY_COMPARE(valueAt(written(), 28), 1);
+        DESK_COMPARE(valueAt(written(), 28), 1);
         bench().choose(Entry::mnuHTCAutoOptimize);
-        QTRY_COMPARE(blocksWritten(), 2);
+        DESK_COMPARE(blocksWritten(), 2);
         QCOMPARE(valueAt(written(), 28), 0);
         modHTC::SetPID({0, 1, 2, 3});
-        QTRY_COMPARE(blocksWritten(), 3);
+        DESK_COMPARE(blocksWritten(), 3);
         QCOMPARE(valueAt(written(), 7), 1);
         bench().choose(Entry::mnuHTCDefault);
-        QTRY_COMPARE(blocksWritten(), 4);
+        DESK_COMPARE(blocksWritten(), 4);
         QCOMPARE(valueAt(written(), 7), 71);
         QCOMPARE(valueAt(written(), 10), 8);
         QCOMPARE(valueAt(written(), 13), 2);

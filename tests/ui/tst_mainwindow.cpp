@@ -1,16 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "Operator.h"
+#include "LabWindow.h"
 
 #include "core/Configuration.h"
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
 #include "core/ScanData.h"
 #include "plot/Chart2d.h"
-#include "support/ResetProgram.h"
 #include "ui/Fields.h"
-#include "ui/UiPrompts.h"
-#include "ui/frmMain.h"
 
 #include <QGroupBox>
 #include <QKeyEvent>
@@ -31,14 +28,14 @@ class TestMainWindow : public QObject
 {
     Q_OBJECT
 
-    UiPrompts m_prompts;
-    std::unique_ptr<Operator> m_operator;
-    std::unique_ptr<frmMain> m_window;
+    std::unique_ptr<LabWindow> m_bench;
+
+    LabWindow& bench() const { return *m_bench; }
 
     template <typename Widget>
     Widget* find(const char* name) const
     {
-        return m_window->findChild<Widget*>(QString::fromLatin1(name));
+        return bench().window->findChild<Widget*>(QString::fromLatin1(name));
     }
     QLineEdit* field(const char* name) const { return find<QLineEdit>(name); }
     /// Replaces a field's text as a person does: select all, type.
@@ -52,28 +49,22 @@ class TestMainWindow : public QObject
 private slots:
     void init()
     {
-        resetProgram();
-        setPrompts(&m_prompts);
-        m_operator = std::make_unique<Operator>();
+        m_bench = std::make_unique<LabWindow>();
         configuration().general.thetaMin = 0;
         configuration().general.thetaMax = 180;
         frontPanel().setText(Field::ScanStart, QStringLiteral("10"));
         frontPanel().setText(Field::ScanStop, QStringLiteral("80"));
         frontPanel().setText(Field::ScanStep, QStringLiteral("0.02"));
         frontPanel().setText(Field::CounterTime, QStringLiteral("0.1"));
-        m_window = std::make_unique<frmMain>();
-        m_window->resize(1024, 768);
-        m_window->show();
-        m_window->activateWindow();
-        QVERIFY(QTest::qWaitForWindowActive(m_window.get()));
+        QVERIFY(bench().showWindow());
+        bench().window->resize(1024, 768);
+        QVERIFY(QTest::qWaitForWindowActive(bench().window.get()));
     }
 
     void cleanup()
     {
-        const QString complaint = m_operator->complaint();
-        m_window.reset();
-        m_operator.reset();
-        setPrompts(nullptr);
+        const QString complaint = m_bench->hand.complaint();
+        m_bench.reset();
         QVERIFY2(complaint.isEmpty(), qPrintable(complaint));
     }
 
@@ -122,7 +113,7 @@ private slots:
         QVERIFY(control != nullptr);
         QCOMPARE(control->toolTip(), toolTip);
         if (!labelName.isEmpty()) {
-            auto* text = m_window->findChild<QLabel*>(labelName);
+            auto* text = bench().window->findChild<QLabel*>(labelName);
             QVERIFY(text != nullptr);
             QCOMPARE(text->text(), label);
             QCOMPARE(text->buddy(), control);
@@ -151,7 +142,7 @@ private slots:
                     result << action->text();
             return result;
         };
-        QCOMPARE(texts(m_window->menuBar()->actions()),
+        QCOMPARE(texts(bench().window->menuBar()->actions()),
                  QStringList({"&File", "&Measurement", "&HTC", "&LTC", "La&ser", "E&xtras", "&Help"}));
         const auto entries = [&](const char* menu) { return texts(find<QAction>(menu)->menu()->actions()); };
         QCOMPARE(entries("mnuFile"), QStringList({"&Open...", "&Save...", "Set &Work Directory...", "Set&tings...", "E&xit"}));
@@ -181,7 +172,7 @@ private slots:
         frontPanel().setEntryCaption(Menu::Entry::mnuMeasStartAcquisition, QStringLiteral("Abort Data Acquisition"));
         QCOMPARE(find<QAction>("mnuMeasStartAcquisition")->text(), QStringLiteral("Abort Data Acquisition"));
         frontPanel().setCaption(QStringLiteral("Scan (Simulation)"));
-        QCOMPARE(m_window->windowTitle(), QStringLiteral("Scan (Simulation)"));
+        QCOMPARE(bench().window->windowTitle(), QStringLiteral("Scan (Simulation)"));
         flags().acquisitionRunning = true;
         frontPanel().refreshEntries();
         QVERIFY(field("ScanStart")->isReadOnly());
@@ -198,7 +189,7 @@ private slots:
             if (Menu::isMenu(item.entry))
                 continue;
             // An entry that is enabled is connected to a procedure.
-            QAction* action = m_window->entry(item.entry);
+            QAction* action = bench().window->entry(item.entry);
             QVERIFY2(!action->isEnabled() || action->property("hasProcedure").toBool(), item.name);
         }
     }
@@ -240,18 +231,18 @@ private slots:
     {
         type(field("ScanStart"), QStringLiteral("0"));
         type(field("ScanStop"), QStringLiteral("100"));
-        m_operator->expect(QStringLiteral("Error"), QStringLiteral("Too many data points!\nScan range will be reduced..."),
-                           QStringLiteral("OK"));
+        bench().hand.expect(QStringLiteral("Error"), QStringLiteral("Too many data points!\nScan range will be reduced..."),
+                            QStringLiteral("OK"));
         type(field("ScanStep"), QStringLiteral("0.002"));
         QTest::keyClick(field("ScanStep"), Qt::Key_Tab);
         QCOMPARE(field("ScanStop")->text(), QStringLiteral("64"));
-        QVERIFY(m_operator->done());
+        QVERIFY(bench().hand.done());
     }
 
     void openingAMenuDoesNotLeaveTheField()
     {
         type(field("ScanStart"), QStringLiteral("200"));
-        QTest::keyClick(m_window.get(), 'F', Qt::AltModifier);
+        QTest::keyClick(bench().window.get(), 'F', Qt::AltModifier);
         QVERIFY(QApplication::activePopupWidget() != nullptr);
         QCOMPARE(field("ScanStart")->text(), QStringLiteral("200"));
         QTest::keyClick(QApplication::activePopupWidget(), Qt::Key_Escape);
@@ -281,20 +272,20 @@ private slots:
     {
         field("txtFileName")->setFocus();
         field("txtFileName")->setText(QStringLiteral("two words"));
-        m_operator->expect(QStringLiteral("File name"), QStringLiteral("'two words' is not a valid file name."), QStringLiteral("OK"));
+        bench().hand.expect(QStringLiteral("File name"), QStringLiteral("'two words' is not a valid file name."), QStringLiteral("OK"));
         QTest::keyClick(field("txtFileName"), Qt::Key_Return);
-        QVERIFY(m_operator->done());
+        QVERIFY(bench().hand.done());
         QApplication::processEvents();
-        QVERIFY(m_operator->complaint().isEmpty());
+        QVERIFY(bench().hand.complaint().isEmpty());
     }
 
     void leavingABadNameShowsTheOtherTitle()
     {
         field("txtFileName")->setFocus();
         field("txtFileName")->setText(QStringLiteral("a*b"));
-        m_operator->expect(QStringLiteral("Invalid parameter"), QStringLiteral("'a*b' is not a valid file name."), QStringLiteral("OK"));
+        bench().hand.expect(QStringLiteral("Invalid parameter"), QStringLiteral("'a*b' is not a valid file name."), QStringLiteral("OK"));
         QTest::keyClick(field("txtFileName"), Qt::Key_Tab);
-        QVERIFY(m_operator->done());
+        QVERIFY(bench().hand.done());
     }
 
     void aNameIsWrittenBackTrimmed()
@@ -346,12 +337,12 @@ private slots:
 
     void aLongStatusTextIsCutAndDoesNotWidenTheWindow()
     {
-        const QSize before = m_window->minimumSizeHint();
+        const QSize before = bench().window->minimumSizeHint();
         frontPanel().setPanel(1, QString(500, u'x'));
         QApplication::processEvents();
-        QCOMPARE(m_window->minimumSizeHint(), before);
+        QCOMPARE(bench().window->minimumSizeHint(), before);
         QCOMPARE(find<PanelLabel>("Panel1")->toolTip(), QString(500, u'x'));
-        QCOMPARE(m_window->size(), QSize(1024, 768));
+        QCOMPARE(bench().window->size(), QSize(1024, 768));
     }
 
     void focusCanBeTakenAwayFromTheFields()
@@ -386,25 +377,25 @@ private slots:
         QFETCH(QSize, size);
         frontPanel().setPicXRayOn(true);
         frontPanel().setPicLaserOn(true);
-        QVERIFY(m_window->minimumSizeHint().width() <= 1024 && m_window->minimumSizeHint().height() <= 740);
-        m_window->resize(size.expandedTo(m_window->minimumSizeHint()));
+        QVERIFY(bench().window->minimumSizeHint().width() <= 1024 && bench().window->minimumSizeHint().height() <= 740);
+        bench().window->resize(size.expandedTo(bench().window->minimumSizeHint()));
         QApplication::processEvents();
         QList<QWidget*> shown;
-        for (QWidget* widget : m_window->findChildren<QWidget*>())
+        for (QWidget* widget : bench().window->findChildren<QWidget*>())
             if (widget->isVisible() && !widget->isWindow() && !widget->objectName().isEmpty() && !widget->objectName().startsWith(u"qt_") &&
                 widget->objectName() != QLatin1String("StatusBar"))
                 shown << widget;
         QVERIFY(shown.size() > 15);
         for (QWidget* one : shown) {
-            const QRect place(one->mapTo(m_window.get(), QPoint(0, 0)), one->size());
-            QVERIFY2(m_window->rect().contains(place), qPrintable(one->objectName()));
+            const QRect place(one->mapTo(bench().window.get(), QPoint(0, 0)), one->size());
+            QVERIFY2(bench().window->rect().contains(place), qPrintable(one->objectName()));
             if (const auto* label = qobject_cast<QLabel*>(one); label != nullptr && qobject_cast<PanelLabel*>(one) == nullptr)
                 QVERIFY2(label->width() >= label->sizeHint().width() && label->height() >= label->sizeHint().height(),
                          qPrintable(one->objectName()));
             for (QWidget* other : shown) {
                 if (one == other || one->isAncestorOf(other) || other->isAncestorOf(one))
                     continue;
-                const QRect otherPlace(other->mapTo(m_window.get(), QPoint(0, 0)), other->size());
+                const QRect otherPlace(other->mapTo(bench().window.get(), QPoint(0, 0)), other->size());
                 QVERIFY2(!place.intersects(otherPlace), qPrintable(QStringLiteral("%1 at %2..%3 over %4 at %5..%6")
                                                                        .arg(one->objectName())
                                                                        .arg(place.left())
@@ -415,30 +406,26 @@ private slots:
             }
         }
         // The chart takes what the column leaves.
-        QVERIFY(m_window->chart()->width() > m_window->width() * 6 / 10 || size.width() < 1024);
+        QVERIFY(bench().window->chart()->width() > bench().window->width() * 6 / 10 || size.width() < 1024);
     }
 
     void theStatusBarOffersTheCommunicationTest()
     {
-        m_operator->expect(QStringLiteral("Communcication test"), QStringLiteral("start test?"), QStringLiteral("Cancel"));
+        bench().hand.expect(QStringLiteral("Communcication test"), QStringLiteral("start test?"), QStringLiteral("Cancel"));
         QTest::mouseClick(find<QWidget>("Panel1"), Qt::LeftButton);
-        QVERIFY(m_operator->done());
+        QVERIFY(bench().hand.done());
     }
 
     void theCommunicationTestCountsUntilTheBarIsClickedAgain()
     {
-        m_operator->expect(QStringLiteral("Communcication test"), QStringLiteral("start test?"), QStringLiteral("OK"));
+        bench().hand.expect(QStringLiteral("Communcication test"), QStringLiteral("start test?"), QStringLiteral("OK"));
         QString shown;
-        QTimer second;
-        QObject::connect(&second, &QTimer::timeout, this, [&] {
-            if (!frontPanel().panel(1).contains(u": "_qs))
-                return;
-            second.stop();
-            shown = frontPanel().panel(1);
-            QVERIFY(!find<QAction>("mnuExtrasRatemeter")->isEnabled());
-            QTest::mouseClick(find<QWidget>("StatusBar"), Qt::LeftButton);
-        });
-        second.start(10);
+        bench().once([] { return frontPanel().panel(1).contains(u": "_qs); },
+                     [&] {
+                         shown = frontPanel().panel(1);
+                         QVERIFY(!find<QAction>("mnuExtrasRatemeter")->isEnabled());
+                         QTest::mouseClick(find<QWidget>("StatusBar"), Qt::LeftButton);
+                     });
         QTest::mouseClick(find<QWidget>("StatusBar"), Qt::LeftButton);
         QVERIFY(shown.endsWith(u": n. a."_qs));
         QVERIFY(shown.section(u':', 0, 0).toInt() > 0);
@@ -448,9 +435,9 @@ private slots:
     void theCommunicationTestIsRefusedDuringARun()
     {
         flags().acquisitionRunning = true;
-        m_operator->expect(QStringLiteral("Communcication test"), QStringLiteral("SMC not ready..."), QStringLiteral("OK"));
+        bench().hand.expect(QStringLiteral("Communcication test"), QStringLiteral("SMC not ready..."), QStringLiteral("OK"));
         QTest::mouseClick(find<QWidget>("Panel4"), Qt::LeftButton);
-        QVERIFY(m_operator->done());
+        QVERIFY(bench().hand.done());
     }
 };
 

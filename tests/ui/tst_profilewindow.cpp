@@ -1,18 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "Operator.h"
-#include "VirtualLab.h"
+#include "LabWindow.h"
 
 #include "core/Configuration.h"
 #include "core/ScanParameters.h"
 #include "core/modTools.h"
 #include "profile/ProfileRun.h"
 #include "profile/TProfile.h"
-#include "support/ResetProgram.h"
-#include "support/TestClock.h"
-#include "temperature/modTC.h"
-#include "ui/UiPrompts.h"
-#include "ui/frmMain.h"
 #include "ui/frmProfileRun.h"
 
 #include <QDir>
@@ -62,33 +56,33 @@ QMessageBox* boxOnScreen()
     return qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
 }
 
-QString countdownOf(const Prompts::Message& message, TestClock& clock, const QList<quint32>& moments, const char* thenPress = nullptr,
+/// What the countdown of a box says after each of these times [ms], one after the other.
+QString countdownOf(const Prompts::Message& message, Desk& desk, const QList<int>& moments, const char* thenPress = nullptr,
                     Prompts::Button* answer = nullptr)
 {
     QStringList seen;
-    QTimer hand;
     qsizetype next = 0;
-    QObject::connect(&hand, &QTimer::timeout, &hand, [&] {
+    const auto open = [] { return boxOnScreen() != nullptr; };
+    std::function<void()> work = [&] {
         QMessageBox* box = boxOnScreen();
-        if (box == nullptr)
-            return;
         if (next < moments.size()) {
-            clock.advance(moments[next++]);
+            desk.pass(moments[next++] / 1000.0);
             seen << box->informativeText();
+            desk.when(open, work);
             return;
         }
-        hand.stop();
         if (thenPress != nullptr) {
             for (QAbstractButton* one : box->buttons())
                 if (one->text().remove(u'&') == QLatin1String(thenPress))
                     one->click();
-        }
-        if (boxOnScreen() != nullptr && boxOnScreen()->isVisible() && thenPress == nullptr)
+        } else if (box->isVisible()) {
             box->done(0); // it did not answer itself
-    });
-    hand.start(1);
+        }
+    };
+    desk.when(open, work);
     UiPrompts prompts;
     const Prompts::Button given = prompts.message(message);
+    desk.rest();
     if (answer != nullptr)
         *answer = given;
     return seen.join(u'|');
@@ -111,30 +105,25 @@ class TestProfileWindow : public QObject
 {
     Q_OBJECT
 
-    UiPrompts m_prompts;
-    std::unique_ptr<Operator> m_operator;
-    std::unique_ptr<VirtualLab> m_lab;
-    std::unique_ptr<frmMain> m_window;
+    std::unique_ptr<LabWindow> m_bench;
+
+    LabWindow& bench() const { return *m_bench; }
 
     bool bringUp(const QStringList& devices)
     {
-        m_lab = std::make_unique<VirtualLab>();
-        if (!m_lab->start(QStringList{QStringLiteral("--speed"), QStringLiteral("500")} + devices))
+        if (!bench().bringUp(devices, 500))
             return false;
-        m_lab->connectProgram();
-        configuration().general.workDir = m_lab->path();
+        configuration().general.workDir = bench().lab.path();
         configuration().ltc.minQueries = 5;
         const char* values[] = {"26", "27", "0.1", "1", "Quartz"};
         using enum FrontPanel::Field;
         const FrontPanel::Field fields[] = {ScanStart, ScanStop, ScanStep, CounterTime, txtFileName};
         for (int i = 0; i < 5; ++i)
             frontPanel().setText(fields[i], QString::fromLatin1(values[i]));
-        m_window = std::make_unique<frmMain>();
-        m_window->show();
-        return QTest::qWaitForWindowExposed(m_window.get());
+        return true;
     }
-    QAction* entry() const { return m_window->entry(Menu::Entry::mnuMeasExecTempProfile); }
-    frmProfileRun* runWindow() const { return m_window->findChild<frmProfileRun*>(); }
+    QAction* entry() const { return bench().window->entry(Menu::Entry::mnuMeasExecTempProfile); }
+    frmProfileRun* runWindow() const { return bench().window->findChild<frmProfileRun*>(); }
     QTableView* table() const { return runWindow()->findChild<QTableView*>(QStringLiteral("tableRun")); }
     QString timeLeft() const { return runWindow()->findChild<QLabel*>(QStringLiteral("lblTimeLeft"))->text(); }
     /// One column of the run table, from top to bottom.
@@ -146,45 +135,31 @@ class TestProfileWindow : public QObject
             cells << model->index(row, which).data().toString();
         return cells;
     }
-    QStringList scans() const { return QDir(m_lab->path()).entryList({QStringLiteral("*.sdf")}, QDir::Files, QDir::Name); }
+    QStringList scans() const { return QDir(bench().lab.path()).entryList({QStringLiteral("*.sdf")}, QDir::Files, QDir::Name); }
     QString report() const
     {
         QFile file(ProfileRun::state().reportFile);
         return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
     }
-    void useProfile(const QStringList& lines) const { TProfile::state() = {lines, m_lab->path() + QStringLiteral("/p.gtp"), false}; }
+    void useProfile(const QStringList& lines) const { TProfile::state() = {lines, bench().lab.path() + QStringLiteral("/p.gtp"), false}; }
 
 private slots:
-    void init()
-    {
-        resetProgram();
-        modCOM::reset();
-        modTC::reset();
-        TProfile::state() = {};
-        ProfileRun::state() = {};
-        setPrompts(&m_prompts);
-        m_operator = std::make_unique<Operator>();
-    }
-
+    void init() { m_bench = std::make_unique<LabWindow>(); }
     void cleanup()
     {
-        const QString complaint = m_operator->complaint();
-        m_window.reset();
-        modTC::reset();
-        m_lab.reset();
-        m_operator.reset();
-        setPrompts(nullptr);
+        const QString complaint = m_bench->hand.complaint();
+        m_bench.reset();
         QVERIFY2(complaint.isEmpty(), qPrintable(complaint));
     }
 
     void aProfileFromTheMenuToTheReport()
     {
         QVERIFY(bringUp({QStringLiteral("--ltc"), QStringLiteral("331")}));
-        QFile taken(m_lab->path() + QStringLiteral("/Quartz_0290.0.sdf"));
+        QFile taken(bench().lab.path() + QStringLiteral("/Quartz_0290.0.sdf"));
         QVERIFY(taken.open(QIODevice::WriteOnly));
         taken.close();
         QCOMPARE(entry()->text(), idleCaption);
-        m_operator->expectWindow(title, [](QDialog* editor) {
+        bench().hand.expectWindow(title, [](QDialog* editor) {
             type(editor, "txtT1", "295");
             type(editor, "txtT2", "285");
             type(editor, "txtdT", "5");
@@ -210,7 +185,7 @@ private slots:
         };
         QString summary;
         QString details;
-        m_operator->expect(title, {}, QStringLiteral("Yes"), [&](QMessageBox* box) {
+        bench().hand.expect(title, {}, QStringLiteral("Yes"), [&](QMessageBox* box) {
             summary = box->text();
             auto* text = box->findChild<QPlainTextEdit*>(QStringLiteral("txtDetails"));
             auto* fold = box->findChild<QToolButton*>(QStringLiteral("btnDetails"));
@@ -221,23 +196,23 @@ private slots:
             QCOMPARE(fold->text(), QStringLiteral("Show &details"));
             const int folded = box->height();
             QTest::mouseClick(fold, Qt::LeftButton);
-            QTRY_VERIFY(text->isVisible() && box->rect().contains(text->geometry()) && text->height() >= text->minimumHeight());
+            DESK_VERIFY(text->isVisible() && box->rect().contains(text->geometry()) && text->height() >= text->minimumHeight());
             QCOMPARE(fold->text(), QStringLiteral("Hide &details"));
             QTest::mouseClick(fold, Qt::LeftButton);
-            QTRY_COMPARE(box->height(), folded);
+            DESK_COMPARE(box->height(), folded);
             // The window of the run, which exists by now, hears each change first.
-            connect(&ProfileRun::notifier(), &ProfileRun::Notifier::changed, m_window.get(), look);
+            connect(&ProfileRun::notifier(), &ProfileRun::Notifier::changed, bench().window.get(), look);
         });
-        connect(&frontPanel(), &FrontPanel::panelChanged, m_window.get(), [&](int panel, const QString& text) {
+        connect(&frontPanel(), &FrontPanel::panelChanged, bench().window.get(), [&](int panel, const QString& text) {
             const QString known = QString::number(panel) + u' ' + text.section(u' ', 0, 2);
             if (!text.isEmpty() && !panels.contains(known))
                 panels << known;
         });
-        m_operator->expect(title, finished, QStringLiteral("OK"), [](QMessageBox* box) {
+        bench().hand.expect(title, finished, QStringLiteral("OK"), [](QMessageBox* box) {
             QVERIFY2(box->informativeText().startsWith(QStringLiteral("\"OK\" in ")), qPrintable(box->informativeText()));
         });
         entry()->trigger();
-        disconnect(&ProfileRun::notifier(), nullptr, m_window.get(), nullptr);
+        disconnect(&ProfileRun::notifier(), nullptr, bench().window.get(), nullptr);
 
         QCOMPARE(summary, ProfileRun::SummaryText().replace(QStringLiteral("\r\n"), QStringLiteral("\n")));
         QVERIFY2(details.startsWith(QStringLiteral("3 scans, about 0 h 06 min, until 20")), qPrintable(details));
@@ -274,13 +249,13 @@ private slots:
     {
         QVERIFY(bringUp({QStringLiteral("--ltc"), QStringLiteral("331")}));
         useProfile({QStringLiteral("T1:290;")});
-        m_operator->expectWindow(title, pressOk);
-        m_operator->expect(title, ProfileRun::SummaryText().replace(QStringLiteral("\r\n"), QStringLiteral("\n")), QStringLiteral("No"));
+        bench().hand.expectWindow(title, pressOk);
+        bench().hand.expect(title, ProfileRun::SummaryText().replace(QStringLiteral("\r\n"), QStringLiteral("\n")), QStringLiteral("No"));
         entry()->trigger();
         QVERIFY(!runWindow()->isVisible());
         QCOMPARE(entry()->text(), idleCaption);
         // The editor left without OK asks nothing more.
-        m_operator->expectWindow(title, [](QDialog* editor) { editor->reject(); });
+        bench().hand.expectWindow(title, [](QDialog* editor) { editor->reject(); });
         entry()->trigger();
         QVERIFY(scans().isEmpty());
     }
@@ -305,29 +280,30 @@ private slots:
         QVERIFY(bringUp({QStringLiteral("--ltc"), QStringLiteral("331")}));
         useProfile(profile.split(u' '));
         const qsizetype done = states.count(QStringLiteral("done"));
-        m_operator->expectWindow(title, pressOk);
-        m_operator->expect(title, {}, QStringLiteral("Yes"));
+        bench().hand.expectWindow(title, pressOk);
+        bench().hand.expect(title, {}, QStringLiteral("Yes"));
         // The first time the operator thinks better of it.
-        m_operator->expect(abortTitle, abortText, QStringLiteral("No"));
-        m_operator->expect(abortTitle, abortText, QStringLiteral("Yes"), [](QMessageBox* box) {
+        bench().hand.expect(abortTitle, abortText, QStringLiteral("No"));
+        bench().hand.expect(abortTitle, abortText, QStringLiteral("Yes"), [](QMessageBox* box) {
             QCOMPARE(box->buttons().size(), qsizetype(2));
             QVERIFY(box->informativeText().startsWith(QStringLiteral("\"No\" in ")));
         });
-        m_operator->expect(readTitle, readText, QStringLiteral("No"));
-        m_operator->expect(title, finished, QStringLiteral("OK"));
-        QTimer hand;
+        bench().hand.expect(readTitle, readText, QStringLiteral("No"));
+        bench().hand.expect(title, finished, QStringLiteral("OK"));
         int asked = 0;
-        connect(&hand, &QTimer::timeout, m_window.get(), [&] {
+        const auto there = [&] {
             const ProfileRun::State& run = ProfileRun::state();
-            if (asked >= 2 || run.current != done || int(run.rows[done].phase) != phase || QApplication::activeModalWidget() != nullptr)
-                return;
+            return run.current == done && int(run.rows[done].phase) == phase && QApplication::activeModalWidget() == nullptr;
+        };
+        std::function<void()> breakOff = [&] {
             ++asked;
             QCOMPARE(entry()->text(), runningCaption);
+            if (asked < 2)
+                bench().once(there, breakOff);
             entry()->trigger();
-        });
-        hand.start(5);
+        };
+        bench().once(there, breakOff);
         entry()->trigger();
-        hand.stop();
         QCOMPARE(asked, 2);
         QCOMPARE(column(ProfileRunModel::State).join(u'/'), states);
         QCOMPARE(timeLeft(), QStringLiteral("The run has ended."));
@@ -358,9 +334,9 @@ private slots:
         configuration().laser.currentMode = currents;
         configuration().laser.stabilizationDelay = 1;
         useProfile({step});
-        m_operator->expectWindow(title, pressOk);
-        m_operator->expect(title, {}, QStringLiteral("Yes"));
-        m_operator->expect(title, finished, QStringLiteral("OK"));
+        bench().hand.expectWindow(title, pressOk);
+        bench().hand.expect(title, {}, QStringLiteral("Yes"));
+        bench().hand.expect(title, finished, QStringLiteral("OK"));
         entry()->trigger();
         QTEST(column(ProfileRunModel::Actual).join(u' '), "actual");
         QTEST(scans().join(u' '), "file");
@@ -370,8 +346,8 @@ private slots:
 
     void theTimeLeftGoesOnEverySecond()
     {
-        TestClock clock;
-        m_operator->rest();
+        Desk& desk = bench().desk();
+        bench().hand.rest();
         scanParameters() = {10, 12, 0.5, 2, 5};
         flags().ltcEnabled = true;
         TProfile::state().lines = {QStringLiteral("T1:295;DW:600;"), QStringLiteral("T1:290;DW:3600;")};
@@ -392,14 +368,13 @@ private slots:
         const QString first = cell(0);
         const QString second = cell(1);
         const QString total = shown();
-        clock.realEvents = false;
-        clock.advance(1000);
+        desk.pass(1);
         QCOMPARE(QTime::fromString(cell(0), QStringLiteral("h:mm:ss")).secsTo(QTime::fromString(first, QStringLiteral("h:mm:ss"))), 1);
         const auto seconds = [](const QString& text) {
             return QTime(0, 0).secsTo(QTime::fromString(text.section(u' ', -1), QStringLiteral("h:mm:ss")));
         };
         QCOMPARE(seconds(total) - seconds(shown()), 1);
-        clock.advance(9000);
+        desk.pass(9);
         QCOMPARE(seconds(total) - seconds(shown()), 10);
         QCOMPARE(cell(1), second);
         // Closed, it stays closed until the next run.
@@ -411,7 +386,7 @@ private slots:
 
     void aRunOfAMillionScansIsShownAtOnce()
     {
-        m_operator->rest();
+        bench().hand.rest();
         flags().ltcEnabled = true;
         frmProfileRun window;
         ProfileRun::State& run = ProfileRun::state();
@@ -433,44 +408,42 @@ private slots:
 
     void aBoxCountsDownAndAnswersItself()
     {
-        TestClock clock;
-        clock.realEvents = false;
-        m_operator->rest();
+        Desk& desk = bench().desk();
+        bench().hand.rest();
         flags().profileRunning = true;
+        const double begun = desk.elapsed();
         Prompts::Button answer = Prompts::Button::Abort;
         const Prompts::Message retry = question(Prompts::Buttons::AbortRetryIgnore, Prompts::Button::Retry);
-        QCOMPARE(countdownOf(retry, clock, {0, 999, 1, 57000, 1000, 999, 1}, nullptr, &answer),
+        QCOMPARE(countdownOf(retry, desk, {0, 999, 1, 57000, 1000, 999, 1}, nullptr, &answer),
                  QStringLiteral("\"Retry\" in 60 s|\"Retry\" in 60 s|\"Retry\" in 59 s|\"Retry\" in 2 s|\"Retry\" in 1 s|\"Retry\" in 1 s|"
                                 "\"Retry\" in 1 s"));
         QCOMPARE(answer, Prompts::Button::Retry);
-        QCOMPARE(clock.elapsed(), quint64(60000));
+        QCOMPARE(desk.elapsed() - begun, 60.0);
         const Prompts::Message mismatch = question(Prompts::Buttons::YesNo, Prompts::Button::Yes);
-        QCOMPARE(countdownOf(mismatch, clock, {60000}, nullptr, &answer), QStringLiteral("\"Yes\" in 1 s"));
+        QCOMPARE(countdownOf(mismatch, desk, {60000}, nullptr, &answer), QStringLiteral("\"Yes\" in 1 s"));
         QCOMPARE(answer, Prompts::Button::Yes);
         const Prompts::Message ok = question(Prompts::Buttons::Ok, Prompts::Button::Ok);
-        QCOMPARE(countdownOf(ok, clock, {0, 60000}, nullptr, &answer), QStringLiteral("\"OK\" in 60 s|\"OK\" in 1 s"));
+        QCOMPARE(countdownOf(ok, desk, {0, 60000}, nullptr, &answer), QStringLiteral("\"OK\" in 60 s|\"OK\" in 1 s"));
         QCOMPARE(answer, Prompts::Button::Ok);
     }
 
     void aFileDialogLeftOpenHoldsARunUpForAMinute()
     {
-        TestClock clock;
-        clock.realEvents = false;
-        m_operator->rest();
+        Desk& desk = bench().desk();
+        bench().hand.rest();
         QString titles;
         int moments = 0;
-        QTimer hand;
-        QObject::connect(&hand, &QTimer::timeout, &hand, [&] {
+        const auto open = [] { return qobject_cast<QDialog*>(QApplication::activeModalWidget()) != nullptr; };
+        std::function<void()> work = [&] {
             auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
-            if (dialog == nullptr)
-                return;
             titles += dialog->windowTitle() + u'|';
-            if (++moments <= 60)
-                clock.advance(1000);
-            else
+            if (++moments > 60)
                 dialog->reject(); // it did not close itself
-        });
-        hand.start(1);
+            else
+                desk.pass(1);
+            desk.when(open, work);
+        };
+        desk.when(open, work);
         UiPrompts prompts;
         Prompts::FileDialog save;
         save.title = QStringLiteral("Save picture");
@@ -506,30 +479,28 @@ private slots:
 
     void aClickBeforeTheEndWins()
     {
-        TestClock clock;
-        clock.realEvents = false;
-        m_operator->rest();
+        Desk& desk = bench().desk();
+        bench().hand.rest();
         flags().profileRunning = true;
         Prompts::Button answer = Prompts::Button::Retry;
         const Prompts::Message retry = question(Prompts::Buttons::AbortRetryIgnore, Prompts::Button::Retry);
-        QCOMPARE(countdownOf(retry, clock, {59999}, "Ignore", &answer), QStringLiteral("\"Retry\" in 1 s"));
+        QCOMPARE(countdownOf(retry, desk, {59999}, "Ignore", &answer), QStringLiteral("\"Retry\" in 1 s"));
         QCOMPARE(answer, Prompts::Button::Ignore);
-        clock.advance(120000); // what was left of the countdown presses nothing
+        desk.pass(120); // what was left of the countdown presses nothing
     }
 
     void aBoxOutsideARunWaits()
     {
-        TestClock clock;
-        clock.realEvents = false;
-        m_operator->rest();
+        Desk& desk = bench().desk();
+        bench().hand.rest();
         Prompts::Button answer = Prompts::Button::Retry;
         const Prompts::Message retry = question(Prompts::Buttons::AbortRetryIgnore, Prompts::Button::Retry);
-        QCOMPARE(countdownOf(retry, clock, {0, 600000}, "Abort", &answer), QStringLiteral("|"));
+        QCOMPARE(countdownOf(retry, desk, {0, 600000}, "Abort", &answer), QStringLiteral("|"));
         QCOMPARE(answer, Prompts::Button::Abort);
         // A question without an answer of its own waits even in a run.
         flags().profileRunning = true;
         const Prompts::Message open = question(Prompts::Buttons::YesNo, Prompts::Button::Ok);
-        QCOMPARE(countdownOf(open, clock, {600000}, "No", &answer), QString());
+        QCOMPARE(countdownOf(open, desk, {600000}, "No", &answer), QString());
         QCOMPARE(answer, Prompts::Button::No);
     }
 };

@@ -206,12 +206,15 @@ int ltcLog(const Call& call)
     if (!CooldownLog::state().running)
         return cli::Failed;
     cli::Terminal::note(CooldownLog::state().path);
-    const auto end = static_cast<quint32>(seconds * 1000);
-    const quint32 start = modTools::timeGetTime();
     qsizetype shown = 0;
     const QStringList& lines = CooldownLog::state().lines;
-    while (!flags().closing && modTools::timeGetTime() - start < end) {
-        modTools::DoEvents();
+    bool over = false;
+    modTools::Timer end("LogEnd");
+    QObject::connect(&end, &modTools::Timer::tick, &end, [&over] { over = true; });
+    end.setInterval(std::max(static_cast<int>(seconds * 1000), 1));
+    end.setEnabled(true);
+    while (!flags().closing && !over) {
+        modTools::WaitUntil([&] { return over || shown < lines.size(); });
         while (shown < lines.size())
             cli::Terminal::result(lines[shown++]);
     }

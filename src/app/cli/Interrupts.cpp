@@ -17,9 +17,9 @@ void onSignal(int number)
     std::signal(number, onSignal);
 }
 
-#ifdef SIGHUP
 volatile std::sig_atomic_t hungUp = 0;
 
+#ifdef SIGHUP
 void onHangUp(int)
 {
     hungUp = 1;
@@ -32,24 +32,40 @@ struct Watch
     std::function<void(int)> handler;
     int handled = 0;
 
+    Watch()
+    {
+        timer.setInterval(50);
+        QObject::connect(&timer, &modTools::Timer::tick, &timer, [this] { look(); });
+    }
+
     void look()
     {
-#ifdef SIGHUP
         // Within a run it is over and done with: the end of the run is no interrupt either.
         if (hungUp != 0 && !flags().profileRunning)
             pressed = pressed + 1;
         hungUp = 0;
-#endif
-        // The count moves first: the handler waits and lets this timer tick again.
+        // Not inside the tick: the handler waits, and the next interrupt is to be heard meanwhile.
         while (handled < pressed)
-            handler(++handled);
+            QMetaObject::invokeMethod(
+                &timer,
+                [this, number = ++handled] {
+                    if (handler)
+                        handler(number);
+                },
+                Qt::QueuedConnection);
     }
 };
+
+Watch& theWatch()
+{
+    static Watch watch;
+    return watch;
+}
 } // namespace
 
 void cli::Interrupts::install(std::function<void(int number)> handler)
 {
-    static Watch watch;
+    Watch& watch = theWatch();
     if (!watch.handler) {
         std::signal(SIGINT, onSignal);
         std::signal(SIGTERM, onSignal);
@@ -61,8 +77,6 @@ void cli::Interrupts::install(std::function<void(int number)> handler)
         if (std::signal(SIGHUP, onHangUp) == SIG_IGN)
             std::signal(SIGHUP, SIG_IGN);
 #endif
-        watch.timer.setInterval(50);
-        QObject::connect(&watch.timer, &modTools::Timer::tick, &watch.timer, [] { watch.look(); });
         watch.timer.setEnabled(true);
     }
     watch.handler = std::move(handler);
@@ -71,4 +85,23 @@ void cli::Interrupts::install(std::function<void(int number)> handler)
 int cli::Interrupts::count()
 {
     return pressed;
+}
+
+void cli::Interrupts::press()
+{
+    pressed = pressed + 1;
+}
+
+void cli::Interrupts::hangUp()
+{
+    hungUp = 1;
+}
+
+void cli::Interrupts::reset()
+{
+    theWatch().timer.setEnabled(false);
+    theWatch().handler = {};
+    theWatch().handled = 0;
+    pressed = 0;
+    hungUp = 0;
 }

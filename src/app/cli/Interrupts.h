@@ -12,4 +12,10 @@ namespace cli::Interrupts {
 void install(std::function<void(int number)> handler);
 /// How often it was pressed.
 int count();
+
+/// As Ctrl-C, and as a terminal that closes.
+void press();
+void hangUp();
+/// As before the first install: nothing was pressed, and nobody listens.
+void reset();
 } // namespace cli::Interrupts

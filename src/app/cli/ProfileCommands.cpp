@@ -84,7 +84,7 @@ int check(const cli::Arguments& arguments)
     const double time = ProfileRun::TimeFor(plan);
     cli::Terminal::result(
         u"%1, until %2"_qs.arg(ProfileRun::TotalText(plan.size(), time),
-                               QDateTime::currentDateTime().addSecs(static_cast<qint64>(time)).toString(u"yyyy-MM-dd hh:mm"_qs)));
+                               modTools::currentDateTime().addSecs(static_cast<qint64>(time)).toString(u"yyyy-MM-dd hh:mm"_qs)));
     return findings.isEmpty() ? cli::Done : cli::Failed;
 }
 

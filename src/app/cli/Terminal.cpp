@@ -5,6 +5,7 @@
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
 
+#include <QSocketNotifier>
 #include <QStringList>
 
 #include <algorithm>
@@ -13,12 +14,12 @@
 #ifdef Q_OS_WIN
 #include <io.h>
 #else
-#include <poll.h>
 #include <unistd.h>
 #endif
 
 namespace {
 bool barShown = false;
+cli::Terminal::Sink sinkInUse;
 
 bool isTerminal(std::FILE* stream)
 {
@@ -35,15 +36,19 @@ bool waitForLine(int seconds)
 #ifdef Q_OS_WIN
     return !flags().closing && seconds == 0; // a console read cannot be waited for together with events
 #else
-    const quint32 start = modTools::timeGetTime();
-    const quint32 limit = static_cast<quint32>(seconds) * 1000;
-    pollfd input{.fd = STDIN_FILENO, .events = POLLIN, .revents = 0};
-    while (!flags().closing && (limit == 0 || modTools::timeGetTime() - start < limit)) {
-        if (poll(&input, 1, 20) > 0)
-            return true;
-        modTools::DoEvents();
-    }
-    return false;
+    bool typed = false;
+    bool late = false;
+    QSocketNotifier input(STDIN_FILENO, QSocketNotifier::Read);
+    QObject::connect(&input, &QSocketNotifier::activated, &input, [&] {
+        typed = true;
+        input.setEnabled(false);
+    });
+    modTools::Timer limit("AnswerLimit");
+    QObject::connect(&limit, &modTools::Timer::tick, &limit, [&late] { late = true; });
+    limit.setInterval(seconds * 1000);
+    limit.setEnabled(true);
+    modTools::WaitUntil([&] { return typed || late; });
+    return typed;
 #endif
 }
 
@@ -110,8 +115,17 @@ Prompts::Button ask(const Prompts::Message& message, std::optional<Prompts::Butt
 }
 } // namespace
 
+void cli::Terminal::setSink(const Sink& sink)
+{
+    sinkInUse = sink;
+}
+
 void cli::Terminal::result(const QString& text)
 {
+    if (sinkInUse.result) {
+        sinkInUse.result(text);
+        return;
+    }
     clearBar();
     std::fprintf(stdout, "%s\n", qPrintable(text));
     std::fflush(stdout);
@@ -119,6 +133,10 @@ void cli::Terminal::result(const QString& text)
 
 void cli::Terminal::note(const QString& text)
 {
+    if (sinkInUse.note) {
+        sinkInUse.note(text);
+        return;
+    }
     clearBar();
     std::fprintf(stderr, "%s\n", qPrintable(text));
 }
@@ -139,12 +157,12 @@ void cli::Terminal::clearBar()
 
 bool cli::Terminal::drawsBar()
 {
-    return isTerminal(stderr);
+    return !sinkInUse.note && isTerminal(stderr);
 }
 
 bool cli::Terminal::canAsk()
 {
-    return isTerminal(stdin) && isTerminal(stderr);
+    return !sinkInUse.note && isTerminal(stdin) && isTerminal(stderr);
 }
 
 std::optional<QString> cli::Terminal::readLine(int seconds)

@@ -8,11 +8,20 @@
 #include <QHash>
 #include <QString>
 
+#include <functional>
 #include <optional>
 
 /// The terminal as the console program uses it: results go to standard output, boxes and progress to standard error.
 namespace cli {
 namespace Terminal {
+/// Takes what is printed in place of the process's own outputs: then nobody can be asked, as without a terminal.
+struct Sink
+{
+    std::function<void(const QString& line)> result;
+    std::function<void(const QString& line)> note;
+};
+/// Empty functions go back to standard output and standard error.
+void setSink(const Sink& sink);
 /// One line to standard output.
 void result(const QString& text);
 /// One line to standard error; takes a progress bar away first.

@@ -221,7 +221,8 @@ void modMain::Main(const QStringList& arguments)
 
 void modMain::SetProgramDirectory(const QString& wanted)
 {
-    modTools::setEndProgramHandler(EndWithStatus1);
+    if (!modTools::hasEndProgramHandler())
+        modTools::setEndProgramHandler(EndWithStatus1);
     QString directory = wanted;
     if (directory.isEmpty()) {
         directory = QCoreApplication::applicationDirPath();
@@ -270,7 +271,7 @@ void modMain::LoadSettings()
 {
     state().aboutText = AboutText();
     configuration().readGeneral(DirectoryUsable);
-    modTools::state().delaySleep = configuration().general.delaySleep;
+    modTools::state().spin = configuration().general.delaySleep == 0;
     ShowParameters();
     flags().smcOnline = true;
     configuration().readSmc();

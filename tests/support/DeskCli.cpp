@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "support/DeskCli.h"
+
+#include "app/cli/Commands.h"
+#include "app/cli/Interrupts.h"
+#include "app/cli/Terminal.h"
+#include "core/Flags.h"
+#include "core/Prompts.h"
+#include "serial/modCOM.h"
+#include "support/ResetAll.h"
+#include "support/ResetProgram.h"
+
+namespace {
+void freshProcess()
+{
+    resetAll();
+    cli::Interrupts::reset();
+    cli::terminalPrompts() = {};
+}
+} // namespace
+
+DeskCli::~DeskCli()
+{
+    cli::Terminal::setSink({});
+    setPrompts(nullptr);
+    freshProcess();
+}
+
+int DeskCli::run(const QStringList& words)
+{
+    freshProcess();
+    m_lab.desk.plugAll();
+    out.clear();
+    err.clear();
+    cli::Terminal::setSink(
+        {[this](const QString& line) { out += line.toUtf8() + '\n'; }, [this](const QString& line) { err += line.toUtf8() + '\n'; }});
+    const QString directory = programDirectory.isEmpty() ? m_lab.path() : programDirectory;
+    const int status = cli::run(QStringList{QStringLiteral("--program-dir"), directory} + words);
+    return endProgramCalls() > 0 ? 1 : status;
+}
+
+void DeskCli::whenSays(const QByteArray& text, Desk::Action action)
+{
+    m_lab.desk.when([this, text] { return out.contains(text) || err.contains(text); }, std::move(action));
+}
+
+void DeskCli::interrupt()
+{
+    cli::Interrupts::press();
+}
+
+void DeskCli::hangUp()
+{
+    cli::Interrupts::hangUp();
+}
+
+void DeskCli::kill()
+{
+    modCOM::reset();
+    flags().closing = true;
+}

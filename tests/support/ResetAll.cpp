@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "support/ResetAll.h"
+
+#include "generator/GeneratorPower.h"
+#include "generator/modGenerator.h"
+#include "goniometer/Ratemeter.h"
+#include "goniometer/ScanRun.h"
+#include "goniometer/modSMC.h"
+#include "gpib/modGPIB.h"
+#include "profile/ProfileRun.h"
+#include "profile/TProfile.h"
+#include "serial/modCOM.h"
+#include "support/ResetProgram.h"
+#include "temperature/CooldownLog.h"
+#include "temperature/modHTC.h"
+#include "temperature/modHTC_Laser.h"
+#include "temperature/modLTC.h"
+#include "temperature/modTC.h"
+
+void resetAll()
+{
+    CooldownLog::reset();
+    modGenerator::reset();
+    GeneratorPower::state() = {};
+    modTC::reset();
+    modCOM::reset();
+    modGPIB::reset();
+    modLTC::state() = {};
+    modHTC::state() = {};
+    modHTC_Laser::state() = {};
+    TProfile::state() = {};
+    ProfileRun::state() = {};
+    modSMC::state() = {};
+    ScanRun::state() = {};
+    Ratemeter::state() = {};
+    resetProgram();
+}
