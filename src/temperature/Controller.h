@@ -12,7 +12,7 @@
 #include <optional>
 
 /// What the program knows of each temperature controller: one row of facts and procedures. Profiles, editor, report, console and start-up
-/// ask the row and nothing else; nobody asks which controller it is. A new controller is a file with its row, and a line in Controller.cpp.
+/// ask the row and nothing else; nobody asks which controller it is. A new controller is a file with its row, and its place in State().
 namespace Temperature {
 inline constexpr double roomTemperature = 22; ///< where heaters are set back to [deg C]
 
