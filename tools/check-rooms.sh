@@ -8,7 +8,8 @@
 #   - a room links only rooms that stand above it in src/CMakeLists.txt;
 #   - below src/plot in that list everything may show a window; above it nothing links or includes one, and the same holds for
 #     scan-cli and for the virtual instrument;
-#   - instrument/ and src/ include nothing of each other.
+#   - instrument/ and src/ include nothing of each other;
+#   - only src/core/startup picks a temperature controller by its name; everybody else asks the row that is active (temperature/Controller.h).
 
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
@@ -144,6 +145,35 @@ fi
 if grep -nE '\.\./|/src\b|scan_(core|serial|gpib|datafiles|goniometer|generator|temperature|profile|startup|plot|ui)' instrument/CMakeLists.txt | grep -v ':#'; then
     report "instrument/CMakeLists.txt: links or names something of src/"
 fi
+
+# --- the temperature controllers: rows, not names
+
+# only PATTERN WHAT FILE...: reports the files of src/ with the pattern that are not among those named (folders end in "/").
+only() {
+    local pattern=$1 what=$2 file allowed
+    shift 2
+    while read -r file; do
+        for allowed in "$@"; do
+            [[ $file != "$allowed" && ($allowed != */ || $file != "$allowed"*) ]] || continue 2
+        done
+        report "$file: $what"
+    done < <(git ls-files --cached --others --exclude-standard 'src/*.cpp' 'src/*.h' |
+        while read -r file; do [[ ! -f $file ]] || echo "$file"; done | xargs grep -lE "$pattern")
+}
+device='(HTC|LTC|Laser)'
+if ! grep -q 'named(' src/temperature/Controller.h || ! grep -q 'htcEnabled' src/core/Flags.h; then
+    complain "the table of temperature controllers was not found"
+    exit 1
+fi
+only '\bnamed\(' "picks a temperature controller by its name, which is for src/core/startup" src/core/startup/ src/temperature/Controller.h \
+    src/temperature/Controller.cpp
+only '\b(htc|ltc|laser)Enabled\b' "asks which temperature controller is in use, where Temperature::active() is the one" src/temperature/ \
+    src/core/Flags.h src/core/Menu.cpp src/serial/modCOM.cpp src/serial/modCOM.h
+only "\\bmod(LTC|HTC|HTC_Laser)::controller\\(|(==|!=) *(u|QStringLiteral\\(|QLatin1String\\()?\"$device\"|case [A-Za-z:]*\\b$device:" \
+    "tells temperature controllers apart, where their rows say what differs" src/temperature/ src/app/cli/DeviceCommands.cpp
+while read -r file; do
+    report "$file: a profile knows of temperature only Controller.h and SteadyState.h"
+done < <(grep -lE '#include "temperature/(mod|PIDTable|CooldownLog)|\b(htc|ltc|laser)\.' src/profile/*.cpp src/profile/*.h)
 
 # --- the programs that were built: what they really load
 

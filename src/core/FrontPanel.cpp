@@ -144,13 +144,12 @@ void FrontPanel::refreshEntries()
     enable(mnuMeasStartAcquisition, !now.profileRunning && !now.ratemeterRunning && !now.utilityRunning);
     enable(mnuMeasExecTempProfile, now.profileRunning || (idle && !now.temperatureRunning));
 
-    enable(mnuHTC, now.htcEnabled);
-    enable(mnuLTC, now.ltcEnabled);
-    enable(mnuLaser, now.laserEnabled);
-    // One exchange at a time on the controllers' line: an entry that runs bars the others.
     for (const Menu::Item& item : Menu::items())
-        if (item.parent != item.entry && (item.parent == mnuHTC || item.parent == mnuLTC || item.parent == mnuLaser))
-            // The log of a cooling cryostat is stopped by the entry that started it.
+        if (item.device != nullptr)
+            enable(item.entry, now.*item.device);
+        else if (Menu::item(item.parent).device != nullptr)
+            // One exchange at a time on the controllers' line: an entry that runs bars the others. But the log of a cooling cryostat is
+            // stopped by the entry that started it.
             enable(item.entry, !now.profileRunning && (!now.temperatureRunning || item.entry == mnuLTCLogCooldown));
 
     for (Menu::Entry entry :

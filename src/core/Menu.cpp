@@ -20,7 +20,7 @@ const QList<Item>& items()
         {mnuMeasStartAcquisition, "mnuMeasStartAcquisition", startCaption, mnuMeasurement, false},
         {mnuMeasExecTempProfile, "mnuMeasExecTempProfile", u"Execute &Temperature Profile...", mnuMeasurement, true},
 
-        {mnuHTC, "mnuHTC", u"&HTC", mnuHTC, false},
+        {mnuHTC, "mnuHTC", u"&HTC", mnuHTC, false, &Flags::htcEnabled},
         {mnuHTCQueryTemperature, "mnuHTCQueryTemperature", u"Query current &Temperature", mnuHTC, false},
         {mnuHTCSetpoint, "mnuHTCSetpoint", u"New &Setpoint (use current PID's)", mnuHTC, true},
         {mnuHTCNewSetpointWithPID, "mnuHTCNewSetpointWithPID", u"Ne&w Setpoint (load PID's)", mnuHTC, false},
@@ -30,7 +30,7 @@ const QList<Item>& items()
         {mnuHTCAutoOptimize, "mnuHTCAutoOptimize", u"&Auto Optimizing", mnuHTC, true},
         {mnuHTCDefault, "mnuHTCDefault", u"Restore &Default Parameter", mnuHTC, false},
 
-        {mnuLTC, "mnuLTC", u"&LTC", mnuLTC, false},
+        {mnuLTC, "mnuLTC", u"&LTC", mnuLTC, false, &Flags::ltcEnabled},
         {mnuLTCQuery, "mnuLTCQuery", u"Query...", mnuLTC, false},
         {mnuLTCLogCooldown, "mnuLTCLogCooldown", u"Log Cooldown", mnuLTC, false},
         {mnuLTCQueryTemperature, "mnuLTCQueryTemperature", u"Query current &Temperature", mnuLTC, false},
@@ -41,7 +41,7 @@ const QList<Item>& items()
         {mnuLTCAutoTune, "mnuLTCAutoTune", u"Auto&tuning (is OFF)", mnuLTC, true},
         {mnuLTCDefault, "mnuLTCDefault", u"Restore &Default Settings", mnuLTC, false},
 
-        {mnuLaser, "mnuLaser", u"La&ser", mnuLaser, false},
+        {mnuLaser, "mnuLaser", u"La&ser", mnuLaser, false, &Flags::laserEnabled},
         {mnuLaserBeam, "mnuLaserBeam", u"Beam &ON", mnuLaser, false},
         {mnuLaserSetpoint, "mnuLaserSetpoint", u"New &Temperature Setpoint", mnuLaser, false},
         {mnuLaserTest, "mnuLaserTest", u"Test", mnuLaser, true},

@@ -2,6 +2,8 @@
 
 #pragma once
 
+#include "core/Flags.h"
+
 #include <QList>
 #include <QString>
 
@@ -61,10 +63,11 @@ enum class Entry {
 struct Item
 {
     Entry entry;
-    const char* name;        ///< object name in the window
-    const char16_t* caption; ///< first caption; "&" marks the access key
-    Entry parent;            ///< the menu it stands in; itself for a menu of the menu bar
-    bool separatorBefore;    ///< a new group begins
+    const char* name;              ///< object name in the window
+    const char16_t* caption;       ///< first caption; "&" marks the access key
+    Entry parent;                  ///< the menu it stands in; itself for a menu of the menu bar
+    bool separatorBefore;          ///< a new group begins
+    bool Flags::*device = nullptr; ///< the menu of a temperature controller: set while that is in use
 };
 
 /// All entries in the order of the menus.

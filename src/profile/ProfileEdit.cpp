@@ -3,8 +3,8 @@
 #include "profile/ProfileEdit.h"
 
 #include "core/Configuration.h"
-#include "core/Flags.h"
 #include "core/NumberText.h"
+#include "temperature/Controller.h"
 
 #include <utility>
 
@@ -33,20 +33,20 @@ std::optional<double> numberOf(const QString& text)
 
 QString rangeRefusal(double value)
 {
-    const ProfileEdit::Limits limits = ProfileEdit::limits();
-    if (value >= limits.lowest && value <= limits.highest)
+    const Temperature::Scale scale = Temperature::active().scale();
+    if (value >= scale.lowest && value <= scale.highest)
         return {};
-    const QString kind = ProfileEdit::currentMode() ? u"The valid current range is"_s : u"The valid temperature range is"_s;
-    return kind + NumberText::Print(limits.lowest) + u"..."_s + NumberText::Print(limits.highest) + u"!"_s;
+    const QString kind = scale.currents ? u"The valid current range is"_s : u"The valid temperature range is"_s;
+    return kind + NumberText::Print(scale.lowest) + u"..."_s + NumberText::Print(scale.highest) + u"!"_s;
 }
 
 QString stepRefusal(double value)
 {
-    const ProfileEdit::Limits limits = ProfileEdit::limits();
-    if (value >= limits.smallestStep && value <= limits.largestStep)
+    const Temperature::Scale scale = Temperature::active().scale();
+    if (value >= scale.smallestStep && value <= scale.largestStep())
         return {};
-    const QString kind = ProfileEdit::currentMode() ? u"The valid step size is "_s : u"The valid temperature step size is "_s;
-    return kind + limits.smallestStepText + u"..."_s + NumberText::Print(limits.largestStep) + u"!"_s;
+    const QString kind = scale.currents ? u"The valid step size is "_s : u"The valid temperature step size is "_s;
+    return kind + scale.smallestStepText() + u"..."_s + NumberText::Print(scale.largestStep()) + u"!"_s;
 }
 
 QString dwellRefusal(double value)
@@ -59,37 +59,6 @@ QString dwellRefusal(double value)
 } // namespace
 
 namespace ProfileEdit {
-Controller activeController()
-{
-    if (flags().htcEnabled)
-        return Controller::HTC;
-    if (flags().laserEnabled)
-        return Controller::Laser;
-    return flags().ltcEnabled ? Controller::LTC : Controller::None;
-}
-
-bool currentMode()
-{
-    return activeController() == Controller::Laser && configuration().laser.currentMode;
-}
-
-Limits limits()
-{
-    const Configuration& now = configuration();
-    switch (activeController()) {
-    case Controller::HTC:
-        return {double(now.htc.tMin), double(now.htc.tMax), 1, u"1"_s, double(now.htc.tMax - now.htc.tMin), u"°C"_s};
-    case Controller::Laser:
-        if (now.laser.currentMode)
-            return {0, now.laser.maxCurrent, 0.0001, u"0.0001"_s, now.laser.maxCurrent, u"A"_s};
-        return {double(now.laser.tMin), double(now.laser.tMax), 1, u"1"_s, double(now.laser.tMax - now.laser.tMin), u"°C"_s};
-    case Controller::LTC:
-    case Controller::None:
-        break;
-    }
-    return {double(now.ltc.tMin), double(now.ltc.tMax), 0.1, u"0.1"_s, double(now.ltc.tMax - now.ltc.tMin), u"K"_s};
-}
-
 QString TimeUnit()
 {
     return configuration().general.timeUnitMinutes ? u"minute(s)"_s : u"second(s)"_s;
@@ -97,7 +66,7 @@ QString TimeUnit()
 
 QString RangeText()
 {
-    const Limits now = limits();
+    const Temperature::Scale now = Temperature::active().scale();
     return u"Valid temperature range:"_s + NumberText::Print(now.lowest) + u"..."_s + NumberText::Print(now.highest) + u"."_s;
 }
 

@@ -19,24 +19,6 @@ struct Boxes
 
 enum class Box { T1, T2, dT, Ramp, Dwell, ExpoTime, Comment };
 
-/// The controller that the next run will use: HTC, laser or LTC, in this order of precedence.
-enum class Controller { None, HTC, Laser, LTC };
-Controller activeController();
-/// True when the laser is driven by currents.
-bool currentMode();
-
-/// The settable range of the active controller and its step sizes.
-struct Limits
-{
-    double lowest = 0;
-    double highest = 0;
-    double smallestStep = 1;
-    QString smallestStepText; ///< "0.0001", "0.1" or "1"
-    double largestStep = 0;   ///< the width of the range
-    QString unit;             ///< "K", "deg C" or "A"
-};
-Limits limits();
-
 /// "second(s)" or "minute(s)".
 QString TimeUnit();
 /// "Valid temperature range:" + lower + "..." + upper + "."

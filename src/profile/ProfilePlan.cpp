@@ -11,7 +11,7 @@
 #include "goniometer/ScanRun.h"
 #include "profile/ProfileEdit.h"
 #include "profile/ProfileRun.h"
-#include "temperature/modLTC_RPID.h"
+#include "temperature/Controller.h"
 
 #include <QDirIterator>
 #include <QHash>
@@ -21,30 +21,18 @@
 #include <cmath>
 
 using namespace Qt::StringLiterals;
-using ProfileEdit::Controller;
 using ProfileRun::Row;
 
 namespace {
-constexpr double lowTemperatureStart = 295; // K, where a profile is taken to begin
-constexpr double highTemperatureStart = 22; // deg C
-constexpr double assumedRate = 5;           // K/min, for the estimate of a change without a ramp
-constexpr double assumedSettling = 60;      // s
-constexpr double longestTime = 1e9;         // s, where texts stop counting
-constexpr qsizetype longestDetails = 1000;  // scans that are listed
+constexpr double longestTime = 1e9;        // s, where texts stop counting
+constexpr qsizetype longestDetails = 1000; // scans that are listed
 constexpr qsizetype mostFindings = 100;
 constexpr qsizetype columnGap = 2; // blanks between the columns of the list
-
-double startTemperature()
-{
-    return ProfileEdit::activeController() == Controller::LTC ? lowTemperatureStart : highTemperatureStart;
-}
 
 /// Expected time from the setpoint to the steady temperature [s].
 double settlingTime(double from, double to, double ramp)
 {
-    if (ProfileEdit::activeController() == Controller::Laser)
-        return configuration().laser.stabilizationDelay;
-    return std::abs(to - from) / (ramp > 0 ? ramp : assumedRate) * 60 + assumedSettling;
+    return Temperature::active().settlingTime(from, to, ramp);
 }
 
 double scanTime(const Row& row)
@@ -105,19 +93,6 @@ private:
     QHash<QString, qint32> m_lastIndex;
 };
 
-QString valueText(double value)
-{
-    const auto zeroPadded = [](const QString& text, qsizetype digits) { return text.rightJustified(digits, u'0'); };
-    switch (ProfileEdit::activeController()) {
-    case Controller::Laser:
-        return ProfileEdit::currentMode() ? NumberText::Fixed(value, 4) : zeroPadded(NumberText::Fixed(value, 0), 4);
-    case Controller::HTC:
-        return zeroPadded(NumberText::Fixed(value, 0), 4);
-    default:
-        return zeroPadded(NumberText::Fixed(value, 1), 6);
-    }
-}
-
 /// Cells as columns of text, each as wide as its widest cell; the first `numbers` columns to the right.
 QStringList inColumns(const QList<QStringList>& table, qsizetype numbers)
 {
@@ -142,7 +117,7 @@ QStringList inColumns(const QList<QStringList>& table, qsizetype numbers)
 /// The scans with their files, the first of them when there are very many.
 QStringList scanList(const QList<Row>& rows)
 {
-    const QString unit = u' ' + ProfileEdit::limits().unit;
+    const QString unit = u' ' + Temperature::active().scale().unit;
     QList<QStringList> table;
     const qsizetype listed = std::min(rows.size(), longestDetails);
     for (qsizetype i = 0; i < listed; ++i)
@@ -190,7 +165,7 @@ private:
     ProfileRun::Outline& m_outline;
     qsizetype m_rowsPerMark;
     qsizetype m_inMark = 0;
-    double m_before = startTemperature();
+    double m_before = Temperature::active().startsAt;
 };
 /// What is wrong with the value that stands behind a key.
 QString faultOf(const QString& key, const QString& text, std::optional<ProfileEdit::Box> box)
@@ -242,7 +217,7 @@ QList<Row> Plan()
     QList<Row> rows;
     const QString sample = frontPanel().text(FrontPanel::Field::txtFileName);
     Names names;
-    double before = startTemperature();
+    double before = Temperature::active().startsAt;
     const QStringList& lines = TProfile::state().lines;
     for (qsizetype i = 0; i < lines.size(); ++i) {
         const std::optional<TProfile::Step> step = TProfile::ParseStep(lines[i]);
@@ -332,7 +307,7 @@ QString TotalText(qint64 scans, double seconds)
 
 QString FileName(const QString& sample, double value)
 {
-    return sample + u"_"_s + valueText(value) + u".sdf"_s;
+    return sample + u"_"_s + Temperature::active().scale().fileValue(value) + u".sdf"_s;
 }
 
 QString TooManyText()
@@ -366,22 +341,14 @@ QStringList Check()
 QString SummaryText()
 {
     QStringList lines;
-    QString pidFile;
-    if (ProfileEdit::activeController() == Controller::HTC)
-        pidFile = configuration().htc.pidFile;
-    else if (ProfileEdit::activeController() == Controller::LTC)
-        pidFile = modLTC::RPIDFileName();
+    const QString pidFile = Temperature::active().tableFile();
     if (!pidFile.isEmpty())
         lines += u"- PID parameter file: "_s + pidFile;
     lines += u"- Temperature profile: "_s + TProfile::state().currentFile;
     lines += u"- Current work directory is '"_s + configuration().general.workDir + u"'."_s;
-    const QString rule = u"- Files will be saved as '<SampleName>_"_s;
-    if (ProfileEdit::currentMode())
-        lines += rule + u"x.xxxx.sdf' (x.xxxx=laser diode current)."_s;
-    else if (ProfileEdit::activeController() == Controller::LTC)
-        lines += rule + u"xxxx.x.sdf' (xxxx.x=temperature)."_s;
-    else
-        lines += rule + u"xxxx.sdf' (xxxx=temperature)."_s;
+    const Temperature::Scale scale = Temperature::active().scale();
+    lines += u"- Files will be saved as '<SampleName>_"_s + scale.filePattern + u".sdf' ("_s + scale.filePattern + u"="_s +
+             scale.fileMeaning + u")."_s;
     lines += u"  NOTE: Existing files with identical names get an additional index (n)!"_s;
     return lines.join(u"\r\n"_s) + u"\r\n\r\n"_s + u"Are you ready to continue?"_s;
 }

@@ -7,8 +7,8 @@
 #include "core/NumberText.h"
 #include "core/modTools.h"
 #include "datafiles/modFile.h"
-#include "profile/ProfileEdit.h"
 #include "profile/ProfileRun.h"
+#include "temperature/Controller.h"
 
 #include <QDateTime>
 #include <QSaveFile>
@@ -29,7 +29,7 @@ QString rowText(const ProfileRun::Row& row, const QString& unit)
     if (row.phase == ProfileRun::Phase::Done) {
         if (row.actual)
             text += u"  read "_s + NumberText::General(*row.actual) + u" "_s + unit;
-        if (row.actual && ProfileEdit::activeController() != ProfileEdit::Controller::Laser)
+        if (row.actual && Temperature::active().statistics)
             text += u"  mean "_s + NumberText::Fixed(row.mean, 3) + u"  scatter "_s + NumberText::Fixed(row.scatter, 3);
         text += u"  counter time "_s + NumberText::General(row.counterTime) + u" s  maximum "_s + NumberText::General(row.maximumCount) +
                 u" counts  file "_s + row.file;
@@ -54,7 +54,7 @@ void Begin()
 
 QString Text()
 {
-    const QString unit = ProfileEdit::limits().unit;
+    const QString unit = Temperature::active().scale().unit;
     QString text = u"Temperature profile run"_s + (ProfileRun::state().rehearsal ? u" (rehearsal, no scan saved)"_s : QString()) + u"\n"_s;
     text += u"Sample: "_s + frontPanel().text(FrontPanel::Field::txtFileName) + u"\n"_s;
     text += u"Profile: "_s + TProfile::state().currentFile + u"\n"_s;

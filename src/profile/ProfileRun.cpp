@@ -9,15 +9,13 @@
 #include "goniometer/ScanParameterCheck.h"
 #include "goniometer/ScanRun.h"
 #include "goniometer/modSMC.h"
-#include "profile/ProfileEdit.h"
 #include "profile/ProfileReport.h"
-#include "temperature/modHTC_Laser.h"
+#include "temperature/Controller.h"
 
 #include <QFile>
 
 using namespace Qt::StringLiterals;
 using namespace ProfileRun::Parts;
-using ProfileEdit::Controller;
 using Field = FrontPanel::Field;
 
 namespace ProfileRun::Parts {
@@ -223,7 +221,7 @@ std::optional<qsizetype> prepare(const ProfileRun::Options& options)
     ScanParameterCheck::CheckScanParameters(); // the editor reckons with what the fields say
     if (options.editor && !options.editor())
         return std::nullopt;
-    if (ProfileEdit::activeController() == Controller::None) {
+    if (!Temperature::anyInUse()) {
         showMessage(title, u"No temperature controller is enabled."_s);
         return std::nullopt;
     }
@@ -268,7 +266,7 @@ void begin(qsizetype first)
 {
     ProfileRun::State& run = ProfileRun::state();
     run.rehearsal = !configuration().general.autoSave;
-    run.storedLaserCurrent = modHTC_Laser::state().lastCurrent;
+    run.wayBack = Temperature::active().wayBack();
     run.remarks.clear();
     ProfileReport::Begin();
     for (qsizetype i = 0; i < first; ++i)

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "profile/TProfile.h"
+#include "temperature/Controller.h"
 
 #include <QDateTime>
 #include <QList>
@@ -23,7 +24,7 @@ QString phaseText(Phase phase);
 struct Row
 {
     int line = 0;           ///< profile line (from 1) that it comes from
-    double setpoint = 0;    ///< K, deg C or A
+    double setpoint = 0;    ///< in the controller's unit
     double ramp = 0;        ///< K/min, 0: none
     double dwell = 0;       ///< s
     double counterTime = 0; ///< s per point
@@ -33,7 +34,7 @@ struct Row
 
     Phase phase = Phase::Pending;
     std::optional<double> actual; ///< temperature read after the wait; laser: from the current read, or that current itself in current mode
-    double mean = 0;              ///< of the readings accepted by the wait; the laser has none
+    double mean = 0;              ///< of the readings accepted by the wait, where that has statistics
     double scatter = 0;
     QString file; ///< name written; empty: none
     qint32 maximumCount = 0;
@@ -50,7 +51,7 @@ struct State
     bool asking = false;          ///< the questions of a start or of an abort stand; another click is passed over
     bool rehearsal = false;       ///< `AutoSave` = 0: no file is written
     QString reportFile;           ///< full path of the report
-    float storedLaserCurrent = 0; ///< diode current before the run [A]
+    Temperature::WayBack wayBack; ///< of the controller, as it was when the run began
     quint32 phaseStartedAt = 0;   ///< timeGetTime() when the current row entered its phase [ms]
 };
 State& state();

@@ -5,19 +5,14 @@
 #include "core/Configuration.h"
 #include "core/FrontPanel.h"
 #include "core/NumberText.h"
-#include "profile/ProfileEdit.h"
 #include "serial/modCOM.h"
+#include "temperature/Controller.h"
 #include "temperature/SteadyState.h"
-#include "temperature/modHTC.h"
-#include "temperature/modHTC_Laser.h"
-#include "temperature/modLTC.h"
-#include "temperature/modLTC_RPID.h"
 
 #include <cmath>
 
 using namespace Qt::StringLiterals;
 using namespace ProfileRun::Parts;
-using ProfileEdit::Controller;
 
 namespace {
 constexpr double resendAfter = 60;       // s of silence after which a controller may have been off: it gets the setpoint again
@@ -25,27 +20,15 @@ constexpr double noFurtherCooling = 300; // s without a reading nearer to the ro
 constexpr int setpointTries = 3;
 constexpr int readTries = 3; // for the temperature that names the file
 constexpr int wayBackTries = 10;
-constexpr double roomTemperature = 22; // deg C, set at the end of a run
 
 /// Sets the setpoint of the active controller; 0 when it took it.
 qint16 sendSetpoint(const ProfileRun::Row& step)
 {
-    switch (ProfileEdit::activeController()) {
-    case Controller::HTC:
-        return modHTC::NewSetpointWithPID(step.setpoint, step.ramp);
-    case Controller::Laser: {
-        const auto value = static_cast<float>(step.setpoint);
-        return modHTC_Laser::LaserSetCurrent(value, modHTC_Laser::CurrentFor(value));
-    }
-    case Controller::LTC:
-        return modLTC::LTCNewSetpointWithPID(static_cast<float>(step.setpoint), static_cast<float>(step.ramp));
-    case Controller::None:
-        break;
-    }
-    return -1;
+    return Temperature::active().set(step.setpoint, step.ramp);
 }
 
-void setLaserSetpoint()
+/// Sends the setpoint; the operator says what is done when it is not taken.
+void askForSetpoint()
 {
     for (int tries = 1; sendSetpoint(row()) != 0 && goesOn(); ++tries) {
         const Prompts::Button unattended = tries <= setpointTries ? Prompts::Button::Retry : Prompts::Button::Ignore;
@@ -62,7 +45,7 @@ void setLaserSetpoint()
             flags().abort = true;
         if (answer == Prompts::Button::Retry)
             continue;
-        remark(u"The laser controller did not take the setpoint."_s);
+        remark(u"The "_s + Temperature::active().fullName + u" did not take the setpoint."_s);
         return;
     }
 }
@@ -85,12 +68,6 @@ bool setpointArrives()
     return true;
 }
 
-qint16 waitUntilThere(double setpoint, double longestSilence)
-{
-    return ProfileEdit::activeController() == Controller::HTC ? modHTC::HTCWaitUntilThere(setpoint, longestSilence)
-                                                              : modLTC::LTCWaitUntilThere(static_cast<float>(setpoint), longestSilence);
-}
-
 /// The steady-state wait. A controller that comes back after a silence may have been switched off and gets its setpoint again; so does one
 /// whose line comes back, because the setpoint may have gone into the line that was lost. False when it was silent too long.
 bool steady()
@@ -100,7 +77,7 @@ bool steady()
     double silence = 0;
     for (;;) {
         const quint32 begun = modTools::timeGetTime();
-        const qint16 result = waitUntilThere(row().setpoint, resendAfter);
+        const qint16 result = Temperature::active().wait(row().setpoint, resendAfter, 0);
         if (result == SteadyState::Interrupted && goesOn()) {
             remark(u"The line to the temperature controller was lost; the setpoint is sent again."_s);
             silence = 0;
@@ -124,16 +101,6 @@ bool steady()
     }
 }
 
-float readTemperature()
-{
-    float temperature = -1;
-    if (goesOn() && ProfileEdit::activeController() == Controller::HTC)
-        temperature = modHTC::GetTemperature();
-    else if (goesOn())
-        temperature = modLTC::LTCReading();
-    return temperature;
-}
-
 /// Sends something until the controller has taken it. False when it did not, or when the operator broke off before.
 bool taken(const std::function<qint16()>& send)
 {
@@ -151,30 +118,17 @@ bool taken(const std::function<qint16()>& send)
 }
 
 /// What the operator must know when the controller was left as the last step has set it; empty: it was set back.
-QString setFurnaceBack()
+QString failureOf(const Temperature::WayBack& wayBack)
 {
-    if (!taken([] { return modHTC::NewSetpoint(roomTemperature); }))
-        return u"The high-temperature controller was not set back: it keeps the setpoint of the last step!"_s;
-    const qint16 result = modHTC::HTCWaitUntilThere(roomTemperature, silenceLimit, noFurtherCooling);
+    const Temperature::Controller& controller = Temperature::active();
+    if (wayBack.send && !taken(wayBack.send))
+        return u"The "_s + controller.fullName + u" was not set back: it keeps the setpoint of the last step!"_s;
+    if (!wayBack.awaited)
+        return {};
+    const qint16 result = controller.wait(*wayBack.awaited, silenceLimit, noFurtherCooling);
     // Silence, too, brings no reading nearer.
-    if (result == SteadyState::Silent || (result == SteadyState::Stalled && modHTC::GetTemperature() < 0))
-        return u"The high-temperature controller fell silent while it was cooling."_s;
-    return {};
-}
-
-QString setLaserBack()
-{
-    const bool currents = configuration().laser.currentMode;
-    const float value = currents ? ProfileRun::state().storedLaserCurrent : static_cast<float>(roomTemperature);
-    if (!taken([=] { return modHTC_Laser::LaserSetCurrent(value, currents ? value : modHTC_Laser::CurrentFor(value)); }))
-        return u"The laser controller was not set back: it keeps the setpoint of the last step!"_s;
-    return {};
-}
-
-QString setLowTemperatureBack()
-{
-    if (configuration().ltc.resetAfterTempRun && !taken(modLTC::LTCDefault))
-        return u"The low-temperature controller was not set back: it keeps the setpoint of the last step!"_s;
+    if (result == SteadyState::Silent || (result == SteadyState::Stalled && !controller.read()))
+        return u"The "_s + controller.fullName + u" fell silent while it was cooling."_s;
     return {};
 }
 } // namespace
@@ -184,31 +138,25 @@ bool setSetpoint()
 {
     enter(ProfileRun::Phase::Setpoint);
     frontPanel().setPanel(3, u"Setting new temperature setpoint..."_s);
-    if (ProfileEdit::activeController() != Controller::Laser)
+    if (!Temperature::active().asks)
         return setpointArrives();
-    setLaserSetpoint();
+    askForSetpoint();
     return true;
 }
 
 bool settle()
 {
     enter(ProfileRun::Phase::Settling);
-    if (ProfileEdit::activeController() == Controller::Laser) {
-        modHTC::HTC_LaserWaitUntilThere(configuration().laser.stabilizationDelay);
-        for (int tries = 0; tries < readTries && goesOn() && !row().actual; ++tries)
-            if (float current = 0; modHTC_Laser::LaserGetCurrent(current) == 0)
-                row().actual = modHTC_Laser::ValueFor(current);
-        return true;
-    }
     const bool there = steady();
-    float temperature = -1;
-    for (int tries = 0; tries < readTries && there && goesOn() && temperature < 0; ++tries)
-        temperature = readTemperature();
+    std::optional<double> value;
+    for (int tries = 0; tries < readTries && there && goesOn() && !value; ++tries)
+        value = Temperature::active().read();
     ProfileRun::Row& step = row(); // nothing waits from here on
-    if (temperature >= 0)
-        step.actual = NumberText::LeadingNumber(NumberText::General(temperature));
-    step.mean = NumberText::LeadingNumber(NumberText::General(SteadyState::last().mean()));
-    step.scatter = NumberText::LeadingNumber(NumberText::General(SteadyState::last().scatter()));
+    step.actual = value;
+    if (Temperature::active().statistics) {
+        step.mean = NumberText::LeadingNumber(NumberText::General(SteadyState::last().mean()));
+        step.scatter = NumberText::LeadingNumber(NumberText::General(SteadyState::last().scatter()));
+    }
     return there;
 }
 
@@ -230,20 +178,7 @@ void dwell()
 
 void setBack()
 {
-    QString failure;
-    switch (ProfileEdit::activeController()) {
-    case Controller::HTC:
-        failure = setFurnaceBack();
-        break;
-    case Controller::Laser:
-        failure = setLaserBack();
-        break;
-    case Controller::LTC:
-        failure = setLowTemperatureBack();
-        break;
-    case Controller::None:
-        break;
-    }
+    const QString failure = failureOf(state().wayBack);
     if (failure.isEmpty())
         return;
     ProfileRun::state().remarks += failure;

@@ -6,6 +6,10 @@
 
 #include <QString>
 
+namespace Temperature {
+struct Controller;
+}
+
 /// The high-temperature controller HTC 5218 on `TCComm`. It hands out parameter blocks of packed characters; a parameter is changed by
 /// reading the data block, replacing its characters and writing the block back with a checksum. Temperatures are whole degrees Celsius.
 /// Status results are 0 for success, -1 otherwise.
@@ -101,4 +105,7 @@ void mnuHTCSetpoint();
 void mnuHTCNewSetpointWithPID();
 void mnuHTCHeaterOutput();
 void mnuHTCAutoOptimize();
+
+/// Its row in the table of controllers.
+Temperature::Controller controller();
 } // namespace modHTC

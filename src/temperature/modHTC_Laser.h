@@ -6,6 +6,10 @@
 
 #include <optional>
 
+namespace Temperature {
+struct Controller;
+}
+
 /// The laser heater controller on `TCComm`: registers are written with ":w n value" and read with ":r n"; a write is answered with "ok".
 /// Status results are 0 for success, -1 otherwise.
 namespace modHTC_Laser {
@@ -46,4 +50,7 @@ qint16 LaserCheckPresence();
 void mnuLaserBeam();
 void mnuLaserSetpoint();
 void mnuLaserTest();
+
+/// Its row in the table of controllers.
+Temperature::Controller controller();
 } // namespace modHTC_Laser

@@ -4,6 +4,10 @@
 
 #include <QString>
 
+namespace Temperature {
+struct Controller;
+}
+
 /// The low-temperature controller (LakeShore 330, 331, 331 in 330 emulation, DRC-91CA, DRC-81C) on the serial line `TCComm` or on the
 /// instrument bus. Values that could not be read are -1. Status results are 0 for success and -1 for no answer.
 namespace modLTC {
@@ -85,4 +89,7 @@ void mnuLTCQueryTemperature();
 void mnuLTCSetpoint();
 /// The same with the control parameters of the file.
 void mnuLTCNewSetpointWithPID();
+
+/// Its row in the table of controllers.
+Temperature::Controller controller();
 } // namespace modLTC

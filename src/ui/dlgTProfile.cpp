@@ -6,8 +6,9 @@
 #include "core/NumberText.h"
 #include "core/ProgramError.h"
 #include "core/Prompts.h"
+#include "profile/ProfileEdit.h"
 #include "profile/ProfileRun.h"
-#include "temperature/modLTC_RPID.h"
+#include "temperature/Controller.h"
 #include "ui/Dialogs.h"
 #include "ui/Fields.h"
 #include "ui/ProfilePicture.h"
@@ -86,18 +87,6 @@ QString withAccessKey(QString caption, QChar key)
 {
     return caption.insert(caption.indexOf(key, 0, Qt::CaseInsensitive), u'&');
 }
-
-QString pidFile()
-{
-    switch (ProfileEdit::activeController()) {
-    case ProfileEdit::Controller::HTC:
-        return configuration().htc.pidFile;
-    case ProfileEdit::Controller::LTC:
-        return modLTC::RPIDFileName();
-    default:
-        return {};
-    }
-}
 } // namespace
 
 dlgTProfile::dlgTProfile(QWidget* parent) : QDialog(parent)
@@ -137,8 +126,9 @@ QLineEdit* dlgTProfile::addBox(Box box, const QString& name, const QString& tool
 
 void dlgTProfile::build()
 {
-    const bool currents = ProfileEdit::currentMode();
-    const QString unit = ProfileEdit::limits().unit;
+    const Temperature::Scale scale = Temperature::active().scale();
+    const bool currents = scale.currents;
+    const QString& unit = scale.unit;
     const QString second = ProfileEdit::TimeUnit();
     auto* grid = new QGridLayout;
     grid->setSpacing(Dialogs::spacing);
@@ -226,7 +216,7 @@ void dlgTProfile::build()
     layout->addWidget(m_picture, 1);
     layout->addWidget(m_total);
     layout->addWidget(label("lblWorkDir", QStringLiteral("Work directory: ") + configuration().general.workDir));
-    layout->addWidget(label("lblPIDFile", QStringLiteral("PID parameter file: ") + pidFile()));
+    layout->addWidget(label("lblPIDFile", QStringLiteral("PID parameter file: ") + Temperature::active().tableFile()));
     layout->addWidget(m_status);
     layout->addLayout(Dialogs::buttonRow({m_ok, m_cancel}));
 
@@ -436,7 +426,7 @@ void dlgTProfile::preview()
 {
     enableButtons();
     const ProfileRun::Outline outline = ProfileRun::outline(stepsWithTyped());
-    m_picture->showPlan(outline.rows, ProfileEdit::limits().unit);
+    m_picture->showPlan(outline.rows, Temperature::active().scale().unit);
     const QString rest = typedStepCounts() ? QStringLiteral(", with the step in the boxes") : QString();
     const bool tooMany = outline.scans > ProfileRun::mostScans;
     m_total->setText(ProfileRun::TotalText(outline.scans, outline.seconds) + rest +

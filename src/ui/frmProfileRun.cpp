@@ -7,6 +7,7 @@
 #include "core/modTools.h"
 #include "profile/ProfileEdit.h"
 #include "profile/ProfileRun.h"
+#include "temperature/Controller.h"
 #include "ui/Dialogs.h"
 
 #include <QDateTime>
@@ -44,31 +45,19 @@ const ColumnInfo& column(int index)
     return all[index];
 }
 
-/// Decimals of a temperature or current that was read: as many as the controller's readings are good for.
-int decimals()
-{
-    switch (ProfileEdit::activeController()) {
-    case ProfileEdit::Controller::HTC:
-        return 0;
-    case ProfileEdit::Controller::Laser:
-        return ProfileEdit::currentMode() ? 4 : 1;
-    default:
-        return 2;
-    }
-}
-
 QString cell(qsizetype index, int which)
 {
     using Model = ProfileRunModel;
     const ProfileRun::Row& row = std::as_const(ProfileRun::state().rows)[index];
-    const QString unit = u' ' + ProfileEdit::limits().unit;
+    const Temperature::Scale scale = Temperature::active().scale();
+    const QString unit = u' ' + scale.unit;
     switch (which) {
     case Model::Step:
         return NumberText::General(qint64{index + 1});
     case Model::Set:
         return NumberText::General(row.setpoint) + unit;
     case Model::Actual:
-        return row.actual ? NumberText::Fixed(*row.actual, decimals()) + unit : QString();
+        return row.actual ? NumberText::Fixed(*row.actual, scale.shownDecimals) + unit : QString();
     case Model::State:
         return ProfileRun::phaseText(row.phase);
     case Model::File:

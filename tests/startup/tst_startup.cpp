@@ -13,6 +13,8 @@
 #include "support/ScriptedPort.h"
 #include "support/ScriptedPrompts.h"
 #include "support/TestClock.h"
+#include "temperature/Blower.h"
+#include "temperature/Controller.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -28,6 +30,11 @@ namespace {
 const QString lineBreak = QStringLiteral("\r\n");
 QStringList order; // what the table's rows were asked, in order
 bool answerOfHtc = true;
+
+Temperature::Controller& row(const char* name)
+{
+    return *Temperature::named(QString::fromLatin1(name));
+}
 
 bool noteHtc()
 {
@@ -84,6 +91,9 @@ private slots:
     void aDeviceOnTheBusNeedsNoLine();
     void aDeviceThatFailsIsDisabled();
     void aDeviceWithoutAPresenceCheckIsDisabled();
+    void aRowThatLacksSomethingIsRefusedBeforeAnythingIsSent();
+    void aFourthControllerIsReadAndAskedAfterTheOthers();
+    void aLineThatCannotBeOpenedTakesTheFourthControllerOutToo();
     void aMissingParameterFileDisablesTheController();
     void theStartEndsWithTheShortCaption();
 
@@ -115,6 +125,8 @@ void StartupTest::init()
 {
     resetProgram();
     modMain::state() = modMain::State{};
+    Temperature::state() = Temperature::State{};
+    Blower::state() = Blower::State{};
     modSMC::state() = modSMC::State{};
     order.clear();
     answerOfHtc = true;
@@ -497,8 +509,11 @@ void StartupTest::linesThatCannotBeOpenedAreReported()
     QFETCH(QString, title);
     QFETCH(QString, text);
     const QByteArray row = QTest::currentDataTag();
-    for (modMain::TemperatureDevice& device : modMain::state().temperatureDevices)
-        device = {device.name, device.enabled, nullptr, nullptr, nullptr, noteHtc};
+    for (Temperature::Controller& controller : Temperature::controllers()) {
+        controller.table = {};
+        controller.onSerialLine = nullptr;
+        controller.isThere = noteHtc;
+    }
     writeIni(section);
     if (row == "generator missing")
         m_generator->hangUp();
@@ -538,14 +553,13 @@ void StartupTest::theGeneratorLineIsOpenedWhenRemote()
 void StartupTest::temperatureDevicesAreAskedInOrderOverOneLine()
 {
     writeIni("[LTC]\nLTC=1\nGPIBType=hp\nGPIBDeviceAddress=0\n[HTC]\nHTC=1\n[Laser]\nLaser=1\n");
-    QList<modMain::TemperatureDevice>& devices = modMain::state().temperatureDevices;
-    QCOMPARE(devices.size(), 3);
-    for (modMain::TemperatureDevice& device : devices)
-        device.loadPIDFile = nullptr;
-    devices[0].isThere = noteHtc;
-    devices[1].isThere = noteLtc;
-    devices[1].initializeBus = noteBus;
-    devices[2].isThere = noteLaser;
+    QCOMPARE(Temperature::controllers().size(), 3);
+    for (Temperature::Controller& controller : Temperature::controllers())
+        controller.table = {};
+    row("HTC").isThere = noteHtc;
+    row("LTC").isThere = noteLtc;
+    row("LTC").initializeBus = noteBus;
+    row("Laser").isThere = noteLaser;
     modMain::LoadSettings();
     QCOMPARE(order, (QStringList{"HTC", "LTC", "Laser"})); // address 0 keeps the controller on the line whatever the bus type
     QVERIFY(modCOM::TCComm().isOpen());
@@ -556,8 +570,8 @@ void StartupTest::temperatureDevicesAreAskedInOrderOverOneLine()
 void StartupTest::aDeviceOnTheBusNeedsNoLine()
 {
     writeIni("[LTC]\nLTC=1\nGPIBDeviceAddress=12\n");
-    modMain::TemperatureDevice& ltc = modMain::state().temperatureDevices[1];
-    ltc.loadPIDFile = nullptr;
+    Temperature::Controller& ltc = row("LTC");
+    ltc.table = {};
     ltc.initializeBus = noteBus;
     ltc.isThere = noteLtc;
     modMain::LoadSettings();
@@ -569,10 +583,9 @@ void StartupTest::aDeviceOnTheBusNeedsNoLine()
 void StartupTest::aDeviceThatFailsIsDisabled()
 {
     writeIni("[HTC]\nHTC=1\n[Laser]\nLaser=1\n");
-    QList<modMain::TemperatureDevice>& devices = modMain::state().temperatureDevices;
-    devices[0].loadPIDFile = nullptr;
-    devices[0].isThere = noteHtc;
-    devices[2].isThere = noteLaser;
+    row("HTC").table = {};
+    row("HTC").isThere = noteHtc;
+    row("Laser").isThere = noteLaser;
     answerOfHtc = false;
     modMain::LoadSettings();
     QCOMPARE(order, (QStringList{"HTC", "Laser"}));
@@ -583,11 +596,70 @@ void StartupTest::aDeviceThatFailsIsDisabled()
 void StartupTest::aDeviceWithoutAPresenceCheckIsDisabled()
 {
     writeIni("[Laser]\nLaser=1\n");
-    modMain::state().temperatureDevices[2].isThere = nullptr;
+    row("Laser").isThere = nullptr;
     flags().log = true;
     modMain::LoadSettings();
     QVERIFY(!flags().laserEnabled);
     QVERIFY(logLines().contains("Laser: no presence check, functions disabled"));
+}
+
+void StartupTest::aRowThatLacksSomethingIsRefusedBeforeAnythingIsSent()
+{
+    writeIni("[HTC]\nHTC=1\n[Laser]\nLaser=1\n[Blower]\nBlower=1\n");
+    Temperature::controllers().prepend(Blower::controller());
+    row("Blower").set = nullptr;
+    row("Blower").wayBack = nullptr;
+    row("Blower").isThere = noteLtc;
+    row("HTC").wait = nullptr;
+    row("Laser").isThere = noteLaser;
+    flags().log = true;
+    const auto refused = [this](const QString& text) {
+        m_boxes->expect(QStringLiteral("Temperature controllers"), text + lineBreak + QStringLiteral("The controller is not used."))
+            .withIcon(Prompts::Icon::Critical);
+    };
+    refused(QStringLiteral("The row of controller 'Blower' lacks: set, wayBack."));
+    refused(QStringLiteral("The row of controller 'HTC' lacks: wait."));
+    modMain::LoadSettings();
+    QVERIFY(m_boxes->allShown());
+    QVERIFY(logLines().contains("The row of controller 'Blower' lacks: set, wayBack."));
+    QCOMPARE(order, QStringList{"Laser"}); // the others were not even asked whether they are there
+    QCOMPARE(m_temperature->written(), QByteArray());
+    QVERIFY(!flags().htcEnabled && !Blower::state().enabled);
+    QCOMPARE(Temperature::active().name, QStringLiteral("Laser"));
+    QVERIFY(!frontPanel().isEntryEnabled(Menu::Entry::mnuHTC));
+}
+
+void StartupTest::aFourthControllerIsReadAndAskedAfterTheOthers()
+{
+    writeIni("[LTC]\nLTC=0\n[Laser]\nLaser=1\n[Blower]\nBlower=1\nTMax=700\n");
+    Temperature::controllers().prepend(Blower::controller());
+    row("Laser").isThere = noteLaser;
+    m_temperature->answer("ID?\r", "BLOWER\r\n");
+    modMain::LoadSettings();
+    QVERIFY(Blower::state().enabled && flags().laserEnabled);
+    QCOMPARE(order, QStringList{"Laser"});
+    QCOMPARE(m_temperature->written(), QByteArray("ID?\r"));
+    QCOMPARE(Temperature::active().scale().highest, 700.0);
+
+    cleanup();
+    init(); // silent, it is not in use
+    writeIni("[Blower]\nBlower=1\n");
+    Temperature::controllers().prepend(Blower::controller());
+    modMain::LoadSettings();
+    QCOMPARE(m_temperature->written(), QByteArray("ID?\r"));
+    QVERIFY(!Temperature::anyInUse());
+}
+
+void StartupTest::aLineThatCannotBeOpenedTakesTheFourthControllerOutToo()
+{
+    writeIni("[HTC]\nHTC=1\nPIDFile=h.pid\n[Blower]\nBlower=1\n");
+    Temperature::controllers().append(Blower::controller());
+    row("HTC").table = {};
+    m_temperature->hangUp();
+    m_boxes->expect(QStringLiteral("SMC: Communication Error"), QString());
+    modMain::LoadSettings();
+    QVERIFY(m_boxes->allShown()); // one box, not one for each controller
+    QVERIFY(!Temperature::anyInUse());
 }
 
 void StartupTest::aMissingParameterFileDisablesTheController()

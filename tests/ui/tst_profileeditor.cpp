@@ -6,6 +6,7 @@
 #include "profile/TProfile.h"
 #include "support/ResetProgram.h"
 #include "support/ScriptedPrompts.h"
+#include "temperature/Blower.h"
 #include "temperature/modLTC_RPID.h"
 #include "ui/ProfilePicture.h"
 #include "ui/dlgTProfile.h"
@@ -111,6 +112,27 @@ private slots:
         QCOMPARE(TProfile::state().lines, editor.listed());
         QCOMPARE(editor.label("lblCurrentProfile"), QStringLiteral("Current profile:  (modified)"));
         QVERIFY(prompts.allShown());
+    }
+
+    void aFourthControllerGivesTheEditorItsUnitAndRange()
+    {
+        Temperature::controllers().prepend(Blower::controller());
+        Blower::state().enabled = true;
+        {
+            ScriptedPrompts prompts;
+            Editor editor;
+            QCOMPARE(editor.label("lblT1"), QStringLiteral("T-Start:"));
+            QCOMPARE(editor.label("unitT1"), QStringLiteral("°C"));
+            QCOMPARE(editor.label("lblRange"), QStringLiteral("Valid temperature range: 25... 950."));
+            QCOMPARE(editor.label("lblPIDFile"), QStringLiteral("PID parameter file: "));
+            editor.type("txtT1", "951");
+            prompts.expect(outOfRange, QStringLiteral("The valid temperature range is 25... 950!"));
+            editor.press("btnInsert");
+            QVERIFY(prompts.allShown());
+            QVERIFY(editor.listed().isEmpty());
+        }
+        Temperature::state() = Temperature::State{};
+        Blower::state() = Blower::State{};
     }
 
     void whatIsPastedIsFilteredLikeKeys()

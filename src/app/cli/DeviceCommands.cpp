@@ -13,13 +13,16 @@
 #include "core/startup/modMain.h"
 #include "generator/GeneratorPower.h"
 #include "generator/modGenerator.h"
+#include "temperature/Controller.h"
 #include "temperature/CooldownLog.h"
 #include "temperature/SteadyState.h"
 #include "temperature/modHTC.h"
 #include "temperature/modHTC_Laser.h"
-#include "temperature/modHTC_PID.h"
 #include "temperature/modLTC.h"
 #include "temperature/modLTC_RPID.h"
+
+#include <algorithm>
+#include <utility>
 
 namespace {
 using NumberText::General;
@@ -30,8 +33,7 @@ struct Call
     QStringList values;
     bool current = false; ///< with the control parameters that the controller has
     bool wait = true;
-    bool ltc = false; ///< the one whose control parameters are meant
-    bool htc = false;
+    QStringList tables; ///< the controllers whose control parameters are meant, as the options say
 };
 
 /// One thing that a device command does, chosen by its first word.
@@ -69,11 +71,26 @@ int settled(const Call& call, const QString& unit, Wait wait)
     return cli::Done;
 }
 
+bool hasTable(const Temperature::Controller& controller)
+{
+    return controller.table.fileName != nullptr;
+}
+
+/// The controllers whose control parameters are meant by options: --ltc, --htc.
+QStringList tablesNamed(const cli::Arguments& arguments)
+{
+    QStringList names;
+    for (const Temperature::Controller& controller : std::as_const(Temperature::controllers()))
+        if (hasTable(controller) && arguments.has(controller.name.toLower().toLatin1().constData()))
+            names += controller.name;
+    return names;
+}
+
 /// Finds the action, checks its words, starts up, checks that the device is in use, and runs it.
 int runAction(const cli::Arguments& arguments, const QList<Action>& actions, const QString& device, bool (*inUse)())
 {
     const QString name = arguments.text("action");
-    Call call{{}, arguments.has("current"), !arguments.has("no-wait"), arguments.has("ltc"), arguments.has("htc")};
+    Call call{{}, arguments.has("current"), !arguments.has("no-wait"), tablesNamed(arguments)};
     for (const char* operand : {"value", "second"})
         if (arguments.has(operand))
             call.values += arguments.text(operand);
@@ -89,16 +106,17 @@ int runAction(const cli::Arguments& arguments, const QList<Action>& actions, con
             cli::Terminal::note(device + QStringLiteral(" ") + name + QStringLiteral(": sets no temperature."));
             return cli::WrongUsage;
         }
-        if (!right || (call.ltc && call.htc)) {
+        if (!right || call.tables.size() > 1) {
             cli::Terminal::note(device + QStringLiteral(" ") + name + QStringLiteral(": wrong values."));
             return cli::WrongUsage;
         }
         cli::Interrupts::install([](int) { flags().closing = true; });
-        if (action.offline) {
-            configuration().readLtcLine();
-            configuration().readHtc();
-        } else {
+        if (!action.offline) {
             modMain::LoadSettings();
+        } else {
+            for (const Temperature::Controller* controller : modMain::ControllersAsRead())
+                if (hasTable(*controller))
+                    controller->readSettings();
         }
         if (!action.offline && !inUse()) {
             cli::Terminal::note(device + QStringLiteral(" is not in use, or does not answer."));
@@ -155,7 +173,7 @@ int generatorShutter(const Call& call)
 
 constexpr double longestLog = 1e6; // s
 
-const QString ltcName = QStringLiteral("The low-temperature controller");
+const QString ltcName = QStringLiteral("The ") + modLTC::controller().fullName;
 
 int ltcTemperature(const Call&)
 {
@@ -233,7 +251,7 @@ int ltcQuery(const Call& call)
 
 // --- high-temperature controller
 
-const QString htcName = QStringLiteral("The high-temperature controller");
+const QString htcName = QStringLiteral("The ") + modHTC::controller().fullName;
 
 int htcTemperature(const Call&)
 {
@@ -328,48 +346,43 @@ int laserStatus(const Call&)
 
 // --- control parameters
 
-int pidShow(const Call& call)
+/// The controller named, otherwise the first one in use that has a table, otherwise the last that has one; null when none has.
+const Temperature::Controller* tableOwner(const Call& call)
 {
-    PIDTable::Values found;
-    const float setpoint = numberOf(call.values[0]);
-    qint16 status = -1;
-    if (call.htc || (!call.ltc && configuration().htc.enabled)) {
-        status = PIDTable::Look(modHTC::PIDFilePath(), setpoint, modHTC::PIDUse(), &found);
-        cli::Terminal::result(PIDTable::ValuesText(found, PIDTable::Kind::PID));
-    } else {
-        status = modLTC::LTCOpenRPID(modLTC::RPIDFilePath(), setpoint, &found);
-        cli::Terminal::result(PIDTable::ValuesText(found, PIDTable::Kind::RPID));
+    const Temperature::Controller* owner = nullptr;
+    for (const Temperature::Controller& controller : std::as_const(Temperature::controllers())) {
+        if (!hasTable(controller) || (!call.tables.isEmpty() && !call.tables.contains(controller.name)))
+            continue;
+        owner = &controller;
+        if (controller.inUse())
+            break;
     }
-    return status == 0 ? cli::Done : cli::Failed;
+    return owner;
 }
 
-int saveHTCParameters()
+int pidShow(const Call& call)
 {
-    if (!flags().htcEnabled)
-        return answered(false, htcName);
-    modHTC::DataBlock now;
-    if (modHTC::GetDataBlock(&now) != 0)
+    const Temperature::Controller* owner = tableOwner(call);
+    if (owner == nullptr)
         return cli::Failed;
-    const PIDTable::Values values{0, now.p, now.i, now.d};
-    const ProgramError error = PIDTable::Insert(modHTC::PIDFilePath(), configuration().general.workDir, static_cast<float>(now.setpoint),
-                                                values, PIDTable::Kind::PID);
-    if (error)
-        cli::Terminal::note(error.description);
-    else
-        cli::Terminal::result(QStringLiteral("Saved: ") + General(qint32{now.setpoint}) + QStringLiteral("=") +
-                              PIDTable::ValuesText(values, PIDTable::Kind::PID));
-    return error ? cli::Failed : cli::Done;
+    QString found;
+    const qint16 status = owner->table.look(numberOf(call.values[0]), &found);
+    cli::Terminal::result(found);
+    return status == 0 ? cli::Done : cli::Failed;
 }
 
 int pidSave(const Call& call)
 {
-    if (call.htc || (!call.ltc && flags().htcEnabled))
-        return saveHTCParameters();
-    modLTC::Parameters now;
-    float setpoint = -1;
-    if (!flags().ltcEnabled || modLTC::LTCGetStatus(now) != 0 || modLTC::LTCGetSetpoint(setpoint) != 0)
-        return answered(false, ltcName);
-    return modLTC::LTCSaveRPIDParameter(modLTC::RPIDFilePath(), setpoint, {now.range, now.p, now.i, now.d}) == 0 ? cli::Done : cli::Failed;
+    const Temperature::Controller* owner = tableOwner(call);
+    if (owner == nullptr || !owner->inUse())
+        return owner == nullptr ? cli::Failed : answered(false, QStringLiteral("The ") + owner->fullName);
+    QString said;
+    const bool saved = owner->table.save(&said);
+    if (saved && !said.isEmpty())
+        cli::Terminal::result(said);
+    else if (!said.isEmpty())
+        cli::Terminal::note(said);
+    return saved ? cli::Done : cli::Failed;
 }
 } // namespace
 
@@ -388,7 +401,7 @@ int cli::ltc(const Arguments& arguments)
                       {"status", 0, false, ltcStatus},
                       {"query", 1, false, ltcQuery},
                       {"log", 1, true, ltcLog}},
-                     QStringLiteral("ltc"), [] { return flags().ltcEnabled; });
+                     QStringLiteral("ltc"), [] { return modLTC::controller().inUse(); });
 }
 
 int cli::htc(const Arguments& arguments)
@@ -398,17 +411,19 @@ int cli::htc(const Arguments& arguments)
                       {"setpoint", 1, true, htcSetpoint, true},
                       {"heater", 1, false, htcHeater},
                       {"status", 0, false, htcStatus}},
-                     QStringLiteral("htc"), [] { return flags().htcEnabled; });
+                     QStringLiteral("htc"), [] { return modHTC::controller().inUse(); });
 }
 
 int cli::laser(const Arguments& arguments)
 {
     return runAction(arguments, {{"beam", 1, false, laserBeam}, {"set", 1, true, laserSet, true}, {"status", 0, false, laserStatus}},
-                     QStringLiteral("laser"), [] { return flags().laserEnabled; });
+                     QStringLiteral("laser"), [] { return modHTC_Laser::controller().inUse(); });
 }
 
 int cli::pid(const Arguments& arguments)
 {
-    return runAction(arguments, {{"show", 1, true, pidShow, false, true}, {"save", 0, false, pidSave}}, QStringLiteral("pid"),
-                     [] { return flags().htcEnabled || flags().ltcEnabled; });
+    return runAction(arguments, {{"show", 1, true, pidShow, false, true}, {"save", 0, false, pidSave}}, QStringLiteral("pid"), [] {
+        const QList<Temperature::Controller>& all = Temperature::controllers();
+        return std::any_of(all.begin(), all.end(), [](const auto& one) { return hasTable(one) && one.inUse(); });
+    });
 }

@@ -10,11 +10,12 @@
 #include "core/FrontPanel.h"
 #include "core/NumberText.h"
 #include "core/modTools.h"
+#include "core/startup/modMain.h"
 #include "datafiles/modFile.h"
 #include "goniometer/ScanParameterCheck.h"
-#include "profile/ProfileEdit.h"
 #include "profile/ProfileRun.h"
 #include "profile/TProfile.h"
+#include "temperature/Controller.h"
 
 #include <QDateTime>
 #include <QFileInfo>
@@ -52,13 +53,11 @@ void takeConfiguredControllers()
 {
     Configuration& settings = configuration();
     settings.readGeneral([](const QString& directory) { return modFile::DirectoryWritable(directory) == -1; });
-    settings.readLtcLine();
-    settings.readLtcLimits();
-    settings.readHtc();
-    settings.readLaser();
-    flags().htcEnabled = settings.htc.enabled;
-    flags().laserEnabled = settings.laser.enabled;
-    flags().ltcEnabled = settings.ltc.enabled;
+    for (const Temperature::Controller* controller : modMain::ControllersAsRead()) {
+        controller->readSettings();
+        if (controller->readLimits != nullptr)
+            controller->readLimits();
+    }
     FrontPanel& panel = frontPanel();
     panel.setText(FrontPanel::Field::ScanStart, General(settings.general.scanStart));
     panel.setText(FrontPanel::Field::ScanStop, General(settings.general.scanStop));
@@ -77,7 +76,7 @@ int check(const cli::Arguments& arguments)
     for (const QString& finding : findings)
         cli::Terminal::result(finding);
     const QList<ProfileRun::Row> plan = ProfileRun::Plan();
-    const QString unit = ProfileEdit::limits().unit;
+    const QString unit = Temperature::active().scale().unit;
     for (const ProfileRun::Row& row : plan)
         cli::Terminal::result(u"%1 %2  %3%4"_qs.arg(General(row.setpoint), unit, row.plannedFile,
                                                     row.exists ? u"  (exists: an index is added)"_qs : QString()));
@@ -98,7 +97,7 @@ void follow()
         const ProfileRun::Row& row = now.rows[now.current];
         const QString where =
             u"%1 of %2: %3 %4, %5"_qs.arg(General(qint64{now.current + 1}), General(qint64{now.rows.size()}), General(row.setpoint),
-                                          ProfileEdit::limits().unit, ProfileRun::phaseText(row.phase));
+                                          Temperature::active().scale().unit, ProfileRun::phaseText(row.phase));
         cli::Terminal::note(where);
         if (row.phase == Phase::Done)
             cli::Terminal::result((now.rehearsal ? u"Measured: %1"_qs : u"Saved: %1"_qs).arg(row.file));

@@ -12,15 +12,9 @@
 #include "generator/modGenerator.h"
 #include "goniometer/ScanParameterCheck.h"
 #include "goniometer/modSMC.h"
-#include "gpib/modGPIB.h"
 #include "serial/modCOM.h"
+#include "temperature/Controller.h"
 #include "temperature/CooldownLog.h"
-#include "temperature/modHTC.h"
-#include "temperature/modHTC_Laser.h"
-#include "temperature/modHTC_PID.h"
-#include "temperature/modLTC.h"
-#include "temperature/modLTC_RPID.h"
-#include "temperature/modTC.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -32,6 +26,7 @@
 
 namespace {
 using modTools::WriteLog;
+using Temperature::Controller;
 
 const QString lineBreak = QStringLiteral("\r\n");
 const QString programDirectoryOption = QStringLiteral("--program-dir");
@@ -76,30 +71,45 @@ void ShowParameters()
     panel.setText(FrontPanel::Field::txtWorkDir, general.workDir);
 }
 
-void DisableDevice(const modMain::TemperatureDevice& device)
+/// The controllers in an order of names; those that it does not know follow.
+QList<const Controller*> InOrder(const QStringList& names)
 {
-    flags().*device.enabled = false;
+    QList<const Controller*> rows;
+    for (const QString& name : names)
+        if (const Controller* row = Temperature::named(name); row != nullptr)
+            rows += row;
+    for (const Controller& row : std::as_const(Temperature::controllers()))
+        if (!names.contains(row.name))
+            rows += &row;
+    return rows;
 }
 
-void LoadPIDFile(const QString& name)
+/// A row with an empty member could leave a heater without its command: it is taken out before anything uses it.
+void RefuseIncompleteControllers()
 {
-    for (const modMain::TemperatureDevice& device : modMain::state().temperatureDevices)
-        if (device.name == name && device.loadPIDFile != nullptr)
-            device.loadPIDFile();
+    QStringList refused;
+    Temperature::controllers().removeIf([&refused](const Controller& row) {
+        const QStringList lacking = Temperature::lacking(row);
+        if (!lacking.isEmpty())
+            refused += u"The row of controller '"_qs + row.name + u"' lacks: "_qs + lacking.join(QStringLiteral(", ")) + u"."_qs;
+        return !lacking.isEmpty();
+    });
+    for (const QString& text : std::as_const(refused)) {
+        WriteLog(false, text);
+        showMessage(QStringLiteral("Temperature controllers"), text + lineBreak + u"The controller is not used."_qs,
+                    Prompts::Icon::Critical);
+    }
 }
 
 void ReadTemperatureSections()
 {
-    configuration().readLtcLine();
-    flags().ltcEnabled = configuration().ltc.enabled;
-    LoadPIDFile(QStringLiteral("LTC"));
-    configuration().readLtcLimits();
-
-    configuration().readHtc();
-    flags().htcEnabled = configuration().htc.enabled;
-    LoadPIDFile(QStringLiteral("HTC"));
-    configuration().readLaser();
-    flags().laserEnabled = configuration().laser.enabled;
+    for (const Controller* controller : modMain::ControllersAsRead()) {
+        controller->readSettings();
+        if (controller->table.load != nullptr)
+            controller->table.load();
+        if (controller->readLimits != nullptr)
+            controller->readLimits();
+    }
 }
 
 void ReadGeneratorSection()
@@ -109,24 +119,28 @@ void ReadGeneratorSection()
     flags().shutterRemote = configuration().generator.shutter >= 1;
 }
 
-/// Opens what the device hangs on. A serial line that fails is reported there, with the flags of all three devices cleared.
-bool OpenDeviceLine(const modMain::TemperatureDevice& device)
+/// Opens what the controller hangs on. A serial line that fails is reported there, and no controller is in use then.
+bool OpenControllerLine(const Controller& controller)
 {
-    if (device.onSerialLine != nullptr && !device.onSerialLine())
-        return device.initializeBus == nullptr || device.initializeBus();
-    return modCOM::TCComm().isOpen() || modCOM::OpenTCComm();
+    if (controller.onSerialLine != nullptr && !controller.onSerialLine())
+        return controller.initializeBus == nullptr || controller.initializeBus();
+    if (modCOM::TCComm().isOpen() || modCOM::OpenTCComm())
+        return true;
+    for (const Controller& other : std::as_const(Temperature::controllers()))
+        other.enabled() = false;
+    return false;
 }
 
-void ProbeTemperatureDevices()
+void ProbeTemperatureControllers()
 {
-    for (const modMain::TemperatureDevice& device : modMain::state().temperatureDevices) {
-        if (!(flags().*device.enabled))
+    for (const Controller* controller : InOrder({QStringLiteral("HTC"), QStringLiteral("LTC"), QStringLiteral("Laser")})) {
+        if (!controller->inUse())
             continue;
-        if (device.isThere == nullptr) {
-            WriteLog(false, device.name + u": no presence check, functions disabled"_qs);
-            DisableDevice(device);
-        } else if (!OpenDeviceLine(device) || !device.isThere()) {
-            DisableDevice(device);
+        if (controller->isThere == nullptr) {
+            WriteLog(false, controller->name + u": no presence check, functions disabled"_qs);
+            controller->enabled() = false;
+        } else if (!OpenControllerLine(*controller) || !controller->isThere()) {
+            controller->enabled() = false;
         }
     }
 }
@@ -151,34 +165,6 @@ bool GoniometerTypeUsable()
     return true;
 }
 
-bool HtcIsThere()
-{
-    modTC::Connect();
-    return modHTC::HTCCheckPresence() == 0;
-}
-
-bool LtcIsThere()
-{
-    if (!modLTC::OnBus())
-        modTC::Connect();
-    return modLTC::LTCCheckPresence() == 0 && modLTC::LTCInit() == 0;
-}
-
-bool LaserIsThere()
-{
-    modTC::Connect();
-    return modHTC_Laser::LaserCheckPresence() == 0;
-}
-
-bool InitializeBus()
-{
-    const ProgramError error = modGPIB::GPIBInit();
-    if (!error)
-        return true;
-    showMessage(QStringLiteral("GPIBInit()"), u"Error # "_qs + NumberText::General(qint32{error.number}) + lineBreak + error.description);
-    return false;
-}
-
 void FinishLoading()
 {
     ScanParameterCheck::CheckScanParameters();
@@ -191,15 +177,6 @@ void FinishLoading()
     }
 }
 } // namespace
-
-modMain::State::State()
-    : temperatureDevices{
-          {QStringLiteral("HTC"), &Flags::htcEnabled, modHTC::LoadPIDFile, nullptr, nullptr, HtcIsThere},
-          {QStringLiteral("LTC"), &Flags::ltcEnabled, modLTC::LoadRPIDFile, [] { return !modLTC::OnBus(); }, InitializeBus, LtcIsThere},
-          {QStringLiteral("Laser"), &Flags::laserEnabled, nullptr, nullptr, nullptr, LaserIsThere},
-      }
-{
-}
 
 modMain::State& modMain::state()
 {
@@ -234,6 +211,12 @@ void modMain::SetProgramDirectory(const QString& wanted)
     directory = QDir::toNativeSeparators(QDir::cleanPath(QDir(directory).absolutePath()));
     modTools::state().programDirectory = directory;
     modTools::state().iniPath = directory + QDir::separator() + u"scan.ini"_qs;
+}
+
+QList<const Controller*> modMain::ControllersAsRead()
+{
+    RefuseIncompleteControllers();
+    return InOrder({QStringLiteral("LTC"), QStringLiteral("HTC"), QStringLiteral("Laser")});
 }
 
 QString modMain::TakeProgramDirectory(QStringList& arguments)
@@ -278,7 +261,7 @@ void modMain::LoadSettings()
     ReadTemperatureSections();
     ReadGeneratorSection();
 
-    ProbeTemperatureDevices();
+    ProbeTemperatureControllers();
     ProbeGoniometer();
 
     if (GoniometerTypeUsable())

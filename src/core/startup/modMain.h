@@ -2,11 +2,13 @@
 
 #pragma once
 
-#include "core/Flags.h"
-
 #include <QList>
 #include <QString>
 #include <QStringList>
+
+namespace Temperature {
+struct Controller;
+}
 
 /// Start-up and the end of the program, for the desktop program and the console program alike: where scan.ini lies, the words of the
 /// command line, the settings, the devices and the order in which they are opened and asked, the caption, what is written back, the closing
@@ -15,25 +17,10 @@
 /// The desktop program shows its splash window and calls Main; then it shows the main window. The console program takes the same steps one
 /// by one.
 namespace modMain {
-/// A temperature device as start-up sees it. A row that lacks its presence check is never counted as present: its flag is cleared, and that
-/// is logged.
-struct TemperatureDevice
-{
-    QString name;                      ///< "HTC", "LTC", "Laser": in logs and messages
-    bool Flags::*enabled = nullptr;    ///< cleared when a step fails
-    void (*loadPIDFile)() = nullptr;   ///< tests the parameter file, reports and clears the flag by itself. Null: the device has none
-    bool (*onSerialLine)() = nullptr;  ///< false: reached over the GPIB bus. Null: on `TCComm`
-    bool (*initializeBus)() = nullptr; ///< called in place of opening `TCComm` when it is not on the serial line
-    bool (*isThere)() = nullptr;       ///< presence check and initialization; reports by itself
-};
-
 /// The module's variables. `state() = State{}` resets them.
 struct State
 {
-    QList<TemperatureDevice> temperatureDevices; ///< in the order in which they are opened and asked: HTC, LTC, laser
-    QString aboutText;                           ///< for the about box; set by LoadSettings
-
-    State();
+    QString aboutText; ///< for the about box; set by LoadSettings
 };
 State& state();
 
@@ -53,10 +40,13 @@ void ClearFlags();
 /// Sets the flags of the words "sound", "log" and "too", found anywhere in the arguments and in any case ("-log", "/LOG", "catalog").
 void SetCommandLine(const QStringList& arguments);
 /// Reads scan.ini into the configuration record and the front panel's fields, logging each key; then opens and asks the devices:
-/// temperature devices, goniometer controller, generator line. A device that fails is reported, its flag cleared, and the start goes on. A
-/// Theta-2-Theta goniometer with a controller of fewer than two axes is reported and ends the loading there: the type stays Guinier, the
-/// generator line is not opened, the status text not set. That is intended.
+/// temperature controllers (high, low, laser), goniometer controller, generator line. A device that fails is reported, its flag cleared,
+/// and the start goes on. A Theta-2-Theta goniometer with a controller of fewer than two axes is reported and ends the loading there: the
+/// type stays Guinier, the generator line is not opened, the status text not set. That is intended.
 void LoadSettings();
+/// The temperature controllers in the order in which their sections are read. A row that lacks a needed member is taken out before, with a
+/// box and a line in the log; one that lacks only its presence check is logged when it would be asked, and its flag cleared.
+QList<const Temperature::Controller*> ControllersAsRead();
 /// Sets the caption to ShortCaption.
 void SetCaption();
 

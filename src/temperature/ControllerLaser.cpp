@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "core/Configuration.h"
+#include "core/Flags.h"
+#include "temperature/Controller.h"
+#include "temperature/modHTC.h"
+#include "temperature/modHTC_Laser.h"
+#include "temperature/modTC.h"
+
+using namespace Qt::StringLiterals;
+
+namespace {
+Temperature::Scale scale()
+{
+    const Configuration::Laser& laser = configuration().laser;
+    Temperature::Scale now;
+    now.unit = modHTC_Laser::Unit();
+    now.currents = laser.currentMode;
+    if (laser.currentMode) {
+        now.highest = laser.maxCurrent;
+        now.smallestStep = 0.0001;
+        now.fileDigits = 6;
+        now.fileDecimals = now.shownDecimals = 4;
+        now.filePattern = u"x.xxxx"_s;
+        now.fileMeaning = u"laser diode current"_s;
+    } else {
+        now.lowest = laser.tMin;
+        now.highest = laser.tMax;
+        now.filePattern = u"xxxx"_s;
+        now.fileMeaning = u"temperature"_s;
+        now.shownDecimals = 1;
+    }
+    return now;
+}
+
+qint16 set(double value, double /*ramp*/)
+{
+    const auto single = static_cast<float>(value);
+    return modHTC_Laser::LaserSetCurrent(single, modHTC_Laser::CurrentFor(single));
+}
+
+std::optional<double> read()
+{
+    float current = 0;
+    return modHTC_Laser::LaserGetCurrent(current) == 0 ? modHTC_Laser::ValueFor(current) : std::nullopt;
+}
+
+/// In current mode what was set before the run.
+Temperature::WayBack wayBack()
+{
+    if (!configuration().laser.currentMode)
+        return {[] { return set(Temperature::roomTemperature, 0); }, {}};
+    return {[current = modHTC_Laser::state().lastCurrent] { return modHTC_Laser::LaserSetCurrent(current, current); }, {}};
+}
+} // namespace
+
+Temperature::Controller modHTC_Laser::controller()
+{
+    Temperature::Controller row;
+    row.name = u"Laser"_s;
+    row.fullName = u"laser controller"_s;
+    row.enabled = []() -> bool& { return flags().laserEnabled; };
+    row.menu = Menu::Entry::mnuLaser;
+    row.readSettings = [] {
+        configuration().readLaser();
+        flags().laserEnabled = configuration().laser.enabled;
+    };
+    row.isThere = [] {
+        modTC::Connect();
+        return LaserCheckPresence() == 0;
+    };
+    row.scale = scale;
+    row.startsAt = Temperature::roomTemperature;
+    row.settlingTime = [](double, double, double) { return double(configuration().laser.stabilizationDelay); };
+    row.set = set;
+    row.asks = true;
+    row.wait = [](double, double, double) { return modHTC::HTC_LaserWaitUntilThere(configuration().laser.stabilizationDelay); };
+    row.statistics = false;
+    row.read = read;
+    row.wayBack = wayBack;
+    return row;
+}
