@@ -568,6 +568,11 @@ void ScanCliTest::statusGotoStopReference()
     const QByteArray status = run("status", 0);
     VERIFY_OR_SHOW(status.startsWith("Scan (4412, Theta-2-Theta, online mode)\nFirmware: "), status);
     VERIFY_OR_SHOW(status.contains("Axis 1: 5 degrees, status 128 (idle)\nAxis 2: 10 degrees, status 128 (idle)\n"), status);
+    const QJsonObject known = QJsonDocument::fromJson(run("status --json", 0)).object();
+    QCOMPARE(known["caption"].toString(), u"Scan (4412, Theta-2-Theta, online mode)"_qs);
+    QCOMPARE(known["lines"]["goniometer"].toString(), u"up"_qs);
+    QCOMPARE(known["axis1Angle"]["value"].toDouble(), 5.0);
+    QVERIFY(known["shutterOpen"]["value"].isNull());
     QCOMPARE(run("goto 2 12.5", 0), QByteArray("Axis 2: 12.5 degrees\n"));
     QCOMPARE(run("goto 1 6,25", 0), QByteArray("Axis 1: 6.25 degrees\n"));
     QCOMPARE(run("goto 3 10", 1), QByteArray("The controller has no axis 3.\n"));
