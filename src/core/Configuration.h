@@ -23,6 +23,7 @@ struct Configuration
         int delaySleep = 1;           ///< 0: waits spin; anything else: they rest until the next event
         bool autoSave = true;         ///< false: a profile run is a rehearsal
         bool timeUnitMinutes = false; ///< profile dwell and exposure times are minutes
+        qint32 goniometerType = 0;    ///< as read: 0 Guinier, 1 Theta-2-Theta
     } general;
 
     /// One serial line's section.
@@ -96,12 +97,9 @@ struct Configuration
         qint32 stabilizationDelay = 60; ///< [s]
     } laser;
 
-    // Each writes its section's heading to the log ("[General]", "[SMC]", "[LTC]", "[Generator]", "[HTC]", "[Laser]"), reads the keys in
-    // the order of the file's description, and logs each as key + "=" + value: texts as read, numbers in general form. A few have a name of
-    // their own in the log (giGeneratorModel, gbLTCResetAfterTempRun, gbLTCCoolLogInterval), the low-temperature line's also in the
-    // secondary log. A text that is no number reads as 0; numbers too large are held at the end of their range. A file that is missing or
-    // cannot be read gives the defaults. Flags: readGeneral sets scanMode and showCommunication, which stand in no other record. modMain
-    // sets all others from the record.
+    // Each reads blocks of the table in core/Settings.h, which says how. A text that is no number reads as 0; numbers too large are held at
+    // the end of their range. A file that is missing or cannot be read gives the defaults. Flags: readGeneral sets scanMode and
+    // showCommunication, which stand in no other record. modMain sets all others from the record.
 
     /// Section General from `WorkDir` to `CounterTime`, then the optional keys. `directoryUsable` (null: every directory is) is the
     /// work-directory test; a directory that fails it is replaced by the program directory and written back. `WorkDir` is read a second

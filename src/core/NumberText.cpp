@@ -323,6 +323,11 @@ double ReadNumber(const QString& text)
     return LeadingNumber(QString(text).replace(u',', u'.'));
 }
 
+double Exact(float value)
+{
+    return LeadingNumber(General(value));
+}
+
 bool StartsWithNumber(QStringView text)
 {
     Walk walk(text);

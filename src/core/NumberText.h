@@ -21,6 +21,9 @@ QString Print(double value);
 QString Print(float value);
 QString Print(qint32 value);
 
+/// A single as a person would write it: 77.35F gives the double 77.35.
+double Exact(float value);
+
 /// Fixed form "0.000" with the given decimals; rounds the 15-digit decimal text half away from zero (2.0005 gives 2.001).
 QString Fixed(double value, int decimals);
 

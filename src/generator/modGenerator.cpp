@@ -5,6 +5,7 @@
 #include "core/Configuration.h"
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
+#include "core/Instrument.h"
 #include "core/NumberText.h"
 #include "core/Prompts.h"
 #include "core/modTools.h"
@@ -14,6 +15,7 @@
 #include <QObject>
 
 #include <memory>
+#include <optional>
 
 using namespace Qt::StringLiterals;
 
@@ -74,15 +76,46 @@ void send(const QString& command)
     modCOM::SerialOut(modCOM::GeneratorComm(), command + u"\r"_s);
 }
 
-/// "A12500" gives 12: thousandths behind a letter. A value beyond 16 bits is passed over and leaves 0.
-qint16 thousandth(const QString& line)
+/// "A12500" gives 12: thousandths behind a letter. Nothing when no number stands there, or one beyond 16 bits.
+std::optional<qint16> thousandth(const QString& line)
 {
     bool overflow = false;
     const qint32 value = NumberText::RoundToLong(NumberText::LeadingNumber(line.mid(1)), &overflow);
-    if (overflow)
-        return 0;
+    if (overflow || !NumberText::StartsWithNumber(line.mid(1)))
+        return {};
     const qint16 result = NumberText::RoundToInteger(value / 1000.0, &overflow);
-    return overflow ? qint16{0} : result;
+    return overflow ? std::nullopt : std::optional(result);
+}
+
+Instrument::Power powerOf(qint16 milliampere, qint16 kilovolt)
+{
+    const Configuration::Generator& power = configuration().generator;
+    if (milliampere <= 0 || kilovolt <= 0)
+        return Instrument::Power::Off;
+    return milliampere <= power.idleCurrent && kilovolt <= power.idleVoltage ? Instrument::Power::Idle : Instrument::Power::On;
+}
+
+/// What the reply lines to "CA" and "VN" say.
+void learnActualValues()
+{
+    const auto milliampere = thousandth(modGenerator::state().lines.value(0));
+    const auto kilovolt = thousandth(modGenerator::state().lines.value(1));
+    learn([&](Instrument& now) {
+        milliampere ? now.milliampere.confirm(*milliampere) : now.milliampere.doubt();
+        kilovolt ? now.kilovolt.confirm(*kilovolt) : now.kilovolt.doubt();
+        milliampere&& kilovolt ? now.power.confirm(powerOf(*milliampere, *kilovolt)) : now.power.doubt();
+    });
+}
+
+void learnSentPower(qint16 milliampere, qint16 kilovolt)
+{
+    if (!modCOM::GeneratorComm().isOpen() || flags().closing)
+        return;
+    learn([&](Instrument& now) {
+        now.milliampere.ask(milliampere);
+        now.kilovolt.ask(kilovolt);
+        now.power.ask(powerOf(milliampere, kilovolt));
+    });
 }
 
 bool anythingRuns()
@@ -158,10 +191,11 @@ void GeneratorGetActualValues(qint16* milliampere, qint16* kilovolt)
     send(u"VN"_s);
     modTools::Delay(actualValuesWait, true);
     modCOM::GeneratorComm().fetch();
+    learnActualValues();
     if (state().lines.value(0).isEmpty())
         return;
-    *milliampere = thousandth(state().lines.value(0));
-    *kilovolt = thousandth(state().lines.value(1));
+    *milliampere = thousandth(state().lines.value(0)).value_or(0);
+    *kilovolt = thousandth(state().lines.value(1)).value_or(0);
 }
 
 QString StatusSummary()
@@ -173,6 +207,7 @@ QString StatusSummary()
         send(command);
     modTools::Delay(summaryWait, true);
     modCOM::GeneratorComm().fetch();
+    learnActualValues();
     const QStringList& lines = state().lines;
     return u"Act. mA:"_s + lines.value(0) + u"\r\nAct. kV:"_s + lines.value(1) + u"\r\nMin. flow rate:"_s + lines.value(2) +
            u"\r\nAct. flow rate:"_s + lines.value(3);
@@ -199,7 +234,8 @@ void mnuExtrasGeneratorSwitchShutter()
 {
     const bool open = !flags().shutterOpen;
     frontPanel().setEntryCaption(Menu::Entry::mnuExtrasGeneratorSwitchShutter, open ? u"Close &Shutter"_s : u"Open &Shutter"_s);
-    modSMC::SMCSend(open ? u"IO1;"_s : u"IO0;"_s);
+    const bool sent = modSMC::SMCSend(open ? u"IO1;"_s : u"IO0;"_s) && flags().smcOnline;
+    learn([open, sent](Instrument& now) { sent ? now.shutterOpen.ask(open) : now.shutterOpen.forget(); });
     flags().shutterOpen = open;
     frontPanel().setPicXRayOn(open);
 }
@@ -209,6 +245,7 @@ void SendPower(qint16 milliampere, qint16 kilovolt, qint16* actualMilliampere, q
     send(u"SC:"_s + NumberText::General(qint32{milliampere}));
     modTools::Delay(settingWait, false);
     send(u"SV:"_s + NumberText::General(qint32{kilovolt}));
+    learnSentPower(milliampere, kilovolt);
     modTools::Delay(settingWait, false);
     GeneratorGetActualValues(actualMilliampere, actualKilovolt);
     const Configuration::Generator& power = configuration().generator;

@@ -5,6 +5,7 @@
 #include "core/Configuration.h"
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
+#include "core/Instrument.h"
 #include "core/NumberText.h"
 #include "core/Prompts.h"
 #include "core/modTools.h"
@@ -129,10 +130,13 @@ void GoTo()
     if (target == position)
         return;
     target = withinLimits(target);
+    bool sent = flags().smcOnline;
     for (const QString& line : moveProgram(axis, target))
-        modSMC::SMCSend(line);
+        sent = modSMC::SMCSend(line) && sent;
     if (axis == 1)
         ScanRun::state().axis1Position = target;
+    if (axis == 1 && sent)
+        learn([target](Instrument& now) { now.axis1Angle.ask(target); });
 }
 
 void Stop()

@@ -5,6 +5,7 @@
 #include "core/Configuration.h"
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
+#include "core/Instrument.h"
 #include "core/NumberText.h"
 #include "core/Prompts.h"
 #include "core/ScanData.h"
@@ -13,6 +14,7 @@
 #include "serial/SerialChannel.h"
 #include "serial/modCOM.h"
 
+#include <algorithm>
 #include <limits>
 #include <utility>
 
@@ -24,9 +26,19 @@ constexpr int transferTries = 3;
 constexpr quint32 longestRest = 300000; // ms
 constexpr float lineRound = 0.2F;       // s
 
+/// Beginnings of the commands after which an axis need not stand where it stood.
+const QStringList movingCommands{QStringLiteral("START:"), QStringLiteral("REF;"), QStringLiteral("Q;"), QStringLiteral("ROFS"),
+                                 QStringLiteral("UPDATE;")};
+
 bool disabled()
 {
     return !flags().smcOnline;
+}
+
+void noteMotion(const QString& command)
+{
+    if (std::any_of(movingCommands.begin(), movingCommands.end(), [&command](const QString& moving) { return command.startsWith(moving); }))
+        learn([](Instrument& now) { now.axis1Angle.forget(); });
 }
 
 /// `fresh`: what has been received so far is thrown away.
@@ -40,6 +52,7 @@ bool send(const QString& command, bool fresh)
         return false;
     // The line end opens the command; nothing follows its ";".
     const bool taken = modCOM::MCComm().output(lineEnd + command);
+    noteMotion(command);
     if (modCOM::MCComm().txDelay > 0)
         modTools::Delay(modCOM::MCComm().txDelay, true);
     return taken;
@@ -318,7 +331,12 @@ double SMCGetPosition(qint16 axis)
     if (disabled())
         return 0;
     const QString reply = query(QStringLiteral("?P") + NumberText::General(qint32{axis}) + u';');
-    return NumberText::RoundToEven(NumberText::LeadingNumber(valueText(reply)) * 1000) / 1000;
+    const double position = NumberText::RoundToEven(NumberText::LeadingNumber(valueText(reply)) * 1000) / 1000;
+    if (axis == 1) {
+        const bool told = reply.contains(u':') && NumberText::StartsWithNumber(valueText(reply));
+        learn([told, position](Instrument& now) { told ? now.axis1Angle.confirm(position) : now.axis1Angle.doubt(); });
+    }
+    return position;
 }
 
 QString SMCGetVersion()

@@ -5,6 +5,7 @@
 #include "core/Configuration.h"
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
+#include "core/Instrument.h"
 #include "core/NumberText.h"
 #include "core/Prompts.h"
 
@@ -39,11 +40,15 @@ constexpr char unknownText[] = "Unknown error or event";
 // One line with what its messages say about it.
 struct Line
 {
-    Line(const char* title, const char* what) : boxTitle(QLatin1String(title)), device(QLatin1String(what)) {}
+    Line(const char* title, const char* what, Instrument::Line Instrument::*where)
+        : boxTitle(QLatin1String(title)), device(QLatin1String(what)), state(where)
+    {
+    }
 
     SerialChannel channel;
     QString boxTitle;
     QString device;
+    Instrument::Line Instrument::*state;
     bool boxOpen = false;
 };
 
@@ -51,9 +56,9 @@ struct Lines
 {
     Lines();
 
-    Line mc{"SMC", "goniometer controller"};
-    Line generator{"Generator", "X-ray generator"};
-    Line tc{"TC", "temperature controllers"};
+    Line mc{"SMC", "goniometer controller", &Instrument::goniometerLine};
+    Line generator{"Generator", "X-ray generator", &Instrument::generatorLine};
+    Line tc{"TC", "temperature controllers", &Instrument::temperatureLine};
     modTools::Timer rxTimer{"RxTimer"};
     modTools::Timer mcRxTimeout{"MCRxTimeout"};
     modTools::Timer tcTimeout{"tcTimeout"};
@@ -170,6 +175,11 @@ void abandonSmcReply()
     l.smc.waiting = false;
 }
 
+void note(const Line& line, Instrument::Line state)
+{
+    learn([&line, state](Instrument& now) { now.lineIs(line.state, state); });
+}
+
 void showVanished(Line& line)
 {
     if (line.boxOpen || flags().closing)
@@ -187,7 +197,9 @@ void connectLine(Line& line)
     // From the event loop, so that whoever waits on the line goes on before the box opens.
     QObject::connect(
         &line.channel, &SerialChannel::vanished, &line.channel, [&line] { showVanished(line); }, Qt::QueuedConnection);
+    QObject::connect(&line.channel, &SerialChannel::vanished, &line.channel, [&line] { note(line, Instrument::Line::Down); });
     QObject::connect(&line.channel, &SerialChannel::returned, &line.channel, [&line] {
+        note(line, Instrument::Line::Up);
         frontPanel().setPanel(1, QStringLiteral("The connection to the %1 (%2) is there again").arg(line.device, line.channel.name()));
     });
 }
@@ -223,11 +235,13 @@ void reportOpening(const QString& title, const QString& text)
 }
 
 // Opens the line; a failure is shown under the title that belongs to it.
-bool openLine(SerialChannel& channel, const Configuration::Line& section, const QString& missingTitle, bool withNumber,
-              const QString& refusedTitle)
+bool openLine(Line& line, const Configuration::Line& section, const QString& missingTitle, bool withNumber, const QString& refusedTitle)
 {
+    SerialChannel& channel = line.channel;
     channel.configure(section);
     const SerialChannel::OpenResult result = channel.open();
+    const bool open = result == SerialChannel::OpenResult::Open;
+    learn([&](Instrument& now) { now.lineIs(line.state, open ? Instrument::Line::Up : Instrument::Line::Down, true); });
     if (result == SerialChannel::OpenResult::PortMissing) {
         const QString number = QStringLiteral("(Error %1)").arg(channel.lastError().number);
         reportOpening(missingTitle, channel.name() + QStringLiteral(" not available!") + lineBreak + (withNumber ? number : QString()));
@@ -235,7 +249,7 @@ bool openLine(SerialChannel& channel, const Configuration::Line& section, const 
         reportOpening(refusedTitle, QStringLiteral("Unable to open ") + channel.name() + lineBreak + QStringLiteral("with settings '") +
                                         channel.settings + QStringLiteral("'!") + lineBreak);
     }
-    return result == SerialChannel::OpenResult::Open;
+    return open;
 }
 
 qint16 clearRxBuffer(SerialChannel& line, const QString& procedure)
@@ -291,7 +305,8 @@ bool OpenMCComm()
     RxTimer().setInterval(milliseconds(section.rxDelay));
     // Without a time-out nothing would end the wait for a silent controller.
     MCRxTimeout().setInterval(milliseconds(section.rxTimeout > 0 ? section.rxTimeout : defaultMCRxTimeout));
-    if (openLine(MCComm(), section, QStringLiteral("SMC: Communication Error"), false, QStringLiteral("SMC: Communication Port Settings")))
+    if (openLine(lines().mc, section, QStringLiteral("SMC: Communication Error"), false,
+                 QStringLiteral("SMC: Communication Port Settings")))
         return true;
     flags().smcOnline = false;
     frontPanel().refreshEntries();
@@ -300,7 +315,7 @@ bool OpenMCComm()
 
 bool OpenGeneratorComm()
 {
-    if (openLine(GeneratorComm(), configuration().generator.line, QStringLiteral("Generator: Communication Error"), true,
+    if (openLine(lines().generator, configuration().generator.line, QStringLiteral("Generator: Communication Error"), true,
                  QStringLiteral("Generator: Serial Port Settings")))
         return true;
     flags().generatorRemote = false;
@@ -313,7 +328,7 @@ bool OpenTCComm()
 {
     const Configuration::Line& section = configuration().ltc.line;
     tcTimeout().setInterval(milliseconds(section.rxTimeout));
-    if (openLine(TCComm(), section, QStringLiteral("SMC: Communication Error"), false, QStringLiteral("TC: Communication Port Settings")))
+    if (openLine(lines().tc, section, QStringLiteral("SMC: Communication Error"), false, QStringLiteral("TC: Communication Port Settings")))
         return true;
     flags().htcEnabled = false;
     flags().ltcEnabled = false;
@@ -349,8 +364,10 @@ qint16 ClearTCCommRxBuffer()
 void close()
 {
     Lines& l = lines();
-    for (Line* line : {&l.mc, &l.generator, &l.tc})
+    for (Line* line : {&l.mc, &l.generator, &l.tc}) {
         line->channel.close();
+        note(*line, Instrument::Line::NotOpen);
+    }
     for (modTools::Timer* timer : {&l.rxTimer, &l.mcRxTimeout, &l.tcTimeout})
         timer->setEnabled(false);
 }

@@ -5,6 +5,7 @@
 #include "core/Configuration.h"
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
+#include "core/Instrument.h"
 #include "core/NumberText.h"
 #include "core/Prompts.h"
 #include "core/modTools.h"
@@ -34,6 +35,37 @@ struct Change
     int position;
     quint16 value;
 };
+
+template <typename Change>
+void learnOwn(const Change& change)
+{
+    learn([&change](Instrument& now) {
+        Instrument::Controller& own = now.controllers[u"HTC"_s];
+        own.unit = unit;
+        change(own);
+    });
+}
+
+/// What a block of the kind "T" or "F" says; null: none came, or none that can be read.
+void learnBlock(const QString& kind, const QString& payload)
+{
+    learnOwn([&](Instrument::Controller& own) {
+        const bool data = kind == u"T"_s;
+        if (payload.isNull()) {
+            own.temperature.doubt();
+            if (data)
+                own.setpoint.doubt();
+            if (data)
+                own.output.doubt();
+            return;
+        }
+        own.temperature.confirm(modHTC::Unpack(payload, modHTC::ActualValue));
+        if (data)
+            own.setpoint.confirm(modHTC::Unpack(payload, modHTC::Setpoint));
+        if (data)
+            own.output.confirm(modHTC::Unpack(payload, modHTC::HeaterOutput) != 0);
+    });
+}
 
 QString whole(double value)
 {
@@ -77,6 +109,16 @@ void writeBlock(const QString& payload, const QList<Change>& changes)
     for (const Change& change : changes)
         block.replace(change.position - 1, 3, modHTC::Pack(change.value));
     modHTC::HTCOutput(u"S001  T "_s + block + modHTC::Checksum(block) + u"Q"_s);
+    if (!modTC::LineTakes())
+        return;
+    learnOwn([&changes](Instrument::Controller& own) {
+        for (const Change& change : changes) {
+            if (change.position == modHTC::Setpoint)
+                own.setpoint.ask(change.value);
+            else if (change.position == modHTC::HeaterOutput)
+                own.output.ask(change.value != 0);
+        }
+    });
 }
 
 qint16 changeBlock(const QString& operation, const QList<Change>& changes)
@@ -177,9 +219,11 @@ QString HTCQuery(const QString& kind)
     const QString reply = modTC::state().receiveText;
     modTools::WriteLog(false, u"HTCQuery - Response: "_s + reply);
     modTC::state().receiveText.clear();
+    const QString payload = reply.size() == replyLength && !repeatsOneCharacter(reply) ? reply.mid(payloadFrom, payloadLength) : QString();
+    learnBlock(kind, payload);
     if (reply.isEmpty() || repeatsOneCharacter(reply))
         return notActive;
-    return reply.size() == replyLength ? reply.mid(payloadFrom, payloadLength) : invalidResponse;
+    return payload.isNull() ? invalidResponse : payload;
 }
 
 bool IsPayload(const QString& answer)

@@ -5,6 +5,7 @@
 #include "core/Configuration.h"
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
+#include "core/Instrument.h"
 #include "core/NumberText.h"
 #include "core/Prompts.h"
 #include "core/modTools.h"
@@ -29,12 +30,39 @@ void showBeam(bool on)
     frontPanel().setPicLaserOn(on);
 }
 
-/// Writes a register; true when the controller confirmed it.
-bool write(const QString& command)
+template <typename Change>
+void learnOwn(const Change& change)
+{
+    if (!flags().laserEnabled)
+        return;
+    learn([&change](Instrument& now) {
+        Instrument::Controller& own = now.controllers[u"Laser"_s];
+        own.unit = modHTC_Laser::Unit();
+        change(own);
+    });
+}
+
+/// Writes a register; true when the controller confirmed it. `what` is what the register holds.
+template <typename T>
+bool write(const QString& command, Known<T> Instrument::Controller::*what, T value)
 {
     QString reply;
     modHTC_Laser::LaserOutput(command);
-    return modHTC_Laser::LaserGetResponse(reply) == 0 && isOk(reply);
+    if (modTC::LineTakes())
+        learnOwn([&](Instrument::Controller& own) { (own.*what).ask(value); });
+    const bool answered = modHTC_Laser::LaserGetResponse(reply) == 0;
+    if (answered)
+        learnOwn([&](Instrument::Controller& own) { isOk(reply) ? (own.*what).confirm(value) : (own.*what).forget(); });
+    return answered && isOk(reply);
+}
+
+/// The answer to the question for the beam; empty: there was none.
+void learnBeam(const QString& reply)
+{
+    learnOwn([&reply](Instrument::Controller& own) {
+        const bool told = NumberText::StartsWithNumber(reply);
+        told ? own.output.confirm(NumberText::RoundToInteger(NumberText::LeadingNumber(reply)) == 1) : own.output.doubt();
+    });
 }
 
 void showCheckList()
@@ -100,7 +128,7 @@ qint16 LaserGetResponse(QString& reply)
 qint16 LaserSwitchBeam(bool on)
 {
     modTC::Show(u"Switching laser "_s + (on && flags().laserEnabled ? u"ON..."_s : u"OFF..."_s));
-    if (!write(u":w 12 "_s + NumberText::General(qint32{on ? 1 : 0})))
+    if (!write(u":w 12 "_s + NumberText::General(qint32{on ? 1 : 0}), &Instrument::Controller::output, on))
         return -1;
     showBeam(on);
     return 0;
@@ -113,7 +141,7 @@ qint16 LaserSetCurrent(float value, float current)
     const bool currentMode = configuration().laser.currentMode;
     modTC::Show(currentMode ? u"Setting laser current to "_s + valueText + u"."_s
                             : u"Setting temperature to "_s + valueText + u" ("_s + currentText + u"A)."_s);
-    if (!write(u":w 30 "_s + currentText))
+    if (!write(u":w 30 "_s + currentText, &Instrument::Controller::setpoint, NumberText::Exact(value)))
         return -1;
     modTC::Show(currentMode ? u"Laser current set to "_s + valueText + u"."_s
                             : u"Temperature setpoint set to "_s + valueText + u" ("_s + currentText + u"A)."_s);
@@ -126,10 +154,12 @@ qint16 LaserGetCurrent(float& current)
 {
     QString reply;
     LaserOutput(u":r 30"_s);
-    if (LaserGetResponse(reply) != 0 || !NumberText::StartsWithNumber(reply))
-        return -1;
-    current = static_cast<float>(NumberText::LeadingNumber(reply));
-    return 0;
+    const bool told = LaserGetResponse(reply) == 0 && NumberText::StartsWithNumber(reply);
+    if (told)
+        current = static_cast<float>(NumberText::LeadingNumber(reply));
+    const std::optional<double> value = told ? ValueFor(current) : std::nullopt;
+    learnOwn([&value](Instrument::Controller& own) { value ? own.setpoint.confirm(*value) : own.setpoint.doubt(); });
+    return told ? 0 : -1;
 }
 
 std::optional<double> ValueFor(float current)
@@ -154,12 +184,14 @@ qint16 LaserCheckPresence()
         QString reply;
         if (LaserGetResponse(reply) == 0 && !reply.isEmpty()) {
             modTC::Show(u"HT Laser Controller found..."_s);
+            learnBeam(reply);
             showBeam(NumberText::RoundToInteger(NumberText::LeadingNumber(reply)) == 1);
             return 0;
         }
     }
     if (flags().closing)
         return -1;
+    learnBeam({});
     showCheckList();
     flags().laserEnabled = false;
     frontPanel().refreshEntries();

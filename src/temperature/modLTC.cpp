@@ -10,6 +10,7 @@
 #include "core/modTools.h"
 #include "gpib/modGPIB.h"
 #include "serial/modCOM.h"
+#include "temperature/LTCKnown.h"
 #include "temperature/SteadyState.h"
 #include "temperature/modLTC_RPID.h"
 #include "temperature/modTC.h"
@@ -85,11 +86,16 @@ QString recordCommand()
 }
 
 /// Sends a line and reads the reply when the line asks for one.
-qint16 tell(QString line)
+qint16 tell(QString line, QString* reply = nullptr)
 {
     if (!flags().ltcEnabled)
         return -1;
-    return line.contains(u'?') ? modLTC::LTCQuery(line) : modLTC::LTCOutput(line);
+    if (!line.contains(u'?'))
+        return modLTC::LTCOutput(line);
+    const qint16 status = modLTC::LTCQuery(line);
+    if (status == 0 && reply != nullptr)
+        *reply = line;
+    return status;
 }
 
 qint16 tellAll(const QStringList& lines)
@@ -111,19 +117,24 @@ qint16 ask(const QString& question, QString& reply)
     return -1;
 }
 
-qint16 askNumber(const QString& question, float& value)
+/// `told` is shown the reply.
+qint16 askNumber(const QString& question, float& value, void (*told)(const QString& reply) = nullptr)
 {
     QString reply;
     const qint16 status = ask(question, reply);
     value = status == 0 ? static_cast<float>(NumberText::LeadingNumber(reply)) : -1.0F;
+    if (told != nullptr)
+        told(reply);
     return status;
 }
 
-qint16 askInteger(const QString& question, qint16& value)
+qint16 askInteger(const QString& question, qint16& value, void (*told)(const QString& reply) = nullptr)
 {
     QString reply;
     const qint16 status = ask(question, reply);
     value = status == 0 ? NumberText::RoundToInteger(NumberText::LeadingNumber(reply)) : qint16{-1};
+    if (told != nullptr)
+        told(reply);
     return status;
 }
 
@@ -133,7 +144,7 @@ qint16 status330(modLTC::Parameters& value)
     status |= askNumber(u"GAIN?"_s, value.p);
     status |= askNumber(u"RSET?"_s, value.i);
     status |= askNumber(u"RATE?"_s, value.d);
-    status |= askInteger(u"RANG?"_s, value.range);
+    status |= askInteger(u"RANG?"_s, value.range, LTCKnown::Range);
     status |= askInteger(u"HEAT?"_s, value.power);
     return status;
 }
@@ -148,7 +159,7 @@ qint16 status331(modLTC::Parameters& value)
         value.i = static_cast<float>(NumberText::LeadingNumber(fields.value(1)));
         value.d = static_cast<float>(NumberText::LeadingNumber(fields.value(2)));
     }
-    status |= askInteger(u"RANGE?"_s, value.range);
+    status |= askInteger(u"RANGE?"_s, value.range, LTCKnown::Range);
     status |= askInteger(u"HTR?"_s, value.power);
     return status;
 }
@@ -157,10 +168,13 @@ qint16 statusDrc(modLTC::Parameters& value)
 {
     const bool is91 = isModel(modLTC::DRC91CA);
     QString reply;
-    if (ask(recordCommand(), reply) != 0)
-        return -1;
+    const qint16 status = ask(recordCommand(), reply);
     const QStringList fields = reply.split(u',');
-    if (fields.size() != (is91 ? 5 : 7)) {
+    const bool whole = fields.size() == (is91 ? 5 : 7);
+    LTCKnown::Range(whole ? fields[is91 ? 3 : 6] : QString());
+    if (status != 0)
+        return -1;
+    if (!whole) {
         showMessage(u"LTC"_s, (is91 ? u"Unexpected DRC91 Response: "_s : u"Unexpected DRC81 Response: "_s) + reply + u"\r\n"_s,
                     Prompts::Icon::Critical);
         return -1;
@@ -324,13 +338,14 @@ qint16 LTCQuery(QString& command)
 qint16 LTCInit()
 {
     modTC::Show(u"Initializing LTC..."_s);
+    LTCKnown::ForgetOutputs();
     return tellAll(commands().init);
 }
 
 qint16 LTCGetTemperature(float& temperature)
 {
     modTC::Show(u"Current temperature query..."_s);
-    return askNumber(commands().temperature, temperature);
+    return askNumber(commands().temperature, temperature, LTCKnown::Temperature);
 }
 
 float LTCReading()
@@ -342,12 +357,14 @@ float LTCReading()
 qint16 LTCGetSetpoint(float& setpoint)
 {
     modTC::Show(u"Setpoint query..."_s);
-    return askNumber(commands().readSetpoint, setpoint);
+    return askNumber(commands().readSetpoint, setpoint, LTCKnown::Setpoint);
 }
 
 qint16 LTCNewSetpoint(float setpoint)
 {
-    return tell(commands().setSetpoint.arg(NumberText::General(setpoint)));
+    const qint16 status = tell(commands().setSetpoint.arg(NumberText::General(setpoint)));
+    LTCKnown::SentSetpoint(setpoint);
+    return status;
 }
 
 qint16 LTCGetStatus(Parameters& parameters)
@@ -380,7 +397,10 @@ qint16 LTCSetPID(float p, float i, float d)
 
 qint16 LTCSetRange(qint16 range)
 {
-    return tell(commands().setRange.arg(NumberText::General(qint32{range})));
+    QString reply;
+    const qint16 status = tell(commands().setRange.arg(NumberText::General(qint32{range})), &reply);
+    LTCKnown::SentRange(range, reply);
+    return status;
 }
 
 qint16 LTCSetRamp(float rate)
@@ -483,6 +503,7 @@ qint16 LTCDefault()
 {
     qint16 status = LTCInit();
     status |= tellAll(commands().afterDefault);
+    LTCKnown::SentRange(0, {});
     state().controlParameterText.clear();
     return status;
 }
@@ -497,6 +518,7 @@ void mnuLTCQuery()
     QString text = prompts().input({u"LTC Query"_s, u"Enter query command:"_s, u"W1"_s});
     if (text.isEmpty())
         return;
+    LTCKnown::ForgetOutputs();
     if (LTCQuery(text) == 0)
         showMessage(u"LTC"_s, text);
     else

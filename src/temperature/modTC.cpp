@@ -97,6 +97,11 @@ void Send(const QString& line, const QString& device)
         modTools::Delay(txDelay, true);
 }
 
+bool LineTakes()
+{
+    return modCOM::TCComm().isOpen() && !flags().closing;
+}
+
 bool WaitForReply()
 {
     State& tc = state();

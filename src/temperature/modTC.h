@@ -34,6 +34,9 @@ void Send(const QString& line, const QString& device);
 /// down or the program closes.
 bool WaitForReply();
 
+/// True when what is sent goes out: the line is open and the program does not close.
+bool LineTakes();
+
 /// How long one poll lasts [s].
 float PollTime();
 

@@ -5,7 +5,6 @@
 #include "core/Flags.h"
 #include "core/NumberText.h"
 #include "core/modTools.h"
-#include "profile/ProfileEdit.h"
 #include "profile/ProfileRun.h"
 #include "temperature/Controller.h"
 #include "ui/Dialogs.h"

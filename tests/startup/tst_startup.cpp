@@ -5,6 +5,7 @@
 #include "core/Configuration.h"
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
+#include "core/Instrument.h"
 #include "core/ScanData.h"
 #include "core/startup/modMain.h"
 #include "goniometer/modSMC.h"
@@ -457,6 +458,7 @@ void StartupTest::aControllerThatIsIgnoredMeansSimulation()
     QCOMPARE(flags().smcModelDigit, 0);
     QCOMPARE(frontPanel().caption(), QStringLiteral("Scan (Simulation)"));
     QCOMPARE(frontPanel().panel(1), QStringLiteral("Ready"));
+    QVERIFY(instrument().goniometerLine == Instrument::Line::Simulation);
 }
 
 void StartupTest::aBusyControllerTurnsTheStartEntryIntoAbort()

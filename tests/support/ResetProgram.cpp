@@ -5,6 +5,7 @@
 #include "core/Configuration.h"
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
+#include "core/Instrument.h"
 #include "core/ScanData.h"
 #include "core/ScanParameters.h"
 #include "core/modTools.h"
@@ -28,6 +29,7 @@ void resetProgram()
     scanParameters() = ScanParameters{};
     scanData().clear();
     frontPanel().reset();
+    instrument() = Instrument{};
 }
 
 int endProgramCalls()

@@ -76,6 +76,7 @@ private slots:
     void wrongUsageIsExplained_data();
     void wrongUsageIsExplained();
     void helpAndVersion();
+    void everySettingIsListed();
     void infoShowsAFile();
     void convertWritesEveryFormat();
     void aFileThatIsNoScanIsRefused();
@@ -445,6 +446,9 @@ void ScanCliTest::wrongUsageIsExplained_data()
     row("a word too many", words("info a.sdf b.sdf"), "'b.sdf' is one word too many.");
     row("peaks", words("info a.sdf --peaks 1.5"), "peaks: '1.5' must be a whole number up to 1000000.");
     row("goto without an angle", words("goto 1"), "angle is missing.");
+    row("settings without an action", words("settings"), "action is missing.");
+    row("settings with another action", words("settings change"), "settings: list is wanted.");
+    row("settings in two forms", words("settings list --ini --markdown"), "--markdown or --ini, not both.");
 }
 
 void ScanCliTest::wrongUsageIsExplained()
@@ -467,13 +471,27 @@ void ScanCliTest::helpAndVersion()
     ScanCli help;
     help.start({u"--help"_qs});
     QCOMPARE(help.finish(), 0);
-    for (const char* command : {"acquire", "readback", "info", "convert", "status", "goto", "stop", "reference"}) {
+    for (const char* command : {"acquire", "readback", "info", "convert", "status", "goto", "stop", "reference", "settings"}) {
         VERIFY_OR_SHOW(help.out.contains(QByteArray("\n  ") + command + ' '), command);
         ScanCli one;
         one.start({QString::fromLatin1(command), u"--help"_qs});
         QCOMPARE(one.finish(), 0);
         QVERIFY(one.out.startsWith(QByteArray("scan-cli ") + command));
     }
+}
+
+void ScanCliTest::everySettingIsListed()
+{
+    const QTemporaryDir directory;
+    const auto listed = [&directory](const QStringList& form) {
+        ScanCli cli;
+        cli.start(QStringList{u"--program-dir"_qs, directory.path(), u"settings"_qs, u"list"_qs} + form);
+        return cli.finish() == 0 ? cli.out : cli.err;
+    };
+    QVERIFY(listed({}).startsWith("[General]\n  WorkDir "));
+    QVERIFY(listed({u"--ini"_qs}).contains("\n; quiet time that ends a reply [s, 0 or more]\nRxDelay=.1\n"));
+    QVERIFY(listed({u"--markdown"_qs}).contains("\n| smc | `RxDelay` | number | s | 0 or more | .1 | quiet time that ends a reply |\n"));
+    QCOMPARE(QDir(directory.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList()); // nothing is written
 }
 
 void ScanCliTest::infoShowsAFile()
@@ -550,6 +568,11 @@ void ScanCliTest::statusGotoStopReference()
     const QByteArray status = run("status", 0);
     VERIFY_OR_SHOW(status.startsWith("Scan (4412, Theta-2-Theta, online mode)\nFirmware: "), status);
     VERIFY_OR_SHOW(status.contains("Axis 1: 5 degrees, status 128 (idle)\nAxis 2: 10 degrees, status 128 (idle)\n"), status);
+    const QJsonObject known = QJsonDocument::fromJson(run("status --json", 0)).object();
+    QCOMPARE(known["caption"].toString(), u"Scan (4412, Theta-2-Theta, online mode)"_qs);
+    QCOMPARE(known["lines"]["goniometer"].toString(), u"up"_qs);
+    QCOMPARE(known["axis1Angle"]["value"].toDouble(), 5.0);
+    QVERIFY(known["shutterOpen"]["value"].isNull());
     QCOMPARE(run("goto 2 12.5", 0), QByteArray("Axis 2: 12.5 degrees\n"));
     QCOMPARE(run("goto 1 6,25", 0), QByteArray("Axis 1: 6.25 degrees\n"));
     QCOMPARE(run("goto 3 10", 1), QByteArray("The controller has no axis 3.\n"));

@@ -155,7 +155,11 @@ const QList<cli::Command>& cli::commands()
          {fileNeeded},
          {{exportOption.name, Kind::Export, exportOption.argument, exportOption.help, true, true}},
          convert},
-        {"status", "Shows whether the goniometer controller answers, and where the axes stand.", {}, {}, status},
+        {"status",
+         "Shows whether the goniometer controller answers, and where the axes stand.",
+         {},
+         {{"json", Kind::Switch, "", "all that is known of the instrument, as one JSON object"}},
+         status},
         {"goto",
          "Moves an axis and waits until it is there.",
          {{"axis", Kind::Count, "AXIS", "", true}, {"angle", Kind::Number, "ANGLE", "", true}},
@@ -194,6 +198,12 @@ const QList<cli::Command>& cli::commands()
          {{"name", Kind::Name, "SAMPLE", "sample name"},
           {"resume", Kind::Switch, "", "go on where the last run of this profile stopped; stops a scan that it left in the controller"}},
          profile},
+        {"settings",
+         "Settings: list shows every key of scan.ini with unit, range and default, for a terminal or as it stands in the documents.",
+         {{"action", Kind::Text, "list", "", true}},
+         {{"markdown", Kind::Switch, "", "as the table of docs/FORMATS.md"},
+          {"ini", Kind::Switch, "", "as the keys of the example file scan.ini.example"}},
+         settings},
     };
     return table;
 }

@@ -50,6 +50,7 @@ int htc(const Arguments& arguments);
 int laser(const Arguments& arguments);
 int pid(const Arguments& arguments);
 int profile(const Arguments& arguments);
+int settings(const Arguments& arguments);
 
 /// Writes the scan in memory in each wanted format ("FORMAT=FILE"); false when one of them failed.
 bool writeExports(const QStringList& exports);

@@ -7,11 +7,16 @@
 
 #include "core/Configuration.h"
 #include "core/Flags.h"
+#include "core/FrontPanel.h"
+#include "core/Instrument.h"
 #include "core/NumberText.h"
+#include "core/Status.h"
 #include "core/startup/modMain.h"
 #include "goniometer/ScanRun.h"
 #include "goniometer/Utilities.h"
 #include "goniometer/modSMC.h"
+
+#include <QJsonDocument>
 
 #include <algorithm>
 
@@ -68,10 +73,25 @@ bool readyToMove()
 }
 } // namespace
 
-int cli::status(const Arguments&)
+namespace {
+int statusAsJson(bool answers)
+{
+    if (answers)
+        modSMC::SMCGetPosition(1);
+    modMain::SetCaption();
+    const QStringList running = flags().acquisitionRunning ? QStringList{u"scan"_qs} : QStringList();
+    const QJsonDocument document(statusJson(instrument(), frontPanel(), running));
+    cli::Terminal::result(QString::fromUtf8(document.toJson(QJsonDocument::Indented)).trimmed());
+    return answers ? cli::Done : failedOrAborted();
+}
+} // namespace
+
+int cli::status(const Arguments& arguments)
 {
     Interrupts::install(onInterrupt);
     const bool answers = connectDevices();
+    if (arguments.has("json"))
+        return statusAsJson(answers);
     Terminal::result(modMain::ShortCaption());
     if (!answers)
         return failedOrAborted();

@@ -4,6 +4,7 @@
 
 #include "core/Configuration.h"
 #include "core/FrontPanel.h"
+#include "core/Instrument.h"
 #include "core/NumberText.h"
 #include "core/PrivateProfile.h"
 #include "core/Prompts.h"
@@ -150,8 +151,10 @@ void ProbeGoniometer()
     const qint16 axes = modCOM::OpenMCComm() ? modSMC::SMCCheck() : qint16(0);
     modSMC::state().numberOfAxes = axes;
     flags().smcModelDigit = axes;
-    if (axes == 0)
-        flags().smcOnline = false;
+    if (axes != 0)
+        return;
+    flags().smcOnline = false;
+    learn([](Instrument& now) { now.lineIs(&Instrument::goniometerLine, Instrument::Line::Simulation); });
 }
 /// Takes over the goniometer type unless it needs more axes than the controller has.
 bool GoniometerTypeUsable()
