@@ -6,7 +6,6 @@
 #include "core/FrontPanel.h"
 #include "goniometer/ControllerUse.h"
 #include "goniometer/ScanParameterCheck.h"
-#include "goniometer/ScanRun.h"
 #include "goniometer/modSMC.h"
 #include "profile/ProfileEdit.h"
 #include "profile/ProfileReport.h"
@@ -103,8 +102,8 @@ void measure()
         flags().dataPresent = false;
         flags().dataSaved = false;
         frontPanel().refreshEntries();
-        if (acquire()) {
-            save();
+        if (const std::optional<ScanRecord> scan = acquire()) {
+            save(*scan);
             row().finished = QDateTime::currentDateTime();
             enter(row().file.isEmpty() ? ProfileRun::Phase::Skipped : ProfileRun::Phase::Done);
             return;
@@ -161,10 +160,11 @@ void abortQuestion()
         return;
     modSMC::AbandonQuery();
     modSMC::SMCSend(u"Q;"_s);
+    ScanRun::End();
     flags().abort = true;
-    const int current = ProfileRun::state().current;
-    if (yes(u"Data acquisition"_s, u"Do you want read scan data anyway?"_s) && current >= 0)
-        ScanRun::ReadBack(ProfileRun::state().rows[current].counterTime);
+    const bool measuring = ProfileRun::state().current >= 0;
+    if (yes(u"Data acquisition"_s, u"Do you want read scan data anyway?"_s) && measuring)
+        readAndDraw(scanOfStep());
 }
 
 /// Claims the goniometer controller for the questions. False when it works, for whomever.
@@ -267,6 +267,8 @@ void begin(qsizetype first)
 {
     ProfileRun::State& run = ProfileRun::state();
     run.rehearsal = !configuration().general.autoSave;
+    run.sample = frontPanel().text(Field::txtFileName);
+    run.comment = frontPanel().text(Field::txtComment);
     run.storedLaserCurrent = modHTC_Laser::state().lastCurrent;
     run.remarks.clear();
     ProfileReport::Begin();
