@@ -5,7 +5,6 @@
 // ends with 1 when a limit is passed. Files go to the folder given, by default to memory (/dev/shm), so that what is compared is the
 // program's work and not the disk's flush.
 
-#include "core/FrontPanel.h"
 #include "core/ScanData.h"
 #include "datafiles/ExportFormats.h"
 #include "datafiles/modFile.h"
@@ -105,12 +104,12 @@ void makeScan()
     constexpr double start = 10;
     constexpr double step = 0.005;
     ScanData& data = scanData();
-    data.parameters = {start, start + (points - 1) * step, step, 1, points};
+    data.take(ScanRecord::of({start, start + (points - 1) * step, step, 1, points}));
     data.resize(points);
     for (qint32 i = 1; i <= points; ++i)
         data.setPoint(i, start + (i - 1) * step, 200 + std::floor(50000 * std::pow(std::sin(i * 0.01), 20)) + i % 97);
-    frontPanel().setText(FrontPanel::Field::txtFileName, QStringLiteral("Quartz"));
-    frontPanel().setText(FrontPanel::Field::txtComment, QStringLiteral("bench"));
+    data.sample = QStringLiteral("Quartz");
+    data.comment = QStringLiteral("bench");
 }
 } // namespace
 
@@ -131,7 +130,7 @@ int main(int argc, char** argv)
         const QByteArray key(format.key);
         const QString path = folder.filePath(QString::fromLatin1(key));
         const QString barePath = folder.filePath(QStringLiteral("bare"));
-        const double program = fastest([&] { format.writer(path); });
+        const double program = fastest([&] { format.writer(scanData(), path); });
         const qsizetype size = QFile(path).size();
         const bool native = key == "sdf";
         // ASCII Y is one line; what is left of it is the file itself, which nobody waits for.

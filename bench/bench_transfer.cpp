@@ -3,8 +3,7 @@
 // Reading a transfer of 32,001 counts into the scan, against a bare pass of std::from_chars over the same bytes in the same run. The last
 // line gives the ratio of the two.
 
-#include "core/ScanData.h"
-#include "core/ScanParameters.h"
+#include "core/ScanRecord.h"
 #include "goniometer/modSMC.h"
 
 #include <benchmark/benchmark.h>
@@ -38,11 +37,11 @@ const QByteArray& bytes()
     return theBytes;
 }
 
-qint32 readTransfer(const QString& reply)
+qint32 readTransfer(const QString& reply, ScanRecord& scan)
 {
-    if (modSMC::ReceivedPoints(reply) != scanParameters().numberOfPoints)
+    if (modSMC::ReceivedPoints(reply) != scan.parameters.numberOfPoints)
         return -1;
-    return modSMC::StoreCounts(reply);
+    return modSMC::StoreCounts(reply, scan);
 }
 
 qint32 barePass()
@@ -61,18 +60,19 @@ qint32 barePass()
     return maximum;
 }
 
-void prepare()
+ScanRecord prepared()
 {
-    scanParameters() = {10, 10 + (points - 1) * 0.002, 0.002, 1, points};
-    scanData().resize(points);
+    ScanRecord scan = ScanRecord::of({10, 10 + (points - 1) * 0.002, 0.002, 1, points});
+    scan.resize(points);
+    return scan;
 }
 
 void transfer(benchmark::State& state)
 {
-    prepare();
+    ScanRecord scan = prepared();
     const QString reply = QString::fromLatin1(bytes());
     for (auto _ : state)
-        benchmark::DoNotOptimize(readTransfer(reply));
+        benchmark::DoNotOptimize(readTransfer(reply, scan));
 }
 BENCHMARK(transfer)->Unit(benchmark::kMicrosecond);
 
@@ -94,11 +94,11 @@ double microseconds(Work work)
 /// Median of pairs measured in turn, so that a busy machine hits both alike.
 double ratio()
 {
-    prepare();
+    ScanRecord scan = prepared();
     const QString reply = QString::fromLatin1(bytes());
     std::vector<double> ratios;
     for (int i = 0; i < 201; ++i) {
-        const double ours = microseconds([&] { return readTransfer(reply); });
+        const double ours = microseconds([&] { return readTransfer(reply, scan); });
         ratios.push_back(ours / microseconds(barePass));
     }
     std::nth_element(ratios.begin(), ratios.begin() + 100, ratios.end());
@@ -110,8 +110,8 @@ int main(int argc, char** argv)
 {
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
-    prepare();
-    if (readTransfer(QString::fromLatin1(bytes())) != barePass()) {
+    ScanRecord scan = prepared();
+    if (readTransfer(QString::fromLatin1(bytes()), scan) != barePass()) {
         std::fprintf(stderr, "the two passes disagree\n");
         return 1;
     }

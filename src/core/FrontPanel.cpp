@@ -162,6 +162,7 @@ void FrontPanel::refreshEntries()
     enable(mnuExtrasGeneratorGetStatus, now.generatorRemote && !now.generatorRunning);
 
     m_fieldsReadOnly = running || now.utilityRunning;
+    m_nameReadOnly = now.profileRunning;
     m_disabled = disabled;
     emit entriesChanged();
 }

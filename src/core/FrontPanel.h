@@ -58,10 +58,13 @@ public:
     QString entryCaption(Menu::Entry entry) const;
     void setEntryCaption(Menu::Entry entry, const QString& caption);
     bool isEntryEnabled(Menu::Entry entry) const { return !m_disabled.contains(entry); }
-    /// The one place where every menu entry's state is derived from the flags; call it after changing one. Also settles whether the four
-    /// parameter fields can be typed into.
+    /// The one place where every menu entry's state is derived from the flags; call it after changing one. Also settles which fields can be
+    /// typed into.
     void refreshEntries();
+    /// The four scan parameters.
     bool parameterFieldsReadOnly() const { return m_fieldsReadOnly; }
+    /// Sample name and comment: an unattended run has taken both for all its files when it started.
+    bool nameFieldsReadOnly() const { return m_nameReadOnly; }
 
     /// Moves the input focus to btnFirst, away from the parameter fields.
     void focusFirst() { emit focusRequested(); }
@@ -107,6 +110,7 @@ private:
     bool m_laserOn = false;
     bool m_xRayOn = false;
     bool m_fieldsReadOnly = false;
+    bool m_nameReadOnly = false;
     bool m_textDisplayOpen = false;
 };
 

@@ -16,31 +16,6 @@ ScanData& scanData()
     return theData;
 }
 
-void ScanData::resize(qint32 points)
-{
-    m_counts.fill(0.0, points);
-    m_angles.fill(0.0, points);
-}
-
-void ScanData::setPoint(qint32 i, double angle, double count)
-{
-    if (i < 1 || i > size())
-        return;
-    m_angles[i - 1] = angle;
-    m_counts[i - 1] = count;
-}
-
-void ScanData::clear()
-{
-    parameters = ScanParameters{};
-    minimum = 0;
-    maximum = 0;
-    temperatureFlag = 0;
-    temperature = 0;
-    m_counts.clear();
-    m_angles.clear();
-}
-
 void ScanData::plot(double start, double stop, double step, qint32 maximumCount)
 {
     emit plotRequested({QString(), start, stop, step, yMaximumFor(maximumCount), 0});

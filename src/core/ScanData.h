@@ -2,11 +2,10 @@
 
 #pragma once
 
-#include "core/ScanParameters.h"
+#include "core/ScanRecord.h"
 
 #include <QObject>
 #include <QString>
-#include <QVector>
 
 /// What is drawn of a scan: the chart connects to ScanData::plotRequested.
 struct PlotRequest
@@ -19,44 +18,30 @@ struct PlotRequest
     qint32 yMinimum = 0; ///< counts
 };
 
-/// The one scan in memory. Points are numbered from 1; angle(i) = start + (i - 1) x step. The data set keeps its own copy of the
-/// parameters it was measured with, and the file writers use only that.
-class ScanData : public QObject
+/// The one scan in memory: a record, and the signal that has it drawn. Sample name and comment belong to it until it is saved: those of its
+/// record are of the moment at which it was measured or opened, those of the fields are written.
+class ScanData : public QObject, public ScanRecord
 {
     Q_OBJECT
 
 public:
-    ScanParameters parameters;  ///< start, stop, step [deg 2-Theta], counter time [s], number of points
-    qint32 minimum = 0;         ///< smallest count
-    qint32 maximum = 0;         ///< largest count
-    qint16 temperatureFlag = 0; ///< 7: a temperature follows in the file; no procedure of this program sets it
-    double temperature = 0;     ///< sample temperature [K], written when the flag is 7
-
-    /// Sizes both arrays to 1..points, all zero.
-    void resize(qint32 points);
-    qint32 size() const { return static_cast<qint32>(m_counts.size()); }
-    double count(qint32 i) const { return m_counts[i - 1]; }
-    double angle(qint32 i) const { return m_angles[i - 1]; }
-    /// Stores point i (1..size); a point beyond the end is passed over.
-    void setPoint(qint32 i, double angle, double count);
-    const QVector<double>& counts() const { return m_counts; }
-    const QVector<double>& angles() const { return m_angles; }
+    const ScanRecord& record() const { return *this; }
+    /// This scan takes the place of the one in memory, without a redraw.
+    void take(const ScanRecord& scan) { static_cast<ScanRecord&>(*this) = scan; }
     /// Back to the empty set, without a redraw.
-    void clear();
+    void clear() { take({}); }
 
     /// Asks for the scan to be drawn over start..stop with an intensity range of 0 to maximum + 5 %, rounded to the nearest whole
     /// number with ties to even.
     void plot(double start, double stop, double step, qint32 maximumCount);
+    /// The same with its own range and maximum.
+    void plot() { plot(parameters.start, parameters.stop, parameters.step, maximum); }
 
     /// round(maximum x 1.05), ties to even: the top of the intensity axis [counts].
     static qint32 yMaximumFor(qint32 maximumCount);
 
 signals:
     void plotRequested(const PlotRequest& request);
-
-private:
-    QVector<double> m_counts;
-    QVector<double> m_angles;
 };
 
 ScanData& scanData();

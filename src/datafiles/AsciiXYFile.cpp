@@ -1,15 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "core/ScanData.h"
 #include "datafiles/ExportWriters.h"
 #include "datafiles/FileWriting.h"
 #include "datafiles/NumberFields.h"
 
-qint16 CreateAsciiXYFile(const QString& path)
+qint16 CreateAsciiXYFile(const ScanRecord& scan, const QString& path)
 {
-    return FileWriting::WriteExport("ascii-xy", path, [](QByteArray& content) {
+    return FileWriting::WriteExport("ascii-xy", scan, path, [](const ScanRecord& data, QByteArray& content) {
         constexpr qsizetype usualLine = 20;
-        const ScanData& data = scanData();
         content.reserve(data.size() * usualLine);
         content.append(NumberFields::lineEnd);
         for (qint32 i = 1; i <= data.size(); ++i) {

@@ -4,11 +4,11 @@
 #include "datafiles/FileWriting.h"
 #include "datafiles/NumberFields.h"
 
-qint16 CreateAsciiYFile(const QString& path)
+qint16 CreateAsciiYFile(const ScanRecord& scan, const QString& path)
 {
-    return FileWriting::WriteExport("ascii-y", path, [](QByteArray& content) {
+    return FileWriting::WriteExport("ascii-y", scan, path, [](const ScanRecord& data, QByteArray& content) {
         // The format has no data points: intended.
-        content = "sample: " + FileWriting::SampleName().trimmed() + NumberFields::lineEnd;
+        content = "sample: " + FileWriting::OneLine(data.sample).trimmed() + NumberFields::lineEnd;
         return ProgramError();
     });
 }

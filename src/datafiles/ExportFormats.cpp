@@ -16,10 +16,10 @@ QString fort4Name(const QString& chosen)
     return chosen.toLower().trimmed().endsWith(QStringLiteral("fort4")) ? chosen : chosen + QStringLiteral(".fort4");
 }
 
-qint16 writeNative(const QString& path)
+qint16 writeNative(const ScanRecord& scan, const QString& path)
 {
     QString written = path;
-    return modFile::CreateZELKOFile(written, false);
+    return modFile::CreateZELKOFile(scan, written, false);
 }
 } // namespace
 

@@ -2,13 +2,15 @@
 
 #pragma once
 
+#include "core/ScanRecord.h"
+
 #include <QList>
 #include <QString>
 
-/// The formats in which the scan in memory can be saved: one table for the save dialog, for the console program and for the writers.
+/// The formats in which a scan can be saved: one table for the save dialog, for the console program and for the writers.
 namespace ExportFormats {
-/// Writes the scan in memory to `path`, replacing an existing file. Returns 0, otherwise the error number after a box that names it.
-using Writer = qint16 (*)(const QString& path);
+/// Writes a scan to `path`, replacing an existing file. Returns 0, otherwise the error number after a box that names it.
+using Writer = qint16 (*)(const ScanRecord& scan, const QString& path);
 
 struct Format
 {

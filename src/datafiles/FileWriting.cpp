@@ -138,13 +138,13 @@ ProgramError WriteWhole(const QString& path, const QByteArray& content)
     return error;
 }
 
-qint16 WriteExport(const char* key, const QString& path, Content content)
+qint16 WriteExport(const char* key, const ScanRecord& scan, const QString& path, Content content)
 {
     ProgramError error;
     {
         const Activity activity(QStringLiteral("Writing file ") + path + QStringLiteral("..."));
         QByteArray bytes;
-        error = content(bytes);
+        error = content(scan, bytes);
         if (!error)
             error = WriteWhole(path, bytes);
     }
@@ -159,10 +159,5 @@ QByteArray OneLine(const QString& text)
     QString line = text;
     line.replace(QStringLiteral("\r\n"), QStringLiteral(" ")).replace(u'\r', u' ').replace(u'\n', u' ');
     return CodePage::toCodePage(line);
-}
-
-QByteArray SampleName()
-{
-    return OneLine(frontPanel().text(FrontPanel::Field::txtFileName));
 }
 } // namespace FileWriting

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "core/ProgramError.h"
+#include "core/ScanRecord.h"
 
 #include <QByteArray>
 #include <QString>
@@ -27,16 +28,14 @@ private:
 /// that the operator made read-only is not replaced.
 ProgramError WriteWhole(const QString& path, const QByteArray& content);
 
-/// Builds a file's content; an error ends the operation before anything is written.
-using Content = ProgramError (*)(QByteArray& content);
+/// A scan as a file's bytes; an error ends the operation before anything is written.
+using Content = ProgramError (*)(const ScanRecord& scan, QByteArray& content);
 
 /// The common course of the export writers: activity, content, WriteWhole. On failure the box titled as the table says for `key` shows
 /// "Error", "[number]",
 /// "[description]" on three lines. Returns 0 or the error number.
-qint16 WriteExport(const char* key, const QString& path, Content content);
+qint16 WriteExport(const char* key, const ScanRecord& scan, const QString& path, Content content);
 
-/// The sample name (txtFileName) as one line of the file's code page.
-QByteArray SampleName();
 /// A text as one line of the file's code page: line breaks become blanks.
 QByteArray OneLine(const QString& text);
 } // namespace FileWriting

@@ -4,13 +4,13 @@
 #include "datafiles/FileWriting.h"
 #include "datafiles/NumberFields.h"
 
-qint16 CreateFort4File(const QString& path)
+qint16 CreateFort4File(const ScanRecord& scan, const QString& path)
 {
-    return FileWriting::WriteExport("fort4", path, [](QByteArray& content) {
-        NumberFields::AppendHeader(content, true);
-        content.append(FileWriting::SampleName());
-        NumberFields::AppendRaisedCounts(content, true);
-        NumberFields::AppendPadding(content);
+    return FileWriting::WriteExport("fort4", scan, path, [](const ScanRecord& data, QByteArray& content) {
+        NumberFields::AppendHeader(content, data.parameters, true);
+        content.append(FileWriting::OneLine(data.sample));
+        NumberFields::AppendRaisedCounts(content, data.counts(), true);
+        NumberFields::AppendPadding(content, data.size());
         content.append(NumberFields::lineEnd);
         return ProgramError();
     });

@@ -2,8 +2,6 @@
 
 #include "datafiles/NumberFields.h"
 
-#include "core/ScanData.h"
-
 #include <algorithm>
 #include <array>
 
@@ -47,18 +45,16 @@ void AppendCount8(QByteArray& content, double value)
     AppendRight(content, NumberBytes::Print(value), width);
 }
 
-void AppendHeader(QByteArray& content, bool withStop)
+void AppendHeader(QByteArray& content, const ScanParameters& parameters, bool withStop)
 {
-    const ScanParameters& parameters = scanData().parameters;
     AppendField8(content, parameters.start);
     AppendField8(content, parameters.step);
     if (withStop)
         AppendField8(content, parameters.stop);
 }
 
-void AppendRaisedCounts(QByteArray& content, bool point)
+void AppendRaisedCounts(QByteArray& content, const QVector<double>& counts, bool point)
 {
-    const QVector<double>& counts = scanData().counts();
     const qsizetype points = counts.size();
     const qsizetype breaks = (points + perLine - 1) / perLine * breakLength;
     const qsizetype from = content.size();
@@ -76,10 +72,9 @@ void AppendRaisedCounts(QByteArray& content, bool point)
     }
 }
 
-void AppendCountLines(QByteArray& content)
+void AppendCountLines(QByteArray& content, const QVector<double>& counts)
 {
     constexpr qsizetype longestLine = 32; // " -1.23456789012345E-308", a blank, the line break
-    const QVector<double>& counts = scanData().counts();
     const qsizetype from = content.size();
     content.resize(from + counts.size() * longestLine);
     char* at = content.data() + from;
@@ -91,9 +86,9 @@ void AppendCountLines(QByteArray& content)
     content.truncate(at - content.constData());
 }
 
-void AppendPadding(QByteArray& content)
+void AppendPadding(QByteArray& content, qint32 points)
 {
-    for (qint32 i = scanData().size() % perLine; i < perLine; ++i)
+    for (qint32 i = points % perLine; i < perLine; ++i)
         content.append(paddingField);
 }
 } // namespace NumberFields

@@ -3,8 +3,10 @@
 #pragma once
 
 #include "core/NumberBytes.h"
+#include "core/ScanParameters.h"
 
 #include <QByteArray>
+#include <QVector>
 
 /// The number fields of the export formats. A field with a width is padded with blanks at its left and keeps its last characters: a value
 /// too long for its field loses its leading digits, which is intended.
@@ -28,13 +30,13 @@ constexpr qsizetype breakLength = 2;
 constexpr char paddingField[] = "     1. "; ///< fills the last line of Rietica and FORT4
 constexpr qint32 perLine = 10;              ///< counts on a line of Rietica, FORT4 and PRO
 
-/// Start and step, for Rietica and FORT4 also stop, of the scan in memory in Field8.
-void AppendHeader(QByteArray& content, bool withStop);
-/// All counts of the scan in memory, each raised by one so that none is zero, ten to a line; a line break stands before the first of each
+/// Start and step, for Rietica and FORT4 also stop, in Field8.
+void AppendHeader(QByteArray& content, const ScanParameters& parameters, bool withStop);
+/// All counts, each raised by one so that none is zero, ten to a line; a line break stands before the first of each
 /// ten. `point` puts ". " after each number (FORT4).
-void AppendRaisedCounts(QByteArray& content, bool point);
-/// All counts of the scan in memory in print form, each with a blank and a line break behind it.
-void AppendCountLines(QByteArray& content);
-/// 10 - (N mod 10) padding fields: a whole line of ten when N is a multiple of ten, which is intended.
-void AppendPadding(QByteArray& content);
+void AppendRaisedCounts(QByteArray& content, const QVector<double>& counts, bool point);
+/// All counts in print form, each with a blank and a line break behind it.
+void AppendCountLines(QByteArray& content, const QVector<double>& counts);
+/// 10 - (N mod 10) padding fields for N points: a whole line of ten when N is a multiple of ten, which is intended.
+void AppendPadding(QByteArray& content, qint32 points);
 } // namespace NumberFields

@@ -4,11 +4,11 @@
 #include "datafiles/FileWriting.h"
 #include "datafiles/NumberFields.h"
 
-qint16 CreateProFile(const QString& path)
+qint16 CreateProFile(const ScanRecord& scan, const QString& path)
 {
-    return FileWriting::WriteExport("pro", path, [](QByteArray& content) {
-        NumberFields::AppendHeader(content, false);
-        NumberFields::AppendRaisedCounts(content, false);
+    return FileWriting::WriteExport("pro", scan, path, [](const ScanRecord& data, QByteArray& content) {
+        NumberFields::AppendHeader(content, data.parameters, false);
+        NumberFields::AppendRaisedCounts(content, data.counts(), false);
         content.append(NumberFields::lineEnd);
         return ProgramError();
     });

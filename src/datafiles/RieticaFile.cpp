@@ -4,13 +4,13 @@
 #include "datafiles/FileWriting.h"
 #include "datafiles/NumberFields.h"
 
-qint16 CreateRieticaFile(const QString& path)
+qint16 CreateRieticaFile(const ScanRecord& scan, const QString& path)
 {
-    return FileWriting::WriteExport("rietica", path, [](QByteArray& content) {
-        NumberFields::AppendHeader(content, true);
-        content.append(FileWriting::SampleName());
-        NumberFields::AppendRaisedCounts(content, false);
-        NumberFields::AppendPadding(content);
+    return FileWriting::WriteExport("rietica", scan, path, [](const ScanRecord& data, QByteArray& content) {
+        NumberFields::AppendHeader(content, data.parameters, true);
+        content.append(FileWriting::OneLine(data.sample));
+        NumberFields::AppendRaisedCounts(content, data.counts(), false);
+        NumberFields::AppendPadding(content, data.size());
         content.append(NumberFields::lineEnd);
         return ProgramError();
     });

@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
 #include "core/CodePage.h"
-#include "core/FrontPanel.h"
 #include "core/NumberText.h"
-#include "core/ScanData.h"
 #include "core/modTools.h"
 #include "datafiles/ExportWriters.h"
 #include "datafiles/FileWriting.h"
@@ -34,17 +32,11 @@ void putText(QByteArray& content, qsizetype at, const QByteArray& text, qsizetyp
     content.replace(at, qMin(most, text.size()), text.left(most));
 }
 
-/// The measuring date of panel 2; invalid when it does not read as one.
-QDateTime measuringDate()
+/// As the native file holds it, so that a scan gives the same file before and after it was saved there.
+QDateTime toTheMinute(QDateTime moment)
 {
-    const QString text = frontPanel().panel(2).simplified();
-    for (const QLocale& locale : {QLocale::c(), QLocale()})
-        for (const char16_t* form : {u"MMM dd. yyyy hh:mm", u"MMM d. yyyy h:mm"}) {
-            QDateTime date = locale.toDateTime(text, QString::fromUtf16(form));
-            if (date.isValid())
-                return date;
-        }
-    return {};
+    moment.setTime(QTime(moment.time().hour(), moment.time().minute()));
+    return moment;
 }
 
 QByteArray dateText(const QDateTime& date)
@@ -63,7 +55,7 @@ quint32 countOf(double count, bool& overflow)
     return static_cast<quint32>(whole);
 }
 
-void putFileHeader(QByteArray& content, qint32 points, float step, float start, float end)
+void putFileHeader(QByteArray& content, const ScanRecord& scan, double end)
 {
     const auto fileBlocks = static_cast<quint16>(content.size() / blockSize);
     const auto dataBlocks = static_cast<quint16>(fileBlocks - firstDataBlock);
@@ -71,34 +63,34 @@ void putFileHeader(QByteArray& content, qint32 points, float step, float start, 
     constexpr qsizetype namesEnd = 0x130;
 
     putText(content, 0x000, "RAW_1.06Powdat", textField);
-    putText(content, 0x010, dateText(measuringDate()), textField);
-    const QByteArray name = FileWriting::SampleName().left(namesEnd - namesAt - 2);
+    putText(content, 0x010, dateText(scan.begin), textField);
+    const QByteArray name = FileWriting::OneLine(scan.sample).left(namesEnd - namesAt - 2);
     putText(content, namesAt, name, name.size());
     const qsizetype commentAt = namesAt + name.size() + 1;
-    const QString comment = frontPanel().text(FrontPanel::Field::txtComment).trimmed();
+    const QString comment = scan.comment.trimmed();
     putText(content, commentAt, CodePage::toCodePage(comment.section(u'\n', 0, 0).section(u'\r', 0, 0)), namesEnd - commentAt - 1);
-    put(content, 0x156, step);
-    put(content, 0x1D2, static_cast<quint16>(points + 1));
-    put(content, 0x200, static_cast<quint16>(points + 1));
+    put(content, 0x156, static_cast<float>(scan.parameters.step));
+    put(content, 0x1D2, static_cast<quint16>(scan.size() + 1));
+    put(content, 0x200, static_cast<quint16>(scan.size() + 1));
     put(content, 0x1D6, quint16(1));
     put(content, 0x1DA, dataBlocks);
     put(content, 0x1DC, fileBlocks);
     put(content, 0x1E0, static_cast<quint16>(firstDataBlock));
     put(content, 0x1F0, dataBlocks);
-    put(content, 0x23C, start);
-    put(content, 0x240, end);
+    put(content, 0x23C, static_cast<float>(scan.parameters.start));
+    put(content, 0x240, static_cast<float>(end));
 }
 
-void putRangeHeader(QByteArray& content, qint32 points, double start, double end, double step)
+void putRangeHeader(QByteArray& content, const ScanRecord& scan, double end)
 {
-    const double counterTime = scanData().parameters.counterTime;
-    const QDateTime began = measuringDate();
-    const QDateTime ended = began.isValid() ? began.addMSecs(qRound64(points * counterTime * 1000)) : began;
+    const double counterTime = scan.parameters.counterTime;
+    const QDateTime began = toTheMinute(scan.begin);
+    const QDateTime ended = began.isValid() ? began.addMSecs(qRound64(scan.size() * counterTime * 1000)) : began;
     putText(content, rangeHeader, dateText(began), textField);
     putText(content, rangeHeader + 0x10, dateText(ended), textField);
-    put(content, rangeHeader + 0x22, static_cast<quint16>(points));
+    put(content, rangeHeader + 0x22, static_cast<quint16>(scan.size()));
     qsizetype at = rangeHeader + 0x2C;
-    for (double angle : {start, end, step}) { // 2-Theta, Theta
+    for (double angle : {scan.parameters.start, end, scan.parameters.step}) { // 2-Theta, Theta
         put(content, at, static_cast<float>(angle));
         put(content, at + 4, static_cast<float>(angle / 2));
         at += 8;
@@ -107,24 +99,23 @@ void putRangeHeader(QByteArray& content, qint32 points, double start, double end
     putText(content, rangeHeader + 0x1F8, "RAWDAT", textField);
 }
 
-ProgramError stoeContent(QByteArray& content)
+ProgramError stoeContent(const ScanRecord& scan, QByteArray& content)
 {
-    const qint32 points = scanData().size();
+    const qint32 points = scan.size();
     if (points > mostPoints)
         return ProgramError::of(ProgramError::Overflow);
     const qsizetype dataBlocks = (points * qsizetype(sizeof(quint32)) + blockSize - 1) / blockSize;
     content = QByteArray((firstDataBlock + dataBlocks) * blockSize, '\0');
 
-    const ScanParameters& parameters = scanData().parameters;
-    const double end = parameters.start + (points - 1) * parameters.step;
-    putFileHeader(content, points, static_cast<float>(parameters.step), static_cast<float>(parameters.start), static_cast<float>(end));
-    putRangeHeader(content, points, parameters.start, end, parameters.step);
+    const double end = scan.parameters.start + (points - 1) * scan.parameters.step;
+    putFileHeader(content, scan, end);
+    putRangeHeader(content, scan, end);
 
     bool overflow = false;
     quint32 minimum = points > 0 ? std::numeric_limits<quint32>::max() : 0;
     quint32 maximum = 0;
     for (qint32 i = 1; i <= points; ++i) {
-        const quint32 count = countOf(scanData().count(i), overflow);
+        const quint32 count = countOf(scan.count(i), overflow);
         minimum = std::min(minimum, count);
         maximum = std::max(maximum, count);
         put(content, data + (i - 1) * qsizetype(sizeof count), count);
@@ -135,8 +126,8 @@ ProgramError stoeContent(QByteArray& content)
 }
 } // namespace
 
-qint16 CreateSTOEFile(const QString& path)
+qint16 CreateSTOEFile(const ScanRecord& scan, const QString& path)
 {
     modTools::WriteLog(false, QStringLiteral("CreateSTOEFile()"));
-    return FileWriting::WriteExport("stoe", path, stoeContent);
+    return FileWriting::WriteExport("stoe", scan, path, stoeContent);
 }

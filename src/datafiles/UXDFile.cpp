@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "core/ScanData.h"
 #include "core/modTools.h"
 #include "datafiles/ExportWriters.h"
 #include "datafiles/FileWriting.h"
@@ -21,13 +20,12 @@ void appendKey(QByteArray& content, const char* key, double value)
 }
 } // namespace
 
-qint16 CreateUXDFile(const QString& path)
+qint16 CreateUXDFile(const ScanRecord& scan, const QString& path)
 {
     modTools::WriteLog(false, QStringLiteral("CreateUXDFile()"));
-    return FileWriting::WriteExport("uxd", path, [](QByteArray& content) {
-        const ScanData& data = scanData();
+    return FileWriting::WriteExport("uxd", scan, path, [](const ScanRecord& data, QByteArray& content) {
         content.reserve((data.size() + headLines) * (angleWidth + countWidth + 2));
-        content.append("_SAMPLE=").append(FileWriting::SampleName()).append(NumberFields::lineEnd);
+        content.append("_SAMPLE=").append(FileWriting::OneLine(data.sample)).append(NumberFields::lineEnd);
         content.append("_DATEMEASURED=").append(NumberFields::lineEnd); // without the date: intended
         appendKey(content, "_START=", data.parameters.start);
         appendKey(content, "_STEPSIZE=", data.parameters.step);

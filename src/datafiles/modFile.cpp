@@ -2,11 +2,9 @@
 
 #include "datafiles/modFile.h"
 
-#include "core/CodePage.h"
 #include "core/Configuration.h"
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
-#include "core/NumberBytes.h"
 #include "core/NumberText.h"
 #include "core/PrivateProfile.h"
 #include "core/Prompts.h"
@@ -14,39 +12,23 @@
 #include "core/modTools.h"
 #include "datafiles/ExportFormats.h"
 #include "datafiles/FileWriting.h"
-#include "datafiles/NumberFields.h"
+#include "datafiles/NativeFile.h"
 #include "datafiles/ScanFileReader.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 
-#include <algorithm>
 #include <cerrno>
-#include <cmath>
 #include <optional>
 
 namespace {
 using Field = FrontPanel::Field;
 
-const QString beginMark = QStringLiteral("/*<beginc>");
-const QString endMark = QStringLiteral("<endc>*/");
-constexpr qint32 mostPoints = 1000000;
+constexpr int datePanel = 2;
 constexpr qsizetype extensionLength = 4;
-constexpr qint16 temperatureFollows = 7;
 
 // --- writing
-
-QString blanksTrimmed(const QString& text)
-{
-    qsizetype from = 0;
-    qsizetype to = text.size();
-    while (from < to && text[from] == u' ')
-        ++from;
-    while (to > from && text[to - 1] == u' ')
-        --to;
-    return text.mid(from, to - from);
-}
 
 /// True when the name is used, also by something that cannot be opened: that too is to be kept.
 bool isTaken(const QString& path)
@@ -65,55 +47,7 @@ QString freeName(const QString& path)
     return candidate;
 }
 
-QString fullPath(const QString& path)
-{
-    return QDir::isAbsolutePath(path) ? path : QDir::toNativeSeparators(QFileInfo(path).absoluteFilePath());
-}
-
-QString crLfBreaks(const QString& text)
-{
-    QString result = text;
-    return result.replace(QStringLiteral("\r\n"), QStringLiteral("\n")).replace(u'\r', u'\n').replace(u'\n', QStringLiteral("\r\n"));
-}
-
-QByteArray nativeContent(const QString& path)
-{
-    const ScanData& data = scanData();
-    QByteArray content;
-    const auto line = [&content](const QByteArray& text) { content.append(text).append(NumberFields::lineEnd); };
-    const auto fixed = [&content](double value, int decimals) {
-        NumberFields::Append(content, NumberBytes::Fixed(value, decimals));
-        content.append(NumberFields::lineEnd);
-    };
-
-    line("scan " SCAN_VERSION);
-    line("0");
-    line("1");
-    line(FileWriting::SampleName());
-    line("n.n");
-    line("");
-    line(FileWriting::OneLine(frontPanel().panel(2)));
-    fixed(data.parameters.counterTime, 1);
-    line(FileWriting::OneLine(fullPath(path)));
-    line(CodePage::toCodePage(beginMark + crLfBreaks(blanksTrimmed(frontPanel().text(Field::txtComment))) + endMark));
-    fixed(data.parameters.start, 3);
-    fixed(data.parameters.stop, 3);
-    fixed(data.parameters.step, 3);
-    line("");
-    content.append(QByteArray::number(data.temperatureFlag));
-    if (data.temperatureFlag == temperatureFollows) {
-        NumberFields::Append(content, NumberBytes::General(data.temperature));
-        content.append(' ');
-    }
-    line("");
-    line("");
-    NumberFields::AppendCountLines(content);
-    return content;
-}
-
 // --- reading
-
-const QString openErrorTitle = QStringLiteral("Open file error");
 
 bool mayReplaceUnsaved()
 {
@@ -130,149 +64,41 @@ bool mayReplaceUnsaved()
     return prompts().message(question) == Prompts::Button::Yes;
 }
 
-Prompts::Message refusal(const QString& text, Prompts::Icon icon)
+/// The fields and the measuring date show this scan; the next one has its parameters.
+void show(const ScanRecord& scan)
 {
-    Prompts::Message box;
-    box.title = openErrorTitle;
-    box.text = text;
-    box.icon = icon;
-    return box;
+    FrontPanel& panel = frontPanel();
+    panel.setText(Field::txtFileName, scan.sample);
+    panel.setPanel(datePanel, scan.measuringDate);
+    panel.setText(Field::CounterTime, NumberText::General(scan.parameters.counterTime));
+    panel.setText(Field::txtComment, scan.comment);
+    panel.setText(Field::ScanStart, NumberText::General(scan.parameters.start));
+    panel.setText(Field::ScanStop, NumberText::General(scan.parameters.stop));
+    panel.setText(Field::ScanStep, NumberText::General(scan.parameters.step));
+    scanParameters() = scan.parameters;
 }
 
-Prompts::Message correctionFileQuestion()
+/// The scan in memory as it is to be saved: under the name and with the comment that the fields show now.
+ScanRecord scanToSave()
 {
-    Prompts::Message question;
-    question.title = QStringLiteral("Open file");
-    question.text = QStringLiteral("Generate correction file?");
-    question.icon = Prompts::Icon::Question;
-    question.buttons = Prompts::Buttons::OkCancel;
-    question.defaultButton = 2;
-    question.safe = question.unattended = Prompts::Button::Cancel;
-    return question;
+    scanData().sample = frontPanel().text(Field::txtFileName);
+    scanData().comment = frontPanel().text(Field::txtComment);
+    return scanData().record();
 }
 
-/// Major and minor as one number of single precision: 2.1 in a file equals 2.1 of the program.
-float programVersion()
+/// Reads the whole file. The box that refuses it, or nothing when it was read.
+std::optional<Prompts::Message> readIntoMemory(const QString& path)
 {
-    const QStringList parts = QStringLiteral(SCAN_VERSION).split(u'.');
-    constexpr double minorParts = 10;
-    return static_cast<float>(parts.value(0).toInt() + parts.value(1).toInt() / minorParts);
-}
-
-/// Reads the identification line. The box that refuses the file, or nothing when it is to be read.
-std::optional<Prompts::Message> refusedBy(ScanFileReader& reader, const QString& path)
-{
-    constexpr qsizetype nameLength = 4;
-    const QString first = reader.line().trimmed();
-    if (first.contains(QStringLiteral("angle error protocol"), Qt::CaseInsensitive))
-        return correctionFileQuestion(); // its answer changes nothing: intended
-    if (first.left(nameLength).toLower() != QStringLiteral("scan"))
-        return refusal(u'\'' + path + QStringLiteral("' is is not a Scan file"), Prompts::Icon::Exclamation);
-    const auto fileVersion = static_cast<float>(NumberText::ReadNumber(first.mid(nameLength)));
-    if (programVersion() < fileVersion)
-        return refusal(QStringLiteral("File version:") + NumberText::Print(fileVersion) +
-                           QStringLiteral("\nProgram version: " SCAN_VERSION) +
-                           QStringLiteral("\n\nCannot read data files generated by newer program versions!"),
-                       Prompts::Icon::Critical);
-    return std::nullopt;
-}
-
-QString readComment(ScanFileReader& reader)
-{
-    constexpr qsizetype longest = 4194304; // characters; a file without end mark is read to its end without keeping it
-    const QString first = reader.line();
-    const qsizetype marks = beginMark.size() + endMark.size();
-    if (first.contains(endMark) && first.contains(beginMark))
-        return first.mid(beginMark.size(), qMax<qsizetype>(0, first.size() - marks));
-    QString comment = first.mid(beginMark.size());
-    bool tooLong = reader.lineTooLong();
-    for (bool ended = false; !ended;) {
-        QString next = reader.line();
-        tooLong = tooLong || reader.lineTooLong() || comment.size() + next.size() > longest;
-        ended = next.contains(endMark);
-        if (ended)
-            next.chop(endMark.size());
-        if (!tooLong)
-            comment += u'\n' + next;
-    }
-    if (tooLong)
-        throw ScanFileReader::ReadError{ProgramError::of(ProgramError::Overflow)};
-    return comment;
-}
-
-double readInto(ScanFileReader& reader, Field field)
-{
-    const double value = reader.number();
-    frontPanel().setText(field, NumberText::General(value));
-    return value;
-}
-
-qint32 pointsOf(const ScanParameters& parameters)
-{
-    if (parameters.step == 0)
-        throw ScanFileReader::ReadError{ProgramError::of(ProgramError::DivisionByZero)};
-    bool overflow = false;
-    const qint32 points = NumberText::RoundToLong(std::abs(parameters.start - parameters.stop) / parameters.step + 1, &overflow);
-    if (overflow || points < 1 || points > mostPoints)
-        throw ScanFileReader::ReadError{ProgramError::of(ProgramError::Overflow)};
-    return points;
-}
-
-/// Sizes the scan in memory and reads its counts; on a read error the counts so far stay in it.
-void readCounts(ScanFileReader& reader, const ScanParameters& parameters)
-{
-    constexpr qint32 pointsPerLook = 1000;
-    constexpr quint32 longestSilence = 50; // ms
-    ScanData& data = scanData();
+    ScanFileReader reader(path);
+    if (std::optional<Prompts::Message> refused = NativeFile::RefusedBy(reader, path))
+        return refused;
+    const ScanRecord head = NativeFile::ReadHead(reader);
+    show(head);
     // From here on the earlier scan is gone, whatever becomes of this one.
     flags().dataPresent = false;
     flags().dataSaved = false;
-    data.resize(parameters.numberOfPoints);
-    data.parameters = parameters;
-    data.minimum = 0;
-    data.maximum = 0;
-    for (qint32 i = 1; i <= data.size(); ++i)
-        data.setPoint(i, (i - 1) * parameters.step + parameters.start, 0);
-
-    quint32 lastEvents = modTools::timeGetTime();
-    for (qint32 i = 1; i <= parameters.numberOfPoints; ++i) {
-        const qint32 value = reader.value();
-        data.minimum = i == 1 ? value : std::min(data.minimum, value);
-        data.maximum = i == 1 ? value : std::max(data.maximum, value);
-        data.setPoint(i, data.angle(i), value);
-        // The window stays live during a long read: the clock is looked at every 1000 points, and events run when 50 ms have gone by.
-        if (i % pointsPerLook == 0 && modTools::timeGetTime() - lastEvents >= longestSilence) {
-            modTools::DoEvents();
-            lastEvents = modTools::timeGetTime();
-        }
-    }
-}
-
-/// Reads the whole file. The box that refuses it or tells of a read error, or nothing when it was read whole.
-std::optional<Prompts::Message> readNative(const QString& path)
-{
-    ScanFileReader reader(path);
-    if (std::optional<Prompts::Message> refused = refusedBy(reader, path))
-        return refused;
-    const auto skip = [&reader](int lines) {
-        for (int i = 0; i < lines; ++i)
-            reader.line();
-    };
-    skip(2);
-    frontPanel().setText(Field::txtFileName, reader.line());
-    skip(2);
-    frontPanel().setPanel(2, reader.line());
-    ScanParameters parameters;
-    parameters.counterTime = readInto(reader, Field::CounterTime);
-    skip(1);
-    frontPanel().setText(Field::txtComment, readComment(reader));
-    parameters.start = readInto(reader, Field::ScanStart);
-    parameters.stop = readInto(reader, Field::ScanStop);
-    parameters.step = readInto(reader, Field::ScanStep);
-    parameters.numberOfPoints = pointsOf(parameters);
-    scanParameters() = parameters;
-    skip(3);
-    readCounts(reader, parameters);
+    scanData().take(head);
+    NativeFile::ReadCounts(reader, scanData());
     return std::nullopt;
 }
 
@@ -281,15 +107,14 @@ std::optional<Prompts::Message> readAndDraw(const QString& path)
 {
     const FileWriting::Activity activity(QStringLiteral("Reading file ") + path + QStringLiteral("..."), QStringLiteral("Ready"));
     try {
-        if (std::optional<Prompts::Message> refused = readNative(path))
+        if (std::optional<Prompts::Message> refused = readIntoMemory(path))
             return refused;
     } catch (const ScanFileReader::ReadError& failure) {
-        return refusal(QStringLiteral("Error # %1 was generated while reading file ").arg(failure.error.number) + path +
-                           QStringLiteral(".\n") + failure.error.description,
-                       Prompts::Icon::Critical);
+        return NativeFile::Refusal(QStringLiteral("Error # %1 was generated while reading file ").arg(failure.error.number) + path +
+                                       QStringLiteral(".\n") + failure.error.description,
+                                   Prompts::Icon::Critical);
     }
-    const ScanParameters& read = scanData().parameters;
-    scanData().plot(read.start, read.stop, read.step, scanData().maximum);
+    scanData().plot();
     flags().dataPresent = true;
     flags().dataSaved = true;
     return std::nullopt;
@@ -339,7 +164,7 @@ State& state()
     return instance;
 }
 
-qint16 CreateZELKOFile(QString& path, bool keepExisting)
+qint16 CreateZELKOFile(const ScanRecord& scan, QString& path, bool keepExisting)
 {
     modTools::WriteLog(false, QStringLiteral("CreateZELKOFile()"));
     ProgramError error;
@@ -347,7 +172,7 @@ qint16 CreateZELKOFile(QString& path, bool keepExisting)
         const FileWriting::Activity activity(QStringLiteral("Writing file ") + path + QStringLiteral("..."));
         if (keepExisting)
             path = freeName(path);
-        error = FileWriting::WriteWhole(path, nativeContent(path));
+        error = FileWriting::WriteWhole(path, NativeFile::Content(scan, path));
     }
     if (error)
         showMessage(QString::fromUtf16(ExportFormats::formats().first().errorTitle),
@@ -403,7 +228,7 @@ void SaveAs()
     const QString path = parts.directory + name;
     if (name != parts.name && !mayReplace(path))
         return;
-    if (format->writer(path) == 0 && chosen.filterIndex == 1) {
+    if (format->writer(scanToSave(), path) == 0 && chosen.filterIndex == 1) {
         flags().dataSaved = true;
         frontPanel().refreshEntries();
     }

@@ -2,11 +2,13 @@
 
 #pragma once
 
+#include "core/ScanRecord.h"
+
 #include <QString>
 
-/// Scan data files: the native format (.sdf) is written and read here, the save dialog hands the scan in memory to the writer of the chosen
-/// format (ExportFormats.h), and a few questions about paths are answered. Files are never written in place: the whole file is built,
-/// written beside the target and renamed, so that a failed write leaves an earlier file as it was.
+/// Scan data files: the menu procedures join the scan in memory with what the front panel shows, the writers of the formats
+/// (ExportFormats.h) know its record alone, and a few questions about paths are answered. Files are never written in place: the whole file
+/// is built, written beside the target and renamed, so that a failed write leaves an earlier file as it was.
 ///
 /// While a file is written or read the busy flag is set, the pointer is the hourglass and panel 1 names the file.
 namespace modFile {
@@ -17,20 +19,21 @@ struct State
 };
 State& state();
 
-/// Writes the scan in memory, the sample name (txtFileName), the comment (txtComment) and the measuring date (panel 2) as a native file.
-/// `path`: in, the file wanted; out, the file written. `keepExisting`: an existing file is kept, "(2)", "(3)" ... goes before the last four
-/// characters of the name until the name is free. Returns 0, otherwise the error number after a box "Error # n caused by
-/// CreateZELKOFile()". The data-saved flag is left to the caller.
-qint16 CreateZELKOFile(QString& path, bool keepExisting);
+/// Writes a scan as a native file (NativeFile.h). `path`: in, the file wanted; out, the file written. `keepExisting`: an existing file is
+/// kept, "(2)", "(3)" ... goes before the last four characters of the name until the name is free. Returns 0, otherwise the error number
+/// after a box "Error # n caused by CreateZELKOFile()". The data-saved flag is left to the caller.
+qint16 CreateZELKOFile(const ScanRecord& scan, QString& path, bool keepExisting);
 
 /// Reads a native file into the fields, panel 2 and the scan in memory, and has it drawn. `interactive`: asks about unsaved data, shows the
 /// open dialog (which settles the work directory); `path` is then not used. True when the file was read whole; the data-present and
 /// data-saved flags are set then and only then. A file that is not a scan file, or of a newer program, is refused with a box and changes
-/// nothing; after a read error ("Error # n was generated while reading file ...") the points read so far stay in memory and no flag is set.
+/// nothing; after a read error ("Error # n was generated while reading file ...") the points read so far stay in memory and no flag is set;
+/// an error before the first point changes nothing either.
 bool OpenScanFile(bool interactive, const QString& path = QString());
 
 /// The entry "&Save...": shows the save dialog with all formats, makes the chosen directory the work directory (stored in scan.ini at once,
-/// shown in txtWorkDir) and calls the writer of the chosen format. A successful native save sets the data-saved flag; nothing else does.
+/// shown in txtWorkDir) and has the chosen format written, with the sample name and the comment that the fields show now. A successful
+/// native save sets the data-saved flag; nothing else does.
 void SaveAs();
 
 /// Creates and deletes "@.tmp" in the directory (with or without trailing separator). -1 (true) when that worked, otherwise the error

@@ -4,7 +4,6 @@
 #include "core/FrontPanel.h"
 #include "core/NumberText.h"
 #include "core/Prompts.h"
-#include "core/ScanParameters.h"
 #include "core/modTools.h"
 #include "goniometer/ScanRun.h"
 #include "goniometer/ScanStop.h"
@@ -56,6 +55,7 @@ void showPolling(int spinner, bool barAfter)
 class StartWatch
 {
 public:
+    explicit StartWatch(const ScanParameters& scan) : m_shortestTime(scan.numberOfPoints * scan.counterTime) {}
     void started() { m_startedAt = modTools::timeGetTime(); }
     void polled(const QString& reply)
     {
@@ -71,9 +71,11 @@ public:
         const bool lost = modCOM::MCComm().losses() != m_losses;
         return m_seenBusy || state().stoppedByHand || !flags().smcOnline || (!lost && !m_silent);
     }
-    bool mayHaveRun() const { return secondsSince(m_startedAt) >= scanParameters().numberOfPoints * scanParameters().counterTime; }
+    bool mayHaveRun() const { return secondsSince(m_startedAt) >= m_shortestTime; }
+    bool cheap() const { return m_shortestTime < cheapScan; }
 
 private:
+    double m_shortestTime; // s
     quint32 m_losses = modCOM::MCComm().losses();
     quint32 m_startedAt = modTools::timeGetTime();
     bool m_silent = false;
@@ -155,15 +157,14 @@ std::optional<Result> outcome(PollResult polled, const StartWatch& watch, const 
         return polled == PollResult::Busy ? Result::Busy : Result::Silent;
     if (watch.confirmed())
         return Result::Counted;
-    const bool cheap = scanParameters().numberOfPoints * scanParameters().counterTime < cheapScan;
-    return watch.mayHaveRun() && !cheap ? std::optional(Result::NotStarted) : std::nullopt;
+    return watch.mayHaveRun() && !watch.cheap() ? std::optional(Result::NotStarted) : std::nullopt;
 }
 
 /// Sends and starts the program. False when the line was lost before the last line, which is then not sent, or the operator broke off.
-bool sendProgram(const Options& options)
+bool sendProgram(const ScanParameters& scan, const Options& options)
 {
     const quint32 losses = modCOM::MCComm().losses();
-    for (const QString& line : CountingProgram(scanParameters())) {
+    for (const QString& line : CountingProgram(scan)) {
         const bool lost = flags().smcOnline && modCOM::MCComm().losses() != losses;
         if (lost || state().stoppedByHand || !goesOn(options) || !modSMC::SMCSend(line))
             return false;
@@ -172,10 +173,10 @@ bool sendProgram(const Options& options)
 }
 
 /// Sends the program and waits for its end; nothing when it has to be sent again.
-std::optional<Result> tryOnce(const Options& options)
+std::optional<Result> tryOnce(const ScanParameters& scan, const Options& options)
 {
-    StartWatch watch;
-    const bool sent = sendProgram(options);
+    StartWatch watch(scan);
+    const bool sent = sendProgram(scan, options);
     if (!goesOn(options))
         return Result::BrokenOff;
     if (state().stoppedByHand)
@@ -185,7 +186,7 @@ std::optional<Result> tryOnce(const Options& options)
     if (options.started)
         options.started();
     watch.started();
-    BeginProgress(scanParameters());
+    BeginProgress(scan);
     const PollResult polled = poll(options, &watch);
     return outcome(polled, watch, options);
 }
@@ -246,7 +247,7 @@ PollResult PollUntilIdle(double silenceLimit, bool barAfter, const std::function
     return poll(options, nullptr);
 }
 
-Result Measure(const Options& options)
+Result Measure(const ScanParameters& scan, const Options& options)
 {
     state().stopping.reset();
     state().stoppedByHand = false;
@@ -258,9 +259,11 @@ Result Measure(const Options& options)
                  NumberText::General(qint32{startTries}) + u')');
         std::optional<Result> result = options.unattended ? standStill(options) : std::nullopt;
         if (!result)
-            result = tryOnce(options);
-        if (result == Result::Counted)
+            result = tryOnce(scan, options);
+        if (result == Result::Counted) {
+            End();
             CompleteProgress();
+        }
         if (result)
             return *result;
         // The controller can stand anywhere between two angles.
@@ -269,8 +272,8 @@ Result Measure(const Options& options)
     return Result::NotStarted;
 }
 
-double LongestTime(double counterTime)
+double LongestTime(const ScanParameters& scan)
 {
-    return 2 * ExpectedTime(scanParameters(), counterTime) + 600;
+    return 2 * ExpectedTime(scan, scan.counterTime) + 600;
 }
 } // namespace ScanRun

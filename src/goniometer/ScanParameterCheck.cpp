@@ -85,7 +85,7 @@ double RoundUpCounterTime(double time)
     return std::end(counterTimes)[-1];
 }
 
-void CheckScanParameters(std::optional<double> counterTime)
+ScanParameters CheckScanParameters(std::optional<double> counterTime)
 {
     ScanParameters& scan = scanParameters();
     scan.start = writtenAndRead(Field::ScanStart, NormalizeScanStart());
@@ -103,6 +103,7 @@ void CheckScanParameters(std::optional<double> counterTime)
     }
     scan.counterTime = counterTime ? *counterTime : writtenAndRead(Field::CounterTime, NormalizeCounterTime());
     scan.numberOfPoints = NumberText::RoundToLong((scan.stop - scan.start) / scan.step + 1);
+    return scan;
 }
 
 void lostFocus(Field field)

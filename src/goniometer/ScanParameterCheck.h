@@ -3,6 +3,7 @@
 #pragma once
 
 #include "core/FrontPanel.h"
+#include "core/ScanParameters.h"
 
 #include <QChar>
 
@@ -29,9 +30,9 @@ double NormalizeCounterTime();
 double RoundUpCounterTime(double time);
 
 /// The full check before a run and before a read-back: normalizes, swaps start and stop when needed, keeps them apart by one step, rewrites
-/// the fields, fills scanParameters() with its number of points. `counterTime` [s]: the time of a profile step, taken as it stands; the
-/// field CounterTime is then left alone.
-void CheckScanParameters(std::optional<double> counterTime = std::nullopt);
+/// the fields, fills scanParameters() with its number of points and returns them. `counterTime` [s]: the time of a profile step, taken as
+/// it stands; the field CounterTime is then left alone.
+ScanParameters CheckScanParameters(std::optional<double> counterTime = std::nullopt);
 
 /// A parameter field lost the input focus: corrected value into the field, the field into scanParameters(). Does nothing for other fields
 /// and while the fields are read-only.

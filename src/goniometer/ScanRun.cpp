@@ -13,8 +13,6 @@
 #include "goniometer/ScanStop.h"
 #include "goniometer/modSMC.h"
 
-#include <QLocale>
-
 #include <algorithm>
 #include <cmath>
 
@@ -71,13 +69,13 @@ bool confirm(const QString& text, Prompts::Icon icon)
     return prompts().message(message) == Prompts::Button::Yes;
 }
 
-void enterRunningState()
+void enterRunningState(ScanRecord& scan)
 {
     state().readBackOnAbort = false;
     flags().acquisitionRunning = true;
     frontPanel().setEntryCaption(Menu::Entry::mnuMeasStartAcquisition, QString::fromUtf16(Menu::abortCaption));
     frontPanel().focusFirst();
-    frontPanel().setPanel(datePanel, MeasuringDate(modTools::currentDateTime()));
+    Begin(scan);
     flags().saveLocked = true;
     frontPanel().refreshEntries();
 }
@@ -92,9 +90,11 @@ void leaveRunningState()
     frontPanel().refreshEntries();
 }
 
-void forgetScan(qint32 points)
+/// Points of zero take the place of the scan in memory, and none is present.
+void forgetScan(ScanRecord scan, qint32 points)
 {
-    scanData().resize(points);
+    scan.resize(points);
+    scanData().take(scan);
     flags().dataPresent = false;
     flags().dataSaved = false;
     frontPanel().refreshEntries();
@@ -109,52 +109,53 @@ void tellNotStarted()
                 Prompts::Icon::Exclamation);
 }
 
-void measure()
+void measure(const ScanRecord& scan)
 {
     Options options;
     options.goOn = [] { return flags().acquisitionRunning; };
     bool started = false;
-    options.started = [&started] {
-        forgetScan(1);
+    options.started = [&started, &scan] {
+        forgetScan(scan, 1);
         started = true;
     };
-    const Result result = Measure(options);
+    const Result result = Measure(scan.parameters, options);
     if (result == Result::BrokenOff && !started && !state().readBackOnAbort)
-        forgetScan(1);
+        forgetScan(scan, 1);
     else if (result == Result::NotStarted)
         tellNotStarted();
     else if (result == Result::Counted)
         ReadBack();
 }
 
-bool mayStart()
+/// The scan to be measured; nothing when it may not be, or the operator does not want it.
+std::optional<ScanRecord> askedFor()
 {
     const ControllerUse use;
     if (!use.granted()) {
         showMessage(startTitle, notReady);
-        return false;
+        return std::nullopt;
     }
-    ScanParameterCheck::CheckScanParameters();
+    const ScanRecord scan = PanelScan();
     if (!modSMC::SMCIsReady()) {
         if (!flags().closing)
             showMessage(startTitle, notReady);
-        return false;
+        return std::nullopt;
     }
-    if (std::abs(scanParameters().start - scanParameters().stop) < 0.001)
-        return false;
-    return confirmStart();
+    if (std::abs(scan.parameters.start - scan.parameters.stop) < 0.001 || !confirmStart())
+        return std::nullopt;
+    return scan;
 }
 
 void startRun()
 {
     state().asking = true;
-    const bool start = mayStart();
+    std::optional<ScanRecord> scan = askedFor();
     state().asking = false;
-    if (!start)
+    if (!scan)
         return;
-    enterRunningState();
+    enterRunningState(*scan);
     state().measuring = true;
-    measure();
+    measure(*scan);
     state().measuring = false;
     state().stopping.reset();
     leaveRunningState();
@@ -173,6 +174,7 @@ void abortRun()
         return;
     state().asking = true;
     StopController();
+    End();
     if (confirm(QStringLiteral("Do you want read scan data anyway?"), Prompts::Icon::Question))
         state().readBackOnAbort = ReadBack();
     else if (!state().measuring)
@@ -182,34 +184,6 @@ void abortRun()
         state().stopping.reset();
     leaveRunningState();
 }
-
-/// The scan in memory, kept for the case that nothing comes to take its place.
-class Memory
-{
-public:
-    void restore() const
-    {
-        ScanData& data = scanData();
-        data.resize(static_cast<qint32>(m_counts.size()));
-        for (qint32 i = 1; i <= data.size(); ++i)
-            data.setPoint(i, m_angles[i - 1], m_counts[i - 1]);
-        data.parameters = m_parameters;
-        data.minimum = m_minimum;
-        data.maximum = m_maximum;
-        flags().dataPresent = m_present;
-        flags().dataSaved = m_saved;
-        frontPanel().refreshEntries();
-    }
-
-private:
-    QVector<double> m_counts = scanData().counts();
-    QVector<double> m_angles = scanData().angles();
-    ScanParameters m_parameters = scanData().parameters;
-    qint32 m_minimum = scanData().minimum;
-    qint32 m_maximum = scanData().maximum;
-    bool m_present = flags().dataPresent;
-    bool m_saved = flags().dataSaved;
-};
 
 /// How long a line that is down is waited for before counts are read [s]. An abort waits for nothing, and by hand they can be read later.
 double linePatience()
@@ -244,11 +218,22 @@ bool awaitReady(const modSMC::AbortWatch& watch)
     return false;
 }
 
-void takeMinimum()
+qint32 smallest(const ScanRecord& scan)
 {
-    const QVector<double>& counts = scanData().counts();
-    const auto smallest = std::min_element(counts.cbegin(), counts.cend());
-    scanData().minimum = smallest != counts.cend() ? static_cast<qint32>(*smallest) : 0;
+    const auto least = std::min_element(scan.counts().cbegin(), scan.counts().cend());
+    return least != scan.counts().cend() ? static_cast<qint32>(*least) : 0;
+}
+
+/// Whose counts are read by hand, only panel 2 tells.
+void dateFromPanel(ScanRecord& scan)
+{
+    scan.measuringDate = frontPanel().panel(datePanel);
+    if (scan.measuringDate == state().last.measuringDate) {
+        scan.begin = state().last.begin;
+        scan.end = state().last.end;
+    } else {
+        scan.begin = ScanRecord::ReadMeasuringDate(scan.measuringDate);
+    }
 }
 } // namespace
 
@@ -268,44 +253,100 @@ void Start()
         startRun();
 }
 
-bool ReadBack(std::optional<double> counterTime)
+ScanRecord PanelScan(std::optional<double> counterTime)
 {
-    // An abort inside the waits here has read the counts itself, or was told not to.
+    ScanRecord scan = ScanRecord::of(ScanParameterCheck::CheckScanParameters(counterTime));
+    scan.sample = frontPanel().text(Field::txtFileName);
+    scan.comment = frontPanel().text(Field::txtComment);
+    dateFromPanel(scan);
+    return scan;
+}
+
+void Begin(ScanRecord& scan)
+{
+    scan.beginAt(modTools::currentDateTime());
+    state().last = scan;
+    frontPanel().setPanel(datePanel, scan.measuringDate);
+}
+
+void End()
+{
+    if (state().last.begin.isValid() && !state().last.end.isValid())
+        state().last.end = modTools::currentDateTime();
+}
+
+bool ReadBack()
+{
+    // An abort inside the box of the check has read the counts itself, or was told not to.
     const modSMC::AbortWatch watch;
-    ScanParameterCheck::CheckScanParameters(counterTime);
+    const ScanRecord scan = PanelScan();
+    if (watch.brokenOff() || !ReadIntoMemory(scan).taken())
+        return false;
+    scanData().plot(frontPanel().number(Field::ScanStart), frontPanel().number(Field::ScanStop), frontPanel().number(Field::ScanStep),
+                    scanData().maximum);
+    return true;
+}
+
+Reading ReadBack(const ScanRecord& scan, const std::function<void()>& begins)
+{
+    using Outcome = Reading::Outcome;
+    const modSMC::AbortWatch watch;
     const bool ready = awaitReady(watch);
     if (watch.brokenOff())
-        return false;
+        return {Outcome::BrokenOff, -1, scan};
     if (!ready) {
         if (!(state().stopping && state().stopping->told))
             showMessage(QStringLiteral("Get RAM data"), notReady);
-        return false;
+        return {Outcome::NotReady, -1, scan};
     }
-    frontPanel().focusFirst();
-    frontPanel().setPointer(FrontPanel::Pointer::Hourglass);
-    const Memory before;
-    forgetScan(scanParameters().numberOfPoints);
-    scanData().parameters = scanParameters();
-    const qint32 maximum = modSMC::SMCReadScanData(linePatience());
-    const bool brokenOff = watch.brokenOff();
-    // Nothing was received, and nothing takes the place of what was there.
-    if (!brokenOff && maximum < 0 && modSMC::state().receivedPoints <= 0) {
-        before.restore();
-    } else if (!brokenOff) {
-        modSMC::state().maximumCount = maximum;
-        scanData().maximum = qMax(maximum, 0);
-        takeMinimum();
-    }
-    const bool complete = maximum >= 0 && !brokenOff;
-    if (complete) {
-        scanData().plot(frontPanel().number(Field::ScanStart), frontPanel().number(Field::ScanStop), frontPanel().number(Field::ScanStep),
-                        maximum);
+    if (begins)
+        begins();
+    Reading reading{Outcome::Taken, -1, scan};
+    reading.scan.resize(scan.parameters.numberOfPoints);
+    const modSMC::Transfer transfer = modSMC::SMCReadScanData(reading.scan, linePatience());
+    reading.received = transfer.received;
+    if (watch.brokenOff())
+        reading.outcome = Outcome::BrokenOff;
+    else if (transfer.maximum < 0)
+        reading.outcome = transfer.received > 0 ? Outcome::Refused : Outcome::Nothing;
+    reading.scan.maximum = qMax(transfer.maximum, 0);
+    reading.scan.minimum = smallest(reading.scan);
+    return reading;
+}
+
+Reading ReadIntoMemory(const ScanRecord& scan)
+{
+    using Outcome = Reading::Outcome;
+    struct Memory
+    {
+        ScanRecord scan = scanData().record();
+        bool present = flags().dataPresent;
+        bool saved = flags().dataSaved;
+    };
+    std::optional<Memory> before;
+    const Reading reading = ReadBack(scan, [&] {
+        frontPanel().focusFirst();
+        frontPanel().setPointer(FrontPanel::Pointer::Hourglass);
+        before.emplace();
+        forgetScan(scan, scan.parameters.numberOfPoints);
+    });
+    if (!before)
+        return reading;
+    if (reading.outcome == Outcome::Nothing) {
+        scanData().take(before->scan);
+        flags().dataPresent = before->present;
+        flags().dataSaved = before->saved;
+    } else if (reading.outcome == Outcome::Refused) {
+        modSMC::state().maximumCount = -1;
+    } else if (reading.taken()) {
+        modSMC::state().maximumCount = reading.scan.maximum;
+        scanData().take(reading.scan);
         flags().dataPresent = true;
         flags().saveLocked = false;
-        frontPanel().refreshEntries();
     }
+    frontPanel().refreshEntries();
     frontPanel().setPointer(FrontPanel::Pointer::Default);
-    return complete;
+    return reading;
 }
 
 QStringList CountingProgram(const ScanParameters& parameters, int goniometerType, qint32 slewSpeed, qint32 scanSpeed)
@@ -340,10 +381,5 @@ QStringList CountingProgram(const ScanParameters& parameters, int goniometerType
 QStringList CountingProgram(const ScanParameters& parameters)
 {
     return CountingProgram(parameters, flags().goniometerType, configuration().general.slewSpeed, configuration().general.scanSpeed);
-}
-
-QString MeasuringDate(const QDateTime& moment)
-{
-    return QLocale::c().toString(moment, QStringLiteral("MMM dd. yyyy hh:mm"));
 }
 } // namespace ScanRun

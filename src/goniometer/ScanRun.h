@@ -3,8 +3,8 @@
 #pragma once
 
 #include "core/ScanParameters.h"
+#include "core/ScanRecord.h"
 
-#include <QDateTime>
 #include <QString>
 #include <QStringList>
 
@@ -12,7 +12,8 @@
 #include <optional>
 
 /// A scan run: the counting program is loaded into the controller and started, the controller is polled once a second until it is idle, and
-/// all counts are read in one transfer. A profile run measures with the same pieces.
+/// all counts are read in one transfer. Start and ReadBack alone turn the front panel into a scan; what they are made of takes and gives
+/// values. A profile run measures with the same pieces.
 namespace ScanRun {
 /// A controller that an abort has told to stop.
 struct Stopping
@@ -31,6 +32,7 @@ struct State
     bool stoppedByHand = false;          ///< "STOP Motion" was chosen since the counting program was sent
     std::optional<Stopping> stopping;    ///< an abort has sent "Q;" since the scan began
     std::optional<double> axis1Position; ///< where axis 1 was last sent or seen [deg], for the time of the positioning move
+    ScanRecord last;                     ///< the scan that began last, without counts: those in the controller are its own, or older
     bool progressRunning = false;        ///< between BeginProgress and EndProgress
     quint32 startedAt = 0;               ///< timeGetTime() at the start of the counting program [ms]
     double positioning = 0;              ///< expected time of the move to the start angle [s]
@@ -45,12 +47,44 @@ State& state();
 /// earlier scan never pass for it.
 void Start();
 
-/// Reads the counts in the controller into scanData() and asks for the plot. Checks the scan parameters first, so the number of points can
-/// differ from the run's when the range was shortened. Refused with "SMC not ready..." while the controller works; while a scan or a
-/// profile runs, an unanswered query is repeated before that, a line that is down is waited for, and a controller that an abort has stopped
-/// gets its time to stop. `counterTime` [s]: of a profile step, not normalized. True when a scan is in memory. When nothing was received,
-/// the scan that was in memory before stays; after a refused question the arrays are zero and Flags::dataPresent is clear.
-bool ReadBack(std::optional<double> counterTime = std::nullopt);
+/// Reads the counts that are in the controller, as a scan of what the fields say (mnuExtrasSMCGetRAMData, and the end of every run), and
+/// asks for the plot. The fields are checked first, so the number of points can differ from the run's when the range was shortened. True
+/// when the scan is in memory; otherwise as ReadIntoMemory.
+bool ReadBack();
+
+// --- from here on in values
+
+/// The scan that the front panel shows: the parameters, corrected, sample name and comment; date and moments those of panel 2.
+/// `counterTime` [s]: of a profile step, not normalized.
+ScanRecord PanelScan(std::optional<double> counterTime = std::nullopt);
+/// The scan begins now; panel 2 shows its date.
+void Begin(ScanRecord& scan);
+/// The scan that began last has ended now, by itself or by an abort; once it has, nothing changes.
+void End();
+
+/// What came of reading counts back.
+struct Reading
+{
+    enum class Outcome {
+        Taken,     ///< `scan` holds what was received
+        Refused,   ///< the number of counts was wrong and the question about it answered No
+        Nothing,   ///< the controller holds no counts, or gave none
+        NotReady,  ///< it works, or does not answer
+        BrokenOff, ///< by an abort, which has read the counts itself or was told not to, or by the end of the program
+    };
+    Outcome outcome = Outcome::NotReady;
+    qint32 received = -1; ///< counts that came; -1: no transfer, or no answer
+    ScanRecord scan;
+    bool taken() const { return outcome == Outcome::Taken; }
+};
+
+/// Reads the counts of a scan with these parameters. Refused with "SMC not ready..." while the controller works; while a scan or a profile
+/// runs, an unanswered query is repeated before that, a line that is down is waited for, and a controller that an abort has stopped gets
+/// its time to stop. `begins` is called before the transfer.
+Reading ReadBack(const ScanRecord& scan, const std::function<void()>& begins = {});
+/// The same; what was taken is the scan in memory then (Flags::dataPresent), not yet drawn. When nothing was received, the scan that was in
+/// memory before stays; after a refused question its points are zero and Flags::dataPresent is clear.
+Reading ReadIntoMemory(const ScanRecord& scan);
 
 /// The lines of the counting program for these parameters, goniometer type (Flags::goniometerType) and speeds [controller units].
 QStringList CountingProgram(const ScanParameters& parameters, int goniometerType, qint32 slewSpeed, qint32 scanSpeed);
@@ -94,24 +128,21 @@ enum class Result {
     BrokenOff,  ///< by goOn or the end of the program
 };
 
-/// One scan of scanParameters(), without the read-back: sends and starts the counting program, shows the progress and waits for the end.
+/// One scan, without the read-back: sends and starts the counting program, shows the progress and waits for the end.
 ///
 /// The scan counts as started when a busy status came after the start, or when the controller is idle at the first poll and the line was
 /// never lost or silent since the first line was sent (a very short scan). A line that is lost before the program is started is waited for,
 /// up to ten minutes, and the program is sent again. A controller that is found idle in any other case did not measure this scan, or nobody
 /// can tell: a scan that cannot have ended yet, or lasts less than ten minutes, is sent again, up to three times in all, a longer one is
 /// given up (NotStarted), so that its counts stay in the controller if it did run.
-Result Measure(const Options& options);
+Result Measure(const ScanParameters& scan, const Options& options);
 
-/// Bound for a scan of scanParameters() that nobody watches [s]: twice the expected time and ten minutes.
-double LongestTime(double counterTime);
+/// Bound for a scan that nobody watches [s]: twice the expected time and ten minutes.
+double LongestTime(const ScanParameters& scan);
 
 /// Tells the controller to stop because the operator breaks off: "Q;", in place of whatever is being asked. From then on a controller that
 /// is still busy is told again, by the polling or by the read-back, for 30 s.
 void StopController();
-
-/// The measuring date of panel 2: "mmm dd. yyyy hh:mm" with English month names.
-QString MeasuringDate(const QDateTime& moment);
 
 /// How long a scan with these parameters and that counter time [s] takes, without the positioning move [s].
 double ExpectedTime(const ScanParameters& parameters, double counterTime);

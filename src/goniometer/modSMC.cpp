@@ -8,8 +8,6 @@
 #include "core/Instrument.h"
 #include "core/NumberText.h"
 #include "core/Prompts.h"
-#include "core/ScanData.h"
-#include "core/ScanParameters.h"
 #include "core/modTools.h"
 #include "serial/SerialChannel.h"
 #include "serial/modCOM.h"
@@ -346,20 +344,19 @@ QString SMCGetVersion()
     return withoutLineEnds(query(QStringLiteral("?V;"))).trimmed();
 }
 
-qint32 SMCReadScanData(double linePatience)
+Transfer SMCReadScanData(ScanRecord& scan, double linePatience)
 {
-    state().receivedPoints = 0;
     if (disabled())
-        return 0;
+        return {0, 0};
     const AbortWatch watch;
     const QString reply = transferCounts(watch, linePatience);
     if (watch.brokenOff())
-        return -1;
-    const qint32 received = ReceivedPoints(reply);
-    state().receivedPoints = received;
-    if (received != scanParameters().numberOfPoints && !continueAnyway(received))
-        return -1;
-    return StoreCounts(reply);
+        return {};
+    Transfer transfer;
+    transfer.received = ReceivedPoints(reply);
+    if (transfer.received == scan.parameters.numberOfPoints || continueAnyway(transfer.received))
+        transfer.maximum = StoreCounts(reply, scan);
+    return transfer;
 }
 
 qint32 ReceivedPoints(QStringView reply)
@@ -372,22 +369,24 @@ qint32 ReceivedPoints(QStringView reply)
     return lineEnds - 1;
 }
 
-qint32 StoreCounts(QStringView reply)
+qint32 StoreCounts(QStringView reply, ScanRecord& scan)
 {
-    const ScanParameters& scan = scanParameters();
-    ScanData& data = scanData();
+    const double start = scan.parameters.start;
+    const double step = scan.parameters.step;
     qint32 maximum = 0;
     Lines lines(reply);
     for (qint32 i = 1;; ++i) {
         qint32 count = 0;
         if (!lines.nextPlain(count)) {
             QStringView line;
-            if (!lines.next(line) || line == closingLine)
+            if (!lines.next(line) || line == closingLine) {
+                scan.received = qMin(i - 1, scan.size());
                 return maximum;
+            }
             count = countOf(line);
         }
         maximum = qMax(maximum, count);
-        data.setPoint(i, scan.start + (i - 1) * scan.step, count);
+        scan.setPoint(i, start + (i - 1) * step, count);
     }
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "core/Flags.h"
+#include "core/ScanRecord.h"
 
 #include <QString>
 
@@ -22,7 +23,6 @@ struct State
     qint32 maximumCount = 0;   ///< largest count of the last read-back, -1 when the operator refused it
     bool querying = false;     ///< a query and its reply are under way: what is sent meanwhile leaves the received text alone
     bool transferring = false; ///< the counts are being read: other queries give an empty reply at once, so that no count is lost to them
-    qint32 receivedPoints = 0; ///< counts that the last transfer held; 0 none, -1 the controller did not answer
 };
 State& state();
 
@@ -86,22 +86,28 @@ double SMCGetPosition(qint16 axis);
 /// Firmware version; "n. a." in the simulation state, not the "n.a." of the presence check.
 QString SMCGetVersion();
 
-/// Reads the count memory ("?CNT;") into scanData(), whose arrays the caller has sized: count i, and angle start + (i - 1) x step of
-/// scanParameters(). Returns the largest count; -1 when the number of lines is not scanParameters().numberOfPoints and the question "Scan
-/// Data Transfer" was not answered Yes, when nothing was received (State::receivedPoints 0 or -1; said in a box, and nothing is stored; a
-/// profile asks the question then too), or
-/// when the run was aborted or the program closed meanwhile; 0 in the simulation state. A reply of any length is walked once.
+/// What came of a transfer of the count memory.
+struct Transfer
+{
+    qint32 maximum = -1;  ///< largest count; -1: nothing was stored
+    qint32 received = -1; ///< counts that it held; 0 none, -1 the controller did not answer
+};
+
+/// Reads the count memory ("?CNT;") into `scan`, whose arrays the caller has sized: count i, and angle start + (i - 1) x step of its
+/// parameters. Nothing is stored when the number of lines is not their number of points and the question "Scan Data Transfer" was not
+/// answered Yes, when nothing was received (said in a box, and nothing is stored; a profile asks the question then too), or when the run
+/// was aborted or the program closed meanwhile. In the simulation state both values are 0. A reply of any length is walked once.
 ///
 /// A transfer without its closing line is not taken as it stands: what still comes is joined to it, and if the closing line is missing
 /// then, the transfer is asked for again, three times in all, noted in the log. Only the last one reports a silent controller.
 /// `linePatience` [s]: how long a line that is down is waited for before the transfer is asked for again.
-qint32 SMCReadScanData(double linePatience = 0);
+Transfer SMCReadScanData(ScanRecord& scan, double linePatience = 0);
 
 /// Number of counts in a transfer: its line ends less one for the closing line; -1 for an empty text.
 qint32 ReceivedPoints(QStringView reply);
-/// Stores the counts of a transfer up to the line "CEND;" in scanData() and returns the largest (0 without any). A line that is no number
+/// Stores the counts of a transfer up to the line "CEND;" in `scan` and returns the largest (0 without any). A line that is no number
 /// counts 0, an unfinished last line and points beyond the arrays are passed over.
-qint32 StoreCounts(QStringView reply);
+qint32 StoreCounts(QStringView reply, ScanRecord& scan);
 
 /// A number as it stands in a command: general form with a decimal point.
 QString FormatSMCNumber(double value);

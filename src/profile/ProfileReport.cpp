@@ -3,7 +3,6 @@
 #include "profile/ProfileReport.h"
 
 #include "core/Configuration.h"
-#include "core/FrontPanel.h"
 #include "core/NumberText.h"
 #include "core/modTools.h"
 #include "datafiles/modFile.h"
@@ -47,8 +46,7 @@ namespace ProfileReport {
 void Begin()
 {
     startedAt = modTools::currentDateTime();
-    const QString name =
-        frontPanel().text(FrontPanel::Field::txtFileName) + u"_report_"_s + startedAt.toString(u"yyyyMMdd_hhmmss"_s) + u".txt"_s;
+    const QString name = ProfileRun::state().sample + u"_report_"_s + startedAt.toString(u"yyyyMMdd_hhmmss"_s) + u".txt"_s;
     ProfileRun::state().reportFile = modFile::WithSeparator(configuration().general.workDir) + name;
 }
 
@@ -56,7 +54,7 @@ QString Text()
 {
     const QString unit = Temperature::active().scale().unit;
     QString text = u"Temperature profile run"_s + (ProfileRun::state().rehearsal ? u" (rehearsal, no scan saved)"_s : QString()) + u"\n"_s;
-    text += u"Sample: "_s + frontPanel().text(FrontPanel::Field::txtFileName) + u"\n"_s;
+    text += u"Sample: "_s + ProfileRun::state().sample + u"\n"_s;
     text += u"Profile: "_s + TProfile::state().currentFile + u"\n"_s;
     text += u"Started: "_s + moment(startedAt) + u"\n"_s;
     for (const QString& finding : ProfileRun::Check())

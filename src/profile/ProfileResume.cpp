@@ -5,7 +5,6 @@
 #include "core/Configuration.h"
 #include "core/FrontPanel.h"
 #include "core/NumberText.h"
-#include "goniometer/ScanRun.h"
 #include "goniometer/modSMC.h"
 
 #include <QCryptographicHash>
@@ -17,11 +16,11 @@ using Field = FrontPanel::Field;
 namespace {
 constexpr int stopTries = 10;
 
-QByteArray profileMark()
+QByteArray profileMark(const QString& sample)
 {
     QCryptographicHash hash(QCryptographicHash::Sha1);
     hash.addData(TProfile::state().lines.join(u'\n').toUtf8());
-    hash.addData(frontPanel().text(Field::txtFileName).toUtf8());
+    hash.addData(sample.toUtf8());
     return hash.result().toHex();
 }
 } // namespace
@@ -32,7 +31,8 @@ void writeState(qsizetype done)
     const QString path = ProfileRun::StateFile();
     if (path.isEmpty() || ProfileRun::state().rehearsal)
         return;
-    if (TProfile::WriteLines(path, {u"profile="_s + QString::fromLatin1(profileMark()), u"done="_s + QString::number(done)}) != 0)
+    if (TProfile::WriteLines(
+            path, {u"profile="_s + QString::fromLatin1(profileMark(ProfileRun::state().sample)), u"done="_s + QString::number(done)}) != 0)
         remark(u"The progress could not be written to '"_s + path + u"'."_s);
 }
 
@@ -87,7 +87,8 @@ std::optional<qsizetype> BrokenOffAfter()
 {
     QStringList lines;
     const QString path = configuration().general.autoSave ? StateFile() : QString();
-    if (path.isEmpty() || TProfile::ReadLines(path, &lines) != 0 || lines.value(0) != u"profile="_s + QString::fromLatin1(profileMark()))
+    const QByteArray mark = profileMark(frontPanel().text(Field::txtFileName));
+    if (path.isEmpty() || TProfile::ReadLines(path, &lines) != 0 || lines.value(0) != u"profile="_s + QString::fromLatin1(mark))
         return std::nullopt;
     return lines.value(1).section(u'=', 1).toLongLong();
 }

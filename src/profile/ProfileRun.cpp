@@ -7,7 +7,6 @@
 #include "core/modTools.h"
 #include "goniometer/ControllerUse.h"
 #include "goniometer/ScanParameterCheck.h"
-#include "goniometer/ScanRun.h"
 #include "goniometer/modSMC.h"
 #include "profile/ProfileReport.h"
 #include "temperature/Controller.h"
@@ -102,8 +101,8 @@ void measure()
         flags().dataPresent = false;
         flags().dataSaved = false;
         frontPanel().refreshEntries();
-        if (acquire()) {
-            save();
+        if (const std::optional<ScanRecord> scan = acquire()) {
+            save(*scan);
             row().finished = modTools::currentDateTime();
             enter(row().file.isEmpty() ? ProfileRun::Phase::Skipped : ProfileRun::Phase::Done);
             return;
@@ -160,10 +159,11 @@ void abortQuestion()
         return;
     modSMC::AbandonQuery();
     modSMC::SMCSend(u"Q;"_s);
+    ScanRun::End();
     flags().abort = true;
-    const int current = ProfileRun::state().current;
-    if (yes(u"Data acquisition"_s, u"Do you want read scan data anyway?"_s) && current >= 0)
-        ScanRun::ReadBack(ProfileRun::state().rows[current].counterTime);
+    const bool measuring = ProfileRun::state().current >= 0;
+    if (yes(u"Data acquisition"_s, u"Do you want read scan data anyway?"_s) && measuring)
+        readAndDraw(scanOfStep());
 }
 
 /// Claims the goniometer controller for the questions. False when it works, for whomever.
@@ -266,6 +266,8 @@ void begin(qsizetype first)
 {
     ProfileRun::State& run = ProfileRun::state();
     run.rehearsal = !configuration().general.autoSave;
+    run.sample = frontPanel().text(Field::txtFileName);
+    run.comment = frontPanel().text(Field::txtComment);
     run.wayBack = Temperature::active().wayBack();
     run.remarks.clear();
     ProfileReport::Begin();

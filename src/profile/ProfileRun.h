@@ -46,6 +46,8 @@ struct Row
 struct State
 {
     QList<Row> rows;
+    QString sample; ///< name and comment of all scans of the run: those that the fields had when it started
+    QString comment;
     QStringList remarks;          ///< what the run says that belongs to none of its rows
     int current = -1;             ///< row being measured, -1: none
     bool asking = false;          ///< the questions of a start or of an abort stand; another click is passed over

@@ -4,7 +4,9 @@
 
 #include "core/Flags.h"
 #include "core/Prompts.h"
+#include "core/ScanRecord.h"
 #include "core/modTools.h"
+#include "goniometer/ScanRun.h"
 #include "profile/ProfileRun.h"
 #include "serial/SerialChannel.h"
 
@@ -59,10 +61,15 @@ bool setSetpoint();
 /// Waits for a steady temperature and reads it. False when the controller was silent too long.
 bool settle();
 void dwell();
-/// One scan; true when its counts are in memory. A scan of which nothing came back is measured once more; twice nothing is no scan.
-bool acquire();
+/// The scan of the row: what the panel shows, with the row's counter time and the name and comment that the run took when it started.
+ScanRecord scanOfStep();
+/// Reads the counts in the controller into memory and has them drawn.
+ScanRun::Reading readAndDraw(const ScanRecord& scan);
+/// One scan, in memory too; nothing when there are no counts of it. A scan of which nothing came back is measured once more; twice nothing
+/// is no scan.
+std::optional<ScanRecord> acquire();
 /// Saves the scan; a disk that refuses is tried again every minute, then the program directory is taken.
-void save();
+void save(const ScanRecord& scan);
 /// The way back of the heaters at the end.
 void setBack();
 

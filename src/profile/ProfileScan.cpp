@@ -6,17 +6,16 @@
 #include "core/FrontPanel.h"
 #include "core/NumberText.h"
 #include "core/ProgramError.h"
+#include "core/ScanData.h"
 #include "core/ScanParameters.h"
 #include "core/modTools.h"
 #include "datafiles/modFile.h"
-#include "goniometer/ScanParameterCheck.h"
-#include "goniometer/ScanRun.h"
-#include "goniometer/modSMC.h"
 #include "serial/modCOM.h"
 
 using namespace Qt::StringLiterals;
 using namespace ProfileRun::Parts;
 using Field = FrontPanel::Field;
+using Outcome = ScanRun::Reading::Outcome;
 
 namespace {
 constexpr int saveTries = 10;
@@ -42,23 +41,23 @@ private:
     QString m_before;
 };
 
-/// Reads the counts; a controller that does not answer now still holds them and is asked again. True when a scan is in memory.
-bool readCounts(double counterTime)
+/// Reads the counts into memory; a controller that does not answer now still holds them and is asked again.
+ScanRun::Reading readCounts(const ScanRecord& scan)
 {
     const quint32 start = modTools::timeGetTime();
     for (int tries = 1;; ++tries) {
         const LineWatch watch(modCOM::MCComm());
-        modSMC::state().maximumCount = 0;
-        modSMC::state().receivedPoints = -1;
-        const bool read = ScanRun::ReadBack(counterTime);
-        const bool refused = modSMC::state().maximumCount < 0; // by the operator, or by an abort
-        const bool holdsNone = flags().smcOnline && modSMC::state().receivedPoints == 0 && tries > 1;
-        if ((read && !watch.lost()) || refused || holdsNone || !goesOn() || tooLong(start))
-            return read;
+        ScanRun::Reading reading = readAndDraw(scan);
+        const bool refused = reading.outcome == Outcome::Refused;
+        const bool holdsNone = flags().smcOnline && reading.received == 0 && tries > 1;
+        if ((reading.taken() && !watch.lost()) || refused || holdsNone || !goesOn() || tooLong(start))
+            return reading;
         frontPanel().setPanel(1, u"Reading the scan data again..."_s);
-        if (!lineIsThere(modCOM::MCComm()))
-            return false;
-        if (!read)
+        if (!lineIsThere(modCOM::MCComm())) {
+            reading.outcome = Outcome::NotReady;
+            return reading;
+        }
+        if (!reading.taken())
             pause(deviceRetryDelay);
     }
 }
@@ -77,8 +76,8 @@ QString failureText(ScanRun::Result result)
     return u"Nothing shows that the scan has been started; it was skipped."_s;
 }
 
-/// Measures and reads the counts. Again: there is nothing of this scan in the controller.
-Counting count(double counterTime)
+/// Measures and reads the counts into `scan`. Again: there is nothing of this scan in the controller.
+Counting count(ScanRecord& scan)
 {
     const quint32 losses = modCOM::MCComm().losses();
     ScanRun::Options options;
@@ -89,20 +88,24 @@ Counting count(double counterTime)
     };
     options.barAfter = true;
     options.silenceLimit = silenceLimit;
-    options.busyLimit = ScanRun::LongestTime(counterTime);
+    options.busyLimit = ScanRun::LongestTime(scan.parameters);
     options.unattended = true;
-    const ScanRun::Result result = ScanRun::Measure(options);
+    const ScanRun::Result result = ScanRun::Measure(scan.parameters, options);
     if (!goesOn())
         return Counting::Failed;
     if (result != ScanRun::Result::Counted) {
         remark(failureText(result));
         return Counting::Failed;
     }
-    const qint32 wanted = scanParameters().numberOfPoints;
-    const bool read = readCounts(counterTime);
+    scan.end = ScanRun::state().last.end;
+    const ScanRun::Reading reading = readCounts(scan);
+    const bool read = reading.taken();
+    if (read)
+        scan = reading.scan;
     if (!goesOn())
         return read ? Counting::Done : Counting::Failed;
-    const qint32 received = modSMC::state().receivedPoints;
+    const qint32 wanted = scan.parameters.numberOfPoints;
+    const qint32 received = reading.received;
     if (!read && received != 0) {
         // A person who is asked about the missing points may refuse the rest.
         remark(received > 0 ? u"Received "_s + NumberText::General(received) + u" of "_s + NumberText::General(wanted) +
@@ -116,13 +119,17 @@ Counting count(double counterTime)
     return received > 0 ? Counting::Done : Counting::Again;
 }
 
+QString fileName(const ScanRecord& scan)
+{
+    return ProfileRun::FileName(scan.sample, row().actual.value_or(row().setpoint));
+}
+
 /// Writes the scan into a directory; the name written, empty when the disk refuses. The box about that stands a minute when nobody is
 /// there.
-QString saveIn(const QString& directory)
+QString saveIn(const QString& directory, const ScanRecord& scan)
 {
-    const double value = row().actual.value_or(row().setpoint);
-    QString path = modFile::WithSeparator(directory) + ProfileRun::FileName(frontPanel().text(Field::txtFileName), value);
-    const qint16 error = modFile::CreateZELKOFile(path, true);
+    QString path = modFile::WithSeparator(directory) + fileName(scan);
+    const qint16 error = modFile::CreateZELKOFile(scan, path, true);
     if (error == 0)
         return path;
     remark(u"Saving to '"_s + path + u"' failed: "_s + ProgramError::of(error).description + u"."_s);
@@ -131,43 +138,58 @@ QString saveIn(const QString& directory)
 } // namespace
 
 namespace ProfileRun::Parts {
-bool acquire()
+ScanRecord scanOfStep()
+{
+    ScanRecord scan = ScanRun::PanelScan(row().counterTime);
+    scan.sample = ProfileRun::state().sample;
+    scan.comment = ProfileRun::state().comment;
+    return scan;
+}
+
+ScanRun::Reading readAndDraw(const ScanRecord& scan)
+{
+    ScanRun::Reading reading = ScanRun::ReadIntoMemory(scan);
+    if (reading.taken())
+        scanData().plot();
+    return reading;
+}
+
+std::optional<ScanRecord> acquire()
 {
     enter(ProfileRun::Phase::Acquiring);
-    frontPanel().setPanel(2, ScanRun::MeasuringDate(modTools::currentDateTime()));
-    const double counterTime = row().counterTime;
-    const OwnCounterTime shown(counterTime);
-    ScanParameterCheck::CheckScanParameters(counterTime);
-    Counting result = count(counterTime);
+    const OwnCounterTime shown(row().counterTime);
+    ScanRecord scan = scanOfStep();
+    ScanRun::Begin(scan);
+    Counting result = count(scan);
     ScanRun::EndProgress();
     if (result == Counting::Again && goesOn()) {
-        result = count(counterTime);
+        result = count(scan);
         ScanRun::EndProgress();
     }
     if (result != Counting::Done)
-        return false;
+        return std::nullopt;
     frontPanel().setPanel(1, u"Data acquisition done."_s);
-    return true;
+    return scan;
 }
 
-void save()
+void save(const ScanRecord& scan)
 {
     enter(ProfileRun::Phase::Saving);
-    row().maximumCount = modSMC::state().maximumCount;
+    row().maximumCount = scan.maximum;
     if (ProfileRun::state().rehearsal) {
-        row().file = ProfileRun::FileName(frontPanel().text(Field::txtFileName), row().actual.value_or(row().setpoint));
+        row().file = fileName(scan);
         return;
     }
     QString path;
     // An operator who breaks off waits no longer for the disk: the program directory takes the scan at once.
     for (int tries = 0; tries < saveTries && path.isEmpty() && !flags().closing && (tries == 0 || !flags().abort); ++tries) {
         const quint32 tried = modTools::timeGetTime();
-        path = saveIn(configuration().general.workDir);
+        path = saveIn(configuration().general.workDir, scan);
         if (path.isEmpty() && tries + 1 < saveTries)
             pause(saveRetryDelay, tried);
     }
     if (path.isEmpty() && !flags().closing)
-        path = saveIn(modTools::state().programDirectory);
+        path = saveIn(modTools::state().programDirectory, scan);
     row().file = path;
     if (path.isEmpty())
         remark(u"The scan could not be saved; it is in memory until the next one."_s);

@@ -39,6 +39,11 @@ constexpr int commentLines = 5;
 constexpr int progressHeight = 16;
 constexpr int temperaturePanel = 3;
 
+const QString nameToolTip = QStringLiteral("Sample-/Filename");
+const QString commentToolTip = QStringLiteral("Comment");
+const QString takenToolTip = QStringLiteral("The running temperature profile has taken sample name and comment for all its files.\n"
+                                            "Both can be changed again when it has ended.");
+
 QLabel* fieldLabel(const QString& name, const QString& text, QWidget* buddy)
 {
     auto* label = new QLabel(text);
@@ -242,12 +247,12 @@ QGroupBox* frmMain::buildFileFrame()
     auto* frame = new QGroupBox(this);
     frame->setObjectName(QStringLiteral("frameFile"));
     auto* name = new NameField(frame);
-    name->setToolTip(QStringLiteral("Sample-/Filename"));
+    name->setToolTip(nameToolTip);
     connectField(Field::txtFileName, name);
 
     m_comment = new QPlainTextEdit(frame);
     m_comment->setObjectName(QStringLiteral("txtComment"));
-    m_comment->setToolTip(QStringLiteral("Comment"));
+    m_comment->setToolTip(commentToolTip);
     m_comment->setTabChangesFocus(true);
     m_comment->setFixedHeight(m_comment->fontMetrics().lineSpacing() * commentLines + 12);
     connect(name, &NameField::moveOn, m_comment, [this] { m_comment->setFocus(Qt::TabFocusReason); });
@@ -373,6 +378,11 @@ void frmMain::showEntries()
     m_chart->setHint(flags().acquisitionRunning ? QStringLiteral("The scan is being measured") : Chart2d::howToBegin());
     for (Field field : {Field::ScanStart, Field::ScanStop, Field::ScanStep, Field::CounterTime})
         m_fields.value(field)->setReadOnly(panel.parameterFieldsReadOnly());
+    QLineEdit* name = m_fields.value(Field::txtFileName);
+    name->setReadOnly(panel.nameFieldsReadOnly());
+    name->setToolTip(panel.nameFieldsReadOnly() ? takenToolTip : nameToolTip);
+    m_comment->setReadOnly(panel.nameFieldsReadOnly());
+    m_comment->setToolTip(panel.nameFieldsReadOnly() ? takenToolTip : commentToolTip);
 }
 
 void frmMain::showProgress(int percent)

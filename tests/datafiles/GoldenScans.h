@@ -32,25 +32,34 @@ inline double count(qint32 i)
     return i <= first.size() ? first[i - 1] : static_cast<qint32>((i - 1) * 7919LL % 100003);
 }
 
-/// Puts the scan with that many points into memory and the texts that go with it into the front panel. The fields of the next scan hold
+/// Puts the scan with that many points into memory, its name and comment also into the fields. The fields of the next scan and panel 2 hold
 /// other values, which no file may show.
 inline void put(qint32 points)
 {
     const Scan scan = scans().value(points);
     ScanData& data = scanData();
-    data.clear();
-    data.parameters = {scan.start, scan.start + (points - 1) * scan.step, scan.step, scan.counterTime, points};
+    data.take(ScanRecord::of({scan.start, scan.start + (points - 1) * scan.step, scan.step, scan.counterTime, points}));
+    data.sample = QStringLiteral(u"Quartz\u00e4");
+    data.comment = QStringLiteral("  first line\nsecond ");
+    data.beginAt(QDateTime(QDate(2024, 3, 5), QTime(14, 7, 59)));
     data.resize(points);
     for (qint32 i = 1; i <= points; ++i)
         data.setPoint(i, scan.start + (i - 1) * scan.step, count(i));
     using Field = FrontPanel::Field;
-    frontPanel().setText(Field::txtFileName, QStringLiteral(u"Quartz\u00e4"));
-    frontPanel().setText(Field::txtComment, QStringLiteral("  first line\nsecond "));
+    frontPanel().setText(Field::txtFileName, data.sample);
+    frontPanel().setText(Field::txtComment, data.comment);
     frontPanel().setText(Field::ScanStart, QStringLiteral("77"));
     frontPanel().setText(Field::ScanStop, QStringLiteral("78"));
     frontPanel().setText(Field::ScanStep, QStringLiteral("0.3"));
     frontPanel().setText(Field::CounterTime, QStringLiteral("99"));
-    frontPanel().setPanel(2, QStringLiteral("Mar 05. 2024 14:07"));
+    frontPanel().setPanel(2, QStringLiteral("Jan 01. 2000 00:00"));
+}
+
+/// The operator types on: what the fields say now belongs to no file that is written from a record.
+inline void typeOn()
+{
+    frontPanel().setText(FrontPanel::Field::txtFileName, QStringLiteral("Next"));
+    frontPanel().setText(FrontPanel::Field::txtComment, QStringLiteral("of the next scan"));
 }
 
 inline QByteArray bytesOf(const QString& path)

@@ -75,8 +75,9 @@ private slots:
         QFETCH(QString, key);
         ScriptedPrompts boxes;
         GoldenScans::put(points);
+        GoldenScans::typeOn();
         const QString path = at(QStringLiteral("out"));
-        QCOMPARE(ExportFormats::ofKey(key)->writer(path), qint16(0));
+        QCOMPARE(ExportFormats::ofKey(key)->writer(scanData(), path), qint16(0));
         QByteArray written = GoldenScans::bytesOf(path);
         if (key == u"sdf") {
             QCOMPARE(written.count(path.toUtf8()), 1);
@@ -109,7 +110,7 @@ private slots:
                     hourglass = hourglass || frontPanel().pointer() == FrontPanel::Pointer::Hourglass;
                 }
             });
-            format.writer(at(QStringLiteral("x")));
+            format.writer(scanData(), at(QStringLiteral("x")));
             disconnect(watch);
             QCOMPARE(shown, (QStringList{QStringLiteral("Writing file ") + at(QStringLiteral("x")) + QStringLiteral("..."), QString()}));
             QVERIFY(busy && hourglass);
@@ -137,7 +138,7 @@ private slots:
             for (qint32 i = 1; i <= 11; ++i)
                 scanData().setPoint(i, scanData().angle(i), i * 1000);
         const QString path = at(QStringLiteral("out.txt"));
-        QCOMPARE(ExportFormats::ofKey(key)->writer(path), qint16(0));
+        QCOMPARE(ExportFormats::ofKey(key)->writer(scanData(), path), qint16(0));
         const auto read = readBack(path, type);
         QCOMPARE(read.size(), points);
         for (qint32 i = 1; i <= points; ++i) {
@@ -149,20 +150,20 @@ private slots:
     void rieticaFillsTheLastLineWithTens()
     {
         GoldenScans::put(23);
-        CreateRieticaFile(at(QStringLiteral("r")));
+        CreateRieticaFile(scanData(), at(QStringLiteral("r")));
         const QByteArrayList lines = GoldenScans::bytesOf(at(QStringLiteral("r"))).split('\n');
         QCOMPARE(lines.size(), 5);
         QCOMPARE(lines[3].count("     1. "), 7);
         GoldenScans::put(20);
-        CreateRieticaFile(at(QStringLiteral("r")));
+        CreateRieticaFile(scanData(), at(QStringLiteral("r")));
         QCOMPARE(GoldenScans::bytesOf(at(QStringLiteral("r"))).split('\n')[2].count("     1. "), 10);
     }
 
     void aCountOfZeroIsRaisedOnlyWhereTheFormatWantsIt()
     {
         GoldenScans::put(1);
-        const auto text = [this](qint16 (*writer)(const QString&)) {
-            writer(at(QStringLiteral("z")));
+        const auto text = [this](ExportFormats::Writer writer) {
+            writer(scanData(), at(QStringLiteral("z")));
             return GoldenScans::bytesOf(at(QStringLiteral("z")));
         };
         QVERIFY(text(CreateRieticaFile).contains("\r\n       1     1. "));
@@ -175,8 +176,8 @@ private slots:
     void asciiYIsOneLineWhateverTheScan()
     {
         GoldenScans::put(32001);
-        frontPanel().setText(Field::txtFileName, QStringLiteral("  Corundum 1 "));
-        CreateAsciiYFile(at(QStringLiteral("y.prn")));
+        scanData().sample = QStringLiteral("  Corundum 1 ");
+        CreateAsciiYFile(scanData(), at(QStringLiteral("y.prn")));
         QCOMPARE(GoldenScans::bytesOf(at(QStringLiteral("y.prn"))), QByteArray("sample: Corundum 1\r\n"));
     }
 
@@ -187,19 +188,19 @@ private slots:
         scanData().setPoint(3, 10.04, 1e15);
         scanData().setPoint(4, 10.06, -5);
         scanData().setPoint(5, 10.08, 1.5);
-        CreateAsciiXYFile(at(QStringLiteral("a")));
+        CreateAsciiXYFile(scanData(), at(QStringLiteral("a")));
         QVERIFY(GoldenScans::bytesOf(at(QStringLiteral("a"))).contains("10.04  1E+15\r\n10.06 -5\r\n10.08  1.5\r\n"));
-        CreateRieticaFile(at(QStringLiteral("a")));
+        CreateRieticaFile(scanData(), at(QStringLiteral("a")));
         QVERIFY(GoldenScans::bytesOf(at(QStringLiteral("a"))).contains("10000000   1E+15      -4     2.5 1000000"));
         boxes.expect(QStringLiteral("STOE file creation"), QStringLiteral("Error\n[6]\n[Overflow]"));
-        QCOMPARE(CreateSTOEFile(at(QStringLiteral("s"))), qint16(6));
+        QCOMPARE(CreateSTOEFile(scanData(), at(QStringLiteral("s"))), qint16(6));
         QVERIFY(!QFile::exists(at(QStringLiteral("s"))));
     }
 
     void stoeFieldsStandAtTheirPlaces()
     {
         GoldenScans::put(23);
-        CreateSTOEFile(at(QStringLiteral("s.raw")));
+        CreateSTOEFile(scanData(), at(QStringLiteral("s.raw")));
         const QByteArray raw = GoldenScans::bytesOf(at(QStringLiteral("s.raw")));
         const auto u16 = [&](qsizetype where) { return qFromLittleEndian<quint16>(raw.constData() + where); };
         const auto u32 = [&](qsizetype where) { return qFromLittleEndian<quint32>(raw.constData() + where); };
@@ -224,14 +225,14 @@ private slots:
     void stoeLongNamesStayInTheirField()
     {
         GoldenScans::put(9);
-        frontPanel().setText(Field::txtFileName, QString(500, u'n'));
-        frontPanel().setText(Field::txtComment, QString(500, u'c'));
-        CreateSTOEFile(at(QStringLiteral("s.raw")));
+        scanData().sample = QString(500, u'n');
+        scanData().comment = QString(500, u'c');
+        CreateSTOEFile(scanData(), at(QStringLiteral("s.raw")));
         const QByteArray raw = GoldenScans::bytesOf(at(QStringLiteral("s.raw")));
         QCOMPARE(raw.size(), 6 * 512);
         QCOMPARE(raw.mid(0x12E, 0x156 - 0x12E), QByteArray(0x156 - 0x12E, '\0'));
-        frontPanel().setPanel(2, QStringLiteral("no date"));
-        CreateSTOEFile(at(QStringLiteral("s.raw")));
+        scanData().begin = {};
+        CreateSTOEFile(scanData(), at(QStringLiteral("s.raw")));
         QCOMPARE(GoldenScans::bytesOf(at(QStringLiteral("s.raw"))).mid(0x10, 16), QByteArray(16, '\0'));
     }
 
@@ -240,12 +241,12 @@ private slots:
         ScriptedPrompts boxes;
         GoldenScans::put(9);
         scanData().resize(65534);
-        QCOMPARE(CreateSTOEFile(at(QStringLiteral("s.raw"))), qint16(0));
+        QCOMPARE(CreateSTOEFile(scanData(), at(QStringLiteral("s.raw"))), qint16(0));
         const QByteArray whole = GoldenScans::bytesOf(at(QStringLiteral("s.raw")));
         QCOMPARE(whole.size(), (5 + 512) * 512);
         scanData().resize(65535);
         boxes.expect(QStringLiteral("STOE file creation"), QStringLiteral("Error\n[6]\n[Overflow]")).withIcon(Prompts::Icon::Critical);
-        QCOMPARE(CreateSTOEFile(at(QStringLiteral("s.raw"))), qint16(6));
+        QCOMPARE(CreateSTOEFile(scanData(), at(QStringLiteral("s.raw"))), qint16(6));
         QCOMPARE(GoldenScans::bytesOf(at(QStringLiteral("s.raw"))), whole);
     }
 
@@ -307,6 +308,20 @@ private slots:
         QCOMPARE(configuration().general.workDir, at(QStringLiteral("new/")));
         QCOMPARE(modFile::state().fileName, chosen);
         QVERIFY(GoldenScans::bytesOf(modTools::state().iniPath).contains("WorkDir=" + at(QStringLiteral("new/")).toUtf8()));
+    }
+
+    void whatIsTypedBeforeTheScanIsSavedIsWritten()
+    {
+        ScriptedPrompts boxes;
+        GoldenScans::put(9);
+        GoldenScans::typeOn();
+        boxes.expectSave(QStringLiteral("Save data"), at(QStringLiteral("x.sdf")), 1);
+        modFile::SaveAs();
+        QCOMPARE(boxes.fileDialogs.first().fileName, QStringLiteral("Next.sdf"));
+        const QByteArrayList lines = GoldenScans::bytesOf(at(QStringLiteral("x.sdf"))).split('\n');
+        QCOMPARE(lines[3], QByteArray("Next\r"));
+        QCOMPARE(lines[6], QByteArray("Mar 05. 2024 14:07\r"));
+        QCOMPARE(lines[9], QByteArray("/*<beginc>of the next scan<endc>*/\r"));
     }
 
     void aNameThatTheProgramCompletedReplacesNothingUnasked()

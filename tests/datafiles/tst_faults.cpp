@@ -40,7 +40,7 @@ private:
         boxes.expect(QString::fromUtf16(format.errorTitle),
                      key == u"sdf" ? QStringLiteral("Error # %1 caused by CreateZELKOFile()\n%2").arg(number).arg(description)
                                    : QStringLiteral("Error\n[%1]\n[%2]").arg(number).arg(description));
-        QCOMPARE(format.writer(path), qint16(number));
+        QCOMPARE(format.writer(scanData(), path), qint16(number));
         QCOMPARE(scanData().counts(), counts);
         QCOMPARE(scanData().parameters.numberOfPoints, 2000);
         QVERIFY(flags().dataPresent && !flags().dataSaved && !flags().busy);
@@ -131,7 +131,7 @@ private slots:
         ScriptedPrompts boxes;
         GoldenScans::put(9);
         QString path = at(QString(250, u'n') + QStringLiteral(".sdf"));
-        QCOMPARE(modFile::CreateZELKOFile(path, false), qint16(0));
+        QCOMPARE(modFile::CreateZELKOFile(scanData(), path, false), qint16(0));
         QVERIFY(QFileInfo::exists(path));
     }
 
@@ -165,7 +165,7 @@ private slots:
         const QFileDevice::Permissions wanted =
             QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadGroup | QFileDevice::WriteGroup;
         QVERIFY(QFile::setPermissions(path, wanted));
-        QCOMPARE(modFile::CreateZELKOFile(path, false), qint16(0));
+        QCOMPARE(modFile::CreateZELKOFile(scanData(), path, false), qint16(0));
         QCOMPARE(QFile::permissions(path) & (wanted | QFileDevice::ReadOther), wanted);
     }
 };

@@ -3,6 +3,7 @@
 #include "core/Configuration.h"
 #include "core/Flags.h"
 #include "core/modTools.h"
+#include "datafiles/ExportWriters.h"
 #include "datafiles/GoldenScans.h"
 #include "datafiles/modFile.h"
 #include "support/ResetProgram.h"
@@ -34,6 +35,7 @@ private:
     {
         QByteArray first = "scan 2.1.22";
         QByteArray counterTime = "1.0";
+        QByteArray date = "Nov 21. 2026 03:49";
         QByteArray comment = "/*<beginc>abc<endc>*/";
         QByteArray start = "10.000";
         QByteArray stop = "10.040";
@@ -42,9 +44,8 @@ private:
 
         QByteArray bytes() const
         {
-            const QByteArrayList head{first,       "0",         "1",     "Corundum", "n.n", "",   "Nov 21. 2026 03:49",
-                                      counterTime, "C:\\x.sdf", comment, start,      stop,  step, "",
-                                      "0",         "",          ""};
+            const QByteArrayList head{first,   "0",   "1",  "Corundum", "n.n", "",  date, counterTime, "C:\\x.sdf",
+                                      comment, start, stop, step,       "",    "0", "",   ""};
             return head.join("\r\n") + data;
         }
     };
@@ -70,9 +71,9 @@ private:
     QByteArray written(const QString& comment) const
     {
         GoldenScans::put(9);
-        frontPanel().setText(Field::txtComment, comment);
+        scanData().comment = comment;
         QString path = at("c.sdf");
-        modFile::CreateZELKOFile(path, false);
+        modFile::CreateZELKOFile(scanData(), path, false);
         return GoldenScans::bytesOf(path);
     }
 
@@ -96,7 +97,7 @@ private slots:
         ScriptedPrompts boxes;
         GoldenScans::put(points);
         QString path = at("x.sdf");
-        QCOMPARE(modFile::CreateZELKOFile(path, false), qint16(0));
+        QCOMPARE(modFile::CreateZELKOFile(scanData(), path, false), qint16(0));
         QVERIFY(!flags().dataSaved);
         const QVector<double> counts = scanData().counts();
         const ScanParameters saved = scanData().parameters;
@@ -128,17 +129,17 @@ private slots:
         GoldenScans::put(9);
         for (const char* name : {"x.sdf", "x(2).sdf", "x(3).sdf"}) {
             QString path = at("x.sdf");
-            QCOMPARE(modFile::CreateZELKOFile(path, true), qint16(0));
+            QCOMPARE(modFile::CreateZELKOFile(scanData(), path, true), qint16(0));
             QCOMPARE(path, at(name));
             QCOMPARE(GoldenScans::bytesOf(path).split('\n')[8], at(name).toUtf8() + '\r');
         }
         QVERIFY(QDir(m_folder->path()).mkdir(QStringLiteral("d.sdf")));
         QString beside = at("d.sdf");
-        QCOMPARE(modFile::CreateZELKOFile(beside, true), qint16(0));
+        QCOMPARE(modFile::CreateZELKOFile(scanData(), beside, true), qint16(0));
         QCOMPARE(beside, at("d(2).sdf"));
         QString blind = at("abcdefg");
         GoldenScans::write(blind, "old");
-        modFile::CreateZELKOFile(blind, true);
+        modFile::CreateZELKOFile(scanData(), blind, true);
         QCOMPARE(blind, at("abc(2)defg"));
         QCOMPARE(GoldenScans::bytesOf(at("abcdefg")), QByteArray("old"));
     }
@@ -149,7 +150,7 @@ private slots:
         GoldenScans::write(at("old.sdf"), QByteArray(100000, 'x'));
         QVERIFY(QFile::link(at("old.sdf"), at("link.sdf")));
         QString path = at("link.sdf");
-        QCOMPARE(modFile::CreateZELKOFile(path, false), qint16(0));
+        QCOMPARE(modFile::CreateZELKOFile(scanData(), path, false), qint16(0));
         QVERIFY(QFileInfo(at("link.sdf")).isSymLink());
         QVERIFY(GoldenScans::bytesOf(at("old.sdf")).startsWith("scan 2.1.22\r\n0\r\n1\r\n"));
     }
@@ -196,9 +197,9 @@ private slots:
     void charactersOutsideTheCodePageAreReplaced()
     {
         GoldenScans::put(9);
-        frontPanel().setText(Field::txtFileName, QStringLiteral(u"\u0416\u20ac"));
+        scanData().sample = QStringLiteral(u"\u0416\u20ac");
         QString path = at("x.sdf");
-        modFile::CreateZELKOFile(path, false);
+        modFile::CreateZELKOFile(scanData(), path, false);
         QCOMPARE(GoldenScans::bytesOf(path).split('\n')[3], QByteArray("?\x80\r"));
     }
 
@@ -210,7 +211,7 @@ private slots:
         GoldenScans::put(9);
         scanData().parameters.start = 12.345;
         QString path = at("x.sdf");
-        modFile::CreateZELKOFile(path, false);
+        modFile::CreateZELKOFile(scanData(), path, false);
         setlocale(LC_ALL, "C");
         QLocale::setDefault(before);
         QVERIFY(GoldenScans::bytesOf(path).contains("\r\n12.345\r\n"));
@@ -238,14 +239,14 @@ private slots:
         GoldenScans::put(1);
         scanData().temperature = 12.5;
         QString path = at("t.sdf");
-        modFile::CreateZELKOFile(path, false);
+        modFile::CreateZELKOFile(scanData(), path, false);
         QVERIFY(GoldenScans::bytesOf(path).endsWith("\r\n\r\n0\r\n\r\n 0 \r\n"));
         scanData().temperatureFlag = 7;
-        modFile::CreateZELKOFile(path, false);
+        modFile::CreateZELKOFile(scanData(), path, false);
         QVERIFY(GoldenScans::bytesOf(path).endsWith("\r\n\r\n712.5 \r\n\r\n 0 \r\n"));
         QVERIFY(modFile::OpenScanFile(false, path));
         scanData().temperatureFlag = 3;
-        modFile::CreateZELKOFile(path, false);
+        modFile::CreateZELKOFile(scanData(), path, false);
         QVERIFY(GoldenScans::bytesOf(path).endsWith("\r\n\r\n3\r\n\r\n 0 \r\n"));
     }
 
@@ -268,6 +269,41 @@ private slots:
         QCOMPARE(scanData().size(), 501);
     }
 
+    void aMeasuringDateStaysAsTheFileHasIt_data()
+    {
+        QTest::addColumn<QByteArray>("text");
+        QTest::addColumn<QByteArray>("stoe");
+        QTest::newRow("of this program") << QByteArray("Nov 21. 2026 03:49") << QByteArray("21-Nov-26 03:49");
+        QTest::newRow("typed") << QByteArray("Nov 2. 2026  3:49") << QByteArray("02-Nov-26 03:49");
+        QTest::newRow("none") << QByteArray() << QByteArray(15, '\0');
+        QTest::newRow("another text") << QByteArray("last week") << QByteArray(15, '\0');
+    }
+    void aMeasuringDateStaysAsTheFileHasIt()
+    {
+        QFETCH(QByteArray, text);
+        QFETCH(QByteArray, stoe);
+        ScriptedPrompts boxes;
+        Lines in;
+        in.date = text;
+        QVERIFY(modFile::OpenScanFile(false, file(in.bytes())));
+        QCOMPARE(frontPanel().panel(2), QString::fromLatin1(text));
+        QString path = at("again.sdf");
+        modFile::CreateZELKOFile(scanData(), path, false);
+        QCOMPARE(GoldenScans::bytesOf(path).split('\n')[6], text + '\r');
+        CreateSTOEFile(scanData(), at("again.raw"));
+        QCOMPARE(GoldenScans::bytesOf(at("again.raw")).mid(0x10, 15), stoe);
+    }
+
+    void aFileThatEndsBeforeItsCountsChangesNoField()
+    {
+        GoldenScans::put(9);
+        const QByteArray whole = Lines().bytes();
+        refuses(whole.left(whole.indexOf("10.040")), 62, QStringLiteral("Input past end of file"));
+        QCOMPARE(frontPanel().text(Field::txtFileName), QStringLiteral(u"Quartz\u00e4"));
+        QCOMPARE(frontPanel().text(Field::ScanStart), QStringLiteral("77"));
+        QCOMPARE(scanData().size(), 9);
+    }
+
     void tooFewCountsKeepWhatWasRead()
     {
         Lines in;
@@ -275,6 +311,7 @@ private slots:
         refuses(in.bytes(), 62, QStringLiteral("Input past end of file"));
         QCOMPARE(scanData().counts(), (QVector<double>{5, 7, 0}));
         QCOMPARE(scanData().maximum, 7);
+        QCOMPARE(scanData().received, 2);
         QCOMPARE(frontPanel().text(Field::txtFileName), QStringLiteral("Corundum"));
     }
 

@@ -3,7 +3,7 @@
 #include "PlayedController.h"
 
 #include "core/FrontPanel.h"
-#include "core/ScanData.h"
+#include "core/ScanRecord.h"
 #include "support/ScriptedPrompts.h"
 
 #include <QTest>
@@ -29,10 +29,11 @@ QString mismatch(const char* number)
            QStringLiteral(") do not match parameter settings!\r\n\r\nDo want to continue anyway?");
 }
 
-void expectPoints(int points)
+ScanRecord scanOf(int points)
 {
-    scanParameters() = {10, 10 + (points - 1) * 0.5, 0.5, 1, points};
-    scanData().resize(points);
+    ScanRecord scan = ScanRecord::of({10, 10 + (points - 1) * 0.5, 0.5, 1, points});
+    scan.resize(points);
+    return scan;
 }
 } // namespace
 
@@ -219,14 +220,14 @@ void tst_protocol::withoutControllerEveryQueryReturnsItsDisabledValue()
     TestClock clock;
     PlayedController smc(clock);
     flags().smcOnline = false;
-    expectPoints(3);
+    ScanRecord scan = scanOf(3);
     modSMC::SMCSend(QStringLiteral("CLR;"));
     QCOMPARE(modSMC::SMCReceive(modSMC::reportTimeout), QString());
     QVERIFY(modSMC::SMCIsReady());
     QCOMPARE(modSMC::SMCGetAxisStatus(1), qint16{129});
     QCOMPARE(modSMC::SMCGetPosition(1), 0.0);
     QCOMPARE(modSMC::SMCGetVersion(), QStringLiteral("n. a."));
-    QCOMPARE(modSMC::SMCReadScanData(), 0);
+    QCOMPARE(modSMC::SMCReadScanData(scan).maximum, 0);
     QCOMPARE(clock.elapsed(), 0ULL);
     QVERIFY(smc.writes.isEmpty());
 }
@@ -241,14 +242,14 @@ void tst_protocol::aLineThatIsDownAnswersNothingAtOnce()
     QCoreApplication::processEvents();
     QVERIFY(boxes.allShown());
     QVERIFY(modCOM::MCComm().isDown());
-    expectPoints(3);
+    ScanRecord scan = scanOf(3);
     boxes.expect(transferTitle, mismatch("-1"), Prompts::Button::No);
     const quint64 before = clock.elapsed();
     QVERIFY(!modSMC::SMCIsReady());
     QCOMPARE(modSMC::SMCGetAxisStatus(1), qint16{0});
     QCOMPARE(modSMC::SMCGetPosition(1), 0.0);
     QCOMPARE(modSMC::SMCGetVersion(), QString());
-    QCOMPARE(modSMC::SMCReadScanData(), -1);
+    QCOMPARE(modSMC::SMCReadScanData(scan).maximum, -1);
     QCOMPARE(clock.elapsed(), before);
     QVERIFY(smc.writes.isEmpty());
     QVERIFY(boxes.allShown());
@@ -278,7 +279,8 @@ void tst_protocol::aClosingProgramSendsNothing()
     QVERIFY(clock.elapsed() < 310);
     modSMC::SMCSend(QStringLiteral("CLR;"));
     QCOMPARE(modSMC::SMCCheck(), qint16{0});
-    QCOMPARE(modSMC::SMCReadScanData(), -1);
+    ScanRecord scan;
+    QCOMPARE(modSMC::SMCReadScanData(scan).maximum, -1);
     QVERIFY(smc.writes.isEmpty());
     QVERIFY(boxes.allShown());
 }
@@ -497,12 +499,12 @@ void tst_protocol::transfers()
         return true;
     };
     ScriptedPrompts boxes;
-    expectPoints(int(counts.size()));
-    QCOMPARE(modSMC::SMCReadScanData(), maximum);
+    ScanRecord scan = scanOf(int(counts.size()));
+    QCOMPARE(modSMC::SMCReadScanData(scan).maximum, maximum);
     QCOMPARE(smc.writes, QList<QByteArray>{"\r\n?CNT;"});
-    QCOMPARE(scanData().counts(), counts);
+    QCOMPARE(scan.counts(), counts);
     if (counts.last() != 0)
-        QCOMPARE(scanData().angle(scanData().size()), scanParameters().stop);
+        QCOMPARE(scan.angle(scan.size()), scan.parameters.stop);
     QVERIFY(boxes.allShown());
 }
 
@@ -517,15 +519,15 @@ void tst_protocol::noLeavesTheArraysAlone()
             out = reply;
             return true;
         };
-        expectPoints(3);
+        ScanRecord scan = scanOf(3);
         ScriptedPrompts boxes;
         if (reply.isEmpty())
             boxes.expect(smcTitle, noReply);
         boxes.expect(transferTitle, mismatch(number), Prompts::Button::No)
             .withIcon(Prompts::Icon::Exclamation)
             .withButtons(Prompts::Buttons::YesNo, 2);
-        QCOMPARE(modSMC::SMCReadScanData(), -1);
-        QCOMPARE(scanData().counts(), (QList<double>{0, 0, 0}));
+        QCOMPARE(modSMC::SMCReadScanData(scan).maximum, -1);
+        QCOMPARE(scan.counts(), (QList<double>{0, 0, 0}));
         QVERIFY(boxes.allShown());
     }
 }
@@ -536,15 +538,17 @@ void tst_protocol::yesKeepsWhatFits()
     PlayedController smc(clock);
     ScriptedPrompts boxes;
     smc.countLines = {"1", "2", "3", "4", "5", "9"};
-    expectPoints(3);
+    ScanRecord scan = scanOf(3);
     boxes.expect(transferTitle, mismatch(" 6"), Prompts::Button::Yes);
-    QCOMPARE(modSMC::SMCReadScanData(), 9);
-    QCOMPARE(scanData().counts(), (QList<double>{1, 2, 3}));
+    QCOMPARE(modSMC::SMCReadScanData(scan).maximum, 9);
+    QCOMPARE(scan.counts(), (QList<double>{1, 2, 3}));
+    QCOMPARE(scan.received, 3);
     smc.countLines = {"7"};
-    expectPoints(3);
+    scan = scanOf(3);
     boxes.expect(transferTitle, mismatch(" 1"), Prompts::Button::Yes);
-    QCOMPARE(modSMC::SMCReadScanData(), 7);
-    QCOMPARE(scanData().counts(), (QList<double>{7, 0, 0}));
+    QCOMPARE(modSMC::SMCReadScanData(scan).maximum, 7);
+    QCOMPARE(scan.counts(), (QList<double>{7, 0, 0}));
+    QCOMPARE(scan.received, 1);
     QVERIFY(boxes.allShown());
 }
 
@@ -558,10 +562,10 @@ void tst_protocol::aLongTransferIsStoredWhole()
         counts << (i * 7919) % 100003;
         smc.countLines << QByteArray::number((i * 7919) % 100003);
     }
-    expectPoints(32001);
-    modSMC::SMCReadScanData();
-    QCOMPARE(scanData().counts(), counts);
-    QCOMPARE(scanData().angle(32001), 16010.0);
+    ScanRecord scan = scanOf(32001);
+    modSMC::SMCReadScanData(scan);
+    QCOMPARE(scan.counts(), counts);
+    QCOMPARE(scan.angle(32001), 16010.0);
     QVERIFY(boxes.allShown());
 }
 

@@ -134,12 +134,12 @@ private:
     std::function<void(const QString&)> m_memory;
 };
 
-ScanRun::Options unattended()
+ScanRun::Options unattended(const ScanParameters& scan)
 {
     ScanRun::Options options;
     options.barAfter = options.unattended = true;
     options.silenceLimit = 600;
-    options.busyLimit = ScanRun::LongestTime(1.0);
+    options.busyLimit = ScanRun::LongestTime(scan);
     return options;
 }
 
@@ -216,6 +216,8 @@ private slots:
     void aSimulationRunEndsAfterTheFirstPoll();
     void silenceAndGarbageWhilePolling();
     void theShortenedRangeMakesTheReadBackAsk();
+    void theScanCarriesItsNameAndMoments();
+    void countsReadByHandHaveTheDateOfPanel2();
     void refusedCountsLeaveNothingPresent();
     void acceptedCountsOfAShortTransferArePlotted();
     void theControllerIsBusyAgainAtTheReadBack();
@@ -327,7 +329,7 @@ void tst_scanrun::aWholeRun()
     expectConfirmation(run.boxes);
     const QDateTime before = QDateTime::currentDateTime();
     ScanRun::Start();
-    const QStringList dates{ScanRun::MeasuringDate(before), ScanRun::MeasuringDate(QDateTime::currentDateTime())};
+    const QStringList dates{ScanRecord::MeasuringDate(before), ScanRecord::MeasuringDate(QDateTime::currentDateTime())};
     QVERIFY(run.boxes.allShown());
     QStringList expected{QStringLiteral("?S1;")};
     expected << guinierProgram;
@@ -533,6 +535,50 @@ void tst_scanrun::theShortenedRangeMakesTheReadBackAsk()
     QVERIFY(run.boxes.allShown());
 }
 
+void tst_scanrun::theScanCarriesItsNameAndMoments()
+{
+    Run run;
+    frontPanel().setText(Field::txtFileName, QStringLiteral("Quartz"));
+    frontPanel().setText(Field::txtComment, QStringLiteral("a\r\nb"));
+    expectConfirmation(run.boxes);
+    const QDateTime before = QDateTime::currentDateTime();
+    // Typed while it is measured: it is this scan's name.
+    run.clock.at(1500, [] { frontPanel().setText(Field::txtFileName, QStringLiteral("Corundum")); });
+    ScanRun::Start();
+    QCOMPARE(frontPanel().text(Field::txtFileName), QStringLiteral("Corundum"));
+    const ScanRecord& scan = scanData().record();
+    QCOMPARE(scan.sample, QStringLiteral("Corundum"));
+    QCOMPARE(scan.comment, QStringLiteral("a\r\nb"));
+    QCOMPARE(scan.measuringDate, frontPanel().panel(2));
+    QCOMPARE(scan.measuringDate, ScanRecord::MeasuringDate(scan.begin));
+    QVERIFY(before <= scan.begin && scan.begin <= scan.end && scan.end <= QDateTime::currentDateTime());
+    QCOMPARE(scan.segments.size(), 1);
+    QCOMPARE(scan.segments.first().numberOfPoints, 5);
+    QCOMPARE(scan.received, 5);
+    QVERIFY(!scan.wavelength && !scan.anode && !scan.kV && !scan.mA && !scan.temperature);
+    QVERIFY(run.boxes.allShown());
+}
+
+void tst_scanrun::countsReadByHandHaveTheDateOfPanel2()
+{
+    Run run;
+    expectConfirmation(run.boxes);
+    ScanRun::Start();
+    const QDateTime begin = scanData().begin;
+    QVERIFY(ScanRun::ReadBack());
+    QCOMPARE(scanData().begin, begin);
+    QVERIFY(scanData().end >= begin);
+    frontPanel().setPanel(2, QStringLiteral("Mar 05. 2024 14:07"));
+    QVERIFY(ScanRun::ReadBack());
+    QCOMPARE(scanData().measuringDate, QStringLiteral("Mar 05. 2024 14:07"));
+    QCOMPARE(scanData().begin, QDateTime(QDate(2024, 3, 5), QTime(14, 7)));
+    QVERIFY(!scanData().end.isValid());
+    frontPanel().setPanel(2, {});
+    QVERIFY(ScanRun::ReadBack());
+    QVERIFY(scanData().measuringDate.isEmpty() && !scanData().begin.isValid());
+    QVERIFY(run.boxes.allShown());
+}
+
 void tst_scanrun::refusedCountsLeaveNothingPresent()
 {
     Run run;
@@ -558,6 +604,7 @@ void tst_scanrun::acceptedCountsOfAShortTransferArePlotted()
     run.boxes.expect(transferTitle, mismatch(" 2"), Button::Yes);
     ScanRun::Start();
     QCOMPARE(scanData().counts(), (QList<double>{9, 2, 0, 0, 0}));
+    QCOMPARE(scanData().received, 2);
     QVERIFY(flags().dataPresent);
     QCOMPARE(run.plots.size(), 1);
     QVERIFY(run.boxes.allShown());
@@ -586,9 +633,9 @@ void tst_scanrun::measuringDates()
 {
     const QStringList months = words("Jan Feb Mar Apr May Jun Jul Aug Sep Oct Nov Dec");
     for (int month = 1; month <= 12; ++month)
-        QCOMPARE(ScanRun::MeasuringDate(QDateTime(QDate(2003, month, 7), QTime(9, 5, 59))),
+        QCOMPARE(ScanRecord::MeasuringDate(QDateTime(QDate(2003, month, 7), QTime(9, 5, 59))),
                  months[month - 1] + QStringLiteral(" 07. 2003 09:05"));
-    QCOMPARE(ScanRun::MeasuringDate(QDateTime(QDate(2026, 10, 31), QTime(23, 59))), QStringLiteral("Oct 31. 2026 23:59"));
+    QCOMPARE(ScanRecord::MeasuringDate(QDateTime(QDate(2026, 10, 31), QTime(23, 59))), QStringLiteral("Oct 31. 2026 23:59"));
 }
 
 void tst_scanrun::theProgramClosesDuringARun_data()
@@ -1128,8 +1175,8 @@ void tst_scanrun::anUnattendedScanStopsWhatTheControllerStillDoes()
     Run run;
     run.smc.busy = true;
     run.smc.ignoredStops = 1;
-    ScanParameterCheck::CheckScanParameters(1.0);
-    QVERIFY(ScanRun::Measure(unattended()) == ScanRun::Result::Counted);
+    const ScanParameters scan = ScanParameterCheck::CheckScanParameters(1.0);
+    QVERIFY(ScanRun::Measure(scan, unattended(scan)) == ScanRun::Result::Counted);
     QStringList expected{QStringLiteral("Q;"), QStringLiteral("Q;")};
     expected << guinierProgram;
     QCOMPARE(run.smc.orders(), expected);
@@ -1142,15 +1189,15 @@ void tst_scanrun::anUnattendedScanIsNotSentToABusyController()
     Run run;
     run.smc.busy = true;
     run.smc.ignoredStops = 1000;
-    ScanParameterCheck::CheckScanParameters(1.0);
-    QVERIFY(ScanRun::Measure(unattended()) == ScanRun::Result::Busy);
+    const ScanParameters scan = ScanParameterCheck::CheckScanParameters(1.0);
+    QVERIFY(ScanRun::Measure(scan, unattended(scan)) == ScanRun::Result::Busy);
     QVERIFY(run.clock.elapsed() > 30000 && run.clock.elapsed() < 40000);
     QVERIFY(run.smc.sent(QStringLiteral("Q;")) >= 5);
     QCOMPARE(run.smc.sent(QStringLiteral("CLR;")), 0);
     run.smc.busy = false;
     run.smc.mute = true;
     const quint64 before = run.clock.elapsed();
-    QVERIFY(ScanRun::Measure(unattended()) == ScanRun::Result::Silent);
+    QVERIFY(ScanRun::Measure(scan, unattended(scan)) == ScanRun::Result::Silent);
     QVERIFY(run.clock.elapsed() - before >= 600000 && run.clock.elapsed() - before < 605000);
     QCOMPARE(run.smc.sent(QStringLiteral("CLR;")), 0);
     QVERIFY(run.boxes.allShown());
@@ -1160,10 +1207,10 @@ void tst_scanrun::anUnattendedScanThatNeverEnds()
 {
     Run run;
     run.smc.runTime = 86000000;
-    ScanParameterCheck::CheckScanParameters(1.0);
-    QVERIFY(ScanRun::Measure(unattended()) == ScanRun::Result::Busy);
+    const ScanParameters scan = ScanParameterCheck::CheckScanParameters(1.0);
+    QVERIFY(ScanRun::Measure(scan, unattended(scan)) == ScanRun::Result::Busy);
     // 5 points of 1.333 s, twice, and ten minutes.
-    QCOMPARE(ScanRun::LongestTime(1.0), 2 * 5 * (1 + 0.5 / 1.5) + 600);
+    QCOMPARE(ScanRun::LongestTime(scan), 2 * 5 * (1 + 0.5 / 1.5) + 600);
     QVERIFY(run.clock.elapsed() > 613000 && run.clock.elapsed() < 620000);
     QCOMPARE(run.smc.commands().last(), QStringLiteral("Q;"));
     ScanRun::EndProgress();
@@ -1397,10 +1444,10 @@ void tst_scanrun::aProfileBrokenOffDuringTheReadBack()
             ScanRun::StopController();
             flags().abort = true;
             if (read)
-                QVERIFY(ScanRun::ReadBack(1.0));
+                QVERIFY(ScanRun::ReadIntoMemory(ScanRun::PanelScan(1.0)).taken());
         });
     };
-    QVERIFY(!ScanRun::ReadBack(1.0));
+    QVERIFY(!ScanRun::ReadIntoMemory(ScanRun::PanelScan(1.0)).taken());
     QVERIFY(clicked);
     QCOMPARE(flags().dataPresent, read);
     if (read) {
@@ -1595,7 +1642,7 @@ void tst_scanrun::aProfileStepReadsBackWithItsOwnTime()
 {
     Run run;
     type("10", "12", "0.5", "37");
-    QVERIFY(ScanRun::ReadBack(37.0));
+    QVERIFY(ScanRun::ReadIntoMemory(ScanRun::PanelScan(37.0)).taken());
     QCOMPARE(scanData().parameters.counterTime, 37.0);
     QCOMPARE(scanData().parameters.numberOfPoints, 5);
     QCOMPARE(frontPanel().text(Field::CounterTime), QStringLiteral("37"));

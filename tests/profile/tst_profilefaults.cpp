@@ -625,6 +625,72 @@ private slots:
 
     // --- going on after a power cut
 
+    void whatIsTypedDuringARunRenamesNoneOfItsFiles()
+    {
+        Laboratory lab;
+        lab.profile({u"T1:295;"_s, u"T1:285;"_s, u"T1:275;"_s});
+        frontPanel().setText(Field::txtComment, u"of this run"_s);
+        lab.expectSummary();
+        lab.expectAbort();
+        lab.boxes.expect(title, finished);
+        bool asked = false;
+        lab.clock.onRound = [&] {
+            if (Laboratory::at(0, Phase::Acquiring)) {
+                frontPanel().setText(Field::txtFileName, u"Corundum"_s);
+                frontPanel().setText(Field::txtComment, u"of the next"_s);
+            }
+            if (!asked && Laboratory::at(2, Phase::Acquiring)) {
+                asked = true;
+                ProfileRun::Execute();
+            }
+        };
+        QVERIFY(!ProfileRun::Execute());
+        QCOMPARE(lab.scans(), (QStringList{u"Quartz_0285.0.sdf"_s, u"Quartz_0295.0.sdf"_s}));
+        for (const QString& name : lab.scans()) {
+            const QByteArrayList lines = lab.read(lab.work() + u'/' + name).split('\n');
+            QCOMPARE(lines[3], QByteArray("Quartz\r"));
+            QCOMPARE(lines[9], QByteArray("/*<beginc>of this run<endc>*/\r"));
+        }
+        QVERIFY2(lab.report().contains("Sample: Quartz\n"), lab.report().constData());
+        QVERIFY(ProfileRun::state().reportFile.contains(u"/Quartz_report_"_s));
+        // The next start of the program names the sample as the settings do.
+        frontPanel().setText(Field::txtFileName, u"Quartz"_s);
+        QCOMPARE(ProfileRun::BrokenOffAfter(), std::optional<qsizetype>(2));
+        const qsizetype started = lab.scansStarted();
+        lab.expectSummary();
+        lab.boxes.expect(title, finished);
+        QVERIFY(ProfileRun::Execute({{}, true}));
+        QCOMPARE(lab.scansStarted(), started + 1);
+        QCOMPARE(lab.scans(), (QStringList{u"Quartz_0275.0.sdf"_s, u"Quartz_0285.0.sdf"_s, u"Quartz_0295.0.sdf"_s}));
+        QVERIFY(lab.boxes.allShown());
+    }
+
+    void anAbortThatWaitsForTheDiskSavesTheScanThatWasMeasured()
+    {
+        Laboratory lab;
+        lab.profile({u"T1:295;"_s});
+        configuration().general.workDir = lab.directory.filePath(u"none"_s);
+        bool refused = false;
+        lab.expectSummary();
+        lab.boxes.expect(u"File creation"_s, QString()).then([&] { refused = true; });
+        lab.expectAbort(Button::Yes);
+        // What the abort reads is not this scan any more.
+        lab.boxes.expect(u"Scan Data Transfer"_s, QString(), Button::Yes);
+        lab.boxes.expect(title, finished);
+        bool asked = false;
+        lab.clock.onRound = [&] {
+            if (refused && !asked) {
+                asked = true;
+                lab.smc.countLines = {"1"};
+                ProfileRun::Execute();
+            }
+        };
+        QVERIFY(!ProfileRun::Execute());
+        QVERIFY(lab.boxes.allShown());
+        const QString saved = modTools::state().programDirectory + u"/Quartz_0295.0.sdf"_s;
+        QVERIFY2(lab.read(saved).endsWith("\r\n 5 \r\n 40 \r\n 7 \r\n 3 \r\n 8 \r\n"), lab.read(saved).constData());
+    }
+
     void aCountLeftOverByTheKilledRunIsStoppedOnlyForIt()
     {
         Laboratory lab;

@@ -313,6 +313,49 @@ private slots:
         QVERIFY(!flags().profileRunning && !flags().abort);
     }
 
+    void nameAndCommentAreReadOnlyWhileAProfileRuns()
+    {
+        QVERIFY(bringUp({QStringLiteral("--ltc"), QStringLiteral("331")}));
+        useProfile({QStringLiteral("T1:295;"), QStringLiteral("T1:294;")});
+        auto* name = m_window->findChild<QLineEdit*>(QStringLiteral("txtFileName"));
+        auto* comment = m_window->findChild<QPlainTextEdit*>(QStringLiteral("txtComment"));
+        comment->setPlainText(QStringLiteral("first"));
+        m_operator->expectWindow(title, pressOk);
+        m_operator->expect(title, {}, QStringLiteral("Yes"));
+        m_operator->expect(title, finished, QStringLiteral("OK"));
+        QTimer hand;
+        bool typed = false;
+        QStringList toolTips;
+        connect(&hand, &QTimer::timeout, m_window.get(), [&] {
+            if (typed || ProfileRun::state().current != 0 || ProfileRun::state().rows[0].phase != Phase::Acquiring)
+                return;
+            typed = true;
+            QVERIFY(name->isReadOnly() && comment->isReadOnly());
+            name->selectAll();
+            QTest::keyClicks(name, QStringLiteral("Corundum"));
+            QTest::keyClicks(comment, QStringLiteral("second"));
+            toolTips << name->toolTip() << comment->toolTip();
+        });
+        hand.start(5);
+        entry()->trigger();
+        hand.stop();
+        QVERIFY(typed);
+        QCOMPARE(name->text(), QStringLiteral("Quartz"));
+        QCOMPARE(comment->toPlainText(), QStringLiteral("first"));
+        const QString why = QStringLiteral("The running temperature profile has taken sample name and comment for all its files.\n"
+                                           "Both can be changed again when it has ended.");
+        QCOMPARE(toolTips, (QStringList{why, why}));
+        QCOMPARE(scans().size(), qsizetype(2));
+        for (const QString& scan : scans())
+            QVERIFY2(scan.startsWith(QStringLiteral("Quartz_029")), qPrintable(scan));
+        QVERIFY(!name->isReadOnly() && !comment->isReadOnly());
+        QCOMPARE(name->toolTip(), QStringLiteral("Sample-/Filename"));
+        QCOMPARE(comment->toolTip(), QStringLiteral("Comment"));
+        name->end(false);
+        QTest::keyClicks(name, QStringLiteral("2"));
+        QCOMPARE(frontPanel().text(FrontPanel::Field::txtFileName), QStringLiteral("Quartz2"));
+    }
+
     void theTableShowsWhatTheLaserReads_data()
     {
         QTest::addColumn<bool>("currents");

@@ -70,32 +70,14 @@ void tellCorrections(const cli::Arguments& arguments)
     }
 }
 
-/// Number of points that were really read: the angle of a point is stored with its count.
-qint32 pointsRead()
-{
-    const ScanData& scan = scanData();
-    for (qint32 i = scan.size(); i >= 1; --i) {
-        if (scan.angle(i) != 0 || scan.count(i) != 0)
-            return i;
-    }
-    return 0;
-}
-
 /// A scan that was cut short ends with its last count, not with zeros that nobody counted. True when it is whole.
 bool cutToPointsRead()
 {
     ScanData& scan = scanData();
-    const qint32 points = pointsRead();
-    if (points == scan.size())
+    if (scan.received == scan.size())
         return true;
-    const QVector<double> angles = scan.angles().mid(0, points);
-    const QVector<double> counts = scan.counts().mid(0, points);
-    cli::Terminal::note(u"%1 of %2 points were counted."_qs.arg(points).arg(scan.size()));
-    scan.resize(points);
-    for (qint32 i = 1; i <= points; ++i)
-        scan.setPoint(i, angles[i - 1], counts[i - 1]);
-    scan.parameters.numberOfPoints = points;
-    scan.parameters.stop = scan.parameters.start + (points - 1) * scan.parameters.step;
+    cli::Terminal::note(u"%1 of %2 points were counted."_qs.arg(scan.received).arg(scan.size()));
+    scan.cutTo(scan.received);
     return false;
 }
 
@@ -103,13 +85,13 @@ bool cutToPointsRead()
 bool save(const QString& wanted, bool keepExisting)
 {
     QString path = wanted;
-    if (modFile::CreateZELKOFile(path, keepExisting) == 0) {
+    if (modFile::CreateZELKOFile(scanData(), path, keepExisting) == 0) {
         flags().dataSaved = true;
         cli::Terminal::result(u"Saved: %1"_qs.arg(path));
         return true;
     }
     QString rescue = QDir(modTools::state().programDirectory).filePath(QFileInfo(wanted).fileName());
-    if (modFile::CreateZELKOFile(rescue, true) == 0)
+    if (modFile::CreateZELKOFile(scanData(), rescue, true) == 0)
         cli::Terminal::note(u"%1 could not be written. The scan was saved as %2"_qs.arg(wanted, rescue));
     else
         cli::Terminal::note(u"The scan could not be saved."_qs);
@@ -161,7 +143,7 @@ int measureWith(const cli::Arguments& arguments, void (*measure)())
     measure();
     modTools::DoEvents(); // a box about a lost line may still be waiting
     const bool aborted = cli::Interrupts::count() > 0;
-    if (!flags().dataPresent || pointsRead() == 0) {
+    if (!flags().dataPresent || scanData().received == 0) {
         cli::Terminal::note(aborted ? u"Broken off. Nothing was read."_qs : u"No counts were read."_qs);
         if (!frontPanel().panel(2).isEmpty())
             cli::Terminal::note(u"What the controller still holds can be read with: scan-cli readback"_qs);

@@ -320,7 +320,7 @@ bool cli::writeExports(const QStringList& exports)
     for (const QString& text : exports) {
         const QString key = text.left(text.indexOf(u'='));
         const QString path = exportPaths({text}).constFirst();
-        const bool written = ExportFormats::ofKey(key)->writer(path) == 0;
+        const bool written = ExportFormats::ofKey(key)->writer(scanData(), path) == 0;
         Terminal::note(written ? u"Written (%1): %2"_qs.arg(key, path) : u"Not written (%1): %2"_qs.arg(key, path));
         all = all && written;
     }

@@ -5,7 +5,6 @@
 #include "app/cli/Commands.h"
 #include "app/cli/PeakSearch.h"
 
-#include "core/FrontPanel.h"
 #include "core/NumberText.h"
 #include "core/ScanData.h"
 #include "datafiles/modFile.h"
@@ -59,10 +58,10 @@ void showJson(const QString& path, const std::optional<QList<cli::Peak>>& peaks)
     const ScanParameters& used = scanData().parameters;
     QJsonObject object{
         {"version", versionOf(path)},
-        {"name", frontPanel().text(FrontPanel::Field::txtFileName)},
-        {"date", frontPanel().panel(2)},
+        {"name", scanData().sample},
+        {"date", scanData().measuringDate},
         {"counterTime", used.counterTime},
-        {"comment", frontPanel().text(FrontPanel::Field::txtComment)},
+        {"comment", scanData().comment},
         {"start", used.start},
         {"stop", used.stop},
         {"step", used.step},
@@ -81,9 +80,9 @@ void showText(const QString& path, const std::optional<QList<cli::Peak>>& peaks)
     const auto line = [](const QString& name, const QString& value) {
         cli::Terminal::result(u"%1 %2"_qs.arg(name + u':', -13).arg(value).trimmed());
     };
-    line(u"Sample name"_qs, frontPanel().text(FrontPanel::Field::txtFileName));
-    line(u"Measured"_qs, frontPanel().panel(2));
-    line(u"Comment"_qs, frontPanel().text(FrontPanel::Field::txtComment));
+    line(u"Sample name"_qs, scanData().sample);
+    line(u"Measured"_qs, scanData().measuringDate);
+    line(u"Comment"_qs, scanData().comment);
     line(u"File version"_qs, versionOf(path));
     cli::Terminal::result(cli::summary());
     if (!peaks)
