@@ -2,8 +2,8 @@
 
 #pragma once
 
-/// The process-wide flags: what is connected, what runs, what is in memory. Every menu entry's state derives from them
-/// (FrontPanel::refreshEntries). Where a flag is written to a log it reads "-1" when set and "0" when clear.
+/// The process-wide flags: what is connected, what is in memory. What runs stands in core/Operation.h. Every menu entry's state derives from
+/// both (FrontPanel::refreshEntries). Where a flag is written to a log it reads "-1" when set and "0" when clear.
 struct Flags
 {
     bool log = false;               ///< application log on (command-line word "log")
@@ -21,13 +21,6 @@ struct Flags
     int scanMode = 1;             ///< 0 on-line, 1 silent
     int goniometerType = 0;       ///< 0 Guinier, 1 Theta-2-Theta
 
-    bool acquisitionRunning = false; ///< a scan run is active, or the controller was found busy at start-up
-    bool saveLocked = false;         ///< saving is barred from the start of a scan run until its counts are read back
-    bool profileRunning = false;     ///< a temperature profile is walked
-    bool ratemeterRunning = false;   ///< the ratemeter's loop may go on
-    bool utilityRunning = false;     ///< a goniometer utility waits
-    bool temperatureRunning = false; ///< a temperature entry exchanges with its controller, asks or waits
-    bool generatorRunning = false;   ///< the generator's line is used by an entry
     bool dataPresent = false;        ///< a scan is in memory
     bool dataSaved = false;          ///< the scan in memory is on disk
     bool busy = false;               ///< a file is written or read, or a plot is drawn

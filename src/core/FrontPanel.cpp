@@ -4,6 +4,7 @@
 
 #include "core/Flags.h"
 #include "core/NumberText.h"
+#include "core/Operation.h"
 
 FrontPanel& frontPanel()
 {
@@ -128,41 +129,23 @@ void FrontPanel::refreshEntries()
 {
     using enum Menu::Entry;
     const Flags& now = flags();
-    const bool running = now.acquisitionRunning || now.profileRunning;
-    const bool idle = !running && !now.ratemeterRunning && !now.utilityRunning;
     QSet<Menu::Entry> disabled;
-    const auto enable = [&disabled](Menu::Entry entry, bool enabled) {
-        if (!enabled)
+    for (const Menu::Item& item : Menu::items())
+        if (!(Operation::open(item.needs) || Operation::canBreakOff(item.entry)) || (item.device != nullptr && !(now.*item.device)))
+            disabled.insert(item.entry);
+    const auto needs = [&disabled](Menu::Entry entry, bool there) {
+        if (!there)
             disabled.insert(entry);
     };
+    needs(mnuFileOpen, !now.busy);
+    needs(mnuFileSaveAs, now.dataPresent && !now.busy);
+    needs(mnuExtrasGenerator, now.generatorRemote || now.shutterRemote);
+    needs(mnuExtrasGeneratorSwitchShutter, now.shutterRemote);
+    needs(mnuExtrasGeneratorSetPower, now.generatorRemote);
+    needs(mnuExtrasGeneratorGetStatus, now.generatorRemote);
 
-    enable(mnuFileOpen, !running && !now.busy && !now.utilityRunning);
-    enable(mnuFileSaveAs, now.dataPresent && !now.saveLocked && !now.busy && !now.profileRunning);
-    enable(mnuFileSetWorkDir, !now.profileRunning);
-    enable(mnuFileSettings, !now.profileRunning);
-
-    enable(mnuMeasStartAcquisition, !now.profileRunning && !now.ratemeterRunning && !now.utilityRunning);
-    enable(mnuMeasExecTempProfile, now.profileRunning || (idle && !now.temperatureRunning));
-
-    for (const Menu::Item& item : Menu::items())
-        if (item.device != nullptr)
-            enable(item.entry, now.*item.device);
-        else if (Menu::item(item.parent).device != nullptr)
-            // One exchange at a time on the controllers' line: an entry that runs bars the others. But the log of a cooling cryostat is
-            // stopped by the entry that started it.
-            enable(item.entry, !now.profileRunning && (!now.temperatureRunning || item.entry == mnuLTCLogCooldown));
-
-    for (Menu::Entry entry :
-         {mnuExtrasSMCGetRAMData, mnuExtrasGoniometerGoTo, mnuExtrasSMCRef, mnuExtrasSMCSetRefOffset, mnuExtrasRatemeter})
-        enable(entry, idle);
-
-    enable(mnuExtrasGenerator, now.generatorRemote || now.shutterRemote);
-    enable(mnuExtrasGeneratorSwitchShutter, now.shutterRemote);
-    enable(mnuExtrasGeneratorSetPower, now.generatorRemote && !now.profileRunning && !now.generatorRunning);
-    enable(mnuExtrasGeneratorGetStatus, now.generatorRemote && !now.generatorRunning);
-
-    m_fieldsReadOnly = running || now.utilityRunning;
-    m_nameReadOnly = now.profileRunning;
+    m_fieldsReadOnly = Operation::fieldsLocked();
+    m_nameReadOnly = Operation::anyUnattended();
     m_disabled = disabled;
     emit entriesChanged();
 }

@@ -58,7 +58,8 @@ public:
     QString entryCaption(Menu::Entry entry) const;
     void setEntryCaption(Menu::Entry entry, const QString& caption);
     bool isEntryEnabled(Menu::Entry entry) const { return !m_disabled.contains(entry); }
-    /// The one place where every menu entry's state is derived from the flags; call it after changing one. Also settles which fields can be
+    /// The one place where every menu entry's state is derived from the operations that go on and from the flags; call it after changing a
+    /// flag (an operation does it itself). Also settles which fields can be
     /// typed into.
     void refreshEntries();
     /// The four scan parameters.

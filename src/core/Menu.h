@@ -7,6 +7,18 @@
 #include <QList>
 #include <QString>
 
+/// What only one operation at a time works with.
+enum class Resource : quint8 {
+    Goniometer = 1,      ///< its controller: moves, counts, questions
+    TemperatureLine = 2, ///< the temperature controllers' line, and what they are set to
+    GeneratorLine = 4,
+    ScanInMemory = 8,  ///< its points are about to change
+    ScanToSave = 16,   ///< not to be saved yet
+    Surroundings = 32, ///< what an unattended run relies on: work directory, settings, tube power, the log of the cryostat
+};
+Q_DECLARE_FLAGS(Resources, Resource)
+Q_DECLARE_OPERATORS_FOR_FLAGS(Resources)
+
 /// The menu tree of the main window as data: names, first captions, order, groups.
 namespace Menu {
 enum class Entry {
@@ -67,6 +79,7 @@ struct Item
     const char16_t* caption;       ///< first caption; "&" marks the access key
     Entry parent;                  ///< the menu it stands in; itself for a menu of the menu bar
     bool separatorBefore;          ///< a new group begins
+    Resources needs = {};          ///< disabled while an operation holds one of these
     bool Flags::*device = nullptr; ///< the menu of a temperature controller: set while that is in use
 };
 

@@ -2,7 +2,7 @@
 
 #include "core/Prompts.h"
 
-#include "core/Flags.h"
+#include "core/Operation.h"
 
 #include <cstdio>
 
@@ -27,7 +27,7 @@ Prompts* inUse = &safePrompts;
 std::optional<Prompts::Button> Prompts::unattendedAnswer(const Message& message)
 {
     const QList<Button> buttons = buttonsOf(message.buttons);
-    if (!flags().profileRunning || !buttons.contains(message.unattended))
+    if (!Operation::anyUnattended() || !buttons.contains(message.unattended))
         return std::nullopt;
     // OK among others is a box that says nothing about unattended runs.
     return buttons.size() == 1 || message.unattended != Button::Ok ? std::optional(message.unattended) : std::nullopt;

@@ -6,11 +6,13 @@
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
 #include "core/NumberText.h"
+#include "core/Operation.h"
 #include "core/Prompts.h"
 #include "core/modTools.h"
 #include "generator/modGenerator.h"
 
 #include <cmath>
+#include <memory>
 
 using namespace Qt::StringLiterals;
 
@@ -60,36 +62,73 @@ QString countdownText(double seconds)
            NumberText::ZeroPadded(whole % 60, 2) + u" left"_s;
 }
 
-void warmUp(qint32 seconds)
+/// The tube warms up: counts by ticks, so that nothing else is held up.
+struct WarmUp
 {
-    GeneratorPower::State& now = GeneratorPower::state();
-    const QString report = now.txtMessage;
-    now.warmingUp = true;
-    const quint32 start = modTools::timeGetTime();
-    const auto showCountdown = [&now, start, seconds] {
-        now.txtMessage = countdownText(seconds - (modTools::timeGetTime() - start) / 1000.0);
+    explicit WarmUp(qint32 time) : seconds(time), report(GeneratorPower::state().txtMessage)
+    {
+        // The text window may belong to a wait for a temperature.
+        shown = !frontPanel().textDisplayOpen();
+        if (shown) {
+            frontPanel().openTextDisplay(title);
+            frontPanel().setTextDisplay(u"Waiting for "_s + NumberText::General(seconds / 60) + u" minutes..."_s);
+        }
+        GeneratorPower::state().warmingUp = true;
+        everySecond.setInterval(1000);
+        QObject::connect(&everySecond, &modTools::Timer::tick, &everySecond, [this] { show(); });
+        everySecond.setEnabled(true);
+        show();
+    }
+    ~WarmUp()
+    {
+        if (shown && frontPanel().textDisplayTitle() == title)
+            frontPanel().closeTextDisplay();
+        GeneratorPower::state().warmingUp = false;
+        GeneratorPower::state().txtMessage = report;
         changed();
-    };
-    showCountdown();
-    // The text window may belong to a wait for a temperature.
-    const bool shown = !frontPanel().textDisplayOpen();
-    if (shown) {
-        frontPanel().openTextDisplay(u"Generator Warm-Up"_s);
-        frontPanel().setTextDisplay(u"Waiting for "_s + NumberText::General(seconds / 60) + u" minutes..."_s);
+    }
+    WarmUp(const WarmUp&) = delete;
+    WarmUp& operator=(const WarmUp&) = delete;
+
+    double left() const { return seconds - (modTools::timeGetTime() - start) / 1000.0; }
+    void show() const
+    {
+        GeneratorPower::state().txtMessage = countdownText(left());
+        changed();
     }
 
-    modTools::Timer everySecond("WarmUpTimer");
-    everySecond.setInterval(1000);
-    QObject::connect(&everySecond, &modTools::Timer::tick, &everySecond, showCountdown);
-    everySecond.setEnabled(true);
-    modTools::Delay(static_cast<float>(seconds), true);
-    everySecond.setEnabled(false);
-    if (shown && frontPanel().textDisplayTitle() == u"Generator Warm-Up"_s)
-        frontPanel().closeTextDisplay();
+    const QString title = u"Generator Warm-Up"_s;
+    const quint32 start = modTools::timeGetTime();
+    const qint32 seconds;
+    const QString report;
+    bool shown = false;
+    Operation operation{Operations::warmUp};
+    modTools::Timer everySecond{"WarmUpTimer"};
+};
 
-    now.warmingUp = false;
-    now.txtMessage = report;
-    changed();
+std::unique_ptr<WarmUp>& warmUp()
+{
+    static std::unique_ptr<WarmUp> theWarmUp;
+    return theWarmUp;
+}
+
+void beginWarmUp(qint32 seconds)
+{
+    static modTools::Timer end("WarmUpEnd");
+    static const auto connection = QObject::connect(&end, &modTools::Timer::tick, &end, [] {
+        end.setEnabled(false);
+        warmUp().reset();
+    });
+    Q_UNUSED(connection)
+    const bool alone = Operation::nothingWaits(Operations::generator);
+    warmUp() = std::make_unique<WarmUp>(seconds);
+    end.setInterval(seconds * 1000);
+    end.restart();
+    if (!alone)
+        return;
+    modTools::WaitUntil([] { return !warmUp(); });
+    warmUp().reset();
+    end.setEnabled(false);
 }
 } // namespace
 
@@ -98,6 +137,12 @@ State& state()
 {
     static State theState;
     return theState;
+}
+
+void reset()
+{
+    warmUp().reset();
+    state() = State{};
 }
 
 Notifier& notifier()
@@ -146,7 +191,7 @@ bool Apply()
                          NumberText::General(qint32{actualKilovolt}) + u" kV."_s;
     changed();
     if (limits.powerSettlingTime > 0 && !flags().closing)
-        warmUp(limits.powerSettlingTime);
+        beginWarmUp(limits.powerSettlingTime);
     return true;
 }
 

@@ -16,6 +16,8 @@ struct State
     bool warmingUp = false; ///< the buttons are disabled and the settings hidden
 };
 State& state();
+/// The variables as at the start; a warm-up that counts is over.
+void reset();
 
 /// Tells the window that the state has changed, and which box wants the focus.
 class Notifier : public QObject

@@ -7,6 +7,7 @@
 #include "core/FrontPanel.h"
 #include "core/Instrument.h"
 #include "core/NumberText.h"
+#include "core/Operation.h"
 #include "core/Prompts.h"
 #include "core/modTools.h"
 #include "goniometer/modSMC.h"
@@ -118,38 +119,24 @@ void learnSentPower(qint16 milliampere, qint16 kilovolt)
     });
 }
 
-bool anythingRuns()
-{
-    const Flags& now = flags();
-    return now.acquisitionRunning || now.profileRunning || now.ratemeterRunning || now.utilityRunning || now.generatorRunning;
-}
-
-void setGeneratorRunning(bool running)
-{
-    flags().generatorRunning = running;
-    frontPanel().refreshEntries();
-}
-
 void watchIdle()
 {
     IdleWatch& watch = *idleWatch();
-    const Flags& now = flags();
-    if (now.acquisitionRunning || now.profileRunning) {
+    if (Operation::anyRun()) {
         watch.sawRun = true;
         watch.endedAt = modTools::timeGetTime();
     }
     const Configuration::Generator& power = configuration().generator;
     const quint32 delay = static_cast<quint32>(qMax(power.reducePowerOnIdleDelay, 0)) * 60000U;
-    if (!watch.sawRun || anythingRuns() || now.closing || modTools::timeGetTime() - watch.endedAt < delay)
+    if (!watch.sawRun || !Operation::free(Resource::Goniometer | Resource::GeneratorLine) || flags().closing || modTools::timeGetTime() - watch.endedAt < delay)
         return;
     if (!modCOM::GeneratorComm().isOpen())
         return;
     watch.sawRun = false;
-    setGeneratorRunning(true);
+    const Operation use(Operations::generator);
     qint16 milliampere = 0;
     qint16 kilovolt = 0;
     modGenerator::SendPower(static_cast<qint16>(power.idleCurrent), static_cast<qint16>(power.idleVoltage), &milliampere, &kilovolt);
-    setGeneratorRunning(false);
     frontPanel().setPanel(1, u"X-ray generator set to idle power"_s);
 }
 } // namespace

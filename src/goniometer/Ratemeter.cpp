@@ -3,11 +3,10 @@
 #include "goniometer/Ratemeter.h"
 
 #include "core/Flags.h"
-#include "core/FrontPanel.h"
 #include "core/NumberText.h"
+#include "core/Operation.h"
 #include "core/ScanParameters.h"
 #include "core/modTools.h"
-#include "goniometer/ControllerUse.h"
 #include "goniometer/modSMC.h"
 #include "serial/SerialChannel.h"
 #include "serial/modCOM.h"
@@ -30,13 +29,10 @@ QString rangeText(const char16_t* name)
 void begin()
 {
     State& meter = state();
-    meter.looping = true;
     meter.range = firstRange;
     meter.barMaximum = firstRange;
     meter.barValue = 0;
     meter.caption = rangeText(u"RM");
-    flags().ratemeterRunning = true;
-    frontPanel().refreshEntries();
     emit notifier().changed();
 }
 
@@ -112,12 +108,13 @@ void Evaluate(const QString& reply, double counterTime)
 
 void Run()
 {
-    if (!ControllerUse::free())
+    const Operation run(Operations::ratemeter);
+    if (!run.granted())
         return;
     begin();
     const double counterTime = scanParameters().counterTime;
     upload(counterTime);
-    while (flags().ratemeterRunning && !flags().closing) {
+    while (run.goesOn()) {
         modSMC::SMCSend(QStringLiteral("START:;"));
         modSMC::SMCSend(QStringLiteral("?C;"));
         Evaluate(modSMC::SMCReceive(modSMC::silent), counterTime);
@@ -127,20 +124,17 @@ void Run()
         modTools::DoEvents();
     }
     modSMC::SMCSend(QStringLiteral("BEEPON;"));
-    flags().ratemeterRunning = false;
-    state().looping = false;
-    frontPanel().refreshEntries();
 }
 
 void Stop()
 {
-    flags().ratemeterRunning = false;
+    if (Operation* run = Operation::running(Operations::ratemeter))
+        run->cancel();
     for (int i = 0; i < 2; ++i) {
         modTools::Delay(stopPause, true);
         modSMC::SMCSend(QStringLiteral("Q;"));
     }
     modTools::Delay(stopPause, true);
     modSMC::SMCSend(QStringLiteral("BEEPON;"));
-    frontPanel().refreshEntries();
 }
 } // namespace Ratemeter

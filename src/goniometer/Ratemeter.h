@@ -13,7 +13,6 @@ namespace Ratemeter {
 struct State
 {
     bool autoRange = true;  ///< chkAutoRange
-    bool looping = false;   ///< Run is active
     qint32 rate = 0;        ///< counts per second
     qint32 range = 10;      ///< full scale [counts per second], a power of ten
     QString text;           ///< txtValue
@@ -32,9 +31,8 @@ signals:
 };
 Notifier& notifier();
 
-/// Loads the counting program and measures until Flags::ratemeterRunning is cleared. Does nothing while it runs already or
-/// another entry uses the controller (ControllerUse). A missing
-/// reply reads as 0.
+/// Loads the counting program and measures until Stop, as Operations::ratemeter. Does nothing while another operation uses the controller.
+/// A missing reply reads as 0.
 void Run();
 /// The stop sequence of btnExit; takes about 0.6 s. Run returns after it.
 void Stop();

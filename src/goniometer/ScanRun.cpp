@@ -5,10 +5,10 @@
 #include "core/Configuration.h"
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
+#include "core/Operation.h"
 #include "core/Prompts.h"
 #include "core/ScanData.h"
 #include "core/modTools.h"
-#include "goniometer/ControllerUse.h"
 #include "goniometer/ScanParameterCheck.h"
 #include "goniometer/ScanStop.h"
 #include "goniometer/modSMC.h"
@@ -72,22 +72,17 @@ bool confirm(const QString& text, Prompts::Icon icon)
 void enterRunningState(ScanRecord& scan)
 {
     state().readBackOnAbort = false;
-    flags().acquisitionRunning = true;
-    frontPanel().setEntryCaption(Menu::Entry::mnuMeasStartAcquisition, QString::fromUtf16(Menu::abortCaption));
     frontPanel().focusFirst();
     Begin(scan);
-    flags().saveLocked = true;
-    frontPanel().refreshEntries();
 }
 
 void leaveRunningState()
 {
     EndProgress();
-    flags().acquisitionRunning = false;
-    flags().saveLocked = false;
-    frontPanel().setEntryCaption(Menu::Entry::mnuMeasStartAcquisition, QString::fromUtf16(Menu::startCaption));
+    if (Operation* run = Operation::running(Operations::scan))
+        run->cancel();
+    modSMC::state().leftOver.reset();
     frontPanel().setPanel(filePanel, QStringLiteral("Ready"));
-    frontPanel().refreshEntries();
 }
 
 /// Points of zero take the place of the scan in memory, and none is present.
@@ -109,10 +104,10 @@ void tellNotStarted()
                 Prompts::Icon::Exclamation);
 }
 
-void measure(const ScanRecord& scan)
+void measure(const Operation& run, const ScanRecord& scan)
 {
     Options options;
-    options.goOn = [] { return flags().acquisitionRunning; };
+    options.goOn = [&run] { return !run.isCancelled(); };
     bool started = false;
     options.started = [&started, &scan] {
         forgetScan(scan, 1);
@@ -130,7 +125,7 @@ void measure(const ScanRecord& scan)
 /// The scan to be measured; nothing when it may not be, or the operator does not want it.
 std::optional<ScanRecord> askedFor()
 {
-    const ControllerUse use;
+    const Operation use(Operations::utility);
     if (!use.granted()) {
         showMessage(startTitle, notReady);
         return std::nullopt;
@@ -153,10 +148,9 @@ void startRun()
     state().asking = false;
     if (!scan)
         return;
+    const Operation run(Operations::scan);
     enterRunningState(*scan);
-    state().measuring = true;
-    measure(*scan);
-    state().measuring = false;
+    measure(run, *scan);
     state().stopping.reset();
     leaveRunningState();
 }
@@ -177,10 +171,10 @@ void abortRun()
     End();
     if (confirm(QStringLiteral("Do you want read scan data anyway?"), Prompts::Icon::Question))
         state().readBackOnAbort = ReadBack();
-    else if (!state().measuring)
+    else if (modSMC::state().leftOver)
         awaitStop();
     state().asking = false;
-    if (!state().measuring)
+    if (modSMC::state().leftOver)
         state().stopping.reset();
     leaveRunningState();
 }
@@ -190,13 +184,13 @@ double linePatience()
 {
     if (state().stopping)
         return 0;
-    return flags().profileRunning ? longestLineWait : flags().acquisitionRunning ? shortLineWait : 0;
+    return Operation::anyUnattended() ? longestLineWait : Operation::anyRun() ? shortLineWait : 0;
 }
 
 /// Whether the controller is idle, before its counts are read.
-bool awaitReady(const modSMC::AbortWatch& watch)
+bool awaitReady(const Operation::Watch& watch)
 {
-    const bool run = flags().acquisitionRunning || flags().profileRunning;
+    const bool run = Operation::anyRun();
     const auto goOn = [&watch] { return !watch.brokenOff(); };
     for (int tries = run ? readyTries : 1; tries > 0 && goOn();) {
         modSMC::AwaitLine(linePatience(), goOn);
@@ -247,7 +241,7 @@ void Start()
 {
     if (state().asking)
         return;
-    if (flags().acquisitionRunning)
+    if (Operation::isRunning(Operations::scan))
         abortRun();
     else
         startRun();
@@ -278,7 +272,7 @@ void End()
 bool ReadBack()
 {
     // An abort inside the box of the check has read the counts itself, or was told not to.
-    const modSMC::AbortWatch watch;
+    const Operation::Watch watch;
     const ScanRecord scan = PanelScan();
     if (watch.brokenOff() || !ReadIntoMemory(scan).taken())
         return false;
@@ -290,7 +284,7 @@ bool ReadBack()
 Reading ReadBack(const ScanRecord& scan, const std::function<void()>& begins)
 {
     using Outcome = Reading::Outcome;
-    const modSMC::AbortWatch watch;
+    const Operation::Watch watch;
     const bool ready = awaitReady(watch);
     if (watch.brokenOff())
         return {Outcome::BrokenOff, -1, scan};
@@ -342,7 +336,8 @@ Reading ReadIntoMemory(const ScanRecord& scan)
         modSMC::state().maximumCount = reading.scan.maximum;
         scanData().take(reading.scan);
         flags().dataPresent = true;
-        flags().saveLocked = false;
+        if (Operation* run = Operation::running(Operations::scan))
+            run->release(Resource::ScanToSave);
     }
     frontPanel().refreshEntries();
     frontPanel().setPointer(FrontPanel::Pointer::Default);

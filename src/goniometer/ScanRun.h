@@ -28,7 +28,6 @@ struct State
 {
     bool asking = false;                 ///< a start is being prepared or an abort is under way; another click is passed over
     bool readBackOnAbort = false;        ///< the counts of the running scan were read back by its abort
-    bool measuring = false;              ///< Start has not returned: an aborted scan too, until the controller stands still
     bool stoppedByHand = false;          ///< "STOP Motion" was chosen since the counting program was sent
     std::optional<Stopping> stopping;    ///< an abort has sent "Q;" since the scan began
     std::optional<double> axis1Position; ///< where axis 1 was last sent or seen [deg], for the time of the positioning move
@@ -42,8 +41,8 @@ struct State
 State& state();
 
 /// The click of mnuMeasStartAcquisition: starts a run and returns when it has ended, or, while one is active, asks whether to abort it. The
-/// abort runs inside the waits of the start; they share nothing but Flags::acquisitionRunning. Nothing starts inside another entry's use of
-/// the controller (ControllerUse). A scan whose start could not be confirmed is said to be so in a box, and nothing is read: counts of an
+/// abort runs inside the waits of the start; they share nothing but the operation. Nothing starts inside another operation that
+/// uses the controller. A scan whose start could not be confirmed is said to be so in a box, and nothing is read: counts of an
 /// earlier scan never pass for it.
 void Start();
 

@@ -7,9 +7,9 @@
 #include "core/FrontPanel.h"
 #include "core/Instrument.h"
 #include "core/NumberText.h"
+#include "core/Operation.h"
 #include "core/Prompts.h"
 #include "core/modTools.h"
-#include "goniometer/ControllerUse.h"
 #include "goniometer/ScanRun.h"
 #include "goniometer/modSMC.h"
 
@@ -19,7 +19,7 @@ namespace GoniometerUtilities {
 namespace {
 const QString lineEnd = QStringLiteral("\r\n");
 
-bool refused(const ControllerUse& use, const QString& title)
+bool refused(const Operation& use, const QString& title)
 {
     if (use.granted() && modSMC::SMCIsReady())
         return false;
@@ -77,7 +77,7 @@ QString axisBlock(qint16 axis)
 
 void SearchReference()
 {
-    const ControllerUse use;
+    const Operation use(Operations::utility);
     if (refused(use, QStringLiteral("Search reference position")))
         return;
     modSMC::SMCSend(QStringLiteral("REF;"));
@@ -86,7 +86,7 @@ void SearchReference()
 
 void SetReferenceOffset()
 {
-    const ControllerUse use;
+    const Operation use(Operations::utility);
     const QString title = QStringLiteral("Set REF offset");
     if (refused(use, title))
         return;
@@ -113,7 +113,7 @@ void SetReferenceOffset()
 
 void GoTo()
 {
-    const ControllerUse use;
+    const Operation use(Operations::utility);
     if (refused(use, QStringLiteral("Goniometer GoTo")))
         return;
     const qint16 axis = selectAxis(QString());
@@ -142,7 +142,7 @@ void GoTo()
 void Stop()
 {
     // Whoever stops everything does not want to wait for a temperature either. A profile has its own question.
-    if (flags().temperatureRunning && !flags().profileRunning)
+    if (Operation::isRunning(Operations::temperature))
         flags().abort = true;
     modSMC::SMCSend(QStringLiteral("Q;"));
     ScanRun::state().axis1Position.reset();
@@ -151,7 +151,7 @@ void Stop()
 
 void GetRAMData()
 {
-    const ControllerUse use;
+    const Operation use(Operations::utility);
     if (!use.granted() && !flags().closing)
         showMessage(QStringLiteral("Get RAM data"), QStringLiteral("SMC not ready..."));
     else
@@ -160,7 +160,7 @@ void GetRAMData()
 
 void ShowStatus()
 {
-    const ControllerUse use;
+    const Operation use(Operations::utility);
     const Configuration::Line& line = configuration().smc;
     const qint16 axes = modSMC::state().numberOfAxes;
     QString text = QStringLiteral("number of axes: ") + NumberText::General(qint32{axes}) + lineEnd + QStringLiteral("firmware version: ") +

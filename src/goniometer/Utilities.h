@@ -3,7 +3,7 @@
 #pragma once
 
 /// The entries of the SMC menu. All but the stop and the status display are refused with "SMC not ready..." while the controller works.
-/// None starts inside a scan, a profile, the ratemeter or another of them (ControllerUse).
+/// None starts inside a scan, a profile, the ratemeter or another of them (core/Operation.h).
 namespace GoniometerUtilities {
 /// mnuExtrasSMCRef: starts the reference search; nothing is awaited.
 void SearchReference();

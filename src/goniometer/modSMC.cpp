@@ -9,6 +9,7 @@
 #include "core/NumberText.h"
 #include "core/Prompts.h"
 #include "core/modTools.h"
+#include "serial/Exchange.h"
 #include "serial/SerialChannel.h"
 #include "serial/modCOM.h"
 
@@ -70,7 +71,7 @@ QString firstAnswer(const QString& transfer)
 }
 
 /// A transfer that was cut by a pause goes on: what comes until the controller falls silent belongs to it.
-void joinRest(QString& transfer, const AbortWatch& watch)
+void joinRest(QString& transfer, const Operation::Watch& watch)
 {
     const quint32 start = modTools::timeGetTime();
     while (!transfer.isEmpty() && !hasClosingLine(transfer) && !watch.brokenOff() && modTools::timeGetTime() - start < longestRest) {
@@ -84,18 +85,14 @@ void joinRest(QString& transfer, const AbortWatch& watch)
 /// An abort inside the pause after the command has taken the reply, or the controller will give none: there is nothing to wait for then.
 QString query(const QString& command, qint16 messageSwitch = reportTimeout, bool transfer = false)
 {
-    if (state().transferring)
+    if (Exchange::isBarred(modCOM::MCComm()))
         return {};
-    const AbortWatch watch;
-    const bool before = state().querying;
-    state().querying = true;
-    state().transferring = transfer;
+    const Operation::Watch watch;
+    const Exchange exchange(modCOM::MCComm(), transfer);
     send(command, true);
     QString reply = watch.brokenOff() ? QString() : SMCReceive(messageSwitch);
     if (transfer)
         joinRest(reply, watch);
-    state().querying = before;
-    state().transferring = false;
     return reply;
 }
 
@@ -154,7 +151,7 @@ bool continueAnyway(qint32 received)
 }
 
 /// The reply to "?CNT;", asked for again while it is not whole.
-QString transferCounts(const AbortWatch& watch, double linePatience)
+QString transferCounts(const Operation::Watch& watch, double linePatience)
 {
     for (int tries = 1;; ++tries) {
         const QString reply = query(QStringLiteral("?CNT;"), tries < transferTries ? silent : reportTimeout, true);
@@ -223,7 +220,7 @@ State& state()
 
 bool SMCSend(const QString& command)
 {
-    return send(command, !state().querying && !state().transferring);
+    return send(command, !Exchange::underWay(modCOM::MCComm()));
 }
 
 bool AwaitLine(double patience, const std::function<bool()>& goOn)
@@ -239,8 +236,7 @@ bool AwaitLine(double patience, const std::function<bool()>& goOn)
 
 void AbandonQuery()
 {
-    state().querying = false;
-    state().transferring = false;
+    Exchange::abandon(modCOM::MCComm());
 }
 
 QString SMCReceive(qint16 messageSwitch)
@@ -283,9 +279,8 @@ qint16 SMCCheck()
     if (SMCIsReady()) {
         reply = query(QStringLiteral("?V;"));
     } else {
-        flags().acquisitionRunning = true;
-        frontPanel().setEntryCaption(Menu::Entry::mnuMeasStartAcquisition, QString::fromUtf16(Menu::abortCaption));
-        frontPanel().refreshEntries();
+        state().leftOver = std::make_unique<Operation>(Operations::scan);
+        state().leftOver->release(Resource::ScanToSave);
     }
     state().firmwareText = withoutLineEnds(reply);
     return axes;
@@ -348,7 +343,7 @@ Transfer SMCReadScanData(ScanRecord& scan, double linePatience)
 {
     if (disabled())
         return {0, 0};
-    const AbortWatch watch;
+    const Operation::Watch watch;
     const QString reply = transferCounts(watch, linePatience);
     if (watch.brokenOff())
         return {};

@@ -2,12 +2,13 @@
 
 #pragma once
 
-#include "core/Flags.h"
+#include "core/Operation.h"
 #include "core/ScanRecord.h"
 
 #include <QString>
 
 #include <functional>
+#include <memory>
 #include <optional>
 
 /// The goniometer controller's command protocol: plain text over the line MCComm. A command is a mnemonic that ends with ";"; a
@@ -20,9 +21,8 @@ struct State
 {
     qint16 numberOfAxes = 0;   ///< result of SMCCheck, stored by start-up
     QString firmwareText;      ///< version reply without line breaks; "n.a." after an ignored presence check
+    std::unique_ptr<Operation> leftOver; ///< a program that was running when the program was started; broken off as a scan is
     qint32 maximumCount = 0;   ///< largest count of the last read-back, -1 when the operator refused it
-    bool querying = false;     ///< a query and its reply are under way: what is sent meanwhile leaves the received text alone
-    bool transferring = false; ///< the counts are being read: other queries give an empty reply at once, so that no count is lost to them
 };
 State& state();
 
@@ -34,22 +34,6 @@ inline constexpr qint16 disabledStatus = 129;
 /// Arguments of SMCReceive.
 inline constexpr qint16 reportTimeout = 0; ///< a silent controller is reported: "SMC does not respond..."
 inline constexpr qint16 silent = 1;        ///< a silent controller gives an empty reply and nothing else
-
-/// Tells whether the run that was active at its construction has been broken off since: the scan by its abort, a temperature profile by the
-/// abort flag, everything by the end of the program.
-class AbortWatch
-{
-public:
-    bool brokenOff() const
-    {
-        return flags().closing || (m_scan && !flags().acquisitionRunning) || (m_profile && !m_abort && flags().abort);
-    }
-
-private:
-    bool m_scan = flags().acquisitionRunning;
-    bool m_profile = flags().profileRunning;
-    bool m_abort = flags().abort;
-};
 
 /// Sends one command: CR LF, then the command, in one write, then a pause of the line's TxDelay in which the window stays live. False when
 /// the line did not take it (down, or its output is full): the controller will never see it. True in the simulation state.
@@ -65,7 +49,7 @@ QString SMCReceive(qint16 messageSwitch);
 
 /// Presence check at start-up: the number of axes, the ":" of the reply to "?S;". Without any it shows the box "SMC Check": Abort ends the
 /// program, Retry asks again, Ignore returns 0, which means that there is no controller. Otherwise stores the firmware text; a controller
-/// that still runs a program sets Flags::acquisitionRunning and turns the start entry into "Abort Data Acquisition".
+/// that still runs a program is an operation of its own (State::leftOver) and turns the start entry into "Abort Data Acquisition".
 qint16 SMCCheck();
 
 /// True when axis 1 is idle, and always in the simulation state.

@@ -67,11 +67,9 @@ bool stopController()
 
 bool stopLeftOver(const ProfileRun::Options& options)
 {
-    if (ScanRun::state().measuring || !options.resume.value_or(false) || !ProfileRun::BrokenOffAfter() || !stopController())
+    if (!modSMC::state().leftOver || !options.resume.value_or(false) || !ProfileRun::BrokenOffAfter() || !stopController())
         return false;
-    flags().acquisitionRunning = false;
-    frontPanel().setEntryCaption(Menu::Entry::mnuMeasStartAcquisition, QString::fromUtf16(Menu::startCaption));
-    frontPanel().refreshEntries();
+    modSMC::state().leftOver.reset();
     modTools::WriteLog(false, u"Temperature profile: the scan left over by the run before was stopped."_s);
     return true;
 }

@@ -4,8 +4,8 @@
 
 #include "core/Configuration.h"
 #include "core/FrontPanel.h"
+#include "core/Operation.h"
 #include "core/modTools.h"
-#include "goniometer/ControllerUse.h"
 #include "goniometer/ScanParameterCheck.h"
 #include "goniometer/modSMC.h"
 #include "profile/ProfileReport.h"
@@ -84,8 +84,6 @@ bool lineIsThere(const SerialChannel& line)
 } // namespace ProfileRun::Parts
 
 namespace {
-const QString idleCaption = u"Execute &Temperature Profile..."_s;
-const QString runningCaption = u"Abort Execution of &Temperature Profile..."_s;
 
 /// One temperature, from the setpoint to the saved file.
 void measure()
@@ -167,16 +165,16 @@ void abortQuestion()
 }
 
 /// Claims the goniometer controller for the questions. False when it works, for whomever.
-bool controllerIsFree(std::optional<ControllerUse>& use, const ProfileRun::Options& options)
+bool controllerIsFree(std::optional<Operation>& use, const ProfileRun::Options& options)
 {
     if (use->granted() && modSMC::SMCIsReady())
         return true;
-    if (!use->granted() && !flags().acquisitionRunning)
+    if (!use->granted() && !Operation::isRunning(Operations::scan))
         return false;
     if (!stopLeftOver(options))
         return false;
     if (!use->granted())
-        use.emplace();
+        use.emplace(Operations::utility);
     return use->granted();
 }
 
@@ -194,7 +192,7 @@ bool nameIsGiven()
 }
 
 /// The questions before the editor; false stops.
-bool mayStart(std::optional<ControllerUse>& use, const ProfileRun::Options& options)
+bool mayStart(std::optional<Operation>& use, const ProfileRun::Options& options)
 {
     if (flags().generatorRemote && flags().idlePower)
         showMessage(u"X-Ray generator"_s, u"X-Ray Generator seems to be at idle power."_s + u"\r\n"_s + u"Please adjust power settings."_s,
@@ -215,7 +213,7 @@ std::optional<qsizetype> prepare(const ProfileRun::Options& options)
     const Asking asking;
     if (!asking.first())
         return std::nullopt;
-    std::optional<ControllerUse> use(std::in_place);
+    std::optional<Operation> use(std::in_place, Operations::utility);
     if (!mayStart(use, options))
         return std::nullopt;
     ScanParameterCheck::CheckScanParameters(); // the editor reckons with what the fields say
@@ -243,23 +241,21 @@ class Running
 public:
     Running()
     {
-        frontPanel().setEntryCaption(Menu::Entry::mnuMeasExecTempProfile, runningCaption);
         flags().abort = false;
-        flags().profileRunning = true;
-        frontPanel().refreshEntries();
     }
     ~Running()
     {
         flags().abort = false;
-        flags().profileRunning = false;
         ProfileRun::state().current = -1;
-        frontPanel().setEntryCaption(Menu::Entry::mnuMeasExecTempProfile, idleCaption);
         frontPanel().setPanel(1, u"Ready"_s);
-        frontPanel().refreshEntries();
+        m_operation.reset();
         emit ProfileRun::notifier().changed();
     }
     Running(const Running&) = delete;
     Running& operator=(const Running&) = delete;
+
+private:
+    std::optional<Operation> m_operation{std::in_place, Operations::profile};
 };
 
 void begin(qsizetype first)
@@ -336,7 +332,7 @@ QString phaseText(Phase phase)
 
 bool Execute(const Options& options)
 {
-    if (flags().profileRunning) {
+    if (Operation::isRunning(Operations::profile)) {
         abortQuestion();
         return false;
     }

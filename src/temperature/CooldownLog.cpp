@@ -6,8 +6,10 @@
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
 #include "core/NumberText.h"
+#include "core/Operation.h"
 #include "core/Prompts.h"
 #include "core/modTools.h"
+#include "serial/Exchange.h"
 #include "serial/modCOM.h"
 #include "temperature/SteadyState.h"
 #include "temperature/modLTC.h"
@@ -79,9 +81,7 @@ void showError(const ProgramError& error)
 /// The wait ends as soon as nothing runs that a box would hold up: the box stays open until somebody comes.
 bool somethingRuns()
 {
-    const Flags& now = flags();
-    return now.acquisitionRunning || now.profileRunning || now.ratemeterRunning || now.utilityRunning || now.temperatureRunning ||
-           now.generatorRunning || now.busy || state().reading;
+    return !Operation::all().isEmpty() || flags().busy || state().reading;
 }
 
 void report()
@@ -179,15 +179,14 @@ void takeReadingOfWait(const SteadyState::Reading& wait)
 
 void tick()
 {
-    const Flags& now = flags();
     timers().soon.setEnabled(false);
-    if (!state().running || state().reading || now.closing)
+    if (!state().running || state().reading || flags().closing)
         return;
     if (const std::optional<SteadyState::Reading>& wait = SteadyState::underWay(); wait && wait->unit == u"K"_s) {
         takeReadingOfWait(*wait);
         return;
     }
-    if (now.profileRunning || now.temperatureRunning || modTC::state().busy)
+    if (!Operation::free(Resource::TemperatureLine) || Exchange::underWay(modCOM::TCComm()))
         return;
     if (modCOM::smcReception().waiting)
         timers().soon.setEnabled(true);
@@ -281,7 +280,7 @@ void Stop()
     timers().soon.setEnabled(false);
     write({});
     modTools::WriteLog(false, u"LogCooldown() stopped"_s);
-    if (!flags().temperatureRunning && !flags().profileRunning)
+    if (Operation::free(Resource::TemperatureLine))
         frontPanel().setPanel(3, {});
     showState();
 }

@@ -6,16 +6,23 @@
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
 #include "core/NumberText.h"
+#include "core/Operation.h"
 #include "core/modTools.h"
+#include "serial/Exchange.h"
+#include "serial/modCOM.h"
 
 #include <cmath>
 #include <limits>
+#include <memory>
+#include <optional>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 constexpr quint32 shortestRound = 100; // ms
 constexpr float failedRound = 0.25F;   // s
+constexpr int besideInterval = 1000;   // ms
 
 bool& interrupted()
 {
@@ -59,6 +66,152 @@ QString displayText(const SteadyState::Wait& wait, const SteadyState::Thresholds
     lines += QString();
     lines += u"Elapsed time        :"_s + NumberText::Fixed(elapsed, 0) + u" sec"_s;
     return lines.join(u"\r\n"_s) + u"\r\n"_s;
+}
+
+/// One wait: its readings, what it shows, and when it is over.
+class Session
+{
+public:
+    explicit Session(const SteadyState::Wait& what) : wait(what), m_statistics(lastStatistics())
+    {
+        m_statistics = SteadyState::Statistics(m_target, m_limits);
+        FrontPanel& panel = frontPanel();
+        m_button = QObject::connect(&panel, &FrontPanel::textDisplayButton, &panel, [this] {
+            m_taken = m_taken || frontPanel().textDisplayButtonCaption() == u"&Take it"_s;
+        });
+        panel.setTextDisplay({});
+        panel.openTextDisplay(wait.title, u"&Take it"_s);
+    }
+    ~Session()
+    {
+        readingUnderWay().reset();
+        QObject::disconnect(m_button);
+        frontPanel().setPanel(3, {});
+        frontPanel().closeTextDisplay();
+    }
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+
+    /// Steady from the beginning needs no reading.
+    bool over() const { return m_result.has_value() || (!reading && m_statistics.isSteady()); }
+    SteadyState::Result result() const { return m_result.value_or(SteadyState::Settled); }
+    void announce() const { frontPanel().setPanel(3, wait.activity); }
+    /// A reading, and what follows from it.
+    void round()
+    {
+        const quint32 asked = modTools::timeGetTime();
+        reading = true;
+        const float temperature = wait.temperature();
+        reading = false;
+        readingUnderWay() = SteadyState::Reading{temperature, wait.setpoint, wait.unit};
+        take(temperature);
+        // A line that is down answers at once: keep the rhythm of a reading all the same.
+        if (temperature < 0 && modTools::timeGetTime() - asked < shortestRound)
+            modTools::Delay(failedRound, true);
+        frontPanel().setTextDisplay(displayText(wait, m_limits, m_statistics, temperature, secondsSince(m_start)));
+        m_result = verdict();
+        emit SteadyState::notifier().readingEnded();
+    }
+
+    const SteadyState::Wait wait;
+    bool beside = false;                  ///< goes on by ticks, beside whatever waits
+    bool reading = false;                 ///< within a reading
+    qint64 loops = 0;                     ///< rounds of the loop that waits for it
+    std::unique_ptr<Operation> operation; ///< of one that goes on by ticks
+
+private:
+    static double secondsSince(quint32 moment) { return (modTools::timeGetTime() - moment) / 1000.0; }
+    static bool passed(double limit, quint32 since) { return limit > 0 && modTools::timeGetTime() - since > limit * 1000; }
+
+    void take(float temperature)
+    {
+        if (temperature < 0)
+            return;
+        m_statistics.add(temperature);
+        m_lastReading = modTools::timeGetTime();
+        if (std::abs(temperature - m_target) >= m_nearest)
+            return;
+        m_nearest = std::abs(temperature - m_target);
+        m_lastNearer = m_lastReading;
+    }
+    std::optional<SteadyState::Result> verdict() const
+    {
+        if (m_taken)
+            return SteadyState::Taken;
+        if (flags().abort || flags().closing)
+            return SteadyState::Aborted;
+        if (interrupted())
+            return SteadyState::Interrupted;
+        if (passed(wait.silenceLimit, m_lastReading))
+            return SteadyState::Silent;
+        if (passed(wait.stallLimit, m_lastNearer))
+            return SteadyState::Stalled;
+        return std::nullopt;
+    }
+
+    const SteadyState::Thresholds m_limits = SteadyState::thresholds();
+    const float m_target = wait.target.value_or(wait.setpoint);
+    SteadyState::Statistics& m_statistics;
+    const quint32 m_start = modTools::timeGetTime();
+    quint32 m_lastReading = m_start;
+    quint32 m_lastNearer = m_start;
+    float m_nearest = std::numeric_limits<float>::max();
+    bool m_taken = false;
+    std::optional<SteadyState::Result> m_result;
+    QMetaObject::Connection m_button;
+};
+
+std::unique_ptr<Session>& session()
+{
+    static std::unique_ptr<Session> theSession;
+    return theSession;
+}
+
+SteadyState::Result end()
+{
+    const SteadyState::Result result = session()->result();
+    session().reset();
+    return result;
+}
+
+void tick();
+
+modTools::Timer& ticker()
+{
+    static modTools::Timer timer("SteadyStateBeside");
+    static const bool connected = [] {
+        timer.setInterval(besideInterval);
+        QObject::connect(&timer, &modTools::Timer::tick, &timer, tick);
+        return true;
+    }();
+    Q_UNUSED(connected)
+    return timer;
+}
+
+/// A wait whose loop stands still, or that has none, goes on from here.
+void tick()
+{
+    static qint64 seen = -1;
+    if (!session() || flags().closing) {
+        ticker().setEnabled(false);
+        // Nobody waits for one that goes on by ticks.
+        if (session() && session()->beside)
+            end();
+        return;
+    }
+    const bool still = session()->beside || std::exchange(seen, session()->loops) == session()->loops;
+    if (!still || session()->reading || session()->over() || Exchange::underWay(modCOM::TCComm()))
+        return;
+    session()->round();
+    if (!session()->over()) {
+        frontPanel().setPanel(3, u"The temperature is not steady yet ("_s + two(readingUnderWay() ? readingUnderWay()->temperature : -1.0F) + u" "_s + session()->wait.unit + u")"_s);
+        return;
+    }
+    if (!session()->beside)
+        return; // its loop ends it
+    ticker().setEnabled(false);
+    flags().abort = false;
+    end();
 }
 } // namespace
 
@@ -117,64 +270,53 @@ void Interrupt()
 Result Run(const Wait& wait)
 {
     interrupted() = false;
-    const Thresholds limits = thresholds();
-    const float target = wait.target.value_or(wait.setpoint);
-    Statistics& statistics = lastStatistics();
-    statistics = Statistics(target, limits);
-    const quint32 start = modTools::timeGetTime();
-    quint32 lastReading = start;
-    quint32 lastNearer = start;
-    float nearest = std::numeric_limits<float>::max();
-
-    bool taken = false;
-    FrontPanel& panel = frontPanel();
-    const auto button = QObject::connect(&panel, &FrontPanel::textDisplayButton, &panel,
-                                         [&taken] { taken = taken || frontPanel().textDisplayButtonCaption() == u"&Take it"_s; });
-    panel.setTextDisplay({});
-    panel.openTextDisplay(wait.title, u"&Take it"_s);
-
-    Result result = Settled;
-    while (!statistics.isSteady()) {
-        // Before the events, so that it is seen: the reading shows a text of its own.
-        panel.setPanel(3, wait.activity);
-        modTools::DoEvents();
-        const quint32 asked = modTools::timeGetTime();
-        const float temperature = wait.temperature();
-        readingUnderWay() = Reading{temperature, wait.setpoint, wait.unit};
-        if (temperature >= 0) {
-            statistics.add(temperature);
-            lastReading = modTools::timeGetTime();
-        }
-        if (temperature >= 0 && std::abs(temperature - target) < nearest) {
-            nearest = std::abs(temperature - target);
-            lastNearer = lastReading;
-        }
-        // A line that is down answers at once: keep the rhythm of a reading all the same.
-        if (temperature < 0 && modTools::timeGetTime() - asked < shortestRound)
-            modTools::Delay(failedRound, true);
-        const double elapsed = (modTools::timeGetTime() - start) / 1000.0;
-        panel.setTextDisplay(displayText(wait, limits, statistics, temperature, elapsed));
-        if (taken || flags().abort || flags().closing) {
-            result = taken ? Taken : Aborted;
-            break;
-        }
-        if (interrupted()) {
-            result = Interrupted;
-            break;
-        }
-        if (wait.silenceLimit > 0 && modTools::timeGetTime() - lastReading > wait.silenceLimit * 1000) {
-            result = Silent;
-            break;
-        }
-        if (wait.stallLimit > 0 && modTools::timeGetTime() - lastNearer > wait.stallLimit * 1000) {
-            result = Stalled;
-            break;
-        }
+    session() = std::make_unique<Session>(wait);
+    // Chosen by hand while something else waits below: it must not be held up.
+    if (Operation::isRunning(Operations::temperature) && !Operation::nothingWaits(Operations::temperature)) {
+        session()->beside = true;
+        ticker().setEnabled(true);
+        return GoesOn;
     }
+    // Something else may begin within this loop, and last: the readings go on by ticks then.
+    ticker().setEnabled(Operation::isRunning(Operations::temperature));
+    while (!session()->over()) {
+        session()->announce();
+        modTools::DoEvents();
+        if (!session()->over())
+            session()->round();
+        ++session()->loops;
+    }
+    return end();
+}
+
+bool goesOnByTicks()
+{
+    return session() && session()->beside;
+}
+
+void carry(std::unique_ptr<Operation> operation)
+{
+    if (goesOnByTicks())
+        session()->operation = std::move(operation);
+}
+
+bool isReading()
+{
+    return session() && session()->reading;
+}
+
+Notifier& notifier()
+{
+    static Notifier theNotifier;
+    return theNotifier;
+}
+
+void reset()
+{
+    ticker().setEnabled(false);
+    session().reset();
+    lastStatistics() = Statistics(0, Thresholds{});
     readingUnderWay().reset();
-    QObject::disconnect(button);
-    panel.setPanel(3, {});
-    panel.closeTextDisplay();
-    return result;
+    interrupted() = false;
 }
 } // namespace SteadyState

@@ -2,15 +2,19 @@
 
 #pragma once
 
+#include "core/Operation.h"
+
+#include <QObject>
 #include <QString>
 
 #include <functional>
+#include <memory>
 #include <optional>
 
 /// The wait for a steady temperature: statistics of the readings near the setpoint, all in single precision and in a fixed order, a live
 /// text, and a button that accepts what is there.
 namespace SteadyState {
-enum Result : qint16 { Settled = 0, Taken = 1, Aborted = 2, Silent = 3, Stalled = 4, Interrupted = 5 };
+enum Result : qint16 { Settled = 0, Taken = 1, Aborted = 2, Silent = 3, Stalled = 4, Interrupted = 5, GoesOn = 6 };
 
 /// When a temperature counts as reached. Singles, although the keys of scan.ini are doubles: only then does a scatter that is shown as
 /// equal to its limit end the wait.
@@ -67,7 +71,29 @@ struct Wait
 
 /// Runs until steady, until "&Take it" is pressed, until the abort flag is set or the program closes, or until nothing was read for the
 /// silence limit, or came no nearer for the stall limit. A failed reading is not accepted, and the wait goes on.
+///
+/// A wait that is chosen by hand holds nothing else up. While something else waits below (a scan), Run returns at once (GoesOn), and the
+/// wait goes on by ticks: same window, same texts. When something begins within its loop and lasts, its readings go on by ticks meanwhile,
+/// and panel 3 says that the temperature is not steady yet.
 Result Run(const Wait& wait);
+/// A wait goes on that nobody waits for.
+bool goesOnByTicks();
+/// Such a wait takes the entry's operation over and holds it to its end; otherwise the operation ends here.
+void carry(std::unique_ptr<Operation> operation);
+/// A wait is within a reading: what lasts must not begin inside it, because the reading would stand still.
+bool isReading();
+/// Nothing waits, and nothing was read.
+void reset();
+
+class Notifier : public QObject
+{
+    Q_OBJECT
+
+signals:
+    void readingEnded();
+};
+Notifier& notifier();
+
 /// The wait that runs ends after its present reading: there is something to do first. Without one nothing happens.
 void Interrupt();
 

@@ -7,6 +7,7 @@
 #include "core/FrontPanel.h"
 #include "core/Instrument.h"
 #include "core/NumberText.h"
+#include "core/Operation.h"
 #include "core/Prompts.h"
 #include "core/modTools.h"
 #include "serial/modCOM.h"
@@ -15,6 +16,8 @@
 #include "temperature/modTC.h"
 
 #include <algorithm>
+#include <memory>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -163,6 +166,53 @@ bool askSetpoint(const QString& prompt, double* setpoint)
         return false;
     const Configuration::HTC& htc = configuration().htc;
     return modTC::AskSetpoint(prompt, whole(block.setpoint), {double(htc.tMin), double(htc.tMax), unit}, setpoint);
+}
+/// The time that a sample takes to follow the laser, counted by ticks so that nothing else is held up.
+struct Stabilization
+{
+    Stabilization()
+    {
+        second.setInterval(1000);
+        QObject::connect(&second, &modTools::Timer::tick, &second, [this] {
+            --left;
+            if (!over())
+                show();
+            else if (beside)
+                end();
+        });
+    }
+
+    void begin(int seconds)
+    {
+        left = seconds;
+        beside = false;
+        second.restart();
+        if (!over())
+            show();
+    }
+    bool over() const { return left <= 0 || flags().abort || flags().closing; }
+    void show() const { modTC::Show(u"Temperature stabilization delay: "_s + NumberText::General(qint32{left}) + u" seconds..."_s); }
+    qint16 end()
+    {
+        second.setEnabled(false);
+        modTC::Show({});
+        const bool aborted = flags().abort || flags().closing;
+        if (std::exchange(beside, false))
+            flags().abort = false;
+        operation.reset();
+        return aborted ? SteadyState::Aborted : SteadyState::Settled;
+    }
+
+    modTools::Timer second{"Stabilization"};
+    int left = 0;
+    bool beside = false;                  ///< goes on by ticks, and nobody waits for it
+    std::unique_ptr<Operation> operation; ///< of one that does
+};
+
+Stabilization& stabilization()
+{
+    static Stabilization theWait;
+    return theWait;
 }
 } // namespace
 
@@ -364,12 +414,33 @@ qint16 HTCWaitUntilThere(double setpoint, double silenceLimit, double stallLimit
 qint16 HTC_LaserWaitUntilThere(int seconds)
 {
     modTools::WriteLog(false, u"HTC_LaserWaitUntilThere("_s + NumberText::General(qint32{seconds}) + u")"_s);
-    for (int left = seconds; left > 0 && !flags().abort && !flags().closing; --left) {
-        modTC::Show(u"Temperature stabilization delay: "_s + NumberText::General(qint32{left}) + u" seconds..."_s);
-        modTools::Delay(1.0F, true);
+    Stabilization& wait = stabilization();
+    wait.begin(seconds);
+    if (Operation::isRunning(Operations::temperature) && !Operation::nothingWaits(Operations::temperature)) {
+        wait.beside = true;
+        return SteadyState::GoesOn;
     }
-    modTC::Show({});
-    return flags().abort || flags().closing ? SteadyState::Aborted : SteadyState::Settled;
+    modTools::WaitUntil([&wait] { return wait.over(); });
+    return wait.end();
+}
+
+void reset()
+{
+    modHTC::state() = State{};
+    stabilization().second.setEnabled(false);
+    stabilization().beside = false;
+    stabilization().operation.reset();
+}
+
+bool stabilizesByTicks()
+{
+    return stabilization().beside;
+}
+
+void carryStabilization(std::unique_ptr<Operation> operation)
+{
+    if (stabilization().beside)
+        stabilization().operation = std::move(operation);
 }
 
 void mnuHTCQueryTemperature()

@@ -2,9 +2,12 @@
 
 #pragma once
 
+#include "core/Operation.h"
 #include "temperature/PIDTable.h"
 
 #include <QString>
+
+#include <memory>
 
 namespace Temperature {
 struct Controller;
@@ -95,8 +98,14 @@ qint16 HTCCheckPresence();
 /// The steady-state wait [deg C], for the calibrated setpoint, which is what the controller regulates to: 0 settled, 1 accepted, 2 aborted,
 /// 3 nothing read for `silenceLimit` [s] (0: no limit), 4 no reading came nearer for `stallLimit` [s] (0: no limit).
 qint16 HTCWaitUntilThere(double setpoint, double silenceLimit = 0, double stallLimit = 0);
-/// Waits a fixed time [s], showing it in panel 3. 0, or 2 when aborted.
+/// Waits a fixed time [s], showing it in panel 3. 0, or 2 when aborted; 6 when it goes on by ticks, because it was chosen by hand while
+/// something else waits below.
 qint16 HTC_LaserWaitUntilThere(int seconds);
+/// Such a wait goes on by ticks, and takes the entry's operation over.
+bool stabilizesByTicks();
+void carryStabilization(std::unique_ptr<Operation> operation);
+/// The module's variables and that wait as at the start.
+void reset();
 
 // --- menu entries
 

@@ -9,6 +9,7 @@
 #include "core/Prompts.h"
 #include "core/modTools.h"
 #include "gpib/modGPIB.h"
+#include "serial/Exchange.h"
 #include "serial/modCOM.h"
 #include "temperature/LTCKnown.h"
 #include "temperature/SteadyState.h"
@@ -284,9 +285,10 @@ qint16 LTCOutput(const QString& command)
         modTools::Delay(txDelay, true);
     if (flags().closing)
         return 0;
-    modTC::state().busy = true;
-    modGPIB::GPIBOutput(command);
-    modTC::state().busy = false;
+    {
+        const Exchange exchange(modCOM::TCComm()); // the bus stands for the line
+        modGPIB::GPIBOutput(command);
+    }
     if (txDelay > 0)
         modTools::Delay(txDelay, true);
     return 0;
@@ -299,7 +301,7 @@ qint16 LTCGetResponse(QString& reply)
     reply.clear();
     qint16 status = 0;
     if (OnBus()) {
-        modTC::state().busy = true;
+        const Exchange exchange(modCOM::TCComm());
         reply = modGPIB::GPIBGetResponse();
         status = reply.isEmpty() ? qint16{-1} : qint16{0};
     } else if (modTC::WaitForReply()) {
@@ -310,7 +312,6 @@ qint16 LTCGetResponse(QString& reply)
         status = -1;
     }
     modTC::state().receiveText.clear();
-    modTC::state().busy = false;
     modTools::DoEvents();
     const QString result = u"LTCGetResponse()="_s + reply;
     modTools::WriteLog(false, result);

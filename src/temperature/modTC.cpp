@@ -7,6 +7,7 @@
 #include "core/FrontPanel.h"
 #include "core/NumberText.h"
 #include "core/modTools.h"
+#include "serial/Exchange.h"
 #include "serial/modCOM.h"
 
 #include <algorithm>
@@ -85,14 +86,13 @@ void Send(const QString& line, const QString& device)
         modTools::Delay(txDelay, true);
     if (flags().closing)
         return;
-    state().busy = true;
+    const Exchange exchange(modCOM::TCComm());
     dropStrayInput(device);
     modCOM::TCComm().output(line);
     modCOM::ClearTCCommRxBuffer();
     // Cleared before the second wait, so that a reply that comes while waiting is kept.
     state().receiveText.clear();
     state().timedOut = false;
-    state().busy = false;
     if (txDelay > 0)
         modTools::Delay(txDelay, true);
 }
@@ -105,7 +105,7 @@ bool LineTakes()
 bool WaitForReply()
 {
     State& tc = state();
-    tc.busy = true;
+    const Exchange exchange(modCOM::TCComm());
     tc.timedOut = false;
     tc.startedOver = false;
     modCOM::tcTimeout().restart();
@@ -121,7 +121,6 @@ bool WaitForReply()
     modCOM::tcTimeout().setEnabled(false);
     const bool received = !tc.receiveText.isEmpty() && !tc.timedOut && !flags().closing;
     tc.timedOut = false;
-    tc.busy = false;
     return received;
 }
 

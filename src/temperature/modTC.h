@@ -15,7 +15,6 @@ struct State
     QString receiveText;      ///< what has arrived on `TCComm` since it was last cleared
     bool timedOut = false;    ///< set by the tick of `tcTimeout`; every query clears it first
     bool startedOver = false; ///< the running time-out has been put off once: it came too late, or found a reply in the port
-    bool busy = false;        ///< a command or a reply is under way
 };
 State& state();
 void reset();

@@ -5,33 +5,30 @@
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
 #include "core/NumberText.h"
+#include "core/Operation.h"
 #include "core/Prompts.h"
 #include "core/modTools.h"
 #include "goniometer/modSMC.h"
 
 namespace CommunicationTest {
-namespace {
-bool running = false;
-bool offering = false;
-} // namespace
-
 bool isRunning()
 {
-    return running;
+    return Operation::isRunning(Operations::communicationTest);
 }
 
 void Click()
 {
-    if (running) {
-        running = false;
+    static bool offering = false;
+    if (Operation* test = Operation::running(Operations::communicationTest)) {
+        test->cancel();
         return;
     }
     if (offering)
         return;
     const QString title = QStringLiteral("Communcication test");
-    const Flags& now = flags();
-    if (now.acquisitionRunning || now.profileRunning || now.ratemeterRunning || now.utilityRunning) {
-        showMessage(title, QStringLiteral("SMC not ready..."));
+    const QString notReady = QStringLiteral("SMC not ready...");
+    if (!Operation::free(Operations::communicationTest.needs)) {
+        showMessage(title, notReady);
         return;
     }
     Prompts::Message question;
@@ -46,10 +43,12 @@ void Click()
     if (answer != Prompts::Button::Ok)
         return;
 
-    running = true;
-    flags().utilityRunning = true;
-    frontPanel().refreshEntries();
-    for (qint32 count = 1; running && !flags().closing; ++count) {
+    const Operation test(Operations::communicationTest);
+    if (!test.granted()) {
+        showMessage(title, notReady);
+        return;
+    }
+    for (qint32 count = 1; test.goesOn(); ++count) {
         const QString reply = modSMC::SMCGetVersion();
         frontPanel().setPanel(1, NumberText::General(count) + QStringLiteral(": ") + reply);
         // Without a controller the answer is there at once.
@@ -57,9 +56,6 @@ void Click()
             modTools::Delay(0.05F, true);
         modTools::DoEvents();
     }
-    running = false;
-    flags().utilityRunning = false;
-    frontPanel().refreshEntries();
     frontPanel().setPanel(1, QStringLiteral("Ready"));
 }
 } // namespace CommunicationTest

@@ -4,6 +4,7 @@
 
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
+#include "core/Operation.h"
 #include "core/startup/modMain.h"
 #include "datafiles/modFile.h"
 #include "generator/modGenerator.h"
@@ -11,6 +12,7 @@
 #include "goniometer/Utilities.h"
 #include "profile/ProfileRun.h"
 #include "temperature/CooldownLog.h"
+#include "temperature/SteadyState.h"
 #include "temperature/modHTC.h"
 #include "temperature/modHTC_Laser.h"
 #include "temperature/modHTC_PID.h"
@@ -30,6 +32,9 @@
 #include <QHash>
 #include <QWidget>
 
+#include <memory>
+#include <utility>
+
 namespace Handlers {
 namespace {
 template <typename Dialog>
@@ -38,55 +43,52 @@ void show(QWidget* mainWindow)
     Dialog(mainWindow).exec();
 }
 
-/// Sets a flag while a procedure runs; the menu follows.
-class Running
+/// While a temperature entry runs. The stop command ends its wait, and only this one.
+class TemperatureEntry
 {
 public:
-    explicit Running(bool Flags::*flag) : m_flag(flag) { set(true); }
-    ~Running() { set(false); }
-    Running(const Running&) = delete;
-    Running& operator=(const Running&) = delete;
+    TemperatureEntry() { flags().abort = false; }
+    ~TemperatureEntry()
+    {
+        flags().abort = false;
+        // A wait that goes on beside a scan keeps the line.
+        if (SteadyState::goesOnByTicks())
+            SteadyState::carry(std::move(m_operation));
+        else if (modHTC::stabilizesByTicks())
+            modHTC::carryStabilization(std::move(m_operation));
+    }
+    TemperatureEntry(const TemperatureEntry&) = delete;
+    TemperatureEntry& operator=(const TemperatureEntry&) = delete;
+
+    bool granted() const { return m_operation->granted(); }
 
 private:
-    void set(bool on)
-    {
-        flags().*m_flag = on;
-        frontPanel().refreshEntries();
-    }
-
-    bool Flags::*m_flag;
-};
-
-/// While a temperature entry runs. The stop command ends its wait, and only this one.
-class TemperatureRunning : Running
-{
-public:
-    TemperatureRunning() : Running(&Flags::temperatureRunning) { flags().abort = false; }
-    ~TemperatureRunning() { flags().abort = false; }
-    TemperatureRunning(const TemperatureRunning&) = delete;
-    TemperatureRunning& operator=(const TemperatureRunning&) = delete;
+    std::unique_ptr<Operation> m_operation = std::make_unique<Operation>(Operations::temperature);
 };
 
 /// An entry that exchanges with a temperature controller.
 template <void (*procedure)()>
 void temperature(QWidget*)
 {
-    const TemperatureRunning running;
-    procedure();
+    const TemperatureEntry entry;
+    if (entry.granted())
+        procedure();
 }
 
 template <void (*procedure)(QWidget*)>
 void temperatureDialog(QWidget* mainWindow)
 {
-    const TemperatureRunning running;
-    procedure(mainWindow);
+    const TemperatureEntry entry;
+    if (entry.granted())
+        procedure(mainWindow);
 }
 
 template <void (*procedure)()>
 void generator(QWidget*)
 {
-    const Running running(&Flags::generatorRunning);
-    procedure();
+    const Operation use(Operations::generator);
+    if (use.granted())
+        procedure();
 }
 
 void settings(QWidget* mainWindow)
@@ -168,10 +170,9 @@ bool runsAtOnce(Menu::Entry entry)
 {
     using enum Menu::Entry;
     switch (entry) {
-    case mnuMeasStartAcquisition: // then it aborts
-        return flags().acquisitionRunning;
+    case mnuMeasStartAcquisition: // then they abort
     case mnuMeasExecTempProfile:
-        return flags().profileRunning;
+        return Operation::canBreakOff(entry);
     case mnuLTCLogCooldown:
         return CooldownLog::state().running;
     case mnuExtrasSMCStop:

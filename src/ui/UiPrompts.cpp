@@ -2,7 +2,7 @@
 
 #include "ui/UiPrompts.h"
 
-#include "core/Flags.h"
+#include "core/Operation.h"
 #include "core/modTools.h"
 
 #include <QApplication>
@@ -103,7 +103,7 @@ class LeftAlone
 public:
     explicit LeftAlone(QDialog& dialog) : m_title(dialog.windowTitle())
     {
-        if (!flags().profileRunning)
+        if (!Operation::anyUnattended())
             return;
         const auto show = [this, &dialog] { dialog.setWindowTitle(m_title + QStringLiteral(" (closes in %1 s)").arg(m_remaining)); };
         show();

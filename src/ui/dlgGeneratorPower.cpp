@@ -4,6 +4,7 @@
 
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
+#include "core/Operation.h"
 #include "generator/GeneratorPower.h"
 #include "ui/Dialogs.h"
 
@@ -15,6 +16,10 @@
 #include <QPointer>
 #include <QTimer>
 #include <QVBoxLayout>
+
+#include <memory>
+#include <optional>
+#include <utility>
 
 namespace {
 QLineEdit* box(QWidget* parent, const QString& name, const QString& toolTip)
@@ -99,13 +104,9 @@ dlgGeneratorPower::dlgGeneratorPower(QWidget* parent) : QDialog(parent)
 void dlgGeneratorPower::open(QWidget* parent)
 {
     GeneratorPower::state() = GeneratorPower::State{};
-    flags().generatorRunning = true;
-    frontPanel().refreshEntries();
     auto* dialog = new dlgGeneratorPower(parent);
-    connect(dialog, &QDialog::finished, &frontPanel(), [] {
-        flags().generatorRunning = false;
-        frontPanel().refreshEntries();
-    });
+    const auto use = std::make_shared<std::optional<Operation>>(std::in_place, Operations::generator);
+    connect(dialog, &QDialog::finished, &frontPanel(), [use] { use->reset(); });
     dialog->setWindowModality(Qt::WindowModal);
     dialog->show();
     // The generator takes a while to answer: the window is there first.
@@ -127,7 +128,7 @@ void dlgGeneratorPower::open(QWidget* parent)
 void dlgGeneratorPower::reject()
 {
     // A wait runs in this window's name: it must not vanish under it.
-    if (!m_busy || flags().closing)
+    if ((!m_busy && !m_warming) || flags().closing)
         QDialog::reject();
 }
 
@@ -158,6 +159,9 @@ bool dlgGeneratorPower::eventFilter(QObject* watched, QEvent* event)
 void dlgGeneratorPower::refresh()
 {
     const GeneratorPower::State& now = GeneratorPower::state();
+    // The warm-up counts by itself; whoever waits for it below may be held up by a scan.
+    if (std::exchange(m_warming, now.warmingUp) && !now.warmingUp)
+        m_busy = false;
     if (m_current->text() != now.txtmA)
         m_current->setText(now.txtmA);
     if (m_voltage->text() != now.txtkV)

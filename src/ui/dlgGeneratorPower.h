@@ -39,5 +39,6 @@ private:
     QPushButton* m_idle = nullptr;
     QPushButton* m_ok = nullptr;
     QPushButton* m_cancel = nullptr;
+    bool m_warming = false;
     bool m_busy = false;
 };

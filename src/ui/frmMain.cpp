@@ -3,10 +3,12 @@
 #include "ui/frmMain.h"
 
 #include "core/Flags.h"
+#include "core/Operation.h"
 #include "core/startup/modMain.h"
 #include "plot/Chart2d.h"
 #include "plot/modGraphics.h"
 #include "temperature/CooldownLog.h"
+#include "temperature/SteadyState.h"
 #include "ui/CommunicationTest.h"
 #include "ui/Fields.h"
 #include "ui/Handlers.h"
@@ -160,8 +162,10 @@ void frmMain::buildMenus()
 
 void frmMain::choose(Menu::Entry entry)
 {
-    // What lasts must not run inside a reading of the log, which would stand still meanwhile. One entry waits: the last one chosen.
-    if (CooldownLog::state().reading && !Handlers::runsAtOnce(entry))
+    // What lasts must not run inside a reading of the log or of a wait, which would stand still meanwhile. One entry waits: the last one
+    // chosen.
+    const bool reading = CooldownLog::state().reading || (SteadyState::isReading() && Operation::isRunning(Operations::temperature));
+    if (reading && !Handlers::runsAtOnce(entry))
         m_waiting = entry;
     else
         Handlers::of(entry)(this);
@@ -337,6 +341,7 @@ void frmMain::connectFrontPanel()
     connect(&panel, &FrontPanel::pointerChanged, this, &frmMain::showPointer);
     connect(&panel, &FrontPanel::entriesChanged, this, &frmMain::showEntries);
     connect(&CooldownLog::notifier(), &CooldownLog::Notifier::readingEnded, this, &frmMain::runWaiting, Qt::QueuedConnection);
+    connect(&SteadyState::notifier(), &SteadyState::Notifier::readingEnded, this, &frmMain::runWaiting, Qt::QueuedConnection);
     connect(&panel, &FrontPanel::focusRequested, this, [this] { m_first->setFocus(); });
 
     for (Field field :
@@ -375,7 +380,7 @@ void frmMain::showEntries()
         action->setText(panel.entryCaption(item.entry));
         action->setEnabled(panel.isEntryEnabled(item.entry) && (Menu::isMenu(item.entry) || Handlers::of(item.entry) != nullptr));
     }
-    m_chart->setHint(flags().acquisitionRunning ? QStringLiteral("The scan is being measured") : Chart2d::howToBegin());
+    m_chart->setHint(Operation::isRunning(Operations::scan) ? QStringLiteral("The scan is being measured") : Chart2d::howToBegin());
     for (Field field : {Field::ScanStart, Field::ScanStop, Field::ScanStep, Field::CounterTime})
         m_fields.value(field)->setReadOnly(panel.parameterFieldsReadOnly());
     QLineEdit* name = m_fields.value(Field::txtFileName);

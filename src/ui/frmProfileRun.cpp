@@ -4,6 +4,7 @@
 
 #include "core/Flags.h"
 #include "core/NumberText.h"
+#include "core/Operation.h"
 #include "core/modTools.h"
 #include "profile/ProfileRun.h"
 #include "temperature/Controller.h"
@@ -152,7 +153,7 @@ frmProfileRun::frmProfileRun(QWidget* parent) : QDialog(parent)
     layout->addWidget(m_remaining);
     fitColumns();
     connect(&ProfileRun::notifier(), &ProfileRun::Notifier::changed, this, [this] {
-        if (flags().profileRunning && ProfileRun::state().current >= 0 && !m_appeared) {
+        if (Operation::isRunning(Operations::profile) && ProfileRun::state().current >= 0 && !m_appeared) {
             m_appeared = true;
             show();
         }
@@ -179,7 +180,7 @@ void frmProfileRun::fitColumns()
 
 void frmProfileRun::follow(QWidget* mainWindow)
 {
-    if (flags().profileRunning)
+    if (Operation::isRunning(Operations::profile))
         return;
     if (mainWindow != nullptr)
         delete mainWindow->findChild<frmProfileRun*>();
@@ -198,7 +199,7 @@ void frmProfileRun::refresh()
         m_table->scrollTo(m_model->index(current, 0));
     }
     m_followed = current;
-    if (!flags().profileRunning) {
+    if (!Operation::isRunning(Operations::profile)) {
         m_remaining->setText(QStringLiteral("The run has ended."));
         return;
     }

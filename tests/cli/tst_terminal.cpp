@@ -2,6 +2,8 @@
 //
 // Questions on a terminal, asked through a real pseudo-terminal: who answers, and when nobody does.
 
+#include "core/Operation.h"
+#include "support/Pretend.h"
 #include "app/cli/Terminal.h"
 #include "core/Flags.h"
 #include "support/TestClock.h"
@@ -105,7 +107,7 @@ private slots:
 
     void anUnattendedQuestionAnswersItselfAfterAMinute()
     {
-        flags().profileRunning = true;
+        pretendRunning(Operations::profile);
         PlayedTerminal terminal;
         const quint64 start = m_clock.elapsed();
         QCOMPARE(cli::TerminalPrompts().message(mismatch()), Prompts::Button::Yes);
@@ -115,7 +117,7 @@ private slots:
 
     void anOperatorWhoIsThereIsFaster()
     {
-        flags().profileRunning = true;
+        pretendRunning(Operations::profile);
         const PlayedTerminal terminal;
         m_clock.at(20000, [&terminal] { QVERIFY(terminal.type("n\n")); });
         QCOMPARE(cli::TerminalPrompts().message(mismatch()), Prompts::Button::No);
@@ -127,7 +129,7 @@ private slots:
         if (cli::Terminal::canAsk())
             QSKIP("run from a terminal");
         QCOMPARE(cli::TerminalPrompts().message(mismatch()), Prompts::Button::No);
-        flags().profileRunning = true;
+        pretendRunning(Operations::profile);
         const quint64 start = m_clock.elapsed();
         QCOMPARE(cli::TerminalPrompts().message(mismatch()), Prompts::Button::Yes);
         QCOMPARE(m_clock.elapsed(), start);
@@ -135,7 +137,7 @@ private slots:
 
     void breakingOffAnswersItsQuestionsWithYes()
     {
-        flags().profileRunning = true;
+        pretendRunning(Operations::profile);
         cli::TerminalPrompts prompts;
         prompts.aborting = true;
         Prompts::Message abort = mismatch();

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
+#include "core/Operation.h"
+#include "support/Pretend.h"
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
 #include "core/Menu.h"
@@ -194,39 +196,40 @@ private slots:
         });
         row("a scan runs", true, joined(joined(open, save), joined(controllerEntries, profileEntry)), [allDevices](Flags& now) {
             allDevices(now);
-            now.acquisitionRunning = now.saveLocked = true;
+            pretendRunning(Operations::scan);
         });
         row("the controller was found busy", true, joined(open, joined(controllerEntries, profileEntry)), [allDevices](Flags& now) {
             allDevices(now);
-            now.acquisitionRunning = true;
+            pretendRunning(Operations::scan);
+            Operation::running(Operations::scan)->release(Resource::ScanToSave);
         });
         row("a profile dwells", true,
             joined(joined(joined(joined(open, save), startEntry), controllerEntries), joined(temperatureEntries, settingEntries)),
             [allDevices](Flags& now) {
                 allDevices(now);
-                now.profileRunning = true;
+                pretendRunning(Operations::profile);
             });
         row("a profile measures", true,
             joined(joined(joined(joined(open, save), startEntry), controllerEntries), joined(temperatureEntries, settingEntries)),
             [allDevices](Flags& now) {
                 allDevices(now);
-                now.profileRunning = now.acquisitionRunning = now.saveLocked = true;
+                pretendRunning(Operations::profile);
             });
         row("a temperature entry waits", false, joined(profileEntry, temperatureEntriesButTheLog), [allDevices](Flags& now) {
             allDevices(now);
-            now.temperatureRunning = true;
+            pretendRunning(Operations::temperature);
         });
         row("the generator is being set", false, {u"mnuExtrasGeneratorGetStatus"_qs, u"mnuExtrasGeneratorSetPower"_qs},
             [allDevices](Flags& now) {
                 allDevices(now);
-                now.generatorRunning = true;
+                pretendRunning(Operations::generator);
             });
         for (const char* which : {"the ratemeter runs", "a utility waits"}) {
             const bool ratemeter = QByteArray(which).contains("ratemeter");
             const QStringList disabled = joined(joined(startEntry, profileEntry), controllerEntries);
             row(which, !ratemeter, ratemeter ? disabled : joined(open, disabled), [allDevices, ratemeter](Flags& now) {
                 allDevices(now);
-                (ratemeter ? now.ratemeterRunning : now.utilityRunning) = true;
+                pretendRunning(ratemeter ? Operations::ratemeter : Operations::utility);
             });
         }
     }
@@ -248,10 +251,11 @@ private slots:
 
     void aRunCanAlwaysBeAbortedWhereItWasStarted()
     {
-        flags().acquisitionRunning = true;
+        pretendRunning(Operations::scan);
         frontPanel().refreshEntries();
         QVERIFY(frontPanel().isEntryEnabled(Menu::Entry::mnuMeasStartAcquisition));
-        flags().profileRunning = true;
+        pretendRunning(Operations::scan, false);
+        pretendRunning(Operations::profile);
         frontPanel().refreshEntries();
         QVERIFY(!frontPanel().isEntryEnabled(Menu::Entry::mnuMeasStartAcquisition));
         QVERIFY(frontPanel().isEntryEnabled(Menu::Entry::mnuMeasExecTempProfile));

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
+#include "core/Operation.h"
 #include "ui/LabWindow.h"
 
 #include "goniometer/ScanRun.h"
@@ -26,7 +27,7 @@ private slots:
     {
         QVERIFY(m_bench->bringUp({}));
         m_bench->hand.expect(QStringLiteral("Start scan"), {}, QStringLiteral("OK"));
-        m_bench->once([] { return flags().acquisitionRunning; }, [] { QVERIFY(false); });
+        m_bench->once([] { return Operation::isRunning(Operations::scan); }, [] { QVERIFY(false); });
         m_bench->choose(Menu::Entry::mnuMeasStartAcquisition);
     }
 

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
+#include "core/Operation.h"
+#include "support/Pretend.h"
 #include "core/Configuration.h"
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
@@ -331,10 +333,10 @@ private slots:
         modGenerator::StartIdleWatch();
         modTools::Delay(300, true);
         QCOMPARE(m_generator->written(), QByteArray()); // nothing has run yet
-        flags().acquisitionRunning = true;
+        pretendRunning(Operations::scan);
         modTools::Delay(300, true);
         QCOMPARE(m_generator->written(), QByteArray());
-        flags().acquisitionRunning = false;
+        pretendRunning(Operations::scan, false);
         modTools::Delay(110, true);
         QCOMPARE(m_generator->written(), QByteArray());
         modTools::Delay(20, true);
@@ -347,9 +349,9 @@ private slots:
     void withoutTheKeyThePowerStays()
     {
         modGenerator::StartIdleWatch();
-        flags().acquisitionRunning = true;
+        pretendRunning(Operations::scan);
         modTools::Delay(5, true);
-        flags().acquisitionRunning = false;
+        pretendRunning(Operations::scan, false);
         modTools::Delay(1200, true);
         QCOMPARE(m_generator->written(), QByteArray());
     }

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
+#include "core/Operation.h"
+#include "support/Pretend.h"
 #include "core/Configuration.h"
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
@@ -221,7 +223,7 @@ void tst_parameters::leavingAFieldCorrectsIt()
 void tst_parameters::leavingAFieldDuringARunChangesNothing()
 {
     type(QStringLiteral("10"), QStringLiteral("20"), QStringLiteral("0.1"), QStringLiteral("7"));
-    flags().profileRunning = true;
+    pretendRunning(Operations::profile);
     frontPanel().refreshEntries();
     ScanParameterCheck::lostFocus(Field::CounterTime);
     QCOMPARE(frontPanel().text(Field::CounterTime), QStringLiteral("7"));

@@ -2,6 +2,7 @@
 
 #include "PlayedController.h"
 
+#include "core/Operation.h"
 #include "core/FrontPanel.h"
 #include "core/ScanRecord.h"
 #include "support/ScriptedPrompts.h"
@@ -384,7 +385,7 @@ void tst_protocol::axesAreCounted()
     QCOMPARE(int(modSMC::SMCCheck()), axes);
     QCOMPARE(smc.commands(), (QStringList{QStringLiteral("?S;"), QStringLiteral("?S1;"), QStringLiteral("?V;")}));
     QCOMPARE(modSMC::state().firmwareText, QStringLiteral("SMC 4412 V1.3 "));
-    QVERIFY(!flags().acquisitionRunning);
+    QVERIFY(!Operation::isRunning(Operations::scan));
     QVERIFY(boxes.allShown());
 }
 
@@ -460,7 +461,7 @@ void tst_protocol::aBusyControllerIsFoundAtStart()
     PlayedController smc(clock);
     smc.busy = true;
     QCOMPARE(modSMC::SMCCheck(), qint16{2});
-    QVERIFY(flags().acquisitionRunning);
+    QVERIFY(Operation::isRunning(Operations::scan));
     QCOMPARE(frontPanel().entryCaption(Menu::Entry::mnuMeasStartAcquisition), QStringLiteral("Abort Data Acquisition"));
     QCOMPARE(modSMC::state().firmwareText, QStringLiteral("S1:0 S2:0"));
     QCOMPARE(smc.sent(QStringLiteral("?V;")), 0);

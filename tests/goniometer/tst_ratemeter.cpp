@@ -2,6 +2,7 @@
 
 #include "PlayedController.h"
 
+#include "core/Operation.h"
 #include "core/FrontPanel.h"
 #include "support/ScriptedPrompts.h"
 
@@ -76,7 +77,7 @@ void tst_ratemeter::theProgramIsLoadedOnceAndRunAgainAndAgain()
     QCOMPARE(sent.mid(0, 10), words("BEEPOFF; CLR; CCNT; CNT0.1; NL; END; START:; ?C; START:; ?C;"));
     QCOMPARE(meter.shown.mid(0, 3), (QStringList{QStringLiteral("|RM [Range 10]|10|0"), QStringLiteral("440|RM [Range 1000]|1000|440"),
                                                  QStringLiteral("450|RM [Range 1000]|1000|450")}));
-    QVERIFY(!flags().ratemeterRunning && !Ratemeter::state().looping);
+    QVERIFY(!Operation::isRunning(Operations::ratemeter) && !Operation::isRunning(Operations::ratemeter));
     QVERIFY(boxes.allShown());
 }
 
@@ -211,7 +212,7 @@ void tst_ratemeter::entriesAreBarredMeanwhile()
     Meter meter({"1\r\n", "1\r\n"});
     int checks = 0;
     meter.smc.onCommand = [&](const QString& command) {
-        if (command != QStringLiteral("START:;") || !flags().ratemeterRunning)
+        if (command != QStringLiteral("START:;") || !Operation::isRunning(Operations::ratemeter))
             return;
         ++checks;
         for (Menu::Entry entry :

@@ -2,6 +2,8 @@
 
 #include "PlayedController.h"
 
+#include "core/Operation.h"
+#include "support/Pretend.h"
 #include "core/FrontPanel.h"
 #include "core/ScanData.h"
 #include "goniometer/ControllerUse.h"
@@ -184,7 +186,7 @@ void choose(Entry entry)
 
 bool isIdle()
 {
-    return !flags().acquisitionRunning && !flags().saveLocked && startCaption() == QStringLiteral("&Start Data Acquisition") &&
+    return !Operation::isRunning(Operations::scan) && Operation::open(Resource::ScanToSave) && startCaption() == QStringLiteral("&Start Data Acquisition") &&
            frontPanel().panel(1) == QStringLiteral("Ready") && enabled(Menu::Entry::mnuFileOpen) && frontPanel().progress() == -1 &&
            frontPanel().pointer() == FrontPanel::Pointer::Default && !frontPanel().parameterFieldsReadOnly();
 }
@@ -403,7 +405,7 @@ void tst_scanrun::cancelChangesNothing()
     expectConfirmation(run.boxes, Button::Cancel);
     ScanRun::Start();
     QCOMPARE(run.smc.commands(), words("?S1;"));
-    QVERIFY(!flags().acquisitionRunning && flags().dataPresent && flags().dataSaved && enabled(Menu::Entry::mnuFileSaveAs));
+    QVERIFY(!Operation::isRunning(Operations::scan) && flags().dataPresent && flags().dataSaved && enabled(Menu::Entry::mnuFileSaveAs));
     QCOMPARE(scanData().size(), 3);
     QCOMPARE(startCaption(), QStringLiteral("&Start Data Acquisition"));
     QCOMPARE(frontPanel().panel(2), QString());
@@ -458,11 +460,11 @@ void tst_scanrun::theEntriesDuringARun()
     int checks = 0;
     QStringList sizes;
     run.smc.onCommand = [&](const QString& command) {
-        if (!flags().acquisitionRunning)
+        if (!Operation::isRunning(Operations::scan))
             return;
         ++checks;
         QCOMPARE(startCaption(), QStringLiteral("Abort Data Acquisition"));
-        QVERIFY(flags().saveLocked);
+        QVERIFY(!Operation::open(Resource::ScanToSave));
         for (Menu::Entry entry : {Menu::Entry::mnuFileOpen, Menu::Entry::mnuFileSaveAs, Menu::Entry::mnuExtrasSMCGetRAMData,
                                   Menu::Entry::mnuExtrasGoniometerGoTo, Menu::Entry::mnuExtrasRatemeter})
             QVERIFY(!enabled(entry));
@@ -505,7 +507,7 @@ void tst_scanrun::silenceAndGarbageWhilePolling()
     expectConfirmation(run.boxes);
     int poll = 0;
     run.smc.answer = [&](const QString& command, QByteArray& reply) {
-        if (command != QStringLiteral("?S1;") || !flags().acquisitionRunning || run.smc.sent(QStringLiteral("?CNT;")) > 0)
+        if (command != QStringLiteral("?S1;") || !Operation::isRunning(Operations::scan) || run.smc.sent(QStringLiteral("?CNT;")) > 0)
             return false;
         const QList<QByteArray> replies{"", "~", "12", "S1:\r\n", "S1:127\r\n", "S1:128\r\n"};
         reply = replies.value(poll++);
@@ -657,7 +659,7 @@ void tst_scanrun::theProgramClosesDuringARun()
     };
     ScanRun::Start();
     QCOMPARE(run.smc.commands().last(), command);
-    QVERIFY(!flags().acquisitionRunning && !flags().dataPresent);
+    QVERIFY(!Operation::isRunning(Operations::scan) && !flags().dataPresent);
     QVERIFY(run.boxes.allShown());
 }
 
@@ -745,7 +747,7 @@ void tst_scanrun::abortAnsweredNoGoesOn()
             run.clock.at(1500, [] { ScanRun::Start(); });
     };
     run.boxes.expect(runTitle, abortQuestion, Button::No).withIcon(Icon::Critical).withButtons(Buttons::YesNo).then([&] {
-        QVERIFY(flags().acquisitionRunning);
+        QVERIFY(Operation::isRunning(Operations::scan));
         run.clock.advance(600);
     });
     ScanRun::Start();
@@ -1434,7 +1436,7 @@ void tst_scanrun::aProfileBrokenOffDuringTheReadBack()
     QFETCH(int, delay);
     QFETCH(bool, read);
     Run run;
-    flags().profileRunning = true;
+    pretendRunning(Operations::profile);
     bool clicked = false;
     run.smc.onCommand = [&](const QString& command) {
         if (command != during || clicked)
@@ -1565,7 +1567,7 @@ void tst_scanrun::nothingStartsInsideAnother()
             QVERIFY(!ControllerUse::free());
             before = run.smc.orders();
             for (Entry inner : {Entry::Scan, Entry::ReadBack, Entry::Ratemeter, Entry::GoTo, Entry::Reference, Entry::Offset}) {
-                const bool asksAbort = inner == Entry::Scan && flags().acquisitionRunning;
+                const bool asksAbort = inner == Entry::Scan && Operation::isRunning(Operations::scan);
                 if (asksAbort)
                     run.boxes.expect(runTitle, abortQuestion, Button::No);
                 else if (inner != Entry::Ratemeter && !(inner == Entry::Scan && ScanRun::state().asking))
@@ -1575,7 +1577,7 @@ void tst_scanrun::nothingStartsInsideAnother()
             after = run.smc.orders();
             if (outer == Entry::Ratemeter)
                 Ratemeter::Stop();
-            else if (outer == Entry::Scan && !flags().acquisitionRunning)
+            else if (outer == Entry::Scan && !Operation::isRunning(Operations::scan))
                 expectConfirmation(run.boxes, Button::Cancel);
             else if (outer == Entry::GoTo)
                 run.boxes.expectInput(QStringLiteral("Target position"), QString(), QString());
@@ -1600,7 +1602,7 @@ void tst_scanrun::noNewScanInsideTheEndOfAnAbortedOne()
         if (command == QStringLiteral("START:;")) {
             run.clock.at(5000, [] { ScanRun::Start(); });
             run.clock.at(8000, [&] {
-                QVERIFY(!flags().acquisitionRunning);
+                QVERIFY(!Operation::isRunning(Operations::scan));
                 run.boxes.expect(startTitle, notReady);
                 ScanRun::Start();
             });

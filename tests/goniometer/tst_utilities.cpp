@@ -2,6 +2,8 @@
 
 #include "PlayedController.h"
 
+#include "core/Operation.h"
+#include "support/Pretend.h"
 #include "core/FrontPanel.h"
 #include "core/ScanData.h"
 #include "goniometer/Utilities.h"
@@ -95,7 +97,7 @@ void tst_utilities::aBusyControllerIsRefused()
     bench.boxes.expect(title, notReady).withButtons(Buttons::Ok).withIcon(Icon::None);
     utilities[which]();
     QCOMPARE(bench.smc.commands(), words("?S1;"));
-    QVERIFY(!flags().utilityRunning);
+    QVERIFY(!Operation::isRunning(Operations::utility));
     QVERIFY(bench.boxes.allShown());
 }
 
@@ -285,7 +287,7 @@ void tst_utilities::ramData()
     Utilities::GetRAMData();
     QCOMPARE(bench.smc.commands(), words("?S1; ?CNT;"));
     QCOMPARE(scanData().counts(), (QList<double>{4, 6, 5}));
-    QVERIFY(flags().dataPresent && !flags().utilityRunning);
+    QVERIFY(flags().dataPresent && !Operation::isRunning(Operations::utility));
     QVERIFY(frontPanel().isEntryEnabled(Menu::Entry::mnuFileSaveAs));
     QVERIFY(bench.boxes.allShown());
 }
@@ -344,7 +346,7 @@ void tst_utilities::aRunningUtilityBarsTheOthers()
 {
     Bench bench(1);
     bench.boxes.expectInput(offsetTitle, offset(1), QStringLiteral("1")).then([] {
-        QVERIFY(flags().utilityRunning);
+        QVERIFY(Operation::isRunning(Operations::utility));
         for (Menu::Entry entry :
              {Menu::Entry::mnuMeasStartAcquisition, Menu::Entry::mnuExtrasGoniometerGoTo, Menu::Entry::mnuExtrasRatemeter})
             QVERIFY(!frontPanel().isEntryEnabled(entry));
@@ -352,7 +354,7 @@ void tst_utilities::aRunningUtilityBarsTheOthers()
     });
     bench.boxes.expect(QStringLiteral("Set REF offset"), QString());
     Utilities::SetReferenceOffset();
-    QVERIFY(!flags().utilityRunning);
+    QVERIFY(!Operation::isRunning(Operations::utility));
     QVERIFY(frontPanel().isEntryEnabled(Menu::Entry::mnuMeasStartAcquisition));
     QVERIFY(bench.boxes.allShown());
 }
@@ -360,7 +362,7 @@ void tst_utilities::aRunningUtilityBarsTheOthers()
 void tst_utilities::theStatusDoesNotBarTheAbort()
 {
     Bench bench(1);
-    flags().acquisitionRunning = true;
+    pretendRunning(Operations::scan);
     frontPanel().refreshEntries();
     bench.boxes.expect(QStringLiteral("SMC status"), QString()).then([] {
         QVERIFY(frontPanel().isEntryEnabled(Menu::Entry::mnuMeasStartAcquisition));

@@ -4,6 +4,7 @@
 // it is set. The controllers are written from their protocols here, not with the program's own procedures.
 #pragma once
 
+#include "core/Operation.h"
 #include "core/Configuration.h"
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
@@ -116,7 +117,7 @@ struct Laboratory
     static bool at(int row, Phase phase)
     {
         const ProfileRun::State& run = ProfileRun::state();
-        return flags().profileRunning && run.current == row && run.rows[row].phase == phase;
+        return Operation::isRunning(Operations::profile) && run.current == row && run.rows[row].phase == phase;
     }
 
     void expectSummary(Button answer = Button::Yes)

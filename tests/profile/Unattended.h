@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include "core/Operation.h"
 #include "core/Flags.h"
 #include "core/Prompts.h"
 #include "core/modTools.h"
@@ -21,7 +22,7 @@ public:
 
     Button message(const Message& message) override
     {
-        if (!flags().profileRunning)
+        if (!Operation::isRunning(Operations::profile))
             return message.goesOn;
         shown << message.title + QStringLiteral(": ") + message.text;
         modTools::Delay(60, true);

@@ -3,6 +3,8 @@
 // What goes wrong in a weekend while nobody is there: silent controllers, pulled cables, full disks, transfers that are cut; and what an
 // operator breaks off.
 
+#include "core/Operation.h"
+#include "support/Pretend.h"
 #include "core/ScanData.h"
 #include "profile/ProfileLab.h"
 #include "profile/Unattended.h"
@@ -554,7 +556,7 @@ private slots:
                 throw std::bad_alloc();
         };
         QVERIFY_EXCEPTION_THROWN(ProfileRun::Execute(), std::bad_alloc);
-        QVERIFY(!flags().profileRunning && !flags().utilityRunning);
+        QVERIFY(!Operation::isRunning(Operations::profile) && !Operation::isRunning(Operations::utility));
         QCOMPARE(entryCaption(), idleCaption);
         QCOMPARE(ProfileRun::state().current, -1);
     }
@@ -724,13 +726,13 @@ private slots:
         lab.boxes.expect(u"Start measurement"_s, busy);
         QVERIFY(!start(std::nullopt));
         QCOMPARE(lab.smc.sent(u"Q;"_s), qsizetype(1));
-        flags().acquisitionRunning = true;
+        pretendRunning(Operations::scan);
         lab.boxes.expect(title, QString(), Button::Yes);
         lab.boxes.expect(title, finished);
         QVERIFY(start(true));
         QVERIFY(lab.boxes.allShown());
         QCOMPARE(lab.smc.sent(u"Q;"_s), qsizetype(2));
-        QVERIFY(!flags().acquisitionRunning);
+        QVERIFY(!Operation::isRunning(Operations::scan));
         QCOMPARE(lab.scans(), (QStringList{u"Silicon_0285.0.sdf"_s, u"Silicon_0295.0.sdf"_s}));
     }
 
@@ -825,7 +827,7 @@ private slots:
         lab.boxes.expect(title, finished);
         lab.smc.onCommand(QString());
         lab.clock.onRound = [&] {
-            if (flags().profileRunning)
+            if (Operation::isRunning(Operations::profile))
                 lab.smc.onCommand(QString());
         };
         QVERIFY(ProfileRun::Execute());

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
+#include "core/Operation.h"
 #include "goniometer/ScanRun.h"
 #include "profile/ProfileLab.h"
 
@@ -104,7 +105,7 @@ private slots:
         ScanRun::Start();
         QVERIFY(!result);
         QVERIFY(lab.boxes.allShown());
-        QVERIFY(!flags().utilityRunning);
+        QVERIFY(!Operation::isRunning(Operations::utility));
         QVERIFY(lab.run());
     }
 
@@ -135,7 +136,7 @@ private slots:
         QVERIFY(lab.boxes.allShown());
         QCOMPARE(lab.scansStarted(), qsizetype(0));
         QVERIFY(frontPanel().isEntryEnabled(Menu::Entry::mnuMeasStartAcquisition));
-        QVERIFY(!flags().utilityRunning);
+        QVERIFY(!Operation::isRunning(Operations::utility));
     }
 
     void aSecondClickWhileTheFirstIsAskingDoesNothing()
@@ -204,7 +205,7 @@ private slots:
         QVERIFY(lab.panel1.contains(u"Data acquisition done."_s));
         QCOMPARE(entryCaption(), idleCaption);
         QVERIFY(!lab.stateFile());
-        QVERIFY(!flags().profileRunning);
+        QVERIFY(!Operation::isRunning(Operations::profile));
         QVERIFY(flags().dataPresent && flags().dataSaved);
         QCOMPARE(ProfileRun::state().rows.constFirst().maximumCount, 40);
         QFile report(ProfileRun::state().reportFile);

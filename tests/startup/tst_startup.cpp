@@ -2,6 +2,8 @@
 //
 // Start-up and closing: the words of the command line, scan.ini, the order of the devices, captions, what is written back.
 
+#include "core/Operation.h"
+#include "support/Pretend.h"
 #include "core/Configuration.h"
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
@@ -465,7 +467,7 @@ void StartupTest::aBusyControllerTurnsTheStartEntryIntoAbort()
 {
     plugController("S1:0 S2:0\r\n", "S1:0\r\n");
     modMain::LoadSettings();
-    QVERIFY(flags().acquisitionRunning);
+    QVERIFY(Operation::isRunning(Operations::scan));
     QCOMPARE(frontPanel().entryCaption(Menu::Entry::mnuMeasStartAcquisition), QStringLiteral("Abort Data Acquisition"));
     QVERIFY(!frontPanel().isEntryEnabled(Menu::Entry::mnuFileOpen));
 }
@@ -763,7 +765,7 @@ void StartupTest::aBusyControllerIsAskedAboutBeforeClosing()
 void StartupTest::aRunningProfileIsAskedAboutBeforeClosing()
 {
     modMain::LoadSettings();
-    flags().profileRunning = true;
+    pretendRunning(Operations::profile);
     m_smc->forget();
     const QString question =
         lineBreak + QStringLiteral("A temperature profile is running!") + lineBreak + QStringLiteral("Are you sure that you want to quit?");

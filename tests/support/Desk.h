@@ -5,6 +5,7 @@
 #include "Alarm.h"
 #include "Channel.h"
 
+#include "core/Operation.h"
 #include "core/modTools.h"
 
 #include <QDateTime>
@@ -40,9 +41,9 @@ class SerialChannel;
 ///
 ///     Desk desk;
 ///     lab::VirtualInstrument instrument(options, desk.surroundings());
-///     desk.when([] { return flags().acquisitionRunning; }, [&] { ...abort... });
+///     desk.when([] { return Operation::isRunning(Operations::scan); }, [&] { ...abort... });
 ///     ScanRun::Start();
-///     QVERIFY(desk.until([] { return !flags().acquisitionRunning; }, 60));
+///     QVERIFY(desk.until([] { return !Operation::isRunning(Operations::scan); }, 60));
 ///
 /// It works in the program's waits (modTools::Clock) and whenever a modal box would let the event loop rest. A test that fails meanwhile,
 /// or takes longer than `limit`, ends every wait by the closing flag, and `onFailure` takes boxes away: nothing hangs.

@@ -13,6 +13,7 @@
 #include "serial/modCOM.h"
 #include "support/ResetProgram.h"
 #include "temperature/CooldownLog.h"
+#include "temperature/SteadyState.h"
 #include "temperature/modHTC.h"
 #include "temperature/modHTC_Laser.h"
 #include "temperature/modLTC.h"
@@ -22,12 +23,13 @@ void resetAll()
 {
     CooldownLog::reset();
     modGenerator::reset();
-    GeneratorPower::state() = {};
+    GeneratorPower::reset();
+    SteadyState::reset();
     modTC::reset();
     modCOM::reset();
     modGPIB::reset();
     modLTC::state() = {};
-    modHTC::state() = {};
+    modHTC::reset();
     modHTC_Laser::state() = {};
     TProfile::state() = {};
     ProfileRun::state() = {};

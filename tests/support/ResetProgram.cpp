@@ -10,6 +10,8 @@
 #include "core/ScanParameters.h"
 #include "core/modTools.h"
 
+#include "support/Pretend.h"
+
 #include <QRegularExpression>
 #include <QTest>
 
@@ -21,6 +23,7 @@ void resetProgram()
 {
     // What nobody expected to be said in the log is a failure. The platform without a display says what it cannot do.
     QTest::failOnWarning(QRegularExpression(QStringLiteral("^(?!This plugin does not support)")));
+    pretendNothing();
     endCalls = 0;
     modTools::setEndProgramHandler([] { ++endCalls; });
     modTools::state() = modTools::State{};

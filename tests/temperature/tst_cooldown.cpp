@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
+#include "core/Operation.h"
+#include "serial/Exchange.h"
+#include "support/Pretend.h"
 #include "core/Configuration.h"
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
@@ -269,16 +272,23 @@ private slots:
 
     void whileSomebodyElseTalksNothingIsAskedOrWritten_data()
     {
-        QTest::addColumn<bool Flags::*>("flag");
-        QTest::newRow("a temperature entry") << &Flags::temperatureRunning;
-        QTest::newRow("a profile") << &Flags::profileRunning;
-        QTest::newRow("an exchange on the line") << static_cast<bool Flags::*>(nullptr);
+        QTest::addColumn<int>("who");
+        QTest::newRow("a temperature entry") << 0;
+        QTest::newRow("a profile") << 1;
+        QTest::newRow("an exchange on the line") << 2;
     }
     void whileSomebodyElseTalksNothingIsAskedOrWritten()
     {
-        using Flag = bool Flags::*;
-        QFETCH(Flag, flag);
-        const auto set = [flag](bool on) { (flag != nullptr ? flags().*flag : modTC::state().busy) = on; };
+        QFETCH(int, who);
+        std::optional<Exchange> exchange;
+        const auto set = [&](bool on) {
+            if (who < 2)
+                pretendRunning(who == 0 ? Operations::temperature : Operations::profile, on);
+            else if (on)
+                exchange.emplace(modCOM::TCComm());
+            else
+                exchange.reset();
+        };
         CooldownLog::Start();
         pass(1);
         const QByteArray before = bytes();
@@ -299,7 +309,7 @@ private slots:
         answer("+080.500", "+077.000");
         m_clock->at(15000, [this] { answer("", ""); });
         m_clock->at(25000, [this] { answer("+077.000", "+077.000"); });
-        flags().temperatureRunning = true;
+        pretendRunning(Operations::temperature);
         QCOMPARE(modLTC::LTCWaitUntilThere(77), qint16(0));
         const QByteArray sent = takeSent();
         QCOMPARE(sent.count("KRDG?\r\n") * 7, sent.size());
@@ -307,7 +317,7 @@ private slots:
         QVERIFY(lines.size() >= 3);
         QCOMPARE(lines.at(0), QByteArray("2026-03-01 07:05:09;80.5;77\r"));
         QCOMPARE(lines.at(1), QByteArray("2026-03-01 07:05:09;;\r"));
-        flags().temperatureRunning = false;
+        pretendRunning(Operations::temperature, false);
         answer("+077.200", "+77.000");
         pass(10);
         QVERIFY(takeSent().startsWith("KRDG?\r\nSETP? 1\r\n"));
@@ -318,7 +328,7 @@ private slots:
         // The pauses around a command are part of the conversation, too.
         configuration().ltc.line.txDelay = 8;
         CooldownLog::Start();
-        flags().temperatureRunning = true;
+        pretendRunning(Operations::temperature);
         float temperature = 0;
         QCOMPARE(modLTC::LTCGetTemperature(temperature), qint16(0));
         QCOMPARE(temperature, 77.2F);
@@ -402,7 +412,7 @@ private slots:
     void whileAScanIsMeasuredTheLogGoesOn()
     {
         CooldownLog::Start();
-        flags().acquisitionRunning = true;
+        pretendRunning(Operations::scan);
         frontPanel().refreshEntries();
         QVERIFY(frontPanel().isEntryEnabled(logEntry));
         modTools::Delay(35, true);
@@ -477,10 +487,10 @@ private slots:
         CooldownLog::Start();
         pass(1);
         const SmallDisk disk(40);
-        flags().acquisitionRunning = true;
+        pretendRunning(Operations::scan);
         pass(60);
         QVERIFY(m_prompts->messages.isEmpty());
-        flags().acquisitionRunning = false;
+        pretendRunning(Operations::scan, false);
         m_prompts->expect(u"Cooldown log"_s, u"Error # 61 caused by LogCooldown()\r\nDisk full"_s);
         pass(2);
     }
@@ -489,7 +499,7 @@ private slots:
     {
         CooldownLog::Start();
         pass(1);
-        flags().acquisitionRunning = true;
+        pretendRunning(Operations::scan);
         {
             const SmallDisk disk(40);
             pass(10);
@@ -497,7 +507,7 @@ private slots:
         }
         CooldownLog::Stop();
         QCOMPARE(bytes().count('\n'), 2);
-        flags().acquisitionRunning = false;
+        pretendRunning(Operations::scan, false);
         pass(5); // all is well: no box
     }
 

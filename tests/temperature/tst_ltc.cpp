@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
+#include "serial/Exchange.h"
 #include "temperature/TemperatureLine.h"
 #include "temperature/modLTC_RPID.h"
 
@@ -59,7 +60,7 @@ private slots:
         LTCOutput(u"KRDG?"_s);
         QCOMPARE(sent(), QByteArray("KRDG?\r\n"));
         QVERIFY(m_line->clock.elapsed() - before >= 1000 && m_line->clock.elapsed() - before < 1100);
-        QVERIFY(!modTC::state().busy);
+        QVERIFY(!Exchange::underWay(modCOM::TCComm()));
     }
 
     void withoutDelayNothingIsWaited_data()

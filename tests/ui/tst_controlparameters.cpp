@@ -2,6 +2,7 @@
 
 #include "LabWindow.h"
 
+#include "core/Operation.h"
 #include "core/Configuration.h"
 #include "temperature/modLTC.h"
 #include "ui/frmRPID.h"
@@ -216,7 +217,7 @@ private slots:
         bench().choose(Entry::mnuLTCSetpoint);
         bench().hand.expect(QStringLiteral("LTC"), QStringLiteral("LTC does not respond!"), QStringLiteral("OK"));
         bench().choose(Entry::mnuLTCQueryTemperature);
-        QVERIFY(!flags().temperatureRunning);
+        QVERIFY(!Operation::isRunning(Operations::temperature));
     }
 
     // --- the table
@@ -359,7 +360,7 @@ private slots:
                      });
         bench().choose(Entry::mnuLTCSetpoint);
         QVERIFY(waited);
-        QVERIFY(!flags().temperatureRunning);
+        QVERIFY(!Operation::isRunning(Operations::temperature));
         QVERIFY(bench().entry(Entry::mnuLTCSetpoint)->isEnabled());
         QVERIFY(LabWindow::textWindow() == nullptr);
     }
@@ -423,7 +424,7 @@ private slots:
         bench().choose(Entry::mnuLTCNewSetpointWithPID);
         QVERIFY(gone);
         QVERIFY(LabWindow::textWindow() == nullptr);
-        QVERIFY(!flags().temperatureRunning);
+        QVERIFY(!Operation::isRunning(Operations::temperature));
     }
 
     void theTemperatureIsShown()

@@ -2,6 +2,8 @@
 
 #include "LabWindow.h"
 
+#include "core/Operation.h"
+#include "support/Pretend.h"
 #include "core/Configuration.h"
 #include "core/ScanData.h"
 #include "plot/Look.h"
@@ -236,7 +238,7 @@ private slots:
         connect(&scanData(), &ScanData::plotRequested, log(), [&] { during = lines() - before; });
         // The worst moment: within a reading, which must not stand still for the whole scan.
         bench().once([] { return CooldownLog::state().reading; }, [&] { entry(Menu::Entry::mnuMeasStartAcquisition)->trigger(); });
-        DESK_VERIFY(flags().dataPresent && !flags().acquisitionRunning);
+        DESK_VERIFY(flags().dataPresent && !Operation::isRunning(Operations::scan));
         QCOMPARE(scanData().size(), 51);
         const QVector<double>& counts = scanData().counts();
         QCOMPARE(std::count_if(counts.cbegin(), counts.cend(), [](double count) { return count > 0; }), counts.size());
@@ -257,7 +259,7 @@ private slots:
                      [&] {
                          chosen = true;
                          entry(Menu::Entry::mnuLTCQueryTemperature)->trigger();
-                         began = flags().temperatureRunning;
+                         began = Operation::isRunning(Operations::temperature);
                      });
         bench().hand.expectWindow(QStringLiteral("LTC"), [&](QDialog* box) {
             inside = CooldownLog::state().reading;
@@ -265,7 +267,7 @@ private slots:
             box->accept();
         });
         entry()->trigger();
-        DESK_VERIFY(bench().hand.done() && !flags().temperatureRunning);
+        DESK_VERIFY(bench().hand.done() && !Operation::isRunning(Operations::temperature));
         QVERIFY(chosen && !began && !inside);
         QCOMPARE(lines(), 1);
         QVERIFY2(!text().contains(QStringLiteral(";;")), qPrintable(text()));
@@ -300,7 +302,7 @@ private slots:
     void aFullDiskStandsInTheWindow()
     {
         QVERIFY(bringUp());
-        flags().acquisitionRunning = true; // no box while a scan runs
+        pretendRunning(Operations::scan); // no box while a scan runs
         entry()->trigger();
         DESK_VERIFY(lines() >= 1);
         // From now on nothing fits.
@@ -311,7 +313,7 @@ private slots:
         DESK_VERIFY(lines() > before);
         bench().hand.expect(QStringLiteral("Cooldown log"), QStringLiteral("Error # 61 caused by LogCooldown()\nDisk full"),
                             QStringLiteral("OK"));
-        flags().acquisitionRunning = false;
+        pretendRunning(Operations::scan, false);
         DESK_VERIFY(bench().hand.done());
         QVERIFY(QFile::remove(CooldownLog::state().path));
         DESK_VERIFY(label("lblStatus")->text().startsWith(QStringLiteral("Logging to ")));

@@ -2,6 +2,8 @@
 
 #include "Operator.h"
 
+#include "core/Operation.h"
+#include "support/Pretend.h"
 #include "core/Configuration.h"
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
@@ -383,8 +385,8 @@ private slots:
         dialog.exec();
         QCOMPARE(value.trimmed(), QStringLiteral("0"));
         QCOMPARE(caption, QStringLiteral("RateMeter [Range 10]"));
-        QVERIFY(!flags().ratemeterRunning);
-        DESK_VERIFY(!Ratemeter::state().looping);
+        QVERIFY(!Operation::isRunning(Operations::ratemeter));
+        DESK_VERIFY(!Operation::isRunning(Operations::ratemeter));
     }
 
     // --- questions
@@ -478,7 +480,7 @@ private slots:
         m_operator->expect(QStringLiteral("LTC"), QStringLiteral("text"), QStringLiteral("OK"),
                            [](QMessageBox* shown) { QVERIFY(shown->informativeText().isEmpty()); });
         m_prompts.message(box);
-        flags().profileRunning = true;
+        pretendRunning(Operations::profile);
         m_operator->expect(QStringLiteral("LTC"), QStringLiteral("text"), QStringLiteral("OK"),
                            [](QMessageBox* shown) { QCOMPARE(shown->informativeText(), QStringLiteral("\"OK\" in 60 s")); });
         m_prompts.message(box);

@@ -2,6 +2,7 @@
 
 #include "LabWindow.h"
 
+#include "core/Operation.h"
 #include "core/Configuration.h"
 #include "temperature/modHTC.h"
 #include "temperature/modTC.h"
@@ -294,7 +295,7 @@ private slots:
         bench().hand.expect(title, QStringLiteral("Unable to query HTC.\nFunction aborted..."), QStringLiteral("OK"));
         bench().choose(static_cast<Entry>(entry));
         QCOMPARE(blocksWritten(), 0);
-        QVERIFY(!flags().temperatureRunning);
+        QVERIFY(!Operation::isRunning(Operations::temperature));
         QVERIFY(bench().entry(static_cast<Entry>(entry))->isEnabled());
     }
 

@@ -2,6 +2,8 @@
 
 #include "LabWindow.h"
 
+#include "core/Operation.h"
+#include "support/Pretend.h"
 #include "core/Configuration.h"
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
@@ -173,7 +175,7 @@ private slots:
         QCOMPARE(find<QAction>("mnuMeasStartAcquisition")->text(), QStringLiteral("Abort Data Acquisition"));
         frontPanel().setCaption(QStringLiteral("Scan (Simulation)"));
         QCOMPARE(bench().window->windowTitle(), QStringLiteral("Scan (Simulation)"));
-        flags().acquisitionRunning = true;
+        pretendRunning(Operations::scan);
         frontPanel().refreshEntries();
         QVERIFY(field("ScanStart")->isReadOnly());
         QVERIFY(!find<QAction>("mnuFileOpen")->isEnabled());
@@ -434,7 +436,7 @@ private slots:
 
     void theCommunicationTestIsRefusedDuringARun()
     {
-        flags().acquisitionRunning = true;
+        pretendRunning(Operations::scan);
         bench().hand.expect(QStringLiteral("Communcication test"), QStringLiteral("SMC not ready..."), QStringLiteral("OK"));
         QTest::mouseClick(find<QWidget>("Panel4"), Qt::LeftButton);
         QVERIFY(bench().hand.done());

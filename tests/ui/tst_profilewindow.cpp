@@ -2,6 +2,8 @@
 
 #include "LabWindow.h"
 
+#include "core/Operation.h"
+#include "support/Pretend.h"
 #include "core/Configuration.h"
 #include "core/ScanParameters.h"
 #include "core/modTools.h"
@@ -172,7 +174,7 @@ private slots:
         QString caption;
         bool appeared = false;
         const auto look = [&] {
-            if (!flags().profileRunning || runWindow() == nullptr)
+            if (!Operation::isRunning(Operations::profile) || runWindow() == nullptr)
                 return;
             appeared = runWindow()->isVisible() && !runWindow()->isModal();
             caption = entry()->text();
@@ -310,7 +312,7 @@ private slots:
         QCOMPARE(entry()->text(), idleCaption);
         QCOMPARE(scans().size(), done);
         QVERIFY2(report().contains(QStringLiteral("aborted")), qPrintable(report()));
-        QVERIFY(!flags().profileRunning && !flags().abort);
+        QVERIFY(!Operation::isRunning(Operations::profile) && !flags().abort);
     }
 
     void nameAndCommentAreReadOnlyWhileAProfileRuns()
@@ -397,7 +399,7 @@ private slots:
         frmProfileRun window;
         ProfileRun::State& run = ProfileRun::state();
         run.rows = ProfileRun::Plan();
-        flags().profileRunning = true;
+        pretendRunning(Operations::profile);
         run.current = 0;
         run.rows[0].phase = Phase::Dwelling;
         run.phaseStartedAt = modTools::timeGetTime();
@@ -424,7 +426,7 @@ private slots:
         window.close();
         emit ProfileRun::notifier().changed();
         QVERIFY(!window.isVisible());
-        flags().profileRunning = false;
+        pretendRunning(Operations::profile, false);
     }
 
     void aRunOfAMillionScansIsShownAtOnce()
@@ -436,7 +438,7 @@ private slots:
         run.rows = QList<ProfileRun::Row>(1000000);
         run.current = 999998;
         run.rows[999998].phase = Phase::Settling;
-        flags().profileRunning = true;
+        pretendRunning(Operations::profile);
         emit ProfileRun::notifier().changed();
         const auto* view = window.findChild<QTableView*>();
         QCOMPARE(view->model()->rowCount(), 1000000);
@@ -444,7 +446,7 @@ private slots:
         // The row being measured is in sight.
         QVERIFY(view->viewport()->rect().intersects(view->visualRect(view->currentIndex())));
         QVERIFY(!window.grab().isNull());
-        flags().profileRunning = false;
+        pretendRunning(Operations::profile, false);
     }
 
     // --- boxes of an unattended run
@@ -453,7 +455,7 @@ private slots:
     {
         Desk& desk = bench().desk();
         bench().hand.rest();
-        flags().profileRunning = true;
+        pretendRunning(Operations::profile);
         const double begun = desk.elapsed();
         Prompts::Button answer = Prompts::Button::Abort;
         const Prompts::Message retry = question(Prompts::Buttons::AbortRetryIgnore, Prompts::Button::Retry);
@@ -490,14 +492,14 @@ private slots:
         UiPrompts prompts;
         Prompts::FileDialog save;
         save.title = QStringLiteral("Save picture");
-        flags().profileRunning = true;
+        pretendRunning(Operations::profile);
         QCOMPARE(prompts.saveFile(save).path, QString());
         QCOMPARE(moments, 60);
         QVERIFY2(titles.startsWith(QStringLiteral("Save picture (closes in 60 s)|Save picture (closes in 59 s)|")), qPrintable(titles));
         moments = 0;
         QCOMPARE(prompts.input({QStringLiteral("LTC Query"), QStringLiteral("Enter query command:"), QStringLiteral("W1")}), QString());
         QCOMPARE(moments, 60);
-        flags().profileRunning = false;
+        pretendRunning(Operations::profile, false);
         moments = 0;
         prompts.saveFile(save);
         QCOMPARE(moments, 61);
@@ -524,7 +526,7 @@ private slots:
     {
         Desk& desk = bench().desk();
         bench().hand.rest();
-        flags().profileRunning = true;
+        pretendRunning(Operations::profile);
         Prompts::Button answer = Prompts::Button::Retry;
         const Prompts::Message retry = question(Prompts::Buttons::AbortRetryIgnore, Prompts::Button::Retry);
         QCOMPARE(countdownOf(retry, desk, {59999}, "Ignore", &answer), QStringLiteral("\"Retry\" in 1 s"));
@@ -541,7 +543,7 @@ private slots:
         QCOMPARE(countdownOf(retry, desk, {0, 600000}, "Abort", &answer), QStringLiteral("|"));
         QCOMPARE(answer, Prompts::Button::Abort);
         // A question without an answer of its own waits even in a run.
-        flags().profileRunning = true;
+        pretendRunning(Operations::profile);
         const Prompts::Message open = question(Prompts::Buttons::YesNo, Prompts::Button::Ok);
         QCOMPARE(countdownOf(open, desk, {600000}, "No", &answer), QString());
         QCOMPARE(answer, Prompts::Button::No);

@@ -2,6 +2,8 @@
 
 #include "LabWindow.h"
 
+#include "core/Operation.h"
+#include "serial/Exchange.h"
 #include "core/ScanData.h"
 #include "goniometer/modSMC.h"
 #include "plot/Chart2d.h"
@@ -111,7 +113,7 @@ private slots:
                             startText(QStringLiteral("26"), QStringLiteral("27"), QStringLiteral("0.02"), QStringLiteral("0.1")),
                             QStringLiteral("Cancel"));
         Operator::chooseByKeys(bench().window.get(), QStringLiteral("ms"));
-        QVERIFY(!flags().acquisitionRunning);
+        QVERIFY(!Operation::isRunning(Operations::scan));
         QVERIFY(frontPanel().panel(2).isEmpty());
     }
 
@@ -134,14 +136,14 @@ private slots:
                             QStringLiteral("OK"));
         bench().once(
             [whileUploading] {
-                return flags().acquisitionRunning && (whileUploading || frontPanel().panel(1).contains(QStringLiteral("in progress")));
+                return Operation::isRunning(Operations::scan) && (whileUploading || frontPanel().panel(1).contains(QStringLiteral("in progress")));
             },
             [&] {
                 // A first click that is not meant: the run goes on.
                 bench().hand.expect(QStringLiteral("Data acquisition"),
                                     QStringLiteral("Do you want to abort the current data acquisition now?"), QStringLiteral("No"));
                 start()->trigger();
-                QVERIFY(flags().acquisitionRunning);
+                QVERIFY(Operation::isRunning(Operations::scan));
                 bench().hand.expect(QStringLiteral("Data acquisition"),
                                     QStringLiteral("Do you want to abort the current data acquisition now?"), QStringLiteral("Yes"),
                                     [](QMessageBox* box) { QCOMPARE(box->icon(), QMessageBox::Critical); });
@@ -157,7 +159,7 @@ private slots:
             });
         Operator::chooseByKeys(bench().window.get(), QStringLiteral("ms"));
         QVERIFY(bench().hand.done());
-        QVERIFY(!flags().acquisitionRunning);
+        QVERIFY(!Operation::isRunning(Operations::scan));
         QCOMPARE(start()->text(), QStringLiteral("&Start Data Acquisition"));
         QCOMPARE(flags().dataPresent, read);
         QCOMPARE(frontPanel().panel(1), QStringLiteral("Ready"));
@@ -180,7 +182,7 @@ private slots:
                             QStringLiteral("OK"));
         const auto transfers = [this] { return bench().lab.received(QStringLiteral("SMC")).count(QStringLiteral("?CNT;")); };
         qsizetype before = -1;
-        bench().once([&] { return modSMC::state().transferring && transfers() == 1; },
+        bench().once([&] { return Exchange::isBarred(modCOM::MCComm()) && transfers() == 1; },
                      [&] {
                          before = scanData().maximum;
                          bench().hand.expect(QStringLiteral("Data acquisition"),
@@ -194,7 +196,7 @@ private slots:
         QVERIFY2(bench().hand.done(), qPrintable(bench().hand.complaint()));
         QCOMPARE(before, 0);
         QCOMPARE(transfers(), read ? 2 : 1);
-        QVERIFY(!flags().acquisitionRunning && !modSMC::state().transferring);
+        QVERIFY(!Operation::isRunning(Operations::scan) && !Exchange::isBarred(modCOM::MCComm()));
         QCOMPARE(start()->text(), QStringLiteral("&Start Data Acquisition"));
         QCOMPARE(frontPanel().panel(1), QStringLiteral("Ready"));
         QCOMPARE(flags().dataPresent, read);
@@ -222,7 +224,7 @@ private slots:
         QVERIFY(flags().dataPresent);
         const QVector<double> counts = scanData().counts();
         bool stopped = false;
-        bench().once([] { return modSMC::state().transferring; },
+        bench().once([] { return Exchange::isBarred(modCOM::MCComm()); },
                      [&] {
                          stopped = true;
                          QVERIFY(!start()->isEnabled());
@@ -233,7 +235,7 @@ private slots:
         QVERIFY(stopped);
         QVERIFY(bench().lab.received(QStringLiteral("SMC")).contains(QStringLiteral("Q;")));
         QCOMPARE(scanData().counts(), counts);
-        QVERIFY(!flags().utilityRunning && flags().dataPresent);
+        QVERIFY(!Operation::isRunning(Operations::utility) && flags().dataPresent);
     }
 
     void closingDuringARunEndsItAfterTheQuestion()
@@ -248,7 +250,7 @@ private slots:
                      [&] {
                          bench().hand.expect(QStringLiteral("Quit program"), busyText, QStringLiteral("Cancel"));
                          QVERIFY(!bench().window->close());
-                         QVERIFY(flags().acquisitionRunning);
+                         QVERIFY(Operation::isRunning(Operations::scan));
                          bench().hand.expect(QStringLiteral("Quit program"), busyText, QStringLiteral("OK"));
                          QVERIFY(bench().window->close());
                      });

@@ -8,6 +8,7 @@
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
 #include "core/NumberText.h"
+#include "core/Operation.h"
 #include "core/ScanData.h"
 #include "core/modTools.h"
 #include "datafiles/modFile.h"
@@ -39,7 +40,7 @@ constexpr ParameterOption parameterOptions[] = {
 void onInterrupt(int number)
 {
     cli::terminalPrompts().aborting = true;
-    if (number == 1 && flags().acquisitionRunning) {
+    if (number == 1 && Operation::isRunning(Operations::scan)) {
         cli::Terminal::note(u"Breaking off..."_qs);
         ScanRun::Start();
     }
@@ -110,7 +111,7 @@ bool ready()
 {
     if (!cli::connectDevices())
         return false;
-    if (!flags().acquisitionRunning)
+    if (!Operation::isRunning(Operations::scan))
         return true;
     cli::Terminal::note(u"The goniometer controller still runs a program. Wait for its end, or stop it: scan-cli stop"_qs);
     return false;

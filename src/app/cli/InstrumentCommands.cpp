@@ -10,6 +10,7 @@
 #include "core/FrontPanel.h"
 #include "core/Instrument.h"
 #include "core/NumberText.h"
+#include "core/Operation.h"
 #include "core/Status.h"
 #include "core/startup/modMain.h"
 #include "goniometer/ScanRun.h"
@@ -66,7 +67,7 @@ bool readyToMove()
 {
     if (!cli::connectDevices())
         return false;
-    if (!flags().acquisitionRunning && modSMC::SMCIsReady())
+    if (!Operation::isRunning(Operations::scan) && modSMC::SMCIsReady())
         return true;
     cli::Terminal::note(u"SMC not ready..."_qs);
     return false;
@@ -79,8 +80,7 @@ int statusAsJson(bool answers)
     if (answers)
         modSMC::SMCGetPosition(1);
     modMain::SetCaption();
-    const QStringList running = flags().acquisitionRunning ? QStringList{u"scan"_qs} : QStringList();
-    const QJsonDocument document(statusJson(instrument(), frontPanel(), running));
+    const QJsonDocument document(statusJson(instrument(), frontPanel(), Operation::names()));
     cli::Terminal::result(QString::fromUtf8(document.toJson(QJsonDocument::Indented)).trimmed());
     return answers ? cli::Done : failedOrAborted();
 }

@@ -2,7 +2,7 @@
 
 #include "app/cli/Interrupts.h"
 
-#include "core/Flags.h"
+#include "core/Operation.h"
 #include "core/modTools.h"
 
 #include <csignal>
@@ -41,7 +41,7 @@ struct Watch
     void look()
     {
         // Within a run it is over and done with: the end of the run is no interrupt either.
-        if (hungUp != 0 && !flags().profileRunning)
+        if (hungUp != 0 && !Operation::anyUnattended())
             pressed = pressed + 1;
         hungUp = 0;
         // Not inside the tick: the handler waits, and the next interrupt is to be heard meanwhile.

@@ -9,6 +9,7 @@
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
 #include "core/NumberText.h"
+#include "core/Operation.h"
 #include "core/modTools.h"
 #include "core/startup/modMain.h"
 #include "datafiles/modFile.h"
@@ -29,7 +30,7 @@ using ProfileRun::Phase;
 void onInterrupt(int number)
 {
     cli::terminalPrompts().aborting = true;
-    if (number == 1 && flags().profileRunning) {
+    if (number == 1 && Operation::isRunning(Operations::profile)) {
         cli::Terminal::note(u"Breaking off..."_qs);
         ProfileRun::Execute();
         return;
@@ -92,7 +93,7 @@ void follow()
 {
     QObject::connect(&ProfileRun::notifier(), &ProfileRun::Notifier::changed, &frontPanel(), [] {
         const ProfileRun::State& now = ProfileRun::state();
-        if (now.current < 0 || !flags().profileRunning)
+        if (now.current < 0 || !Operation::isRunning(Operations::profile))
             return;
         const ProfileRun::Row& row = now.rows[now.current];
         const QString where =

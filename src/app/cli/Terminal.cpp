@@ -4,6 +4,7 @@
 
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
+#include "core/Operation.h"
 
 #include <QSocketNotifier>
 #include <QStringList>
@@ -239,7 +240,7 @@ cli::TerminalProgress::~TerminalProgress()
 
 void cli::TerminalProgress::show() const
 {
-    if (!flags().acquisitionRunning)
+    if (!Operation::isRunning(Operations::scan))
         return;
     const quint32 seconds = (modTools::timeGetTime() - m_startedAt) / 1000;
     const QString elapsed =

@@ -6,6 +6,7 @@
 #include "core/FrontPanel.h"
 #include "core/Instrument.h"
 #include "core/NumberText.h"
+#include "core/Operation.h"
 #include "core/PrivateProfile.h"
 #include "core/Prompts.h"
 #include "core/modTools.h"
@@ -323,7 +324,7 @@ qint16 modMain::SaveSettings()
 bool modMain::QueryClose()
 {
     // Between two scans of a profile the controller is idle, but the heaters are on.
-    const bool profile = flags().profileRunning;
+    const bool profile = Operation::isRunning(Operations::profile);
     if (profile || !modSMC::SMCIsReady()) {
         Prompts::Message box;
         box.title = QStringLiteral("Quit program");
