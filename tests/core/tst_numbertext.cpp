@@ -66,6 +66,14 @@ private slots:
         QTEST(Print(value), "print");
     }
 
+    void aSingleIsExactAsItIsWritten()
+    {
+        QCOMPARE(Exact(77.35F), 77.35);
+        QVERIFY(double(77.35F) != 77.35); // else there were no need
+        QCOMPARE(Exact(-0.1F), -0.1);
+        QCOMPARE(Exact(0), 0.0);
+    }
+
     void singlesHaveSevenDigits_data()
     {
         QTest::addColumn<float>("value");

@@ -104,8 +104,8 @@ private slots:
             if (read[i] != defaults[i])
                 different += read[i];
         QCOMPARE(different, (QStringList{u"ScanMode=online"_qs, u"ScanStart=10"_qs, u"ScanStop=90"_qs, u"ScanStep=0.02"_qs,
-                                         u"CounterTime=1"_qs, u"DelaySleep=1"_qs, u"giGeneratorModel=SEIFERT3000"_qs}));
-        for (const char* key : {"ScanMode", "ScanStart", "ScanStop", "ScanStep", "CounterTime", "DelaySleep", "Model"}) {
+                                         u"CounterTime=1"_qs, u"giGeneratorModel=SEIFERT3000"_qs}));
+        for (const char* key : {"ScanMode", "ScanStart", "ScanStop", "ScanStep", "CounterTime", "Model"}) {
             const qsizetype line = example.lastIndexOf('\n', example.lastIndexOf("\n" + QByteArray(key) + '=') - 1) + 1;
             QVERIFY2(example.mid(line, example.indexOf('\n', line) - line).contains("; missing: "), key);
         }
@@ -176,11 +176,10 @@ private slots:
 
     void aValueIsHeldWhereTheTableSaysSo()
     {
-        const QStringList log = logOf("[General]\nDelaySleep=-5\n[LTC]\nLogInterval=60\nMinQueries=-1\n");
-        QCOMPARE(configuration().general.delaySleep, 0);
+        const QStringList log = logOf("[LTC]\nLogInterval=60\nMinQueries=-1\n");
         QCOMPARE(configuration().ltc.logInterval, 30);
         QCOMPARE(configuration().ltc.minQueries, -1); // a range alone holds nothing
-        QVERIFY(log.contains(u"DelaySleep=-5"_qs));   // as read
+        QVERIFY(log.contains(u"MinQueries=-1"_qs));
         QVERIFY(log.contains(u"gbLTCCoolLogInterval=30"_qs));
     }
 

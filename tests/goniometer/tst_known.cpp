@@ -121,6 +121,21 @@ private slots:
         QVERIFY(boxes.allShown());
     }
 
+    void goToOfAxis2SaysNothingAboutAxis1()
+    {
+        TestClock clock;
+        PlayedController smc(clock);
+        ScriptedPrompts boxes;
+        modSMC::state().numberOfAxes = 2;
+        boxes.expectInput(QStringLiteral("Select axis"), QStringLiteral("Enter axis (1- 2)"), QStringLiteral("2"));
+        boxes.expectInput(QStringLiteral("Target position"), QStringLiteral("Move axis 2 to the\r\nfollowing position:"),
+                          QStringLiteral("20"));
+        GoniometerUtilities::GoTo();
+        QVERIFY(smc.commands().contains(QStringLiteral("START:;")));
+        QVERIFY(angle() == Known<double>{});
+        QVERIFY(boxes.allShown());
+    }
+
     void aLostLineTakesItAlong()
     {
         TestClock clock;

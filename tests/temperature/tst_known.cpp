@@ -284,6 +284,20 @@ private slots:
         QVERIFY(!htc().setpoint.likely());
     }
 
+    void htcThatIsLostBeforeItIsToldIsUnknown()
+    {
+        flags().htcEnabled = true;
+        m_line->device.answer(dataQuery, block(20, 300, 0));
+        m_line->prompts.expect(u"TC"_s, QString());
+        connect(&instrumentNotifier(), &InstrumentNotifier::changed, m_line.get(), [this] {
+            if (htc().output.isConfirmed()) // the block has been read, the new one is not yet sent
+                m_line->device.hangUp();
+        });
+        modHTC::SwitchHeaterOutput(true);
+        QVERIFY(!m_line->device.written().contains("S001"));
+        QVERIFY(htc().output == Known<bool>{});
+    }
+
     void htcOnALostLineIsUnknown()
     {
         flags().htcEnabled = true;
