@@ -319,29 +319,25 @@ private slots:
     {
         QVERIFY(bringUp({QStringLiteral("--ltc"), QStringLiteral("331")}));
         useProfile({QStringLiteral("T1:295;"), QStringLiteral("T1:294;")});
-        auto* name = m_window->findChild<QLineEdit*>(QStringLiteral("txtFileName"));
-        auto* comment = m_window->findChild<QPlainTextEdit*>(QStringLiteral("txtComment"));
+        auto* name = bench().window->findChild<QLineEdit*>(QStringLiteral("txtFileName"));
+        auto* comment = bench().window->findChild<QPlainTextEdit*>(QStringLiteral("txtComment"));
         comment->setPlainText(QStringLiteral("first"));
-        m_operator->expectWindow(title, pressOk);
-        m_operator->expect(title, {}, QStringLiteral("Yes"));
-        m_operator->expect(title, finished, QStringLiteral("OK"));
-        QTimer hand;
-        bool typed = false;
+        bench().hand.expectWindow(title, pressOk);
+        bench().hand.expect(title, {}, QStringLiteral("Yes"));
+        bench().hand.expect(title, finished, QStringLiteral("OK"));
         QStringList toolTips;
-        connect(&hand, &QTimer::timeout, m_window.get(), [&] {
-            if (typed || ProfileRun::state().current != 0 || ProfileRun::state().rows[0].phase != Phase::Acquiring)
-                return;
-            typed = true;
+        const auto firstScan = [] {
+            const ProfileRun::State& run = ProfileRun::state();
+            return run.current == 0 && run.rows[0].phase == Phase::Acquiring;
+        };
+        bench().once(firstScan, [&] {
             QVERIFY(name->isReadOnly() && comment->isReadOnly());
             name->selectAll();
             QTest::keyClicks(name, QStringLiteral("Corundum"));
             QTest::keyClicks(comment, QStringLiteral("second"));
             toolTips << name->toolTip() << comment->toolTip();
         });
-        hand.start(5);
         entry()->trigger();
-        hand.stop();
-        QVERIFY(typed);
         QCOMPARE(name->text(), QStringLiteral("Quartz"));
         QCOMPARE(comment->toPlainText(), QStringLiteral("first"));
         const QString why = QStringLiteral("The running temperature profile has taken sample name and comment for all its files.\n"
