@@ -2,7 +2,7 @@
 //
 // The console program on the virtual instrument: whole scans, broken ones, files, the terminal.
 
-#include "system/Programs.h"
+#include "real/Programs.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

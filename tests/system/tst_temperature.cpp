@@ -2,8 +2,8 @@
 //
 // The console program on the temperature controllers of the virtual instrument: what it prints against what went over the line.
 
+#include "real/Programs.h"
 #include "support/SteadyReference.h"
-#include "system/Programs.h"
 
 using namespace programs;
 using namespace Qt::StringLiterals;

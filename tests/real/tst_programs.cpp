@@ -1,0 +1,231 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
+// The console program and the virtual instrument as processes: lines, terminals and signals of the system. What the commands do is tested
+// on the desk, in tests/system.
+
+#include "real/Programs.h"
+#include "support/CommandLine.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+using namespace programs;
+using namespace Qt::StringLiterals;
+
+namespace {
+constexpr int points = 66;
+const QStringList fast = words("--speed 1000");
+
+/// Over the strongest line of quartz: 66 points.
+QStringList quartzScan(const QStringList& more = {})
+{
+    return words("acquire --start 26 --stop 27.3 --step 0.02 --time 1 --out q.sdf") + more;
+}
+
+QJsonObject infoOf(const Instrument& instrument, const QString& file)
+{
+    ScanCli cli;
+    if (cli.runOn(instrument, {u"info"_s, file, u"--json"_s, u"--peaks"_s, u"1"_s}) != 0)
+        return {};
+    return QJsonDocument::fromJson(cli.out).object();
+}
+} // namespace
+
+class ProgramsTest : public QObject
+{
+    Q_OBJECT
+
+    static void lines()
+    {
+        QTest::addColumn<QStringList>("line");
+#ifdef Q_OS_UNIX
+        QTest::newRow("pseudo-terminal") << QStringList();
+#endif
+        QTest::newRow("TCP") << words("--tcp 0");
+    }
+
+private slots:
+    void aScanIsMeasuredAndSaved_data()
+    {
+        lines();
+    }
+    void aScanIsMeasuredAndSaved();
+    void aLineThatComesBackLosesNoScan_data()
+    {
+        lines();
+    }
+    void aLineThatComesBackLosesNoScan();
+    void aMissingInstrumentIsRefused();
+#ifdef Q_OS_UNIX
+    void ctrlCBreaksOffAndSaves_data();
+    void ctrlCBreaksOffAndSaves();
+    void answersAreTypedOnATerminal();
+    void abortInTheCheckEndsTheProgramAtOnce();
+    void aProgramThatWasKilledIsStartedAgain();
+    void theProgramLinksNoWidget();
+#endif
+};
+
+void ProgramsTest::aScanIsMeasuredAndSaved()
+{
+    QFETCH(QStringList, line);
+    const Instrument instrument(fast + line);
+    QVERIFY(instrument.running);
+    const QByteArray iniBefore = instrument.read(u"scan.ini"_s);
+    ScanCli cli;
+    const int status = cli.runOn(
+        instrument, quartzScan({u"--yes"_s, u"--name"_s, u"Quartz"_s, u"--comment"_s, u"two words"_s, u"--export"_s, u"ascii-xy=q.asc"_s}));
+    VERIFY_OR_SHOW(status == 0, cli.err);
+    QVERIFY(cli.err.contains("[Start scan] Selected parameter set (Theta-2-Theta):"));
+    QVERIFY(cli.err.contains("Scan Start  : 26\xc2\xb0 2-Theta"));
+    QVERIFY(cli.out.contains("66 points from 26 to 27.3 degrees 2-Theta, step 0.02, 1 s per point"));
+    QVERIFY(cli.out.contains("Saved: " + instrument.path(u"q.sdf"_s).toUtf8()));
+    QVERIFY(!cli.err.contains('\r'));
+    QCOMPARE(instrument.read(u"scan.ini"_s), iniBefore);
+    QCOMPARE(instrument.read(u"q.asc"_s).trimmed().split('\n').size(), points);
+
+    const QJsonObject info = infoOf(instrument, u"q.sdf"_s);
+    QCOMPARE(info.value("points").toInt(), points);
+    QCOMPARE(info.value("name").toString(), u"Quartz"_s);
+    QCOMPARE(info.value("comment").toString(), u"two words"_s);
+    QCOMPARE(info.value("start").toDouble(), 26.0);
+    QCOMPARE(info.value("stop").toDouble(), 27.3);
+    QCOMPARE(info.value("counterTime").toDouble(), 1.0);
+    QVERIFY(info.value("maximum").toDouble() > 1000);
+    const double peak = info.value("peaks").toArray().first().toObject().value("angle").toDouble();
+    VERIFY_OR_SHOW(qAbs(peak - 26.64) < 0.03, QByteArray::number(peak));
+}
+
+void ProgramsTest::aLineThatComesBackLosesNoScan()
+{
+    QFETCH(QStringList, line);
+    const Instrument instrument(words("--speed 20 --fault hang-up-and-return:24") + line); // the second look at the running scan
+    instrument.bePatient();
+    ScanCli cli;
+    VERIFY_OR_SHOW(cli.runOn(instrument, quartzScan({u"--yes"_s})) == 0, cli.err);
+    QCOMPARE(cli.err.count("is lost."), 1);
+    QCOMPARE(infoOf(instrument, u"q.sdf"_s).value("points").toInt(), points);
+}
+
+void ProgramsTest::aMissingInstrumentIsRefused()
+{
+    const QTemporaryDir directory;
+    QFile ini(directory.filePath(u"scan.ini"_s));
+    QVERIFY(ini.open(QIODevice::WriteOnly));
+    ini.write("[smc]\nSerialDevice=/dev/no-such-line\n");
+    ini.close();
+    ScanCli cli;
+    cli.process.setWorkingDirectory(directory.path());
+    cli.start(QStringList{u"--program-dir"_s, directory.path()} + quartzScan({u"--yes"_s}));
+    QCOMPARE(cli.finish(), 1);
+    VERIFY_OR_SHOW(cli.err.contains("[SMC: Communication Error] /dev/no-such-line not available!"), cli.err);
+    ScanCli status;
+    status.start({u"--program-dir"_s, directory.path(), u"status"_s});
+    QCOMPARE(status.finish(), 1);
+    QCOMPARE(status.out, QByteArray("Scan (Simulation)\n"));
+}
+
+#ifdef Q_OS_UNIX
+void ProgramsTest::ctrlCBreaksOffAndSaves_data()
+{
+    QTest::addColumn<int>("signal");
+    QTest::newRow("Ctrl-C") << SIGINT;
+    QTest::newRow("the terminal closes") << SIGHUP;
+}
+
+void ProgramsTest::ctrlCBreaksOffAndSaves()
+{
+    QFETCH(int, signal);
+    // At its own speed, and from where it stands, a scan of a minute: points are counted, and it is not over before it is broken off.
+    const Instrument instrument(words("--position 13,26"));
+    ScanCli cli;
+    cli.startOn(instrument, quartzScan({u"--yes"_s}));
+    QVERIFY(cli.says("2 of 66 points"));
+    cli.interrupt(signal);
+    const int status = cli.finish();
+    VERIFY_OR_SHOW(status == 3, cli.err);
+    QVERIFY(cli.err.contains("[Data acquisition] Do you want to abort the current data acquisition now?\n-> Yes"));
+    QVERIFY(cli.err.contains("[Data acquisition] Do you want read scan data anyway?\n-> Yes"));
+    QVERIFY(cli.err.contains("Broken off. What was counted is kept."));
+    QVERIFY(cli.out.contains("Saved: "));
+    const QJsonObject info = infoOf(instrument, u"q.sdf"_s);
+    const int counted = info.value("points").toInt();
+    VERIFY_OR_SHOW(counted > 0 && counted < points, QByteArray::number(counted));
+    QVERIFY(qAbs(info.value("stop").toDouble() - (26 + (counted - 1) * 0.02)) < 1e-6);
+    QVERIFY(info.value("minimum").toDouble() > 0); // no zeros that nobody counted
+}
+
+void ProgramsTest::answersAreTypedOnATerminal()
+{
+    const Instrument instrument(fast + words("--fault fewer-counts"));
+    instrument.bePatient();
+    for (const bool goOn : {false, true}) {
+        PseudoTerminal terminal;
+        ScanCli cli;
+        terminal.adopt(cli.process);
+        cli.process.setWorkingDirectory(instrument.directory.path());
+        cli.start(QStringList{u"--program-dir"_s, instrument.directory.path()} + quartzScan());
+        const auto shows = [&](const QByteArray& text) { return cli.waitUntil([&] { return terminal.shown().contains(text); }); };
+        VERIFY_OR_SHOW(shows("OK/Cancel? [OK] "), terminal.shown());
+        QVERIFY(terminal.type("\n")); // the default button
+        VERIFY_OR_SHOW(shows("Yes/No? [No] "), terminal.shown());
+        QVERIFY(terminal.type(goOn ? "maybe\ny\n" : "\n"));
+        QCOMPARE(cli.finish(), 1); // 3 points are missing in either case
+        VERIFY_OR_SHOW(terminal.shown().contains("[##"), terminal.shown());
+        QCOMPARE(QFile::exists(instrument.path(u"q.sdf"_s)), goOn);
+    }
+}
+
+void ProgramsTest::abortInTheCheckEndsTheProgramAtOnce()
+{
+    const Instrument instrument(fast + words("--fault silent"));
+    PseudoTerminal terminal;
+    ScanCli cli;
+    terminal.adopt(cli.process);
+    cli.start({u"--program-dir"_s, instrument.directory.path(), u"status"_s});
+    VERIFY_OR_SHOW(cli.waitUntil([&] { return terminal.shown().contains("Abort/Retry/Ignore? [Retry] "); }), terminal.shown());
+    QVERIFY(terminal.type("r\n"));
+    VERIFY_OR_SHOW(cli.waitUntil([&] { return terminal.shown().count("Abort/Retry/Ignore? [Retry] ") == 2; }), terminal.shown());
+    QVERIFY(terminal.type("abort\n"));
+    QCOMPARE(cli.finish(), 1);
+    QVERIFY(cli.out.isEmpty());
+}
+
+void ProgramsTest::aProgramThatWasKilledIsStartedAgain()
+{
+    const QTemporaryDir traces;
+    QFile trace(traces.filePath(u"trace"_s));
+    const Instrument instrument(words("--ltc 331 --speed 500 --trace") + QStringList{trace.fileName()});
+    QVERIFY(instrument.running && trace.open(QIODevice::ReadOnly));
+    QByteArray traced;
+    ScanCli killed;
+    killed.startOn(instrument, words("ltc setpoint 250 --current")); // the start has switched the heater off: never steady
+    VERIFY_OR_SHOW(killed.says("Current Temperature X: "), killed.err);
+    killed.process.kill();
+    QVERIFY(killed.process.waitForFinished(patience));
+    QTRY_VERIFY_WITH_TIMEOUT((traced += trace.readAll()).contains("LTC -- line left") && traced.contains("SMC -- line left"), patience);
+    ScanCli again;
+    VERIFY_OR_SHOW(again.runOn(instrument, words("ltc temperature")) == 0, again.err);
+    QCOMPARE(again.err, QByteArray());
+    traced += trace.readAll();
+    const QByteArray answer = traced.mid(traced.lastIndexOf("LTC -> ") + 7);
+    VERIFY_OR_SHOW(again.out.endsWith(" K\n"), again.out);
+    QCOMPARE(again.out.split(' ').constFirst().toFloat(), answer.left(answer.indexOf('<')).toFloat());
+}
+
+void ProgramsTest::theProgramLinksNoWidget()
+{
+    QProcess ldd;
+    ldd.start(u"ldd"_s, {QStringLiteral(SCAN_BIN_DIR "/scan-cli")});
+    if (!ldd.waitForFinished(patience))
+        QSKIP("no ldd here");
+    const QByteArray libraries = ldd.readAllStandardOutput();
+    VERIFY_OR_SHOW(libraries.contains("Qt6Core"), libraries);
+    for (const char* library : {"Qt6Widgets", "Qt6Gui", "Qt6PrintSupport", "qcustomplot", "QCustomPlot"})
+        VERIFY_OR_SHOW(!libraries.contains(library), library);
+}
+#endif
+
+QTEST_GUILESS_MAIN(ProgramsTest)
+#include "tst_programs.moc"
