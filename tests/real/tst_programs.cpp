@@ -85,7 +85,7 @@ void ProgramsTest::aScanIsMeasuredAndSaved()
 void ProgramsTest::aLineThatComesBackLosesNoScan()
 {
     QFETCH(QStringList, line);
-    const Instrument instrument(words("--speed 20 --fault hang-up-and-return:24") + line); // the second look at the running scan
+    const Instrument instrument(fast + words("--fault hang-up-and-return:10") + line); // in the upload
     instrument.bePatient();
     ScanCli cli;
     VERIFY_OR_SHOW(cli.runOn(instrument, quartzScan({u"--yes"_s})) == 0, cli.err);
@@ -174,7 +174,7 @@ void ProgramsTest::aProgramThatWasKilledIsStartedAgain()
 {
     const QTemporaryDir traces;
     QFile trace(traces.filePath(u"trace"_s));
-    const Instrument instrument(words("--ltc 331 --speed 500 --trace") + QStringList{trace.fileName()});
+    const Instrument instrument(words("--ltc 331 --trace") + QStringList{trace.fileName()});
     QVERIFY(instrument.running && trace.open(QIODevice::ReadOnly));
     QByteArray traced;
     ScanCli killed;
