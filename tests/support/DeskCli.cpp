@@ -11,6 +11,8 @@
 #include "support/ResetAll.h"
 #include "support/ResetProgram.h"
 
+#include <QDir>
+
 namespace {
 void freshProcess()
 {
@@ -18,6 +20,19 @@ void freshProcess()
     cli::Interrupts::reset();
     cli::terminalPrompts() = {};
 }
+
+/// File names without a directory mean this one.
+class WorkingDirectory
+{
+public:
+    explicit WorkingDirectory(const QString& path) : m_before(QDir::currentPath()) { QDir::setCurrent(path); }
+    ~WorkingDirectory() { QDir::setCurrent(m_before); }
+    WorkingDirectory(const WorkingDirectory&) = delete;
+    WorkingDirectory& operator=(const WorkingDirectory&) = delete;
+
+private:
+    QString m_before;
+};
 } // namespace
 
 DeskCli::~DeskCli()
@@ -29,14 +44,19 @@ DeskCli::~DeskCli()
 
 int DeskCli::run(const QStringList& words)
 {
+    return runBare(QStringList{QStringLiteral("--program-dir"), directory()} + words);
+}
+
+int DeskCli::runBare(const QStringList& words)
+{
+    const WorkingDirectory here(directory());
     freshProcess();
     m_lab.desk.plugAll();
     out.clear();
     err.clear();
     cli::Terminal::setSink(
         {[this](const QString& line) { out += line.toUtf8() + '\n'; }, [this](const QString& line) { err += line.toUtf8() + '\n'; }});
-    const QString directory = programDirectory.isEmpty() ? m_lab.path() : programDirectory;
-    const int status = cli::run(QStringList{QStringLiteral("--program-dir"), directory} + words);
+    const int status = cli::run(words);
     return endProgramCalls() > 0 ? 1 : status;
 }
 

@@ -27,8 +27,10 @@ public:
     QByteArray err;           ///< standard error
     QString programDirectory; ///< empty: that of the instrument
 
-    /// Runs to the end: the exit status, 1 when the program ended at once (EndProgram).
+    /// Runs in its program directory to the end: the exit status, 1 when the program ended at once (EndProgram).
     int run(const QStringList& words);
+    /// With these words and no others: `run` says --program-dir first.
+    int runBare(const QStringList& words);
     /// Does something once, as soon as the program has said a text.
     void whenSays(const QByteArray& text, Desk::Action action);
     /// Ctrl-C.
@@ -40,5 +42,7 @@ public:
     void kill();
 
 private:
+    QString directory() const { return programDirectory.isEmpty() ? m_lab.path() : programDirectory; }
+
     DeskLab& m_lab;
 };

@@ -3,7 +3,7 @@
 // What the tests of whole profile runs share.
 #pragma once
 
-#include "Programs.h"
+#include "real/Programs.h"
 
 namespace programs {
 inline void store(const QString& path, const QByteArray& bytes)

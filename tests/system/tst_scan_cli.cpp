@@ -2,45 +2,37 @@
 //
 // The console program on the virtual instrument: whole scans, broken ones, files, the terminal.
 
-#include "system/Programs.h"
+#include "support/SmallDisk.h"
+#include "system/LabConsole.h"
 
+#include <QDir>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 
-using programs::Instrument;
-using programs::Program;
-using programs::ScanCli;
-
-/// The text is what the program said.
-#define VERIFY_OR_SHOW(condition, text) QVERIFY2(condition, QByteArray(text).constData())
-
 namespace {
 constexpr int points = 66;
-// Long enough that a scan outlasts several looks at the controller, or far shorter than one.
-const QStringList slow{QStringLiteral("--speed"), QStringLiteral("20")};
-const QStringList fast{QStringLiteral("--speed"), QStringLiteral("1000")};
-
-QStringList words(const char* line)
-{
-    return QString::fromUtf8(line).split(u' ', Qt::SkipEmptyParts);
-}
+// So fast that a scan is over at the first look at the controller: a fault falls on the command that it is meant for.
+const QStringList fast = words("--speed 1000");
+// A scan lasts several looks.
+const QStringList slow = words("--speed 20");
 
 /// Over the strongest line of quartz: 66 points.
 QStringList quartzScan(const QStringList& more = {})
 {
     return words("acquire --start 26 --stop 27.3 --step 0.02 --time 1 --out q.sdf") + more;
 }
+const QStringList yes{u"--yes"_qs};
 
 QStringList faulty(const QStringList& speed, const QByteArray& fault)
 {
-    return speed + QStringList{QStringLiteral("--fault"), QString::fromUtf8(fault)};
+    return speed + QStringList{u"--fault"_qs, QString::fromUtf8(fault)};
 }
 
-QJsonObject infoOf(const Instrument& instrument, const QString& file)
+QJsonObject infoOf(LabConsole& lab, const QString& file)
 {
-    ScanCli cli;
-    if (cli.runOn(instrument, {u"info"_qs, file, u"--json"_qs, u"--peaks"_qs, u"1"_qs}) != 0)
+    DeskCli cli(lab);
+    if (cli.run({u"info"_qs, file, u"--json"_qs, u"--peaks"_qs, u"1"_qs}) != 0)
         return {};
     return QJsonDocument::fromJson(cli.out).object();
 }
@@ -51,7 +43,6 @@ class ScanCliTest : public QObject
     Q_OBJECT
 
 private slots:
-    void aScanIsMeasuredAndSaved_data();
     void aScanIsMeasuredAndSaved();
     void valuesNotGivenComeFromScanIni();
     void aGuinierScanIsMeasured();
@@ -65,10 +56,7 @@ private slots:
     void ctrlCEndsAScanOnAControllerThatIsGone_data();
     void ctrlCEndsAScanOnAControllerThatIsGone();
     void aBusyControllerIsRefused();
-    void aMissingInstrumentIsRefused();
     void withoutATerminalNothingIsStarted();
-    void answersAreTypedOnATerminal();
-    void abortInTheCheckEndsTheProgramAtOnce();
     void anExistingFileIsAskedAboutReplacedOrKept();
     void aScanThatCannotBeSavedIsRescued();
     void aFullDiskLeavesNoHalfFile();
@@ -82,35 +70,24 @@ private slots:
     void aFileThatIsNoScanIsRefused();
     void statusGotoStopReference();
     void theLogIsWrittenOnlyWithLog();
-    void theProgramLinksNoWidget();
 };
-
-void ScanCliTest::aScanIsMeasuredAndSaved_data()
-{
-    QTest::addColumn<QStringList>("line");
-    QTest::newRow("pseudo-terminal") << QStringList();
-    QTest::newRow("TCP") << words("--tcp 0");
-}
 
 void ScanCliTest::aScanIsMeasuredAndSaved()
 {
-    QFETCH(QStringList, line);
-    const Instrument instrument(fast + line);
-    QVERIFY(instrument.running);
-    const QByteArray iniBefore = instrument.read(u"scan.ini"_qs);
-    ScanCli cli;
-    const int status = cli.runOn(instrument, quartzScan({u"--yes"_qs, u"--name"_qs, u"Quartz"_qs, u"--comment"_qs, u"two words"_qs,
-                                                         u"--export"_qs, u"ascii-xy=q.asc"_qs}));
-    VERIFY_OR_SHOW(status == 0, cli.err);
-    QVERIFY(cli.err.contains("[Start scan] Selected parameter set (Theta-2-Theta):"));
-    QVERIFY(cli.err.contains("Scan Start  : 26\xc2\xb0 2-Theta"));
-    QVERIFY(cli.out.contains("66 points from 26 to 27.3 degrees 2-Theta, step 0.02, 1 s per point"));
-    QVERIFY(cli.out.contains("Saved: " + instrument.path(u"q.sdf"_qs).toUtf8()));
-    QVERIFY(!cli.err.contains('\r'));
-    QCOMPARE(instrument.read(u"scan.ini"_qs), iniBefore);
-    QCOMPARE(instrument.read(u"q.asc"_qs).trimmed().split('\n').size(), points);
+    LabConsole lab;
+    const QByteArray iniBefore = lab.read(u"scan.ini"_qs);
+    const int status = lab.run(
+        quartzScan({u"--yes"_qs, u"--name"_qs, u"Quartz"_qs, u"--comment"_qs, u"two words"_qs, u"--export"_qs, u"ascii-xy=q.asc"_qs}));
+    VERIFY_OR_SHOW(status == 0, lab.cli.err);
+    QVERIFY(lab.cli.err.contains("[Start scan] Selected parameter set (Theta-2-Theta):"));
+    QVERIFY(lab.cli.err.contains("Scan Start  : 26\xc2\xb0 2-Theta"));
+    QVERIFY(lab.cli.out.contains("66 points from 26 to 27.3 degrees 2-Theta, step 0.02, 1 s per point"));
+    QVERIFY(lab.cli.out.contains("Saved: " + lab.path(u"q.sdf"_qs).toUtf8()));
+    QVERIFY(!lab.cli.err.contains('\r'));
+    QCOMPARE(lab.read(u"scan.ini"_qs), iniBefore);
+    QCOMPARE(lab.read(u"q.asc"_qs).trimmed().split('\n').size(), points);
 
-    const QJsonObject info = infoOf(instrument, u"q.sdf"_qs);
+    const QJsonObject info = infoOf(lab, u"q.sdf"_qs);
     QCOMPARE(info.value("points").toInt(), points);
     QCOMPARE(info.value("name").toString(), u"Quartz"_qs);
     QCOMPARE(info.value("comment").toString(), u"two words"_qs);
@@ -124,23 +101,20 @@ void ScanCliTest::aScanIsMeasuredAndSaved()
 
 void ScanCliTest::valuesNotGivenComeFromScanIni()
 {
-    const Instrument instrument(fast);
-    ScanCli cli;
-    QCOMPARE(cli.runOn(instrument, words("acquire --stop 20,2 --out a.sdf --yes")), 0); // start 20, step 0.02, 0.1 s stand in the file
-    VERIFY_OR_SHOW(cli.out.contains("11 points from 20 to 20.2 degrees 2-Theta, step 0.02, 0.1 s per point"), cli.out);
-    QCOMPARE(infoOf(instrument, u"a.sdf"_qs).value("name").toString(), u"quartz"_qs);
-    ScanCli corrected;
-    QCOMPARE(corrected.runOn(instrument, words("acquire --stop 20.2 --time 0.15 --out b.sdf --yes")), 0);
-    VERIFY_OR_SHOW(corrected.err.contains("--time 0.15 becomes 0.2."), corrected.err);
+    LabConsole lab;
+    QCOMPARE(lab.run("acquire --stop 20,2 --out a.sdf --yes"), 0); // start 20, step 0.02, 0.1 s stand in the file
+    VERIFY_OR_SHOW(lab.cli.out.contains("11 points from 20 to 20.2 degrees 2-Theta, step 0.02, 0.1 s per point"), lab.cli.out);
+    QCOMPARE(infoOf(lab, u"a.sdf"_qs).value("name").toString(), u"quartz"_qs);
+    QCOMPARE(lab.run("acquire --stop 20.2 --time 0.15 --out b.sdf --yes"), 0);
+    VERIFY_OR_SHOW(lab.cli.err.contains("--time 0.15 becomes 0.2."), lab.cli.err);
 }
 
 void ScanCliTest::aGuinierScanIsMeasured()
 {
-    const Instrument instrument(fast + words("--axes 1"));
-    ScanCli cli;
-    VERIFY_OR_SHOW(cli.runOn(instrument, quartzScan({u"--yes"_qs})) == 0, cli.err);
-    QVERIFY(cli.err.contains("[Start scan] Selected parameter set (Guinier):"));
-    QCOMPARE(infoOf(instrument, u"q.sdf"_qs).value("points").toInt(), points);
+    LabConsole lab("--axes 1");
+    VERIFY_OR_SHOW(lab.run(quartzScan(yes)) == 0, lab.cli.err);
+    QVERIFY(lab.cli.err.contains("[Start scan] Selected parameter set (Guinier):"));
+    QCOMPARE(infoOf(lab, u"q.sdf"_qs).value("points").toInt(), points);
 }
 
 void ScanCliTest::aFaultIsReportedAndEndsInOrder_data()
@@ -178,15 +152,14 @@ void ScanCliTest::aFaultIsReportedAndEndsInOrder()
     QFETCH(int, exitStatus);
     QFETCH(QByteArrayList, reported);
     QFETCH(int, pointsSaved);
-    const Instrument instrument(faulty(fast, fault));
-    ScanCli cli;
-    const int status = cli.runOn(instrument, quartzScan({u"--yes"_qs}));
-    VERIFY_OR_SHOW(status == exitStatus, cli.out + cli.err);
+    LabConsole lab(faulty(fast, fault));
+    const int status = lab.run(quartzScan(yes));
+    VERIFY_OR_SHOW(status == exitStatus, lab.cli.out + lab.cli.err);
     for (const QByteArray& text : reported)
-        VERIFY_OR_SHOW(cli.err.contains(text), text + " is missing in:\n" + cli.err);
-    QCOMPARE(QFile::exists(instrument.path(u"q.sdf"_qs)), pointsSaved > 0);
+        VERIFY_OR_SHOW(lab.cli.err.contains(text), text + " is missing in:\n" + lab.cli.err);
+    QCOMPARE(lab.has(u"q.sdf"_qs), pointsSaved > 0);
     if (pointsSaved > 0)
-        QCOMPARE(infoOf(instrument, u"q.sdf"_qs).value("points").toInt(), pointsSaved);
+        QCOMPARE(infoOf(lab, u"q.sdf"_qs).value("points").toInt(), pointsSaved);
 }
 
 void ScanCliTest::aLineThatComesBackLosesNoScan_data()
@@ -199,48 +172,41 @@ void ScanCliTest::aLineThatComesBackLosesNoScan_data()
 void ScanCliTest::aLineThatComesBackLosesNoScan()
 {
     QFETCH(QByteArray, fault);
-    const Instrument instrument(faulty(slow, fault));
-    ScanCli cli;
-    VERIFY_OR_SHOW(cli.runOn(instrument, quartzScan({u"--yes"_qs})) == 0, cli.err);
-    QCOMPARE(cli.err.count("is lost."), 1);
-    QCOMPARE(infoOf(instrument, u"q.sdf"_qs).value("points").toInt(), points);
+    LabConsole lab(faulty(slow, fault));
+    VERIFY_OR_SHOW(lab.run(quartzScan(yes)) == 0, lab.cli.err);
+    QCOMPARE(lab.cli.err.count("is lost."), 1);
+    QCOMPARE(infoOf(lab, u"q.sdf"_qs).value("points").toInt(), points);
 }
 
 void ScanCliTest::countsOfALostTransferAreReadBack()
 {
-    const Instrument instrument(faulty(fast, "no-counts:24:1"));
-    ScanCli cli;
-    QCOMPARE(cli.runOn(instrument, quartzScan({u"--yes"_qs})), 1);
-    QVERIFY(!QFile::exists(instrument.path(u"q.sdf"_qs)));
-    ScanCli again;
-    QStringList command = quartzScan({u"--yes"_qs});
+    LabConsole lab(faulty(fast, "no-counts:24:1"));
+    QCOMPARE(lab.run(quartzScan(yes)), 1);
+    QVERIFY(!lab.has(u"q.sdf"_qs));
+    QStringList command = quartzScan(yes);
     command[0] = u"readback"_qs;
-    VERIFY_OR_SHOW(again.runOn(instrument, command) == 0, again.err);
-    QCOMPARE(infoOf(instrument, u"q.sdf"_qs).value("points").toInt(), points);
+    VERIFY_OR_SHOW(lab.run(command) == 0, lab.cli.err);
+    QCOMPARE(infoOf(lab, u"q.sdf"_qs).value("points").toInt(), points);
 }
 
 void ScanCliTest::ctrlCBreaksOffAndSaves_data()
 {
-    QTest::addColumn<int>("signal");
-    QTest::newRow("Ctrl-C") << SIGINT;
-    QTest::newRow("the terminal closes") << SIGHUP;
+    QTest::addColumn<bool>("terminalCloses");
+    QTest::newRow("Ctrl-C") << false;
+    QTest::newRow("the terminal closes") << true;
 }
 
 void ScanCliTest::ctrlCBreaksOffAndSaves()
 {
-    QFETCH(int, signal);
-    const Instrument instrument(slow);
-    ScanCli cli;
-    cli.startOn(instrument, quartzScan({u"--yes"_qs}));
-    QVERIFY(cli.says("2 of 66 points"));
-    cli.interrupt(signal);
-    const int status = cli.finish();
-    VERIFY_OR_SHOW(status == 3, cli.err);
-    QVERIFY(cli.err.contains("[Data acquisition] Do you want to abort the current data acquisition now?\n-> Yes"));
-    QVERIFY(cli.err.contains("[Data acquisition] Do you want read scan data anyway?\n-> Yes"));
-    QVERIFY(cli.err.contains("Broken off. What was counted is kept."));
-    QVERIFY(cli.out.contains("Saved: "));
-    const QJsonObject info = infoOf(instrument, u"q.sdf"_qs);
+    QFETCH(bool, terminalCloses);
+    LabConsole lab(slow);
+    lab.cli.whenSays("2 of 66 points", [&] { terminalCloses ? lab.cli.hangUp() : lab.cli.interrupt(); });
+    VERIFY_OR_SHOW(lab.run(quartzScan(yes)) == 3, lab.cli.err);
+    QVERIFY(lab.cli.err.contains("[Data acquisition] Do you want to abort the current data acquisition now?\n-> Yes"));
+    QVERIFY(lab.cli.err.contains("[Data acquisition] Do you want read scan data anyway?\n-> Yes"));
+    QVERIFY(lab.cli.err.contains("Broken off. What was counted is kept."));
+    QVERIFY(lab.cli.out.contains("Saved: "));
+    const QJsonObject info = infoOf(lab, u"q.sdf"_qs);
     const int counted = info.value("points").toInt();
     VERIFY_OR_SHOW(counted > 0 && counted < points, QByteArray::number(counted));
     QVERIFY(qAbs(info.value("stop").toDouble() - (26 + (counted - 1) * 0.02)) < 1e-6);
@@ -260,157 +226,84 @@ void ScanCliTest::ctrlCEndsAScanOnAControllerThatIsGone()
 {
     QFETCH(QByteArray, fault);
     QFETCH(QByteArray, seen);
-    const Instrument instrument(faulty(slow, fault));
-    ScanCli cli;
-    cli.startOn(instrument, quartzScan({u"--yes"_qs}));
-    VERIFY_OR_SHOW(cli.says(seen), cli.err);
-    cli.interrupt();
-    const int status = cli.finish();
-    VERIFY_OR_SHOW(status == 3, cli.err);
-    QVERIFY(cli.err.contains("Broken off. Nothing was read."));
-    QVERIFY(!QFile::exists(instrument.path(u"q.sdf"_qs)));
+    LabConsole lab(faulty(slow, fault));
+    lab.cli.whenSays(seen, [&] { lab.cli.interrupt(); });
+    VERIFY_OR_SHOW(lab.run(quartzScan(yes)) == 3, lab.cli.err);
+    QVERIFY(lab.cli.err.contains("Broken off. Nothing was read."));
+    QVERIFY(!lab.has(u"q.sdf"_qs));
 }
 
 void ScanCliTest::aBusyControllerIsRefused()
 {
-    const Instrument instrument(words("--busy --speed 1"));
-    ScanCli cli;
-    QCOMPARE(cli.runOn(instrument, quartzScan({u"--yes"_qs})), 1);
-    VERIFY_OR_SHOW(cli.err.contains("still runs a program"), cli.err);
-    QVERIFY(!QFile::exists(instrument.path(u"q.sdf"_qs)));
-    ScanCli stop;
-    VERIFY_OR_SHOW(stop.runOn(instrument, {u"stop"_qs}) == 0, stop.err);
-    ScanCli status;
-    QCOMPARE(status.runOn(instrument, {u"status"_qs}), 0);
-    VERIFY_OR_SHOW(status.out.contains("(idle)"), status.out);
-}
-
-void ScanCliTest::aMissingInstrumentIsRefused()
-{
-    const QTemporaryDir directory;
-    QFile ini(directory.filePath(u"scan.ini"_qs));
-    QVERIFY(ini.open(QIODevice::WriteOnly));
-    ini.write("[smc]\nSerialDevice=/dev/no-such-line\n");
-    ini.close();
-    ScanCli cli;
-    cli.process.setWorkingDirectory(directory.path());
-    cli.start(QStringList{u"--program-dir"_qs, directory.path()} + quartzScan({u"--yes"_qs}));
-    QCOMPARE(cli.finish(), 1);
-    VERIFY_OR_SHOW(cli.err.contains("[SMC: Communication Error] /dev/no-such-line not available!"), cli.err);
-    ScanCli status;
-    status.start({u"--program-dir"_qs, directory.path(), u"status"_qs});
-    QCOMPARE(status.finish(), 1);
-    QCOMPARE(status.out, QByteArray("Scan (Simulation)\n"));
+    LabConsole lab("--busy");
+    QCOMPARE(lab.run(quartzScan(yes)), 1);
+    VERIFY_OR_SHOW(lab.cli.err.contains("still runs a program"), lab.cli.err);
+    QVERIFY(!lab.has(u"q.sdf"_qs));
+    VERIFY_OR_SHOW(lab.run("stop") == 0, lab.cli.err);
+    QCOMPARE(lab.run("status"), 0);
+    VERIFY_OR_SHOW(lab.cli.out.contains("(idle)"), lab.cli.out);
 }
 
 void ScanCliTest::withoutATerminalNothingIsStarted()
 {
-    const Instrument instrument(fast);
-    ScanCli cli;
-    QCOMPARE(cli.runOn(instrument, quartzScan()), 1);
-    VERIFY_OR_SHOW(cli.err.contains("[Start scan]") && cli.err.contains("-> Cancel"), cli.err);
-    QVERIFY(!QFile::exists(instrument.path(u"q.sdf"_qs)));
-}
-
-void ScanCliTest::answersAreTypedOnATerminal()
-{
-    const Instrument instrument(faulty(fast, "fewer-counts"));
-    for (const bool goOn : {false, true}) {
-        programs::PseudoTerminal terminal;
-        ScanCli cli;
-        terminal.adopt(cli.process);
-        cli.process.setWorkingDirectory(instrument.directory.path());
-        cli.start(QStringList{u"--program-dir"_qs, instrument.directory.path()} + quartzScan());
-        const auto shows = [&](const QByteArray& text) { return cli.waitUntil([&] { return terminal.shown().contains(text); }); };
-        VERIFY_OR_SHOW(shows("OK/Cancel? [OK] "), terminal.shown());
-        QVERIFY(terminal.type("\n")); // the default button
-        VERIFY_OR_SHOW(shows("Yes/No? [No] "), terminal.shown());
-        QVERIFY(terminal.type(goOn ? "maybe\ny\n" : "\n"));
-        QCOMPARE(cli.finish(), 1); // 3 points are missing in either case
-        VERIFY_OR_SHOW(terminal.shown().contains("[##"), terminal.shown());
-        QCOMPARE(QFile::exists(instrument.path(u"q.sdf"_qs)), goOn);
-    }
-}
-
-void ScanCliTest::abortInTheCheckEndsTheProgramAtOnce()
-{
-    const Instrument instrument(faulty(fast, "silent"));
-    programs::PseudoTerminal terminal;
-    ScanCli cli;
-    terminal.adopt(cli.process);
-    cli.start({u"--program-dir"_qs, instrument.directory.path(), u"status"_qs});
-    VERIFY_OR_SHOW(cli.waitUntil([&] { return terminal.shown().contains("Abort/Retry/Ignore? [Retry] "); }), terminal.shown());
-    QVERIFY(terminal.type("r\n"));
-    VERIFY_OR_SHOW(cli.waitUntil([&] { return terminal.shown().count("Abort/Retry/Ignore? [Retry] ") == 2; }), terminal.shown());
-    QVERIFY(terminal.type("abort\n"));
-    QCOMPARE(cli.finish(), 1);
-    QVERIFY(cli.out.isEmpty());
+    LabConsole lab;
+    QCOMPARE(lab.run(quartzScan()), 1);
+    VERIFY_OR_SHOW(lab.cli.err.contains("[Start scan]") && lab.cli.err.contains("-> Cancel"), lab.cli.err);
+    QVERIFY(!lab.has(u"q.sdf"_qs));
 }
 
 void ScanCliTest::anExistingFileIsAskedAboutReplacedOrKept()
 {
-    const Instrument instrument(fast);
-    QFile old(instrument.path(u"q.sdf"_qs));
-    QVERIFY(old.open(QIODevice::WriteOnly));
-    old.write("an earlier scan");
-    old.close();
+    LabConsole lab;
+    QVERIFY(lab.store(u"q.sdf"_qs, "an earlier scan"));
 
-    ScanCli refused;
-    QCOMPARE(refused.runOn(instrument, quartzScan()), 1);
-    VERIFY_OR_SHOW(refused.err.contains("exists. Replace it?\n-> No"), refused.err);
-    QVERIFY(!refused.err.contains("[Start scan]"));
-    QCOMPARE(instrument.read(u"q.sdf"_qs), QByteArray("an earlier scan"));
+    QCOMPARE(lab.run(quartzScan()), 1);
+    VERIFY_OR_SHOW(lab.cli.err.contains("exists. Replace it?\n-> No"), lab.cli.err);
+    QVERIFY(!lab.cli.err.contains("[Start scan]"));
+    QCOMPARE(lab.read(u"q.sdf"_qs), QByteArray("an earlier scan"));
 
-    ScanCli kept;
-    QCOMPARE(kept.runOn(instrument, quartzScan({u"--yes"_qs, u"--keep"_qs})), 0);
-    VERIFY_OR_SHOW(kept.out.contains("Saved: " + instrument.path(u"q(2).sdf"_qs).toUtf8()), kept.out);
-    QCOMPARE(instrument.read(u"q.sdf"_qs), QByteArray("an earlier scan"));
+    QCOMPARE(lab.run(quartzScan({u"--yes"_qs, u"--keep"_qs})), 0);
+    VERIFY_OR_SHOW(lab.cli.out.contains("Saved: " + lab.path(u"q(2).sdf"_qs).toUtf8()), lab.cli.out);
+    QCOMPARE(lab.read(u"q.sdf"_qs), QByteArray("an earlier scan"));
 
-    ScanCli replaced;
-    QCOMPARE(replaced.runOn(instrument, quartzScan({u"--yes"_qs})), 0);
-    QVERIFY(instrument.read(u"q.sdf"_qs).startsWith("scan 2.1.22\r\n"));
+    QCOMPARE(lab.run(quartzScan(yes)), 0);
+    QVERIFY(lab.read(u"q.sdf"_qs).startsWith("scan 2.1.22\r\n"));
 }
 
 void ScanCliTest::aScanThatCannotBeSavedIsRescued()
 {
-    const Instrument instrument(slow);
-    QVERIFY(QDir(instrument.directory.path()).mkdir(u"data"_qs));
-    ScanCli cli;
-    cli.startOn(instrument, words("acquire --start 26 --stop 27.3 --step 0.02 --time 1 --out data/q.sdf --yes"));
-    VERIFY_OR_SHOW(cli.says("0 of 66 points"), cli.err);
-    QVERIFY(QDir(instrument.path(u"data"_qs)).removeRecursively()); // the disk it was on is pulled while counting
-    const int status = cli.finish();
-    VERIFY_OR_SHOW(status == 1, cli.out + cli.err);
-    VERIFY_OR_SHOW(cli.err.contains("Error # 76 caused by CreateZELKOFile()"), cli.err);
-    VERIFY_OR_SHOW(cli.err.contains("The scan was saved as "), cli.err);
-    QCOMPARE(infoOf(instrument, u"q.sdf"_qs).value("points").toInt(), points);
+    LabConsole lab(slow);
+    QVERIFY(QDir(lab.path()).mkdir(u"data"_qs));
+    // The disk that it was on is pulled while counting.
+    lab.cli.whenSays("0 of 66 points", [&] { QVERIFY(QDir(lab.path(u"data"_qs)).removeRecursively()); });
+    const int status = lab.run("acquire --start 26 --stop 27.3 --step 0.02 --time 1 --out data/q.sdf --yes");
+    VERIFY_OR_SHOW(status == 1, lab.cli.out + lab.cli.err);
+    VERIFY_OR_SHOW(lab.cli.err.contains("Error # 76 caused by CreateZELKOFile()"), lab.cli.err);
+    VERIFY_OR_SHOW(lab.cli.err.contains("The scan was saved as "), lab.cli.err);
+    QCOMPARE(infoOf(lab, u"q.sdf"_qs).value("points").toInt(), points);
 }
 
 void ScanCliTest::aFullDiskLeavesNoHalfFile()
 {
-    const Instrument instrument(fast);
-    ScanCli cli;
-    cli.process.setChildProcessModifier([] {
-        const rlimit limit{.rlim_cur = 256, .rlim_max = 256}; // files end after 256 bytes, as on a disk that fills up
-        ::setrlimit(RLIMIT_FSIZE, &limit);
-        ::signal(SIGXFSZ, SIG_IGN);
-    });
-    const int status = cli.runOn(instrument, quartzScan({u"--yes"_qs}));
-    VERIFY_OR_SHOW(status == 1, cli.out + cli.err);
-    VERIFY_OR_SHOW(cli.err.contains("caused by CreateZELKOFile()"), cli.err);
-    VERIFY_OR_SHOW(cli.err.contains("The scan could not be saved."), cli.err);
-    const QStringList left = QDir(instrument.directory.path()).entryList({u"*q*"_qs}, QDir::Files);
+    LabConsole lab;
+    const int status = [&] {
+        const SmallDisk disk(256);
+        return lab.run(quartzScan(yes));
+    }();
+    VERIFY_OR_SHOW(status == 1, lab.cli.out + lab.cli.err);
+    VERIFY_OR_SHOW(lab.cli.err.contains("caused by CreateZELKOFile()"), lab.cli.err);
+    VERIFY_OR_SHOW(lab.cli.err.contains("The scan could not be saved."), lab.cli.err);
+    const QStringList left = QDir(lab.path()).entryList({u"*q*"_qs}, QDir::Files);
     VERIFY_OR_SHOW(left.isEmpty(), qPrintable(left.join(u' ')));
 }
 
 void ScanCliTest::aTargetThatCannotBeWrittenIsRefusedBeforeTheScan()
 {
-    const Instrument instrument(fast);
-    QVERIFY(QDir(instrument.directory.path()).mkdir(u"d.sdf"_qs));
+    LabConsole lab;
+    QVERIFY(QDir(lab.path()).mkdir(u"d.sdf"_qs));
     for (const QString& out : {u"no/such/directory/q.sdf"_qs, u"/proc/q.sdf"_qs, u"d.sdf"_qs}) {
-        ScanCli cli;
-        QCOMPARE(cli.runOn(instrument, {u"acquire"_qs, u"--yes"_qs, u"--out"_qs, out}), 1);
-        VERIFY_OR_SHOW(cli.err.contains(out.toUtf8()) && !cli.err.contains("[Start scan]"), cli.err);
+        QCOMPARE(lab.run({u"acquire"_qs, u"--yes"_qs, u"--out"_qs, out}), 1);
+        VERIFY_OR_SHOW(lab.cli.err.contains(out.toUtf8()) && !lab.cli.err.contains("[Start scan]"), lab.cli.err);
     }
 }
 
@@ -455,157 +348,117 @@ void ScanCliTest::wrongUsageIsExplained()
 {
     QFETCH(QStringList, arguments);
     QFETCH(QByteArray, explained);
-    ScanCli cli;
-    cli.start(arguments);
-    QCOMPARE(cli.finish(), 2);
+    DeskLab nothing;
+    DeskCli cli(nothing);
+    QCOMPARE(cli.runBare(arguments), 2);
     VERIFY_OR_SHOW(cli.err.contains(explained), cli.err);
     QVERIFY(cli.out.isEmpty());
 }
 
 void ScanCliTest::helpAndVersion()
 {
-    ScanCli version;
-    version.start({u"--version"_qs});
-    QCOMPARE(version.finish(), 0);
-    QCOMPARE(version.out, QByteArray("scan-cli 2.1.22\n"));
-    ScanCli help;
-    help.start({u"--help"_qs});
-    QCOMPARE(help.finish(), 0);
+    DeskLab nothing;
+    DeskCli cli(nothing);
+    QCOMPARE(cli.runBare({u"--version"_qs}), 0);
+    QCOMPARE(cli.out, QByteArray("scan-cli 2.1.22\n"));
+    QCOMPARE(cli.runBare({u"--help"_qs}), 0);
+    const QByteArray help = cli.out;
     for (const char* command : {"acquire", "readback", "info", "convert", "status", "goto", "stop", "reference", "settings"}) {
-        VERIFY_OR_SHOW(help.out.contains(QByteArray("\n  ") + command + ' '), command);
-        ScanCli one;
-        one.start({QString::fromLatin1(command), u"--help"_qs});
-        QCOMPARE(one.finish(), 0);
-        QVERIFY(one.out.startsWith(QByteArray("scan-cli ") + command));
+        VERIFY_OR_SHOW(help.contains(QByteArray("\n  ") + command + ' '), command);
+        QCOMPARE(cli.runBare({QString::fromLatin1(command), u"--help"_qs}), 0);
+        QVERIFY(cli.out.startsWith(QByteArray("scan-cli ") + command));
     }
 }
 
 void ScanCliTest::everySettingIsListed()
 {
-    const QTemporaryDir directory;
-    const auto listed = [&directory](const QStringList& form) {
-        ScanCli cli;
-        cli.start(QStringList{u"--program-dir"_qs, directory.path(), u"settings"_qs, u"list"_qs} + form);
-        return cli.finish() == 0 ? cli.out : cli.err;
-    };
+    DeskLab nothing;
+    DeskCli cli(nothing);
+    const auto listed = [&cli](const QStringList& form) { return cli.run(words("settings list") + form) == 0 ? cli.out : cli.err; };
     QVERIFY(listed({}).startsWith("[General]\n  WorkDir "));
     QVERIFY(listed({u"--ini"_qs}).contains("\n; quiet time that ends a reply [s, 0 or more]\nRxDelay=.1\n"));
     QVERIFY(listed({u"--markdown"_qs}).contains("\n| smc | `RxDelay` | number | s | 0 or more | .1 | quiet time that ends a reply |\n"));
-    QCOMPARE(QDir(directory.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList()); // nothing is written
+    QCOMPARE(QDir(nothing.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList()); // nothing is written
 }
 
 void ScanCliTest::infoShowsAFile()
 {
-    const QTemporaryDir directory;
-    const QString path = directory.filePath(u"a.sdf"_qs);
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write("scan 2.1.21\r\n0\r\n1\r\nsample1\r\nn.n\r\n\r\nJan 02. 2003 04:05\r\n0.5\r\nC:\\a.sdf\r\n/*<beginc>a\r\nb<endc>*/\r\n"
-               "10.000\r\n10.040\r\n0.020\r\n\r\n0\r\n\r\n 3 \r\n 7 \r\n 5 \r\n");
-    file.close();
-    ScanCli cli;
-    cli.start({u"--program-dir"_qs, directory.path(), u"info"_qs, path, u"--json"_qs});
-    VERIFY_OR_SHOW(cli.finish() == 0, cli.err);
+    LabConsole lab;
+    QVERIFY(lab.store(
+        u"a.sdf"_qs, "scan 2.1.21\r\n0\r\n1\r\nsample1\r\nn.n\r\n\r\nJan 02. 2003 04:05\r\n0.5\r\nC:\\a.sdf\r\n/*<beginc>a\r\nb<endc>*/\r\n"
+                     "10.000\r\n10.040\r\n0.020\r\n\r\n0\r\n\r\n 3 \r\n 7 \r\n 5 \r\n"));
+    VERIFY_OR_SHOW(lab.run("info a.sdf --json") == 0, lab.cli.err);
     const QJsonObject expected{{"version", "2.1.21"}, {"name", "sample1"}, {"date", "Jan 02. 2003 04:05"},
                                {"counterTime", 0.5},  {"comment", "a\nb"}, {"start", 10.0},
                                {"stop", 10.04},       {"step", 0.02},      {"points", 3},
                                {"minimum", 3},        {"maximum", 7},      {"total", 15}};
-    QCOMPARE(QJsonDocument::fromJson(cli.out).object(), expected);
-    ScanCli text;
-    text.start({u"--program-dir"_qs, directory.path(), u"info"_qs, path});
-    QCOMPARE(text.finish(), 0);
-    VERIFY_OR_SHOW(text.out.contains("Counts: 3 to 7, 15 in total") && text.out.contains("sample1"), text.out);
+    QCOMPARE(QJsonDocument::fromJson(lab.cli.out).object(), expected);
+    QCOMPARE(lab.run("info a.sdf"), 0);
+    VERIFY_OR_SHOW(lab.cli.out.contains("Counts: 3 to 7, 15 in total") && lab.cli.out.contains("sample1"), lab.cli.out);
 }
 
 void ScanCliTest::convertWritesEveryFormat()
 {
-    const Instrument instrument(fast);
-    ScanCli cli;
-    QCOMPARE(cli.runOn(instrument, quartzScan({u"--yes"_qs})), 0);
+    LabConsole lab;
+    QCOMPARE(lab.run(quartzScan(yes)), 0);
     QStringList command{u"convert"_qs, u"q.sdf"_qs};
     const QStringList files{u"sdf=c.sdf"_qs,      u"rietica=c.dat"_qs, u"uxd=c.uxd"_qs,  u"ascii-y=c.prn"_qs,
                             u"ascii-xy=c.asc"_qs, u"fort4=c.f4"_qs,    u"stoe=c.raw"_qs, u"pro=c.pro"_qs};
     for (const QString& file : files)
         command += QStringList{u"--export"_qs, file};
-    ScanCli convert;
-    VERIFY_OR_SHOW(convert.runOn(instrument, command) == 0, convert.err);
-    QCOMPARE(convert.err.count("Written ("), files.size());
-    for (const QByteArray& line : convert.err.split('\n')) {
+    VERIFY_OR_SHOW(lab.run(command) == 0, lab.cli.err);
+    QCOMPARE(lab.cli.err.count("Written ("), files.size());
+    for (const QByteArray& line : lab.cli.err.split('\n')) {
         if (line.startsWith("Written ("))
-            VERIFY_OR_SHOW(QFileInfo(instrument.path(QString::fromUtf8(line.mid(line.indexOf("): ") + 3)))).size() > 0, line);
+            VERIFY_OR_SHOW(QFileInfo(lab.path(QString::fromUtf8(line.mid(line.indexOf("): ") + 3)))).size() > 0, line);
     }
-    QCOMPARE(infoOf(instrument, u"c.sdf"_qs).value("total"), infoOf(instrument, u"q.sdf"_qs).value("total"));
-    ScanCli again; // the files are there now
-    QCOMPARE(again.runOn(instrument, command), 1);
-    QVERIFY(again.err.contains("exists. Replace it?\n-> No"));
+    QCOMPARE(infoOf(lab, u"c.sdf"_qs).value("total"), infoOf(lab, u"q.sdf"_qs).value("total"));
+    // The files are there now.
+    QCOMPARE(lab.run(command), 1);
+    QVERIFY(lab.cli.err.contains("exists. Replace it?\n-> No"));
 }
 
 void ScanCliTest::aFileThatIsNoScanIsRefused()
 {
-    const QTemporaryDir directory;
-    QFile file(directory.filePath(u"a.sdf"_qs));
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write("a letter\r\n");
-    file.close();
-    ScanCli cli;
-    cli.start({u"--program-dir"_qs, directory.path(), u"info"_qs, file.fileName()});
-    QCOMPARE(cli.finish(), 1);
-    VERIFY_OR_SHOW(cli.err.contains("[Open file error] '" + file.fileName().toUtf8() + "' is is not a Scan file"), cli.err);
-    ScanCli missing;
-    missing.start({u"--program-dir"_qs, directory.path(), u"info"_qs, u"/no/such/file.sdf"_qs});
-    QCOMPARE(missing.finish(), 1);
-    VERIFY_OR_SHOW(missing.err.contains("Error # "), missing.err);
+    LabConsole lab;
+    QVERIFY(lab.store(u"a.sdf"_qs, "a letter\r\n"));
+    QCOMPARE(lab.run("info a.sdf"), 1);
+    VERIFY_OR_SHOW(lab.cli.err.contains("[Open file error] '" + lab.path(u"a.sdf"_qs).toUtf8() + "' is is not a Scan file"), lab.cli.err);
+    QCOMPARE(lab.run("info /no/such/file.sdf"), 1);
+    VERIFY_OR_SHOW(lab.cli.err.contains("Error # "), lab.cli.err);
 }
 
 void ScanCliTest::statusGotoStopReference()
 {
-    const Instrument instrument(words("--speed 100 --position 5,10"));
-    const auto run = [&](const char* line, int expected) {
-        ScanCli cli;
-        const int status = cli.runOn(instrument, words(line));
-        return status == expected ? cli.out + cli.err : QByteArray("exit status ") + QByteArray::number(status) + ": " + cli.out + cli.err;
-    };
-    const QByteArray status = run("status", 0);
+    LabConsole lab("--position 5,10");
+    const QByteArray status = lab.said("status");
     VERIFY_OR_SHOW(status.startsWith("Scan (4412, Theta-2-Theta, online mode)\nFirmware: "), status);
     VERIFY_OR_SHOW(status.contains("Axis 1: 5 degrees, status 128 (idle)\nAxis 2: 10 degrees, status 128 (idle)\n"), status);
-    const QJsonObject known = QJsonDocument::fromJson(run("status --json", 0)).object();
+    QCOMPARE(lab.run("status --json"), 0);
+    const QJsonObject known = QJsonDocument::fromJson(lab.cli.out).object();
     QCOMPARE(known["caption"].toString(), u"Scan (4412, Theta-2-Theta, online mode)"_qs);
     QCOMPARE(known["lines"]["goniometer"].toString(), u"up"_qs);
     QCOMPARE(known["axis1Angle"]["value"].toDouble(), 5.0);
     QVERIFY(known["shutterOpen"]["value"].isNull());
-    QCOMPARE(run("goto 2 12.5", 0), QByteArray("Axis 2: 12.5 degrees\n"));
-    QCOMPARE(run("goto 1 6,25", 0), QByteArray("Axis 1: 6.25 degrees\n"));
-    QCOMPARE(run("goto 3 10", 1), QByteArray("The controller has no axis 3.\n"));
-    QCOMPARE(run("goto 1 181", 1), QByteArray("181 degrees lie outside 0 to 180.\n"));
-    QCOMPARE(run("goto 1 -1", 1), QByteArray("-1 degrees lie outside 0 to 180.\n"));
-    QCOMPARE(run("stop", 0), QByteArray("Stopped.\n"));
-    const QByteArray reference = run("reference", 0);
+    QCOMPARE(lab.said("goto 2 12.5"), QByteArray("Axis 2: 12.5 degrees\n|"));
+    QCOMPARE(lab.said("goto 1 6,25"), QByteArray("Axis 1: 6.25 degrees\n|"));
+    QCOMPARE(lab.said("goto 3 10", 1), QByteArray("|The controller has no axis 3.\n"));
+    QCOMPARE(lab.said("goto 1 181", 1), QByteArray("|181 degrees lie outside 0 to 180.\n"));
+    QCOMPARE(lab.said("goto 1 -1", 1), QByteArray("|-1 degrees lie outside 0 to 180.\n"));
+    QCOMPARE(lab.said("stop"), QByteArray("Stopped.\n|"));
+    const QByteArray reference = lab.said("reference");
     VERIFY_OR_SHOW(reference.startsWith("Axis 1: ") && reference.contains("\nAxis 2: "), reference);
 }
 
 void ScanCliTest::theLogIsWrittenOnlyWithLog()
 {
-    const Instrument instrument(fast);
-    ScanCli quiet;
-    QCOMPARE(quiet.runOn(instrument, {u"status"_qs}), 0);
-    QVERIFY(!QFile::exists(instrument.path(u"app.log"_qs)));
-    ScanCli cli;
-    QCOMPARE(cli.runOn(instrument, {u"--log"_qs, u"status"_qs}), 0);
-    const QByteArray log = instrument.read(u"app.log"_qs);
+    LabConsole lab;
+    QCOMPARE(lab.run("status"), 0);
+    QVERIFY(!lab.has(u"app.log"_qs));
+    QCOMPARE(lab.run({u"--log"_qs, u"status"_qs}), 0);
+    const QByteArray log = lab.read(u"app.log"_qs);
     QVERIFY(log.startsWith("[General]\r\nWorkDir="));
     QVERIFY(log.contains("\r\n[SMC]\r\n"));
-}
-
-void ScanCliTest::theProgramLinksNoWidget()
-{
-    QProcess ldd;
-    ldd.start(u"ldd"_qs, {QStringLiteral(SCAN_BIN_DIR "/scan-cli")});
-    if (!ldd.waitForFinished(programs::patience))
-        QSKIP("no ldd here");
-    const QByteArray libraries = ldd.readAllStandardOutput();
-    VERIFY_OR_SHOW(libraries.contains("Qt6Core"), libraries);
-    for (const char* library : {"Qt6Widgets", "Qt6Gui", "Qt6PrintSupport", "qcustomplot", "QCustomPlot"})
-        VERIFY_OR_SHOW(!libraries.contains(library), library);
 }
 
 QTEST_GUILESS_MAIN(ScanCliTest)

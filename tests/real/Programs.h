@@ -22,7 +22,7 @@
 #endif
 
 namespace programs {
-constexpr int patience = 200000; // ms; only what is broken takes so long
+constexpr int patience = 600000; // ms; only what is broken takes so long
 
 /// A process whose output is gathered while events run.
 class Program
@@ -102,11 +102,11 @@ public:
             bePatient();
     }
 
-    /// Healthy devices get time to answer on a busy machine.
+    /// Healthy devices get time to answer on a busy machine, also in the middle of a reply.
     void bePatient() const
     {
-        changeSettings("[smc]", "[smc]\nMCRxTimeout=20");
-        changeSettings("[LTC]", "[LTC]\nRxTimeout=20");
+        changeSettings("[smc]", "[smc]\nMCRxTimeout=20\nRxDelay=0.25");
+        changeSettings("[LTC]", "[LTC]\nRxTimeout=20\nRxDelay=0.25");
     }
 
     QString path(const QString& name) const { return directory.filePath(name); }
