@@ -75,12 +75,8 @@ private slots:
                                              u"\\d{4}\\.\\d"_s,
                                              "K",
                                              0.02};
-        QTest::newRow("furnace") << Weekend{{u"--htc"_s}, {u"htc"_s, u"heater"_s, u"on"_s},
-                                            {},           {},
-                                            {},           "T1:100;T2:1200;DT:100;\r\n",
-                                            100,          100,
-                                            2,            u"\\d{4}"_s,
-                                            "°C",         0.1};
+        QTest::newRow("furnace") << Weekend{
+            {u"--htc"_s}, {u"htc"_s, u"heater"_s, u"on"_s}, {}, {}, {}, "T1:100;T2:1200;DT:100;\r\n", 100, 100, 2, u"\\d{4}"_s, "°C", 0.1};
         QTest::newRow("laser") << Weekend{{u"--laser"_s},
                                           {u"laser"_s, u"beam"_s, u"on"_s},
                                           u"Laser"_s,
