@@ -6,7 +6,9 @@
 #include "app/cli/Interrupts.h"
 #include "app/cli/Terminal.h"
 #include "core/Flags.h"
+#include "core/FrontPanel.h"
 #include "core/Prompts.h"
+#include "profile/ProfileRun.h"
 #include "serial/modCOM.h"
 #include "support/ResetAll.h"
 #include "support/ResetProgram.h"
@@ -19,6 +21,8 @@ void freshProcess()
     resetAll();
     cli::Interrupts::reset();
     cli::terminalPrompts() = {};
+    // Who followed the run of an earlier process.
+    QObject::disconnect(&ProfileRun::notifier(), nullptr, &frontPanel(), nullptr);
 }
 
 /// File names without a directory mean this one.

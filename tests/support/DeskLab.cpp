@@ -64,6 +64,12 @@ QString DeskLab::copyOfDirectory()
     for (const QFileInfo& file : QDir(path()).entryInfoList(QDir::Files))
         if (file.fileName() != traceName && !QFile::copy(file.filePath(), copy->filePath(file.fileName())))
             return {};
+    // What works there leaves the original alone.
+    const QString ini = copy->filePath(QStringLiteral("scan.ini"));
+    const QString workDir = PrivateProfile::GetPrivateProfileString(QStringLiteral("General"), QStringLiteral("WorkDir"), {}, ini);
+    if (!workDir.isEmpty() && QDir(workDir) == QDir(path()) &&
+        !PrivateProfile::WritePrivateProfileString(QStringLiteral("General"), QStringLiteral("WorkDir"), copy->path() + u'/', ini))
+        return {};
     return copy->path();
 }
 

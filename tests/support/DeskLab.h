@@ -34,7 +34,8 @@ public:
     void configure(const QString& section, const QString& key, const QString& value) const;
     /// Reads that scan.ini, or the one of another directory, and probes the devices, as the program does at its start.
     void connectProgram(const QString& directory = {});
-    /// The same directory for the program: everything in it as it is at this moment, in a directory of its own. Empty when that failed.
+    /// The same directory for the program: everything in it as it is at this moment, in a directory of its own, which is then the work
+    /// directory, too, when this was. Empty when that failed.
     QString copyOfDirectory();
 
     QString path() const { return m_directory.path(); }

@@ -3,9 +3,13 @@
 // What the tests of whole profile runs share.
 #pragma once
 
-#include "real/Programs.h"
+#include "support/DeskCli.h"
 
-namespace programs {
+#include <QDir>
+#include <QFile>
+#include <QTest>
+
+namespace profiles {
 inline void store(const QString& path, const QByteArray& bytes)
 {
     QFile file(path);
@@ -13,51 +17,57 @@ inline void store(const QString& path, const QByteArray& bytes)
     QCOMPARE(file.write(bytes), bytes.size());
 }
 
-/// Scan parameters around the strongest line of quartz, waits that need few readings, short pauses; `more`: further lines of a section.
-inline void shortenScans(const Instrument& instrument, const QByteArray& section = {}, const QByteArray& more = {})
+inline QByteArray contentOf(const QString& path)
 {
-    QByteArray text;
-    for (QByteArray line : instrument.read(QStringLiteral("scan.ini")).split('\n')) {
-        for (const char* fixed : {"ScanStart=25.6", "ScanStop=27.4", "TxDelay=0.01", "RxDelay=0.02"}) {
-            const QByteArray key = QByteArray(fixed).split('=').constFirst() + '=';
-            if (line.startsWith(key))
-                line = fixed;
-        }
-        text += line + '\n';
-        if (line == "[LTC]")
-            text += "MinQueries=3\n";
-        if (!section.isEmpty() && line == '[' + section + ']')
-            text += more + '\n';
-    }
-    store(instrument.path(QStringLiteral("scan.ini")), text);
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-inline QStringList scansIn(const Instrument& instrument)
+/// Short pauses for a goniometer that is so much faster than a real one.
+inline void shortenPauses(const DeskLab& lab)
 {
-    return QDir(instrument.directory.path()).entryList({QStringLiteral("*.sdf")}, QDir::Files, QDir::Name);
+    lab.configure(QStringLiteral("smc"), QStringLiteral("TxDelay"), QStringLiteral("0.01"));
+}
+
+/// Scan parameters around the strongest line of quartz, waits that need few readings, short pauses.
+inline void shortenScans(const DeskLab& lab)
+{
+    shortenPauses(lab);
+    const QString general = QStringLiteral("General");
+    const QString controllers = QStringLiteral("LTC"); // the line of all temperature controllers
+    lab.configure(general, QStringLiteral("ScanStart"), QStringLiteral("25.6"));
+    lab.configure(general, QStringLiteral("ScanStop"), QStringLiteral("27.4"));
+    lab.configure(controllers, QStringLiteral("MinQueries"), QStringLiteral("3"));
+    lab.configure(controllers, QStringLiteral("TxDelay"), QStringLiteral("0.01"));
+    lab.configure(controllers, QStringLiteral("RxDelay"), QStringLiteral("0.02"));
+}
+
+inline QStringList scansIn(const QString& directory)
+{
+    return QDir(directory).entryList({QStringLiteral("*.sdf")}, QDir::Files, QDir::Name);
 }
 
 /// The report of the last run, its lines ended by LF.
-inline QByteArray reportIn(const Instrument& instrument)
+inline QByteArray reportIn(const QString& directory)
 {
-    const QStringList reports = QDir(instrument.directory.path()).entryList({QStringLiteral("*_report_*.txt")}, QDir::Files, QDir::Name);
-    return reports.isEmpty() ? QByteArray() : instrument.read(reports.constLast()).replace("\r\n", "\n");
+    const QStringList reports = QDir(directory).entryList({QStringLiteral("*_report_*.txt")}, QDir::Files, QDir::Name);
+    return reports.isEmpty() ? QByteArray() : contentOf(directory + u'/' + reports.constLast()).replace("\r\n", "\n");
 }
 
 /// The angle of the strongest peak that the console program finds in a scan; 0 when the file cannot be read.
-inline double strongestPeak(const Instrument& instrument, const QString& name)
+inline double strongestPeak(DeskLab& lab, const QString& path)
 {
-    ScanCli cli;
-    if (cli.runOn(instrument, {QStringLiteral("info"), instrument.path(name), QStringLiteral("--peaks"), QStringLiteral("1")}) != 0)
+    DeskCli cli(lab);
+    if (cli.run({QStringLiteral("info"), path, QStringLiteral("--peaks"), QStringLiteral("1")}) != 0)
         return 0;
     const QList<QByteArray> lines = cli.out.trimmed().split('\n');
     return lines.constLast().simplified().split(' ').constFirst().toDouble();
 }
 
 /// The words of a run that nobody attends.
-inline QStringList runWords(const Instrument& instrument)
+inline QStringList runWords(const QString& directory)
 {
-    return {QStringLiteral("profile"), QStringLiteral("run"),    instrument.path(QStringLiteral("p.gtp")),
+    return {QStringLiteral("profile"), QStringLiteral("run"),    directory + QStringLiteral("/p.gtp"),
             QStringLiteral("--name"),  QStringLiteral("Quartz"), QStringLiteral("--yes")};
 }
-} // namespace programs
+} // namespace profiles

@@ -2,11 +2,21 @@
 
 #include "Profiles.h"
 
-using namespace programs;
+#include <QElapsedTimer>
+
+using namespace profiles;
 using namespace Qt::StringLiterals;
 
 namespace {
 const QByteArray wideProfile = "# from warm to cold\r\nT1:295;T2:95;DT:100;DW:1;\r\n";
+
+/// A laboratory that is much faster than a real one.
+bool bringUp(DeskLab& lab)
+{
+    const bool started = lab.start({u"--speed"_s, u"500"_s, u"--ltc"_s, u"331"_s});
+    shortenPauses(lab);
+    return started;
+}
 } // namespace
 
 class tst_profile : public QObject
@@ -16,95 +26,90 @@ class tst_profile : public QObject
 private slots:
     void theCheckListsTheScansAndTheFaults()
     {
-        const Instrument instrument({u"--speed"_s, u"500"_s, u"--ltc"_s, u"331"_s});
-        QVERIFY(instrument.running);
-        store(instrument.path(u"p.gtp"_s), wideProfile);
-        ScanCli good;
-        QCOMPARE(good.runOn(instrument, {u"profile"_s, u"check"_s, instrument.path(u"p.gtp"_s), u"--name"_s, u"Quartz"_s}), 0);
+        DeskLab lab;
+        QVERIFY(bringUp(lab));
+        store(lab.path(u"p.gtp"_s), wideProfile);
+        DeskCli good(lab);
+        QCOMPARE(good.run({u"profile"_s, u"check"_s, lab.path(u"p.gtp"_s), u"--name"_s, u"Quartz"_s}), 0);
         QVERIFY2(good.out.startsWith("295 K  Quartz_0295.0.sdf\n195 K  Quartz_0195.0.sdf\n95 K  Quartz_0095.0.sdf\n3 scans, about "),
                  good.out.constData());
-        store(instrument.path(u"bad.gtp"_s), "T1:900;R:100");
-        ScanCli bad;
-        QCOMPARE(bad.runOn(instrument, {u"profile"_s, u"check"_s, instrument.path(u"bad.gtp"_s)}), 1);
+        store(lab.path(u"bad.gtp"_s), "T1:900;R:100");
+        DeskCli bad(lab);
+        QCOMPARE(bad.run({u"profile"_s, u"check"_s, lab.path(u"bad.gtp"_s)}), 1);
         QVERIFY2(bad.out.contains("line 1: The valid temperature range is"), bad.out.constData());
         QVERIFY2(bad.out.contains("line 1: Please select a ramp rate between 0 K/min. and 99.9 K/min.!"), bad.out.constData());
-        ScanCli missing;
-        QCOMPARE(missing.runOn(instrument, {u"profile"_s, u"check"_s, instrument.path(u"none.gtp"_s)}), 1);
-        ScanCli wrong;
-        QCOMPARE(wrong.runOn(instrument, {u"profile"_s, u"paint"_s, instrument.path(u"p.gtp"_s)}), 2);
+        DeskCli missing(lab);
+        QCOMPARE(missing.run({u"profile"_s, u"check"_s, lab.path(u"none.gtp"_s)}), 1);
+        DeskCli wrong(lab);
+        QCOMPARE(wrong.run({u"profile"_s, u"paint"_s, lab.path(u"p.gtp"_s)}), 2);
     }
 
     void theCheckSaysWhatARunWillLeaveOut()
     {
-        const Instrument instrument({u"--speed"_s, u"500"_s, u"--ltc"_s, u"331"_s});
-        QVERIFY(instrument.running);
-        store(instrument.path(u"p.gtp"_s), "#a\r\nT1:warm;DW:1;\r\nt1:290;t1:280;dT:5;\r\n");
+        DeskLab lab;
+        QVERIFY(bringUp(lab));
+        store(lab.path(u"p.gtp"_s), "#a\r\nT1:warm;DW:1;\r\nt1:290;t1:280;dT:5;\r\n");
         const QByteArray findings = "line 2: T1 is not a number; the line is skipped\n"
                                     "line 3: Missing T-Stop... Only T1 is measured.\n"
                                     "line 3: T1 stands more than once; the first counts\n";
-        ScanCli check;
-        QCOMPARE(check.runOn(instrument, {u"profile"_s, u"check"_s, instrument.path(u"p.gtp"_s), u"--name"_s, u"Quartz"_s}), 1);
+        DeskCli check(lab);
+        QCOMPARE(check.run({u"profile"_s, u"check"_s, lab.path(u"p.gtp"_s), u"--name"_s, u"Quartz"_s}), 1);
         QVERIFY2(check.out.startsWith(findings + "290 K  Quartz_0290.0.sdf\n1 scan, about "), check.out.constData());
         // The run says it as well, measures the rest and does not look for a run to continue in vain.
-        shortenScans(instrument);
-        ScanCli run;
-        QCOMPARE(run.runOn(instrument, runWords(instrument) + QStringList{u"--resume"_s}), 0);
+        shortenScans(lab);
+        DeskCli run(lab);
+        QCOMPARE(run.run(runWords(lab.path()) + QStringList{u"--resume"_s}), 0);
         QVERIFY2(run.err.contains(findings), run.err.constData());
         QVERIFY2(run.err.contains("No run of this profile and sample was broken off: it begins with the first step.\n"),
                  run.err.constData());
-        QCOMPARE(scansIn(instrument).size(), qsizetype(1));
-        QVERIFY(reportIn(instrument).contains("Note: line 2: T1 is not a number; the line is skipped\n"));
+        QCOMPARE(scansIn(lab.path()).size(), qsizetype(1));
+        QVERIFY(reportIn(lab.path()).contains("Note: line 2: T1 is not a number; the line is skipped\n"));
     }
 
     void profilesWithoutEndAreListedInAMomentAndNotRun()
     {
-        const Instrument instrument({u"--speed"_s, u"500"_s, u"--ltc"_s, u"331"_s});
-        QVERIFY(instrument.running);
-        store(instrument.path(u"p.gtp"_s), "T1:100;T2:200;DT:0.00001;\r\n");
-        ScanCli check;
+        DeskLab lab;
+        QVERIFY(bringUp(lab));
+        store(lab.path(u"p.gtp"_s), "T1:100;T2:200;DT:0.00001;\r\n");
+        DeskCli check(lab);
         QElapsedTimer time;
         time.start();
-        QCOMPARE(check.runOn(instrument, {u"profile"_s, u"check"_s, instrument.path(u"p.gtp"_s)}), 1);
+        QCOMPARE(check.run({u"profile"_s, u"check"_s, lab.path(u"p.gtp"_s)}), 1);
         QVERIFY2(time.elapsed() < 20000, qPrintable(QString::number(time.elapsed())));
         QVERIFY(check.out.contains("line 1: The profile asks for more than 30000 scans.\n"));
-        ScanCli run;
-        QCOMPARE(run.runOn(instrument, runWords(instrument)), 1);
+        DeskCli run(lab);
+        QCOMPARE(run.run(runWords(lab.path())), 1);
         QVERIFY2(run.err.contains("[Temperature profile] The profile asks for more than 30000 scans."), run.err.constData());
-        QCOMPARE(scansIn(instrument).size(), qsizetype(0));
-        store(instrument.path(u"long.gtp"_s), "T1:290;" + QByteArray(10 * 1024 * 1024, ' '));
-        ScanCli wide;
-        QCOMPARE(wide.runOn(instrument, {u"profile"_s, u"check"_s, instrument.path(u"long.gtp"_s), u"--name"_s, u"Quartz"_s}), 0);
+        QCOMPARE(scansIn(lab.path()).size(), qsizetype(0));
+        store(lab.path(u"long.gtp"_s), "T1:290;" + QByteArray(10 * 1024 * 1024, ' '));
+        DeskCli wide(lab);
+        QCOMPARE(wide.run({u"profile"_s, u"check"_s, lab.path(u"long.gtp"_s), u"--name"_s, u"Quartz"_s}), 0);
         QVERIFY2(wide.out.startsWith("290 K  Quartz_0290.0.sdf\n"), wide.out.left(200).constData());
     }
 
-#ifdef Q_OS_UNIX
     void aRunOutlivesItsTerminal()
     {
-        const Instrument instrument({u"--speed"_s, u"500"_s, u"--ltc"_s, u"331"_s});
-        QVERIFY(instrument.running);
-        store(instrument.path(u"p.gtp"_s), wideProfile);
-        ScanCli cli;
-        cli.startOn(instrument, {u"profile"_s, u"run"_s, instrument.path(u"p.gtp"_s), u"--name"_s, u"Quartz"_s, u"--yes"_s});
-        QVERIFY2(cli.says("2 of 3: 195 K, settling"), cli.err.constData());
-        cli.interrupt(SIGHUP);
-        QVERIFY2(cli.finish() == 0, cli.err.constData());
-        QCOMPARE(scansIn(instrument).size(), 3);
+        DeskLab lab;
+        QVERIFY(bringUp(lab));
+        store(lab.path(u"p.gtp"_s), wideProfile);
+        DeskCli cli(lab);
+        cli.whenSays("2 of 3: 195 K, settling", [&] { cli.hangUp(); });
+        QVERIFY2(cli.run(runWords(lab.path())) == 0, cli.err.constData());
+        QVERIFY2(cli.err.contains("2 of 3: 195 K, settling"), cli.err.constData());
+        QCOMPARE(scansIn(lab.path()).size(), 3);
     }
 
     void controlCBreaksOffAndKeepsTheScans()
     {
-        const Instrument instrument({u"--speed"_s, u"500"_s, u"--ltc"_s, u"331"_s});
-        QVERIFY(instrument.running);
-        store(instrument.path(u"p.gtp"_s), wideProfile);
-        ScanCli cli;
-        cli.startOn(instrument, {u"profile"_s, u"run"_s, instrument.path(u"p.gtp"_s), u"--name"_s, u"Quartz"_s, u"--yes"_s});
-        QVERIFY2(cli.says("2 of 3: 195 K, settling"), cli.err.constData());
-        cli.interrupt();
-        QCOMPARE(cli.finish(), 3);
+        DeskLab lab;
+        QVERIFY(bringUp(lab));
+        store(lab.path(u"p.gtp"_s), wideProfile);
+        DeskCli cli(lab);
+        cli.whenSays("2 of 3: 195 K, settling", [&] { cli.interrupt(); });
+        QCOMPARE(cli.run(runWords(lab.path())), 3);
         QVERIFY2(cli.err.contains("2 of 3: 195 K, aborted"), cli.err.constData());
-        QCOMPARE(scansIn(instrument).size(), 1);
+        QCOMPARE(scansIn(lab.path()).size(), 1);
     }
-#endif
 };
 
 QTEST_GUILESS_MAIN(tst_profile)

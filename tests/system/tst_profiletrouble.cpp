@@ -4,77 +4,50 @@
 
 #include "Profiles.h"
 
-#include <memory>
-#include <vector>
-
-using namespace programs;
+using namespace profiles;
 using namespace Qt::StringLiterals;
-
-namespace {
-struct Trouble
-{
-    const char* name;
-    QString fault;
-    QByteArray note; ///< in the report
-};
-
-QList<Trouble> troubles()
-{
-    return {{"goniometer's cable pulled while the scan is started", u"smc/hang-up-and-return:15"_s, {}},
-            {"goniometer's cable pulled while it counts", u"smc/hang-up-and-return:26"_s, {}},
-            {"three counts too few", u"smc/fewer-counts"_s, "    Received 88 of 91 points.\n"},
-            {"goniometer silent for five seconds", u"smc/silent:26:5"_s, {}},
-            {"temperature controller silent for five seconds", u"ltc/silent:4s:5s"_s, {}},
-            {"temperature controller's cable pulled", u"ltc/hang-up-and-return:14"_s, {}}};
-}
-
-/// One instrument with its fault and the run upon it. All run at the same time, because a run mostly waits.
-class Running
-{
-public:
-    explicit Running(const Trouble& trouble) : instrument({u"--speed"_s, u"1000"_s, u"--ltc"_s, u"331"_s, u"--fault"_s, trouble.fault})
-    {
-        shortenScans(instrument);
-        if (!trouble.fault.contains(u"silent"_s))
-            instrument.bePatient();
-        store(instrument.path(u"p.gtp"_s), "T1:290;T2:270;DT:20;");
-        cli.startOn(instrument, runWords(instrument));
-    }
-
-    Instrument instrument;
-    ScanCli cli;
-};
-
-void check(Running& run, const Trouble& trouble)
-{
-    QVERIFY(run.instrument.running);
-    QVERIFY2(run.cli.finish() == 0, run.cli.err.constData());
-    QCOMPARE(scansIn(run.instrument).size(), qsizetype(2));
-    for (const QString& name : scansIn(run.instrument)) {
-        const double peak = strongestPeak(run.instrument, name);
-        QVERIFY2(peak > 26.4 && peak < 26.8, qPrintable(u"%1: %2"_s.arg(name).arg(peak)));
-    }
-    QVERIFY2(reportIn(run.instrument).contains(trouble.note), reportIn(run.instrument).constData());
-}
-} // namespace
 
 class tst_profiletrouble : public QObject
 {
     Q_OBJECT
 
 private slots:
+    void runsInWhichSomethingGoesWrong_data()
+    {
+        QTest::addColumn<QString>("fault");
+        QTest::addColumn<QByteArray>("met");  // what the record of the lines shows of it
+        QTest::addColumn<QByteArray>("note"); // in the report
+        const QByteArray smcGone = "SMC -- line closed";
+        const QByteArray noNote;
+        QTest::newRow("goniometer's cable pulled while the scan is started") << u"smc/hang-up-and-return:15"_s << smcGone << noNote;
+        QTest::newRow("goniometer's cable pulled while it counts") << u"smc/hang-up-and-return:3s"_s << smcGone << noNote;
+        QTest::newRow("goniometer's cable pulled when the counts are asked for") << u"smc/hang-up-and-return:28"_s << smcGone << noNote;
+        QTest::newRow("three counts too few") << u"smc/fewer-counts"_s << QByteArray() << QByteArray("    Received 88 of 91 points.\n");
+        QTest::newRow("goniometer silent for five commands") << u"smc/silent:26:5"_s << QByteArray("SMC -- silent: no answer") << noNote;
+        QTest::newRow("temperature controller silent for five seconds")
+            << u"ltc/silent:1s:5s"_s << QByteArray("LTC -- silent: no answer") << noNote;
+        QTest::newRow("temperature controller's cable pulled")
+            << u"ltc/hang-up-and-return:14"_s << QByteArray("LTC -- line closed") << noNote;
+    }
     void runsInWhichSomethingGoesWrong()
     {
-        std::vector<std::unique_ptr<Running>> runs;
-        for (const Trouble& trouble : troubles())
-            runs.push_back(std::make_unique<Running>(trouble));
-        for (qsizetype i = 0; i < troubles().size(); ++i) {
-            check(*runs[static_cast<std::size_t>(i)], troubles().at(i));
-            if (QTest::currentTestFailed()) {
-                qWarning("%s", troubles().at(i).name);
-                return;
-            }
+        QFETCH(QString, fault);
+        QFETCH(QByteArray, met);
+        QFETCH(QByteArray, note);
+        DeskLab lab;
+        QVERIFY(lab.start({u"--speed"_s, u"1000"_s, u"--ltc"_s, u"331"_s, u"--fault"_s, fault}));
+        shortenScans(lab);
+        store(lab.path(u"p.gtp"_s), "T1:290;T2:270;DT:20;E:30;");
+        DeskCli cli(lab);
+        QVERIFY2(cli.run(runWords(lab.path())) == 0, cli.err.constData());
+        QCOMPARE(scansIn(lab.path()).size(), qsizetype(2));
+        for (const QString& name : scansIn(lab.path())) {
+            const double peak = strongestPeak(lab, lab.path(name));
+            QVERIFY2(peak > 26.4 && peak < 26.8, qPrintable(u"%1: %2"_s.arg(name).arg(peak)));
         }
+        QVERIFY(lab.trace().contains(met));
+        QCOMPARE(lab.trace().count("SMC -- program started"), 2);
+        QVERIFY2(reportIn(lab.path()).contains(note), reportIn(lab.path()).constData());
     }
 };
 

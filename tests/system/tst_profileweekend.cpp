@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// A weekend in half a minute: twelve temperatures with each temperature controller.
+// A weekend in a moment: twelve temperatures with each temperature controller.
 
 #include "Profiles.h"
 
+#include <QRegularExpression>
+
 #include <algorithm>
 #include <cmath>
-#include <memory>
 #include <optional>
-#include <vector>
 
-using namespace programs;
+using namespace profiles;
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -26,33 +26,15 @@ std::optional<double> temperatureIn(const QString& name, const QString& rule)
 /// One controller's weekend.
 struct Weekend
 {
-    QStringList options;      ///< of the virtual instrument
-    QStringList before;       ///< what the operator switches on
-    QByteArray section, more; ///< of scan.ini
+    QStringList options;         ///< of the virtual instrument
+    QStringList before;          ///< what the operator switches on
+    QString section, key, value; ///< of scan.ini
     QByteArray profile;
-    double first, step; ///< setpoints
-    double tolerance;   ///< of the temperature in a file's name; 0: the laser, which has no readings
-    QString rule;       ///< of the file names
+    double first = 0, step = 0; ///< setpoints
+    double tolerance = 0;       ///< of the temperature in a file's name; 0: the laser, which has no readings
+    QString rule;               ///< of the file names
     QByteArray unit;
-    double shift; ///< least change of the strongest peak's angle from the lowest to the highest temperature [degrees]
-};
-
-/// The instrument and the run upon it. All three run at the same time, because a run mostly waits.
-class Running
-{
-public:
-    explicit Running(const Weekend& weekend) : instrument(QStringList{u"--speed"_s, u"1000"_s} + weekend.options)
-    {
-        shortenScans(instrument, weekend.section, weekend.more);
-        store(instrument.path(u"p.gtp"_s), weekend.profile);
-        if (!weekend.before.isEmpty())
-            ready = ScanCli().runOn(instrument, weekend.before) == 0;
-        cli.startOn(instrument, runWords(instrument));
-    }
-
-    Instrument instrument;
-    ScanCli cli;
-    bool ready = true;
+    double shift = 0; ///< least change of the strongest peak's angle from the lowest to the highest temperature [degrees]
 };
 
 void checkReport(const QByteArray& report, const Weekend& weekend, const QStringList& scans)
@@ -71,22 +53,6 @@ void checkReport(const QByteArray& report, const Weekend& weekend, const QString
     }
 }
 
-void check(Running& run, const Weekend& weekend)
-{
-    QVERIFY(run.ready);
-    QVERIFY2(run.cli.finish() == 0, run.cli.err.constData());
-    QCOMPARE(run.cli.out.count("Saved: "), temperatures);
-    QVERIFY(!QFile::exists(run.instrument.path(u"p.gtp.state"_s)));
-    QStringList scans = scansIn(run.instrument);
-    QCOMPARE(scans.size(), qsizetype(temperatures));
-    const double low = strongestPeak(run.instrument, scans.constFirst());
-    const double high = strongestPeak(run.instrument, scans.constLast());
-    QVERIFY2(low > 26 && high > 26 && low - high > weekend.shift && low - high < 6 * weekend.shift,
-             qPrintable(u"%1 to %2 degrees"_s.arg(low).arg(high)));
-    if (weekend.step < 0)
-        std::reverse(scans.begin(), scans.end());
-    checkReport(reportIn(run.instrument), weekend, scans);
-}
 } // namespace
 
 class tst_profileweekend : public QObject
@@ -94,41 +60,59 @@ class tst_profileweekend : public QObject
     Q_OBJECT
 
 private slots:
+    void onMondayEveryScanIsThere_data()
+    {
+        QTest::addColumn<Weekend>("weekend");
+        QTest::newRow("cryostat") << Weekend{{u"--ltc"_s, u"331"_s},
+                                             {},
+                                             u"LTC"_s,
+                                             u"ResetAfterTempRun"_s,
+                                             u"1"_s,
+                                             "# to the cold\r\nT1:290;T2:70;DT:20;\r\n",
+                                             290,
+                                             -20,
+                                             1.5,
+                                             u"\\d{4}\\.\\d"_s,
+                                             "K",
+                                             0.02};
+        QTest::newRow("furnace") << Weekend{
+            {u"--htc"_s}, {u"htc"_s, u"heater"_s, u"on"_s}, {}, {}, {}, "T1:100;T2:1200;DT:100;\r\n", 100, 100, 2, u"\\d{4}"_s, "°C", 0.1};
+        QTest::newRow("laser") << Weekend{{u"--laser"_s},
+                                          {u"laser"_s, u"beam"_s, u"on"_s},
+                                          u"Laser"_s,
+                                          u"StabilizationDelay"_s,
+                                          u"0"_s,
+                                          "T1:50;T2:600;DT:50;\r\n",
+                                          50,
+                                          50,
+                                          0,
+                                          u"\\d{4}"_s,
+                                          "°C",
+                                          0.05};
+    }
     void onMondayEveryScanIsThere()
     {
-        const QList<Weekend> weekends = {
-            {{u"--ltc"_s, u"331"_s},
-             {},
-             "LTC",
-             "ResetAfterTempRun=1",
-             "# to the cold\r\nT1:290;T2:70;DT:20;\r\n",
-             290,
-             -20,
-             1.5,
-             u"\\d{4}\\.\\d"_s,
-             "K",
-             0.02},
-            {{u"--htc"_s}, {u"htc"_s, u"heater"_s, u"on"_s}, {}, {}, "T1:100;T2:1200;DT:100;\r\n", 100, 100, 2, u"\\d{4}"_s, "°C", 0.1},
-            {{u"--laser"_s},
-             {u"laser"_s, u"beam"_s, u"on"_s},
-             "Laser",
-             "StabilizationDelay=0",
-             "T1:50;T2:600;DT:50;\r\n",
-             50,
-             50,
-             0,
-             u"\\d{4}"_s,
-             "°C",
-             0.05},
-        };
-        std::vector<std::unique_ptr<Running>> runs;
-        for (const Weekend& weekend : weekends)
-            runs.push_back(std::make_unique<Running>(weekend));
-        for (qsizetype i = 0; i < weekends.size(); ++i) {
-            check(*runs[static_cast<std::size_t>(i)], weekends[i]);
-            if (QTest::currentTestFailed())
-                return;
-        }
+        QFETCH(Weekend, weekend);
+        DeskLab lab;
+        QVERIFY(lab.start(QStringList{u"--speed"_s, u"1000"_s} + weekend.options));
+        shortenScans(lab);
+        if (!weekend.key.isEmpty())
+            lab.configure(weekend.section, weekend.key, weekend.value);
+        store(lab.path(u"p.gtp"_s), weekend.profile);
+        DeskCli cli(lab);
+        QVERIFY(weekend.before.isEmpty() || cli.run(weekend.before) == 0);
+        QVERIFY2(cli.run(runWords(lab.path())) == 0, cli.err.constData());
+        QCOMPARE(cli.out.count("Saved: "), temperatures);
+        QVERIFY(!QFile::exists(lab.path(u"p.gtp.state"_s)));
+        QStringList scans = scansIn(lab.path());
+        QCOMPARE(scans.size(), qsizetype(temperatures));
+        const double low = strongestPeak(lab, lab.path(scans.constFirst()));
+        const double high = strongestPeak(lab, lab.path(scans.constLast()));
+        QVERIFY2(low > 26 && high > 26 && low - high > weekend.shift && low - high < 6 * weekend.shift,
+                 qPrintable(u"%1 to %2 degrees"_s.arg(low).arg(high)));
+        if (weekend.step < 0)
+            std::reverse(scans.begin(), scans.end());
+        checkReport(reportIn(lab.path()), weekend, scans);
     }
 };
 
