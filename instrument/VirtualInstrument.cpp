@@ -55,6 +55,14 @@ bool VirtualInstrument::start(QString& why)
     return true;
 }
 
+const Device* VirtualInstrument::device(std::string_view name) const
+{
+    for (const Station& station : stations_)
+        if (station.entry->name == name)
+            return station.device.get();
+    return nullptr;
+}
+
 bool VirtualInstrument::openTrace(QString& why)
 {
     if (options_.traceFile.isEmpty())

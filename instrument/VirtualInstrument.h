@@ -28,6 +28,8 @@ public:
     VirtualInstrument(const Options& options, const Surroundings& surroundings);
     /// Opens everything. On failure returns false and says why.
     bool start(QString& why);
+    /// A device that is played, by its name in deviceTable(); null when it is not.
+    const Device* device(std::string_view name) const;
     /// Called with every line for the person who watches.
     std::function<void(const QString&)> announce;
 

@@ -178,6 +178,7 @@ void dlgGeneratorPower::refresh()
 void dlgGeneratorPower::apply()
 {
     m_busy = true;
+    refresh();
     const QPointer<dlgGeneratorPower> window(this);
     GeneratorPower::Apply();
     if (window == nullptr)

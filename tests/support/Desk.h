@@ -87,6 +87,7 @@ public:
     double elapsed() const { return static_cast<double>(m_ms) / 1000; } ///< virtual time since the beginning [s]
     qint64 rounds() const { return m_rounds; }                          ///< of waits and boxes
     bool failed() const { return m_failed; }
+    qint64 written() const { return m_written; } ///< bytes that the program has written to its lines
 
     // --- the laboratory
 
@@ -116,6 +117,7 @@ public:
 private:
     friend class DeskChannel;
     friend class DeskAlarm;
+    friend class DeskPort;
 
     struct Due
     {
@@ -144,6 +146,7 @@ private:
     QDateTime m_startedAt;
     qint64 m_ms = 0;
     qint64 m_rounds = 0;
+    qint64 m_written = 0;
     int m_idleRounds = 0;
     double m_speed = 1;
     lab::Time m_skipped{0};

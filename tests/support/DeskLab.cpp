@@ -94,6 +94,11 @@ QString DeskLab::received(const QString& device) const
     return text.replace(QStringLiteral("<cr><lf>"), QStringLiteral("|")).replace(QStringLiteral("<cr>"), QStringLiteral("|"));
 }
 
+const lab::GoniometerController& DeskLab::goniometer() const
+{
+    return dynamic_cast<const lab::GoniometerController&>(*m_instrument->device("smc"));
+}
+
 void DeskLab::forget()
 {
     m_forgotten = QFileInfo(path(traceName)).size();

@@ -44,6 +44,8 @@ public:
     QByteArray read(const QString& name) const;
     /// What a device ("SMC", "Generator", "LTC", "HTC", "Laser") has received since `forget`, its line ends written as '|'.
     QString received(const QString& device) const;
+    /// The goniometer's controller, brought up to the present whenever somebody asks it something; its counts are the truth about a scan.
+    const lab::GoniometerController& goniometer() const;
     /// The record of the lines since `forget`.
     QByteArray trace() const;
     void forget();

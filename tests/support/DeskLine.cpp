@@ -70,6 +70,8 @@ qint64 DeskPort::readData(char* data, qint64 maxSize)
 qint64 DeskPort::writeData(const char* data, qint64 size)
 {
     m_output.append(data, static_cast<qsizetype>(size));
+    if (Desk* desk = Desk::current())
+        desk->m_written += size;
     return size;
 }
 

@@ -115,6 +115,30 @@ private slots:
         QTest::mouseClick(LabWindow::button(dialog, "btnCancel"), Qt::LeftButton);
     }
 
+    void whileThePowerIsSetOkIsNotTakenAgain()
+    {
+        QVERIFY(bringUp({QStringLiteral("--generator")}));
+        bench().hand.rest();
+        ScriptedPrompts boxes;
+        configuration().generator.powerSettlingTime = 0;
+        dlgGeneratorPower* dialog = openPower();
+        QVERIFY(dialog != nullptr);
+        boxes.expect(QStringLiteral("Voltage Setting"), {});
+        bool pressed = false;
+        bench().once([this] { return bench().lab.received(QStringLiteral("Generator")).contains(QStringLiteral("SC:")); },
+                     [&] {
+                         pressed = true;
+                         for (const char* name : {"btnOk", "btnCancel", "btnMeas", "btnIdle"})
+                             QVERIFY(!LabWindow::button(dialog, name)->isEnabled());
+                         QTest::mouseClick(LabWindow::button(dialog, "btnOk"), Qt::LeftButton);
+                     });
+        QTest::mouseClick(LabWindow::button(dialog, "btnOk"), Qt::LeftButton);
+        QVERIFY(pressed && boxes.allShown());
+        QCOMPARE(bench().lab.received(QStringLiteral("Generator")).count(QStringLiteral("SC:")), qsizetype(1));
+        QVERIFY(LabWindow::button(dialog, "btnOk")->isEnabled());
+        QTest::mouseClick(LabWindow::button(dialog, "btnCancel"), Qt::LeftButton);
+    }
+
     void aRefusedCurrentGetsTheFocusBack()
     {
         QVERIFY(bringUp({QStringLiteral("--generator")}));
