@@ -307,9 +307,11 @@ void TestPositions::aLineThatIsDownAtTheReadBackIsWaitedForAsLongAsItIsWorth_dat
     QTest::addColumn<bool Flags::*>("running");
     QTest::addColumn<quint32>("away");
     QTest::addColumn<bool>("read");
-    QTest::newRow("scan, 9 s") << &Flags::acquisitionRunning << 7500U << true;
-    QTest::newRow("scan, longer") << &Flags::acquisitionRunning << 60000U << false;
-    QTest::newRow("profile, 9 min") << &Flags::profileRunning << 560000U << true;
+    // Three questions, each after a wait of 10 s or ten minutes for the line.
+    QTest::newRow("scan, 25 s") << &Flags::acquisitionRunning << 25000U << true;
+    QTest::newRow("scan, 40 s") << &Flags::acquisitionRunning << 40000U << false;
+    QTest::newRow("profile, 28 min") << &Flags::profileRunning << 1680000U << true;
+    QTest::newRow("profile, 32 min") << &Flags::profileRunning << 1920000U << false;
 }
 
 void TestPositions::aLineThatIsDownAtTheReadBackIsWaitedForAsLongAsItIsWorth()
@@ -324,6 +326,7 @@ void TestPositions::aLineThatIsDownAtTheReadBackIsWaitedForAsLongAsItIsWorth()
     bench.boxes.expect(QStringLiteral("SMC"), QString()); // the line is lost
     if (!read)
         bench.boxes.expect(QStringLiteral("Get RAM data"), QStringLiteral("SMC not ready..."));
+    bench.clock.msPerRound = 20;
     bench.smc.pull();
     bench.clock.at(away, [&bench] { bench.smc.present = true; });
     QCOMPARE(ScanRun::ReadBack(), read);
