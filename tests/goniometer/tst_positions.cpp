@@ -259,7 +259,7 @@ void TestPositions::theReadBackKnowsLeastAndMost()
     QCOMPARE(scanData().minimum, 3);
     QCOMPARE(scanData().maximum, 40);
     QCOMPARE(modSMC::state().maximumCount, 40);
-    QCOMPARE(modSMC::state().receivedPoints, 5);
+    QCOMPARE(scanData().received, 5);
     QCOMPARE(scanData().parameters.numberOfPoints, 5);
     QCOMPARE(plots, 1);
     QVERIFY(flags().dataPresent && !flags().dataSaved && !flags().saveLocked);

@@ -35,7 +35,7 @@ struct Run
         ScanRun::Options options;
         options.unattended = true;
         options.silenceLimit = 600;
-        options.busyLimit = ScanRun::LongestTime(1.0);
+        options.busyLimit = ScanRun::LongestTime(scanParameters());
         return options;
     }
 
@@ -81,7 +81,7 @@ void TestScanLine::aLineThatIsBackBeforeTheNextCommandBeginsTheProgramAgain()
         run.clock.at(20, [&] { run.smc.pull(); });
         run.clock.at(100, [&] { run.smc.present = true; });
     };
-    QVERIFY(ScanRun::Measure({}) == ScanRun::Result::Counted);
+    QVERIFY(ScanRun::Measure(scanParameters(), {}) == ScanRun::Result::Counted);
     ScanRun::EndProgress();
     QVERIFY(lost);
     QCOMPARE(run.smc.orders(), program.mid(0, line + 1) + program);
@@ -92,7 +92,7 @@ void TestScanLine::aBusyControllerIsStoppedAtOnceBeforeAnUnattendedScan()
 {
     Run run;
     run.smc.busy = true;
-    QVERIFY(ScanRun::Measure(Run::unattended()) == ScanRun::Result::Counted);
+    QVERIFY(ScanRun::Measure(scanParameters(), Run::unattended()) == ScanRun::Result::Counted);
     ScanRun::EndProgress();
     QCOMPARE(run.smc.commands().mid(0, 3), (QStringList{QStringLiteral("?S1;"), QStringLiteral("Q;"), QStringLiteral("?S1;")}));
     QCOMPARE(run.smc.orders(), QStringList{QStringLiteral("Q;")} + program);
@@ -102,7 +102,7 @@ void TestScanLine::aBusyControllerIsStoppedAtOnceBeforeAnUnattendedScan()
 void TestScanLine::aScanWithAnOperatorDoesNotStopTheController()
 {
     Run run;
-    QVERIFY(ScanRun::Measure({}) == ScanRun::Result::Counted);
+    QVERIFY(ScanRun::Measure(scanParameters(), {}) == ScanRun::Result::Counted);
     ScanRun::EndProgress();
     QCOMPARE(run.smc.commands().mid(0, 1), QStringList{program.first()});
     QCOMPARE(run.smc.orders(), program);
@@ -118,7 +118,7 @@ void TestScanLine::aControllerThatDoesNotStopIsToldEveryFiveSeconds()
         if (command == QStringLiteral("Q;"))
             told += run.clock.elapsed();
     };
-    QVERIFY(ScanRun::Measure(Run::unattended()) == ScanRun::Result::Busy);
+    QVERIFY(ScanRun::Measure(scanParameters(), Run::unattended()) == ScanRun::Result::Busy);
     QCOMPARE(run.smc.orders().count(QStringLiteral("Q;")), run.smc.orders().size());
     QVERIFY2(told.size() >= 5 && told.size() <= 7, qPrintable(QString::number(told.size())));
     QVERIFY(told.first() < 1500);
