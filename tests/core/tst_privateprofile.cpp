@@ -254,6 +254,41 @@ private slots:
         QCOMPARE(CodePage::toWindows1252(u"\u00C4\u00DF\u20AC\u2013\u4E2D\U0001F600x\u0100"_qs), "\xC4\xDF\x80\x96??x?");
         QCOMPARE(CodePage::fromWindows1252("\x80\x99\x9F\xFC"), u"\u20AC\u2122\u0178\u00FC");
     }
+
+    void aFileThatCannotBeReadIsNotReplaced()
+    {
+        put("[General]\nA=1\n");
+        QVERIFY(QFile::setPermissions(m_path, {}));
+        QVERIFY(QFile::setPermissions(m_folder->path(), QFile::Permissions(0x7777))); // beside it everybody may write
+#ifdef Q_OS_UNIX
+        const uid_t self = geteuid();
+        if (self == 0)
+            QCOMPARE(seteuid(65534), 0);
+#endif
+        const bool written = write("General", "A", u"2"_qs);
+        const QString seen = text("General", "A");
+#ifdef Q_OS_UNIX
+        if (self == 0)
+            QCOMPARE(seteuid(self), 0);
+#endif
+        QVERIFY(QFile::setPermissions(m_path, QFile::ReadOwner | QFile::WriteOwner));
+        QVERIFY(!written);
+        QCOMPARE(seen, u"(default)");
+        QCOMPARE(bytes(), "[General]\nA=1\n");
+    }
+
+    void aFileAsLargeAsCanBeReadIsReadAndALargerOneLeftAlone()
+    {
+        constexpr qsizetype largest = 4 * 1024 * 1024;
+        const QByteArray head = "[General]\r\nA=1\r\n;";
+        const QByteArray whole = head + QByteArray(largest - head.size() - 2, 'x') + "\r\n";
+        put(whole);
+        QCOMPARE(text("General", "A"), u"1");
+        put(whole + "x");
+        QCOMPARE(text("General", "A"), u"(default)");
+        QVERIFY(!write("General", "A", u"2"_qs));
+        QVERIFY(bytes() == whole + "x");
+    }
 };
 
 QTEST_APPLESS_MAIN(TestPrivateProfile)
