@@ -16,7 +16,11 @@ class LabConsole : public DeskLab
 {
 public:
     /// Options of the instrument; the test has failed when it does not come up.
-    explicit LabConsole(const QStringList& options = {}) { QVERIFY(start(options)); }
+    explicit LabConsole(const QStringList& options = {})
+    {
+        desk.limit = longest;
+        QVERIFY(start(options));
+    }
     explicit LabConsole(const char* options) : LabConsole(words(options)) {}
 
     int run(const QStringList& command) { return cli.run(command); }
@@ -35,4 +39,7 @@ public:
     }
 
     DeskCli cli{*this};
+
+private:
+    static constexpr double longest = 3600; // s, for all commands of a test
 };
