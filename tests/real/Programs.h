@@ -12,6 +12,7 @@
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTimer>
 
 #ifdef Q_OS_UNIX
 #include <csignal>
@@ -50,6 +51,8 @@ public:
     {
         QElapsedTimer timer;
         timer.start();
+        QTimer look; // conditions may look at what makes no event, as a file or a terminal
+        look.start(20);
         while (!condition()) {
             if (process.state() == QProcess::NotRunning) {
                 QCoreApplication::processEvents();
@@ -57,7 +60,7 @@ public:
             }
             if (timer.elapsed() > patience)
                 return false;
-            QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 100);
+            QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
         }
         return true;
     }
