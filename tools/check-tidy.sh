@@ -2,16 +2,19 @@
 # SPDX-License-Identifier: GPL-3.0-or-later
 # Usage: tools/check-tidy.sh [--preset dev|release] [FILE.cpp...]
 #
-# Runs clang-tidy over the given files, otherwise over all of src/ and instrument/, with the settings of .clang-tidy. Needs a build of the
+# Runs clang-tidy over the given files, otherwise over all of src/, instrument/ and tests/, with the settings of .clang-tidy. Needs a build of the
 # preset (default: release), whose compiler options and generated files it uses. A file that was found clean is passed over as long as
-# neither it nor any header of this project that it includes, nor its compiler options or the settings, have changed.
+# neither it nor any header of this project that it includes, nor its compiler options or the settings, have changed; what was found clean is
+# remembered beside the compiler's own cache (TIDY_CACHE), so that a fresh clone finds it again.
 
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
+cache=${TIDY_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/scan-tidy}
+
 # oneFile PRESET KEY FILE: run in parallel by the main part below.
 if [[ ${1:-} == --one ]]; then
-    findings=$(clang-tidy -p "build/$2" --quiet --extra-arg=-Wno-unknown-warning-option "$4" 2>&1) || { printf '%s\n' "$findings" | grep -v 'warnings generated'; exit 1; }
-    : >"build/tidy/$3"
+    findings=$(clang-tidy -p "build/$2" --quiet --header-filter="^$root/(src|instrument|tests)/" --extra-arg=-Wno-unknown-warning-option "$4" 2>&1) || { printf '%s\n' "$findings" | grep -v 'warnings generated'; exit 1; }
+    : >"$cache/$3"
     exit 0
 fi
 
@@ -23,7 +26,7 @@ fi
 [[ ${1:-} != -* ]] || { usage; exit 2; }
 files=("$@")
 if [[ ${#files[@]} -eq 0 ]]; then
-    mapfile -t files < <(git ls-files --cached --others --exclude-standard 'src/*.cpp' 'instrument/*.cpp' | while read -r file; do [[ ! -f $file ]] || echo "$file"; done)
+    mapfile -t files < <(git ls-files --cached --others --exclude-standard 'src/*.cpp' 'instrument/*.cpp' 'tests/*.cpp' | while read -r file; do [[ ! -f $file ]] || echo "$file"; done)
 fi
 if ! command -v clang-tidy >/dev/null; then
     complain "clang-tidy is missing; tools/setup-debian.sh installs it"
@@ -35,8 +38,8 @@ if [[ ! -f build/$preset/compile_commands.json ]]; then
 fi
 
 # A file's key: a digest of the settings, its compiler line and the contents of all that it includes from this project.
-mkdir -p build/tidy
-settings=$({ clang-tidy --version; cat .clang-tidy; } | sha256sum)
+mkdir -p "$cache"
+settings=$({ clang-tidy --version; c++ --version; dpkg-query -W qt6-base-dev 2>/dev/null; cat .clang-tidy; } | sha256sum)
 depends=$(ninja -C "build/$preset" -t deps | awk -v root="$root/" '
     /^[^ ].*: #deps/ { object = $1; sub(/:$/, "", object); next }
     /^ /             { path = $1; sub(/^\.\.\/\.\.\//, root, path)
@@ -62,7 +65,7 @@ for file in "${files[@]}"; do
     object=${object%% *}
     key=$({ echo "$settings ${command//"$root"/}"; { echo "$file"; printf '%s' "${included[$object]:-}"; } | sort -u | xargs sha256sum || true; } | sha256sum)
     key=${key%% *}
-    [[ -f build/tidy/$key ]] || todo+=("$preset" "$key" "$file")
+    [[ -f $cache/$key ]] || todo+=("$preset" "$key" "$file")
 done
 
 if [[ ${#todo[@]} -gt 0 ]]; then

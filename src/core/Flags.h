@@ -2,8 +2,8 @@
 
 #pragma once
 
-/// The process-wide flags: what is connected, what is in memory. What runs stands in core/Operation.h. Every menu entry's state derives from
-/// both (FrontPanel::refreshEntries). Where a flag is written to a log it reads "-1" when set and "0" when clear.
+/// The process-wide flags: what is connected, what is in memory. What runs stands in core/Operation.h. Every menu entry's state derives
+/// from both (FrontPanel::refreshEntries). Where a flag is written to a log it reads "-1" when set and "0" when clear.
 struct Flags
 {
     bool log = false;               ///< application log on (command-line word "log")
@@ -21,14 +21,14 @@ struct Flags
     int scanMode = 1;             ///< 0 on-line, 1 silent
     int goniometerType = 0;       ///< 0 Guinier, 1 Theta-2-Theta
 
-    bool dataPresent = false;        ///< a scan is in memory
-    bool dataSaved = false;          ///< the scan in memory is on disk
-    bool busy = false;               ///< a file is written or read, or a plot is drawn
-    bool abort = false;              ///< the operator broke off the running wait or profile
-    bool shutterOpen = false;        ///< last command sent to the shutter was "open"
-    bool laserOn = false;            ///< laser beam switched on
-    bool idlePower = false;          ///< the generator was set to idle power
-    bool closing = false;            ///< the program ends: every wait returns at once and nothing more is sent
+    bool dataPresent = false; ///< a scan is in memory
+    bool dataSaved = false;   ///< the scan in memory is on disk
+    bool busy = false;        ///< a file is written or read, or a plot is drawn
+    bool abort = false;       ///< the operator broke off the running wait or profile
+    bool shutterOpen = false; ///< last command sent to the shutter was "open"
+    bool laserOn = false;     ///< laser beam switched on
+    bool idlePower = false;   ///< the generator was set to idle power
+    bool closing = false;     ///< the program ends: every wait returns at once and nothing more is sent
 };
 
 /// The one set of flags. `flags() = Flags{}` resets it whole.

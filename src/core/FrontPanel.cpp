@@ -8,8 +8,9 @@
 
 FrontPanel& frontPanel()
 {
-    static FrontPanel thePanel;
-    return thePanel;
+    // Never taken down: an operation that ends with the program still shows it.
+    static auto* const thePanel = new FrontPanel;
+    return *thePanel;
 }
 
 FrontPanel::FrontPanel() : ExposureTimer("ExposureTimer")

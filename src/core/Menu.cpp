@@ -18,7 +18,8 @@ const QList<Item>& items()
 
         {mnuMeasurement, "mnuMeasurement", u"&Measurement", mnuMeasurement, false},
         {mnuMeasStartAcquisition, "mnuMeasStartAcquisition", startCaption, mnuMeasurement, false, Resource::Goniometer},
-        {mnuMeasExecTempProfile, "mnuMeasExecTempProfile", u"Execute &Temperature Profile...", mnuMeasurement, true, Resource::Goniometer | Resource::TemperatureLine},
+        {mnuMeasExecTempProfile, "mnuMeasExecTempProfile", u"Execute &Temperature Profile...", mnuMeasurement, true,
+         Resource::Goniometer | Resource::TemperatureLine},
 
         {mnuHTC, "mnuHTC", u"&HTC", mnuHTC, false, {}, &Flags::htcEnabled},
         {mnuHTCQueryTemperature, "mnuHTCQueryTemperature", u"Query current &Temperature", mnuHTC, false, Resource::TemperatureLine},
@@ -56,7 +57,8 @@ const QList<Item>& items()
         {mnuExtrasSMCStop, "mnuExtrasSMCStop", u"&STOP Motion", mnuExtrasSMC, true},
         {mnuExtrasGenerator, "mnuExtrasGenerator", u"X-Ray Generator", mnuExtras, false},
         {mnuExtrasGeneratorSwitchShutter, "mnuExtrasGeneratorSwitchShutter", u"OPEN &X-Ray Shutter", mnuExtrasGenerator, false},
-        {mnuExtrasGeneratorSetPower, "mnuExtrasGeneratorSetPower", u"Set &Power...", mnuExtrasGenerator, true, Resource::GeneratorLine | Resource::Surroundings},
+        {mnuExtrasGeneratorSetPower, "mnuExtrasGeneratorSetPower", u"Set &Power...", mnuExtrasGenerator, true,
+         Resource::GeneratorLine | Resource::Surroundings},
         {mnuExtrasGeneratorGetStatus, "mnuExtrasGeneratorGetStatus", u"Get &Status...", mnuExtrasGenerator, false, Resource::GeneratorLine},
         {mnuExtrasRatemeter, "mnuExtrasRatemeter", u"&Ratemeter", mnuExtras, true, Resource::Goniometer},
 

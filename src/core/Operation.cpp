@@ -11,8 +11,8 @@
 namespace {
 QList<Operation*>& list()
 {
-    static QList<Operation*> theList;
-    return theList;
+    static auto* const theList = new QList<Operation*>; // outlives every operation
+    return *theList;
 }
 
 template <typename Test>
@@ -141,6 +141,5 @@ bool Operation::Watch::brokenOff() const
 {
     if (flags().closing || (m_unattended && !m_abort && flags().abort))
         return true;
-    return std::any_of(m_runs.cbegin(), m_runs.cend(),
-                       [](const Operation* one) { return !list().contains(one) || one->m_cancelled; });
+    return std::any_of(m_runs.cbegin(), m_runs.cend(), [](const Operation* one) { return !list().contains(one) || one->m_cancelled; });
 }

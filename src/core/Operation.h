@@ -12,13 +12,13 @@
 /// A kind of thing that goes on for a while: what it works with, and what it means for the rest of the program. One row each, below.
 struct OperationKind
 {
-    const char* name;                                      ///< as the status names it
-    Resources needs;                                       ///< what it works with; none other that needs one of these begins meanwhile
-    bool locksFields = false;                              ///< the four parameter fields cannot be typed into
-    bool unattended = false;                               ///< nobody watches: boxes answer themselves, sample name and comment are locked
-    bool isRun = false;                                    ///< measures: idle power comes some time after it
-    std::optional<Menu::Entry> abortEntry = std::nullopt;  ///< chosen again, this entry breaks it off
-    const char16_t* runningCaption = nullptr;              ///< that entry's caption meanwhile
+    const char* name;                                     ///< as the status names it
+    Resources needs;                                      ///< what it works with; none other that needs one of these begins meanwhile
+    bool locksFields = false;                             ///< the four parameter fields cannot be typed into
+    bool unattended = false;                              ///< nobody watches: boxes answer themselves, sample name and comment are locked
+    bool isRun = false;                                   ///< measures: idle power comes some time after it
+    std::optional<Menu::Entry> abortEntry = std::nullopt; ///< chosen again, this entry breaks it off
+    const char16_t* runningCaption = nullptr;             ///< that entry's caption meanwhile
 };
 
 /// One that is going on. It stands on the stack of the procedure that waits, or lives with the window or timer that carries it; entry
@@ -107,8 +107,7 @@ inline constexpr OperationKind profile{.name = "profile",
                                        .runningCaption = u"Abort Execution of &Temperature Profile..."};
 inline constexpr OperationKind ratemeter{.name = "ratemeter", .needs = Resource::Goniometer};
 /// An entry that asks or moves the goniometer.
-inline constexpr OperationKind utility{
-    .name = "goniometer", .needs = Resource::Goniometer | Resource::ScanInMemory, .locksFields = true};
+inline constexpr OperationKind utility{.name = "goniometer", .needs = Resource::Goniometer | Resource::ScanInMemory, .locksFields = true};
 inline constexpr OperationKind communicationTest{
     .name = "communication test", .needs = Resource::Goniometer | Resource::ScanInMemory, .locksFields = true};
 /// An entry that exchanges with a temperature controller, and the wait that follows it.

@@ -189,6 +189,11 @@ void Timer::fire()
         m_ticking = false;
 }
 
+bool Timer::mayTick() const
+{
+    return m_enabled && m_interval > 0 && (!m_ticking || clockInUse->ticksInsideTicks());
+}
+
 bool Timer::fireDue()
 {
     const quint32 now = modTools::timeGetTime();

@@ -29,6 +29,8 @@ public:
     virtual void idle(int rest) = 0;
     /// True when QTimer follows this clock; otherwise timers are fired by whoever moves it (Timer::fireDue).
     virtual bool isSystem() const { return false; }
+    /// False: a timer does not tick inside its own tick, unless that has restarted it, as those of the system.
+    virtual bool ticksInsideTicks() const { return true; }
 };
 
 /// For Clock::processEvents: rest until something happens.
@@ -66,8 +68,7 @@ public:
     /// By how much the present tick comes too late [ms]: the process was stopped, or the machine slept or was busy.
     int lateness() const { return m_lateness; }
 
-    /// Fires every enabled timer that is due at timeGetTime(); for replaced clocks. A timer does not tick inside its own tick, unless that
-    /// has restarted it. True when one has ticked.
+    /// Fires every enabled timer that is due at timeGetTime(); for replaced clocks. True when one has ticked.
     static bool fireDue();
     /// Milliseconds until the next tick of any timer, 0 or less when one is due; nothing while none runs.
     static std::optional<qint32> nextDue();
@@ -78,7 +79,7 @@ signals:
 private:
     void arm();
     void fire();
-    bool mayTick() const { return m_enabled && m_interval > 0 && !m_ticking; }
+    bool mayTick() const;
 
     int m_interval = 0;
     int m_lateness = 0;

@@ -128,7 +128,8 @@ void watchIdle()
     }
     const Configuration::Generator& power = configuration().generator;
     const quint32 delay = static_cast<quint32>(qMax(power.reducePowerOnIdleDelay, 0)) * 60000U;
-    if (!watch.sawRun || !Operation::free(Resource::Goniometer | Resource::GeneratorLine) || flags().closing || modTools::timeGetTime() - watch.endedAt < delay)
+    if (!watch.sawRun || !Operation::free(Resource::Goniometer | Resource::GeneratorLine) || flags().closing ||
+        modTools::timeGetTime() - watch.endedAt < delay)
         return;
     if (!modCOM::GeneratorComm().isOpen())
         return;

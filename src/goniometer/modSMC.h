@@ -19,10 +19,10 @@ namespace modSMC {
 /// The module's variables. `state() = State{}` resets them. The reception of a running reply is modCOM's.
 struct State
 {
-    qint16 numberOfAxes = 0;   ///< result of SMCCheck, stored by start-up
-    QString firmwareText;      ///< version reply without line breaks; "n.a." after an ignored presence check
+    qint16 numberOfAxes = 0;             ///< result of SMCCheck, stored by start-up
+    QString firmwareText;                ///< version reply without line breaks; "n.a." after an ignored presence check
     std::unique_ptr<Operation> leftOver; ///< a program that was running when the program was started; broken off as a scan is
-    qint32 maximumCount = 0;   ///< largest count of the last read-back, -1 when the operator refused it
+    qint32 maximumCount = 0;             ///< largest count of the last read-back, -1 when the operator refused it
 };
 State& state();
 

@@ -239,10 +239,7 @@ std::optional<qsizetype> prepare(const ProfileRun::Options& options)
 class Running
 {
 public:
-    Running()
-    {
-        flags().abort = false;
-    }
+    Running() { flags().abort = false; }
     ~Running()
     {
         flags().abort = false;

@@ -77,9 +77,9 @@ struct Options
 };
 
 /// The click of mnuMeasExecTempProfile: starts the run and returns when it has ended, or asks whether to abort the one that is active. True
-/// when a run went through to its end without an abort. Its questions claim the goniometer controller (Operations::utility): nothing that moves
-/// or measures starts inside them, and they are not asked while something does. Afterwards the heaters are set back; one that does not take
-/// it is asked ten times, then the report and panel 3 say so.
+/// when a run went through to its end without an abort. Its questions claim the goniometer controller (Operations::utility): nothing that
+/// moves or measures starts inside them, and they are not asked while something does. Afterwards the heaters are set back; one that does
+/// not take it is asked ten times, then the report and panel 3 say so.
 bool Execute(const Options& options = {});
 
 // --- the plan

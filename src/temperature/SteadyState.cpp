@@ -76,9 +76,8 @@ public:
     {
         m_statistics = SteadyState::Statistics(m_target, m_limits);
         FrontPanel& panel = frontPanel();
-        m_button = QObject::connect(&panel, &FrontPanel::textDisplayButton, &panel, [this] {
-            m_taken = m_taken || frontPanel().textDisplayButtonCaption() == u"&Take it"_s;
-        });
+        m_button = QObject::connect(&panel, &FrontPanel::textDisplayButton, &panel,
+                                    [this] { m_taken = m_taken || frontPanel().textDisplayButtonCaption() == u"&Take it"_s; });
         panel.setTextDisplay({});
         panel.openTextDisplay(wait.title, u"&Take it"_s);
     }
@@ -204,7 +203,9 @@ void tick()
         return;
     session()->round();
     if (!session()->over()) {
-        frontPanel().setPanel(3, u"The temperature is not steady yet ("_s + two(readingUnderWay() ? readingUnderWay()->temperature : -1.0F) + u" "_s + session()->wait.unit + u")"_s);
+        frontPanel().setPanel(3, u"The temperature is not steady yet ("_s +
+                                     two(readingUnderWay() ? readingUnderWay()->temperature : -1.0F) + u" "_s + session()->wait.unit +
+                                     u")"_s);
         return;
     }
     if (!session()->beside)

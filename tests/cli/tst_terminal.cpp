@@ -2,10 +2,10 @@
 //
 // Questions on a terminal, asked through a real pseudo-terminal: who answers, and when nobody does.
 
-#include "core/Operation.h"
-#include "support/Pretend.h"
 #include "app/cli/Terminal.h"
 #include "core/Flags.h"
+#include "core/Operation.h"
+#include "support/Pretend.h"
 #include "support/TestClock.h"
 
 #include <QTest>

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "core/Operation.h"
-#include "support/Pretend.h"
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
 #include "core/Menu.h"
 #include "core/NumberText.h"
+#include "core/Operation.h"
 #include "core/Prompts.h"
 #include "core/ScanData.h"
+#include "support/Pretend.h"
 #include "support/ResetProgram.h"
 #include "support/ScriptedPrompts.h"
 

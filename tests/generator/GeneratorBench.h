@@ -5,6 +5,7 @@
 #include "core/Configuration.h"
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
+#include "core/Operation.h"
 #include "generator/GeneratorPower.h"
 #include "generator/modGenerator.h"
 #include "serial/modCOM.h"
@@ -76,11 +77,10 @@ public:
         clock.msPerRound = 1;
     }
     /// A run of that many seconds, as the watch sees it.
-    void run(bool Flags::*kind, float seconds)
+    void run(const OperationKind* kind, float seconds)
     {
-        flags().*kind = true;
+        const Operation operation(*kind);
         pass(seconds);
-        flags().*kind = false;
     }
 
     TestClock clock;

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "core/Operation.h"
-#include "support/Pretend.h"
 #include "core/Configuration.h"
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
+#include "core/Operation.h"
 #include "generator/GeneratorPower.h"
 #include "generator/modGenerator.h"
 #include "serial/modCOM.h"
+#include "support/Pretend.h"
 #include "support/ResetProgram.h"
 #include "support/ScriptedPort.h"
 #include "support/ScriptedPrompts.h"

@@ -3,6 +3,8 @@
 // Idle power after a run: when it is set, when it is not, and what the operator sees of it.
 
 #include "GeneratorBench.h"
+#include "core/Operation.h"
+#include "support/Pretend.h"
 
 #include <QTest>
 
@@ -58,7 +60,7 @@ void TestIdlePower::idlePowerIsSetToTheSecond()
 {
     m_bench->clock.advance(500);
     m_bench->listen();
-    m_bench->run(&Flags::acquisitionRunning, 10); // seen last 9.5 s after its start
+    m_bench->run(&Operations::scan, 10); // seen last 9.5 s after its start
     m_bench->pass(130);
     QCOMPARE(m_bench->generator.written(), idleCommands);
     QCOMPARE(m_bench->sent.first(), u"129500 SC:5"_s);
@@ -78,18 +80,18 @@ void TestIdlePower::aDelayOfNothingOrLessWaitsForTheNextLook()
     QFETCH(int, minutes);
     configuration().generator.reducePowerOnIdleDelay = minutes;
     m_bench->listen();
-    flags().acquisitionRunning = true;
+    pretendRunning(Operations::scan);
     m_bench->clock.advance(1500);
-    flags().acquisitionRunning = false;
+    pretendRunning(Operations::scan, false);
     m_bench->pass(3);
     QCOMPARE(m_bench->sent.first(), u"2000 SC:5"_s);
 }
 
 void TestIdlePower::theDelayCountsFromTheEndOfTheLastRun()
 {
-    m_bench->run(&Flags::acquisitionRunning, 10);
+    m_bench->run(&Operations::scan, 10);
     m_bench->pass(110);
-    m_bench->run(&Flags::profileRunning, 10); // a profile counts as a scan does
+    m_bench->run(&Operations::profile, 10); // a profile counts as a scan does
     m_bench->pass(110);
     QCOMPARE(m_bench->generator.written(), QByteArray());
     m_bench->pass(20);
@@ -97,27 +99,27 @@ void TestIdlePower::theDelayCountsFromTheEndOfTheLastRun()
     // Once for a run, and again after the next one.
     m_bench->pass(600);
     QCOMPARE(m_bench->generator.written(), idleCommands);
-    m_bench->run(&Flags::acquisitionRunning, 10);
+    m_bench->run(&Operations::scan, 10);
     m_bench->pass(130);
     QCOMPARE(m_bench->generator.written(), idleCommands + idleCommands);
 }
 
 void TestIdlePower::nothingIsSetWhileSomethingRuns_data()
 {
-    QTest::addColumn<bool Flags::*>("kind");
+    QTest::addColumn<const OperationKind*>("kind");
     QTest::addColumn<bool>("isRun");
-    QTest::newRow("scan") << &Flags::acquisitionRunning << true;
-    QTest::newRow("profile") << &Flags::profileRunning << true;
-    QTest::newRow("ratemeter") << &Flags::ratemeterRunning << false;
-    QTest::newRow("goniometer utility") << &Flags::utilityRunning << false;
-    QTest::newRow("generator dialog") << &Flags::generatorRunning << false;
+    QTest::newRow("scan") << &Operations::scan << true;
+    QTest::newRow("profile") << &Operations::profile << true;
+    QTest::newRow("ratemeter") << &Operations::ratemeter << false;
+    QTest::newRow("goniometer utility") << &Operations::utility << false;
+    QTest::newRow("generator dialog") << &Operations::generator << false;
 }
 
 void TestIdlePower::nothingIsSetWhileSomethingRuns()
 {
-    QFETCH(bool Flags::*, kind);
+    QFETCH(const OperationKind*, kind);
     QFETCH(bool, isRun);
-    m_bench->run(&Flags::acquisitionRunning, 5);
+    m_bench->run(&Operations::scan, 5);
     m_bench->run(kind, 300);
     QCOMPARE(m_bench->generator.written(), QByteArray());
     // A run puts the delay off, anything else only holds it up.
@@ -132,13 +134,13 @@ void TestIdlePower::entriesAreBarredWhileItIsSet()
     using Menu::Entry;
     QStringList states;
     const auto note = [&states] {
-        states += u"%1 %2 %3"_s.arg(int(flags().generatorRunning))
+        states += u"%1 %2 %3"_s.arg(int(Operation::isRunning(Operations::generator)))
                       .arg(int(frontPanel().isEntryEnabled(Entry::mnuExtrasGeneratorSetPower)))
                       .arg(int(frontPanel().isEntryEnabled(Entry::mnuExtrasGeneratorGetStatus)));
     };
     note();
     m_bench->whenSent = [&note](const QByteArray&) { note(); };
-    m_bench->run(&Flags::acquisitionRunning, 5);
+    m_bench->run(&Operations::scan, 5);
     m_bench->pass(130);
     note();
     QCOMPARE(states, (QStringList{u"0 1 1"_s, u"1 0 0"_s, u"1 0 0"_s, u"0 1 1"_s}));
@@ -146,7 +148,7 @@ void TestIdlePower::entriesAreBarredWhileItIsSet()
 
 void TestIdlePower::aLineThatIsNotOpenIsWaitedFor()
 {
-    m_bench->run(&Flags::acquisitionRunning, 5);
+    m_bench->run(&Operations::scan, 5);
     m_bench->boxes.expect(u"Generator"_s, QString());
     m_bench->generator.hangUp();
     m_bench->pass(600);
@@ -161,7 +163,7 @@ void TestIdlePower::aLineThatIsNotOpenIsWaitedFor()
 
 void TestIdlePower::powerSetByHandAfterARunStays()
 {
-    m_bench->run(&Flags::acquisitionRunning, 5);
+    m_bench->run(&Operations::scan, 5);
     m_bench->pass(60);
     QVERIFY(m_bench->apply(u"30"_s, u"40"_s));
     m_bench->listen();
@@ -172,7 +174,7 @@ void TestIdlePower::powerSetByHandAfterARunStays()
 
 void TestIdlePower::theWatchIsBegunOnlyOnce()
 {
-    m_bench->run(&Flags::acquisitionRunning, 5);
+    m_bench->run(&Operations::scan, 5);
     modGenerator::StartIdleWatch(); // keeps the run in mind
     m_bench->pass(130);
     QCOMPARE(m_bench->generator.written(), idleCommands);
@@ -183,14 +185,14 @@ void TestIdlePower::withoutTheGeneratorNothingIsWatched()
     modGenerator::reset();
     flags().generatorRemote = false;
     modGenerator::StartIdleWatch();
-    m_bench->run(&Flags::acquisitionRunning, 5);
+    m_bench->run(&Operations::scan, 5);
     m_bench->pass(600);
     QCOMPARE(m_bench->generator.written(), QByteArray());
 }
 
 void TestIdlePower::aClosingProgramSetsAndSaysNothing()
 {
-    m_bench->run(&Flags::acquisitionRunning, 5);
+    m_bench->run(&Operations::scan, 5);
     flags().closing = true;
     m_bench->clock.advance(130000);
     QCOMPARE(m_bench->generator.written(), QByteArray());

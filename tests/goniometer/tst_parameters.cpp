@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "core/Operation.h"
-#include "support/Pretend.h"
 #include "core/Configuration.h"
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
+#include "core/Operation.h"
 #include "core/Prompts.h"
 #include "core/ScanParameters.h"
 #include "goniometer/ScanParameterCheck.h"
+#include "support/Pretend.h"
 #include "support/ResetProgram.h"
 #include "support/ScriptedPrompts.h"
 

@@ -4,9 +4,11 @@
 // program leaves out.
 
 #include "PlayedController.h"
+#include "core/Operation.h"
 #include "core/ScanData.h"
 #include "goniometer/ScanParameterCheck.h"
 #include "goniometer/Utilities.h"
+#include "support/Pretend.h"
 #include "support/ScriptedPrompts.h"
 
 #include <QTest>
@@ -122,8 +124,10 @@ void TestPositions::stopMotionEndsAWaitForATemperatureButNoProfile()
     QFETCH(bool, temperature);
     QFETCH(bool, profile);
     Bench bench;
-    flags().temperatureRunning = temperature;
-    flags().profileRunning = profile;
+    if (temperature)
+        pretendRunning(Operations::temperature);
+    if (profile)
+        pretendRunning(Operations::profile);
     Utilities::Stop();
     QTEST(flags().abort, "ended");
     QCOMPARE(bench.smc.commands(), QStringList{QStringLiteral("Q;")});
@@ -172,7 +176,8 @@ void TestPositions::aClosingProgramSaysNothing()
                                  Utilities::GetRAMData,      Utilities::ShowStatus,         ScanRun::Start};
     Bench bench;
     bench.smc.mute = true;
-    flags().ratemeterRunning = which == 3;
+    if (which == 3)
+        pretendRunning(Operations::ratemeter);
     bench.clock.at(which == 3 ? 0 : 300, [] { flags().closing = true; });
     if (which == 3)
         flags().closing = true;
@@ -254,7 +259,9 @@ void TestPositions::theReadBackKnowsLeastAndMost()
     int plots = 0;
     const QObject context;
     QObject::connect(&scanData(), &ScanData::plotRequested, &context, [&plots] { ++plots; });
-    flags().dataSaved = flags().saveLocked = true;
+    flags().dataSaved = true;
+    pretendRunning(Operations::scan);
+    QVERIFY(!Operation::open(Resource::ScanToSave));
     QVERIFY(ScanRun::ReadBack());
     QCOMPARE(scanData().minimum, 3);
     QCOMPARE(scanData().maximum, 40);
@@ -262,7 +269,7 @@ void TestPositions::theReadBackKnowsLeastAndMost()
     QCOMPARE(scanData().received, 5);
     QCOMPARE(scanData().parameters.numberOfPoints, 5);
     QCOMPARE(plots, 1);
-    QVERIFY(flags().dataPresent && !flags().dataSaved && !flags().saveLocked);
+    QVERIFY(flags().dataPresent && !flags().dataSaved && Operation::open(Resource::ScanToSave));
     QVERIFY(frontPanel().isEntryEnabled(Menu::Entry::mnuFileSaveAs));
     QCOMPARE(frontPanel().pointer(), FrontPanel::Pointer::Default);
     QVERIFY(bench.boxes.allShown());
@@ -304,25 +311,25 @@ void TestPositions::aRefusedReadBackLeavesNothingOfTheScanBefore()
 
 void TestPositions::aLineThatIsDownAtTheReadBackIsWaitedForAsLongAsItIsWorth_data()
 {
-    QTest::addColumn<bool Flags::*>("running");
+    QTest::addColumn<const OperationKind*>("running");
     QTest::addColumn<quint32>("away");
     QTest::addColumn<bool>("read");
     // Three questions, each after a wait of 10 s or ten minutes for the line.
-    QTest::newRow("scan, 25 s") << &Flags::acquisitionRunning << 25000U << true;
-    QTest::newRow("scan, 40 s") << &Flags::acquisitionRunning << 40000U << false;
-    QTest::newRow("profile, 28 min") << &Flags::profileRunning << 1680000U << true;
-    QTest::newRow("profile, 32 min") << &Flags::profileRunning << 1920000U << false;
+    QTest::newRow("scan, 25 s") << &Operations::scan << 25000U << true;
+    QTest::newRow("scan, 40 s") << &Operations::scan << 40000U << false;
+    QTest::newRow("profile, 28 min") << &Operations::profile << 1680000U << true;
+    QTest::newRow("profile, 32 min") << &Operations::profile << 1920000U << false;
 }
 
 void TestPositions::aLineThatIsDownAtTheReadBackIsWaitedForAsLongAsItIsWorth()
 {
-    QFETCH(bool Flags::*, running);
+    QFETCH(const OperationKind*, running);
     QFETCH(quint32, away);
     QFETCH(bool, read);
     Bench bench;
     bench.type("10", "12", "0.5", "1");
     bench.smc.countLines = {"5", "40", "7", "3", "8"};
-    flags().*running = true;
+    pretendRunning(*running);
     bench.boxes.expect(QStringLiteral("SMC"), QString()); // the line is lost
     if (!read)
         bench.boxes.expect(QStringLiteral("Get RAM data"), QStringLiteral("SMC not ready..."));

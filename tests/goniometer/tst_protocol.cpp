@@ -2,8 +2,8 @@
 
 #include "PlayedController.h"
 
-#include "core/Operation.h"
 #include "core/FrontPanel.h"
+#include "core/Operation.h"
 #include "core/ScanRecord.h"
 #include "support/ScriptedPrompts.h"
 

@@ -2,8 +2,8 @@
 
 #include "PlayedController.h"
 
-#include "core/Operation.h"
 #include "core/FrontPanel.h"
+#include "core/Operation.h"
 #include "support/ScriptedPrompts.h"
 
 #include <QTest>

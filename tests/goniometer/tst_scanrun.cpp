@@ -2,13 +2,12 @@
 
 #include "PlayedController.h"
 
-#include "core/Operation.h"
-#include "support/Pretend.h"
 #include "core/FrontPanel.h"
+#include "core/Operation.h"
 #include "core/ScanData.h"
-#include "goniometer/ControllerUse.h"
 #include "goniometer/ScanParameterCheck.h"
 #include "goniometer/Utilities.h"
+#include "support/Pretend.h"
 #include "support/ScriptedPrompts.h"
 
 #include <QTest>
@@ -186,9 +185,10 @@ void choose(Entry entry)
 
 bool isIdle()
 {
-    return !Operation::isRunning(Operations::scan) && Operation::open(Resource::ScanToSave) && startCaption() == QStringLiteral("&Start Data Acquisition") &&
-           frontPanel().panel(1) == QStringLiteral("Ready") && enabled(Menu::Entry::mnuFileOpen) && frontPanel().progress() == -1 &&
-           frontPanel().pointer() == FrontPanel::Pointer::Default && !frontPanel().parameterFieldsReadOnly();
+    return !Operation::isRunning(Operations::scan) && Operation::open(Resource::ScanToSave) &&
+           startCaption() == QStringLiteral("&Start Data Acquisition") && frontPanel().panel(1) == QStringLiteral("Ready") &&
+           enabled(Menu::Entry::mnuFileOpen) && frontPanel().progress() == -1 && frontPanel().pointer() == FrontPanel::Pointer::Default &&
+           !frontPanel().parameterFieldsReadOnly();
 }
 } // namespace
 
@@ -1564,7 +1564,7 @@ void tst_scanrun::nothingStartsInsideAnother()
         if (command != during || clicks++ > 0)
             return;
         run.clock.at(quint32(delay), [&] {
-            QVERIFY(!ControllerUse::free());
+            QVERIFY(!Operation::free(Resource::Goniometer));
             before = run.smc.orders();
             for (Entry inner : {Entry::Scan, Entry::ReadBack, Entry::Ratemeter, Entry::GoTo, Entry::Reference, Entry::Offset}) {
                 const bool asksAbort = inner == Entry::Scan && Operation::isRunning(Operations::scan);
@@ -1588,7 +1588,7 @@ void tst_scanrun::nothingStartsInsideAnother()
     choose(outer);
     QVERIFY(clicks > 0);
     QCOMPARE(after, before);
-    QVERIFY(ControllerUse::free());
+    QVERIFY(Operation::free(Resource::Goniometer));
     QVERIFY(run.boxes.allShown());
 }
 

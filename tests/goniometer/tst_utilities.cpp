@@ -2,11 +2,11 @@
 
 #include "PlayedController.h"
 
-#include "core/Operation.h"
-#include "support/Pretend.h"
 #include "core/FrontPanel.h"
+#include "core/Operation.h"
 #include "core/ScanData.h"
 #include "goniometer/Utilities.h"
+#include "support/Pretend.h"
 #include "support/ScriptedPrompts.h"
 
 #include <QTest>

@@ -4,11 +4,11 @@
 // it is set. The controllers are written from their protocols here, not with the program's own procedures.
 #pragma once
 
-#include "core/Operation.h"
 #include "core/Configuration.h"
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
 #include "core/Menu.h"
+#include "core/Operation.h"
 #include "goniometer/PlayedController.h"
 #include "profile/ProfileRun.h"
 #include "profile/TProfile.h"

@@ -2,8 +2,8 @@
 
 #pragma once
 
-#include "core/Operation.h"
 #include "core/Flags.h"
+#include "core/Operation.h"
 #include "core/Prompts.h"
 #include "core/modTools.h"
 

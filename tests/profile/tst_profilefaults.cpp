@@ -4,10 +4,10 @@
 // operator breaks off.
 
 #include "core/Operation.h"
-#include "support/Pretend.h"
 #include "core/ScanData.h"
 #include "profile/ProfileLab.h"
 #include "profile/Unattended.h"
+#include "support/Pretend.h"
 #include "temperature/SteadyState.h"
 
 #ifdef Q_OS_LINUX

@@ -297,9 +297,9 @@ void TestLineEdges::aFailureWarnsAndDisablesTheEntries()
     QVERIFY(frontPanel().isEntryEnabled(mnuLTC));
     QVERIFY(!modCOM::OpenTCComm());
     QVERIFY(!frontPanel().isEntryEnabled(mnuLTC) && !frontPanel().isEntryEnabled(mnuHTC) && !frontPanel().isEntryEnabled(mnuLaser));
-    now.ratemeterRunning = true; // shows whether the entries are looked at again
+    now.dataPresent = true; // shows whether the entries are looked at again
     QVERIFY(!modCOM::OpenMCComm());
-    QVERIFY(!frontPanel().isEntryEnabled(mnuMeasStartAcquisition));
+    QVERIFY(frontPanel().isEntryEnabled(mnuFileSaveAs));
     frontPanel().disconnect(this);
 }
 

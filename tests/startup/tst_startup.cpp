@@ -2,16 +2,16 @@
 //
 // Start-up and closing: the words of the command line, scan.ini, the order of the devices, captions, what is written back.
 
-#include "core/Operation.h"
-#include "support/Pretend.h"
 #include "core/Configuration.h"
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
 #include "core/Instrument.h"
+#include "core/Operation.h"
 #include "core/ScanData.h"
 #include "core/startup/modMain.h"
 #include "goniometer/modSMC.h"
 #include "serial/modCOM.h"
+#include "support/Pretend.h"
 #include "support/ResetProgram.h"
 #include "support/ScriptedPort.h"
 #include "support/ScriptedPrompts.h"

@@ -5,11 +5,13 @@
 #include "core/Configuration.h"
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
+#include "core/Operation.h"
 #include "core/startup/modMain.h"
 #include "generator/modGenerator.h"
 #include "goniometer/modSMC.h"
 #include "gpib/modGPIB.h"
 #include "serial/modCOM.h"
+#include "support/Pretend.h"
 #include "support/ResetProgram.h"
 #include "support/ScriptedPort.h"
 #include "support/ScriptedPrompts.h"
@@ -112,9 +114,9 @@ private slots:
     {
         QFETCH(QByteArray, key);
         m_lab->start("[Generator]\nRemote=1\nReducePowerOnIdleDelay=1\n" + key);
-        flags().acquisitionRunning = true;
+        pretendRunning(Operations::scan);
         modTools::Delay(5, true);
-        flags().acquisitionRunning = false;
+        pretendRunning(Operations::scan, false);
         modTools::Delay(70, true);
         QTEST(m_lab->generator.written(), "sent");
     }

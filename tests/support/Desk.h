@@ -107,6 +107,7 @@ public:
     QDateTime currentDateTime() override { return m_startedAt.addMSecs(m_ms); }
     void processEvents(int rest, const Condition& enough) override;
     void idle(int rest) override;
+    bool ticksInsideTicks() const override { return false; }
 
     // --- lab::Clock
 

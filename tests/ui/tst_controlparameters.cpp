@@ -2,8 +2,8 @@
 
 #include "LabWindow.h"
 
-#include "core/Operation.h"
 #include "core/Configuration.h"
+#include "core/Operation.h"
 #include "temperature/modLTC.h"
 #include "ui/frmRPID.h"
 

@@ -2,12 +2,12 @@
 
 #include "LabWindow.h"
 
-#include "core/Operation.h"
-#include "support/Pretend.h"
 #include "core/Configuration.h"
+#include "core/Operation.h"
 #include "core/ScanData.h"
 #include "plot/Look.h"
 #include "plot/TemperaturePlot.h"
+#include "support/Pretend.h"
 #include "temperature/CooldownLog.h"
 #include "temperature/modTC.h"
 #include "ui/frmCooldown.h"

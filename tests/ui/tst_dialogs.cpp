@@ -2,16 +2,16 @@
 
 #include "Operator.h"
 
-#include "core/Operation.h"
-#include "support/Pretend.h"
 #include "core/Configuration.h"
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
+#include "core/Operation.h"
 #include "core/PrivateProfile.h"
 #include "core/modTools.h"
 #include "core/startup/modMain.h"
 #include "goniometer/Ratemeter.h"
 #include "goniometer/modSMC.h"
+#include "support/Pretend.h"
 #include "support/ResetAll.h"
 #include "ui/UiPrompts.h"
 #include "ui/frmAbout.h"

@@ -2,8 +2,8 @@
 
 #include "LabWindow.h"
 
-#include "core/Operation.h"
 #include "core/Configuration.h"
+#include "core/Operation.h"
 #include "temperature/modHTC.h"
 #include "temperature/modTC.h"
 #include "ui/frmRPID.h"

@@ -2,13 +2,13 @@
 
 #include "LabWindow.h"
 
-#include "core/Operation.h"
-#include "support/Pretend.h"
 #include "core/Configuration.h"
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
+#include "core/Operation.h"
 #include "core/ScanData.h"
 #include "plot/Chart2d.h"
+#include "support/Pretend.h"
 #include "ui/Fields.h"
 
 #include <QGroupBox>

@@ -2,13 +2,13 @@
 
 #include "LabWindow.h"
 
-#include "core/Operation.h"
-#include "support/Pretend.h"
 #include "core/Configuration.h"
+#include "core/Operation.h"
 #include "core/ScanParameters.h"
 #include "core/modTools.h"
 #include "profile/ProfileRun.h"
 #include "profile/TProfile.h"
+#include "support/Pretend.h"
 #include "ui/frmProfileRun.h"
 
 #include <QDir>

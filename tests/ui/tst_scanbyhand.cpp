@@ -3,10 +3,10 @@
 #include "LabWindow.h"
 
 #include "core/Operation.h"
-#include "serial/Exchange.h"
 #include "core/ScanData.h"
 #include "goniometer/modSMC.h"
 #include "plot/Chart2d.h"
+#include "serial/Exchange.h"
 
 #include <QFile>
 #include <QFileDialog>
@@ -136,7 +136,8 @@ private slots:
                             QStringLiteral("OK"));
         bench().once(
             [whileUploading] {
-                return Operation::isRunning(Operations::scan) && (whileUploading || frontPanel().panel(1).contains(QStringLiteral("in progress")));
+                return Operation::isRunning(Operations::scan) &&
+                       (whileUploading || frontPanel().panel(1).contains(QStringLiteral("in progress")));
             },
             [&] {
                 // A first click that is not meant: the run goes on.
