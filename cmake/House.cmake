@@ -54,12 +54,5 @@ function(scan_tests room)
         add_test(NAME ${program} COMMAND ${program})
         set_tests_properties(${program} PROPERTIES LABELS "${TESTS_LABEL}" TIMEOUT 300
             ENVIRONMENT "QT_QPA_PLATFORM=offscreen;UBSAN_OPTIONS=print_stacktrace=1${SCAN_TEST_TMPDIR}")
-        if(TESTS_LABEL STREQUAL "system") # the longest begin first, so that none is left over at the end
-            set_tests_properties(${program} PROPERTIES COST 100)
-            # Each of these runs many instruments and programs at the same time by itself.
-            if(program MATCHES "profile")
-                set_tests_properties(${program} PROPERTIES RESOURCE_LOCK profiles)
-            endif()
-        endif()
     endforeach()
 endfunction()
