@@ -3,14 +3,10 @@
 // Draws every window into the folder given, as the manual shows them: the program runs on the virtual instrument and measures quartz.
 // Started by tools/screenshots.sh.
 
-#include "Operator.h"
-#include "VirtualLab.h"
+#include "LabWindow.h"
 
 #include "core/Configuration.h"
-#include "core/ScanData.h"
-#include "core/modTools.h"
 #include "generator/GeneratorPower.h"
-#include "generator/modGenerator.h"
 #include "goniometer/modSMC.h"
 #include "plot/Chart2d.h"
 #include "plot/Look.h"
@@ -20,19 +16,15 @@
 #include "temperature/CooldownLog.h"
 #include "temperature/SteadyState.h"
 #include "temperature/modLTC.h"
-#include "temperature/modTC.h"
-#include "ui/UiPrompts.h"
 #include "ui/dlgGeneratorPower.h"
 #include "ui/frmAbout.h"
 #include "ui/frmCooldown.h"
-#include "ui/frmMain.h"
 #include "ui/frmRatemeter.h"
 #include "ui/frmSetWorkDir.h"
 #include "ui/frmSettings.h"
 #include "ui/frmSplash.h"
 
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QLineEdit>
 #include <QListWidget>
@@ -45,6 +37,13 @@
 
 namespace {
 QString outDirectory;
+bool failed = false;
+
+void fail(const QString& text)
+{
+    std::fprintf(stderr, "%s\n", qPrintable(text));
+    failed = true;
+}
 
 void keep(QWidget* widget, const QString& name)
 {
@@ -52,7 +51,7 @@ void keep(QWidget* widget, const QString& name)
         QApplication::processEvents();
     const QString path = outDirectory + u'/' + name + QStringLiteral(".png");
     if (!widget->grab().toImage().convertToFormat(QImage::Format_RGB888).save(path, "PNG", 0))
-        std::fprintf(stderr, "cannot write %s\n", qPrintable(path));
+        fail(QStringLiteral("cannot write ") + path);
 }
 
 void keepMenu(frmMain& window, const char* name, const QString& picture)
@@ -81,16 +80,20 @@ QPalette dark()
     return palette;
 }
 
-/// Does something once, as soon as `when` holds.
-void once(QTimer& timer, std::function<bool()> when, std::function<void()> what)
+/// The program on a virtual instrument with these devices, at this speed and with the axes there.
+std::unique_ptr<LabWindow> start(int speed, const char* position, const QStringList& devices = {})
 {
-    QObject::connect(&timer, &QTimer::timeout, &timer, [&timer, when = std::move(when), what = std::move(what)] {
-        if (!when())
-            return;
-        timer.stop();
-        what();
-    });
-    timer.start(10);
+    auto bench = std::make_unique<LabWindow>();
+    if (!bench->bringUp(QStringList{QStringLiteral("--position"), QString::fromLatin1(position)} + devices, speed))
+        fail(QStringLiteral("the virtual instrument did not start"));
+    return bench;
+}
+
+/// Nothing that was expected to open is missing, and nothing else has opened.
+void finish(const LabWindow& bench)
+{
+    if (const QString complaint = bench.hand.complaint(); !complaint.isEmpty())
+        fail(complaint);
 }
 
 void setParameters(const QStringList& values)
@@ -103,73 +106,34 @@ void setParameters(const QStringList& values)
     frontPanel().setText(txtComment, QStringLiteral("Quartz, as received\r\nside loaded"));
 }
 
-/// At the pace of a real instrument: what is seen in the middle of a scan.
-void drawRun(frmMain& window)
+/// At the pace of a real instrument: what is seen before a scan and in the middle of one.
+void drawRun()
 {
+    const auto bench = start(1, "13,26");
+    frmMain& window = *bench->window;
+    {
+        frmSplash splash;
+        splash.show();
+        keep(&splash, QStringLiteral("splash"));
+    }
+    keep(&window, QStringLiteral("main-window-start"));
     setParameters({QStringLiteral("26"), QStringLiteral("27.4"), QStringLiteral("0.02"), QStringLiteral("0.1")});
-    Operator hand;
-    hand.expect(QStringLiteral("Start scan"), {}, QStringLiteral("OK"), [](QMessageBox* box) { keep(box, QStringLiteral("start-scan")); });
-    QTimer during;
-    once(
-        during, [] { return frontPanel().progress() >= 35; },
-        [&] {
-            frontPanel().setPicXRayOn(true);
-            keep(&window, QStringLiteral("main-window-running"));
-            keepMenu(window, "mnuMeasurement", QStringLiteral("menu-measurement-running"));
-            frontPanel().setPicXRayOn(false);
-        });
-    window.entry(Menu::Entry::mnuMeasStartAcquisition)->trigger();
+    bench->hand.expect(QStringLiteral("Start scan"), {}, QStringLiteral("OK"),
+                       [](QMessageBox* box) { keep(box, QStringLiteral("start-scan")); });
+    bench->once([] { return frontPanel().progress() >= 35; },
+                [&] {
+                    frontPanel().setPicXRayOn(true);
+                    keep(&window, QStringLiteral("main-window-running"));
+                    keepMenu(window, "mnuMeasurement", QStringLiteral("menu-measurement-running"));
+                    frontPanel().setPicXRayOn(false);
+                });
+    bench->choose(Menu::Entry::mnuMeasStartAcquisition);
+    finish(*bench);
 }
 
-/// The scan of the other pictures, much faster.
-void measure(frmMain& window)
+void drawDialogs(LabWindow& bench)
 {
-    setParameters({QStringLiteral("20"), QStringLiteral("70"), QStringLiteral("0.02"), QStringLiteral("2")});
-    Operator hand;
-    hand.expect(QStringLiteral("Start scan"), {}, QStringLiteral("OK"));
-    window.entry(Menu::Entry::mnuMeasStartAcquisition)->trigger();
-}
-
-/// The profile editor, the question and the table of a run, on the way from the menu entry to the end of a run.
-void drawProfile(frmMain& window, const QString& suffix = {})
-{
-    configuration().ltc.minQueries = 5;
-    TProfile::state().lines = {QStringLiteral("#quartz, cooled step by step;"), QStringLiteral("T1:295;T2:275;DT:5;DW:2;"),
-                               QStringLiteral("T1:300;R:5;")};
-    setParameters({QStringLiteral("26"), QStringLiteral("27"), QStringLiteral("0.02"), QStringLiteral("1")});
-    TProfile::state().currentFile = configuration().general.workDir + QStringLiteral("cool.gtp");
-    QFile taken(configuration().general.workDir + QStringLiteral("quartz_0290.0.sdf"));
-    (void)taken.open(QIODevice::WriteOnly);
-    taken.close();
-    Operator hand;
-    hand.expectWindow(QStringLiteral("Temperature profile"), [&](QDialog* dialog) {
-        dialog->findChild<QListWidget*>(QStringLiteral("listProfile"))->setCurrentRow(1);
-        keep(dialog, QStringLiteral("profile-editor") + suffix);
-        dialog->findChild<QPushButton*>(QStringLiteral("btnOk"))->click();
-    });
-    hand.expect(QStringLiteral("Temperature profile"), {}, QStringLiteral("Yes"), [&](QMessageBox* box) {
-        box->findChild<QToolButton*>(QStringLiteral("btnDetails"))->click();
-        keep(box, QStringLiteral("profile-question") + suffix);
-    });
-    hand.expect(QStringLiteral("Temperature profile"), {}, QStringLiteral("OK"));
-    QTimer during;
-    once(
-        during,
-        [] {
-            const ProfileRun::State& run = ProfileRun::state();
-            return run.current == 2 && run.rows[2].phase == ProfileRun::Phase::Acquiring;
-        },
-        [&] {
-            keep(window.findChild<QDialog*>(QStringLiteral("frmProfileRun")), QStringLiteral("profile-run") + suffix);
-            modSMC::SMCSend(QStringLiteral("Q;"));
-            flags().abort = true;
-        });
-    window.entry(Menu::Entry::mnuMeasExecTempProfile)->trigger();
-    delete window.findChild<QDialog*>(QStringLiteral("frmProfileRun"));
-}
-
-void drawDialogs(frmMain& window)
-{
+    frmMain& window = *bench.window;
     {
         frmSettings settings(&window);
         settings.show();
@@ -187,133 +151,179 @@ void drawDialogs(frmMain& window)
     }
     frontPanel().openTextDisplay(QStringLiteral("X-Ray Generator"));
     frontPanel().setTextDisplay(QStringLiteral("current: 30 mA\r\nvoltage: 40 kV"));
-    for (QWidget* top : QApplication::topLevelWidgets())
-        if (top->objectName() == QLatin1String("frmTextDisplay"))
-            keep(top, QStringLiteral("text-display"));
+    keep(LabWindow::textWindow(), QStringLiteral("text-display"));
     frontPanel().closeTextDisplay();
 
-    Operator hand;
+    configuration().smc.serialDevice = QStringLiteral("/dev/ttyS0"); // a line as the reader has it
     const auto picture = [](const char* name) { return [name](QMessageBox* box) { keep(box, QString::fromLatin1(name)); }; };
-    hand.expect(QStringLiteral("SMC status"), {}, QStringLiteral("OK"), picture("smc-status"));
-    window.entry(Menu::Entry::mnuExtrasSMGetStatus)->trigger();
-    hand.expectWindow(QStringLiteral("Save data"), [](QDialog* dialog) {
+    bench.hand.expect(QStringLiteral("SMC status"), {}, QStringLiteral("OK"), picture("smc-status"));
+    bench.choose(Menu::Entry::mnuExtrasSMGetStatus);
+    bench.hand.expectWindow(QStringLiteral("Save data"), [](QDialog* dialog) {
         dialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit"))->setText(QStringLiteral("quartz.sdf"));
         dialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit"))->clearFocus();
         keep(dialog, QStringLiteral("save"));
         dialog->reject();
     });
-    window.entry(Menu::Entry::mnuFileSaveAs)->trigger();
-    hand.expect(QStringLiteral("Exit program"), {}, QStringLiteral("No"), picture("unsaved"));
+    bench.choose(Menu::Entry::mnuFileSaveAs);
+    bench.hand.expect(QStringLiteral("Exit program"), {}, QStringLiteral("No"), picture("unsaved"));
     window.close();
-    hand.rest();
+    finish(bench);
+}
 
-    frmRatemeter ratemeter(&window);
-    QTimer during;
+void drawRatemeter(LabWindow& bench)
+{
+    bench.hand.rest();
+    frmRatemeter ratemeter(bench.window.get());
     int readings = 0;
-    once(
-        during,
-        [&] { return ratemeter.findChild<QLineEdit*>(QStringLiteral("txtValue"))->text().trimmed().toDouble() > 0 && ++readings > 20; },
-        [&] {
-            keep(&ratemeter, QStringLiteral("ratemeter"));
-            ratemeter.findChild<QPushButton*>(QStringLiteral("btnExit"))->click();
-        });
+    bench.once([&] { return ratemeter.findChild<QLineEdit*>(QStringLiteral("txtValue"))->text().toDouble() > 0 && ++readings > 20; },
+               [&] {
+                   keep(&ratemeter, QStringLiteral("ratemeter"));
+                   ratemeter.findChild<QPushButton*>(QStringLiteral("btnExit"))->click();
+               });
     ratemeter.exec();
 }
-/// A cryostat that cools from room temperature, logged for a while: once a second, with the cryostat much faster.
-void drawCooldown(frmMain& window)
+
+/// The scan of most pictures, and the windows beside it.
+void drawScan()
 {
+    const auto bench = start(400, "10,20");
+    frmMain& window = *bench->window;
+    setParameters({QStringLiteral("20"), QStringLiteral("70"), QStringLiteral("0.02"), QStringLiteral("2")});
+    bench->hand.expect(QStringLiteral("Start scan"), {}, QStringLiteral("OK"));
+    bench->choose(Menu::Entry::mnuMeasStartAcquisition);
+    if (!flags().dataPresent)
+        fail(QStringLiteral("no scan was measured"));
+    frontPanel().setPanel(1, modGraphics::CursorText(26.64, true));
+    keep(&window, QStringLiteral("main-window"));
+    window.chart()->setIntensityAxis(Chart2d::IntensityAxis::SquareRoot);
+    keep(window.chart(), QStringLiteral("chart-square-root"));
+    window.chart()->setIntensityAxis(Chart2d::IntensityAxis::Linear);
+    window.chart()->contextMenu()->popup(window.mapToGlobal(QPoint(400, 300)));
+    keep(window.chart()->contextMenu(), QStringLiteral("menu-chart"));
+    window.chart()->contextMenu()->close();
+    drawDialogs(*bench);
+    drawRatemeter(*bench);
+
+    const QPalette before = QApplication::palette();
+    QApplication::setPalette(dark());
+    frontPanel().setPicXRayOn(true);
+    frontPanel().setPicLaserOn(true);
+    frontPanel().setPanel(1, modGraphics::CursorText(26.64, true));
+    keep(&window, QStringLiteral("main-window-dark"));
+    QApplication::setPalette(before);
+}
+
+/// A cryostat that cools from room temperature, logged for a while: once a second, with the cryostat much faster.
+void drawCooldown()
+{
+    const auto bench = start(12, "10,20", {QStringLiteral("--ltc"), QStringLiteral("331")});
     configuration().ltc.logInterval = 1;
     configuration().general.workDir = QDir::tempPath();
     modLTC::LTCSetRange(3);
     modLTC::LTCNewSetpoint(80);
-    window.entry(Menu::Entry::mnuLTCLogCooldown)->trigger();
-    auto* log = window.findChild<frmCooldown*>();
-    if (log == nullptr)
-        return;
-    QElapsedTimer since;
-    since.start();
-    while (CooldownLog::state().readings.size() < 45 && since.elapsed() < 90000)
-        QApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    bench->choose(Menu::Entry::mnuLTCLogCooldown);
+    bench->desk().until([] { return CooldownLog::state().readings.size() >= 45; }, 90);
+    auto* log = bench->window->findChild<frmCooldown*>();
     keep(log, QStringLiteral("cooldown"));
     CooldownLog::Stop();
     QFile::remove(CooldownLog::state().path);
-    log->close();
+    finish(*bench);
 }
 
-/// The program on an instrument with other devices; the window stays.
-bool changeDevices(std::unique_ptr<VirtualLab>& lab, const QStringList& devices)
+/// The profile editor, the question and the table of a run, on the way from the menu entry to the end of a run.
+void drawProfile()
 {
-    modGenerator::reset();
-    modTC::reset();
-    lab = std::make_unique<VirtualLab>();
-    if (!lab->start(QStringList{QStringLiteral("--speed"), QStringLiteral("10")} + devices)) {
-        std::fprintf(stderr, "the virtual instrument did not start\n");
-        return false;
-    }
-    lab->connectProgram();
-    return true;
+    const auto bench = start(500, "10,20", {QStringLiteral("--ltc"), QStringLiteral("331")});
+    frmMain& window = *bench->window;
+    configuration().ltc.minQueries = 5;
+    TProfile::state().lines = {QStringLiteral("#quartz, cooled step by step;"), QStringLiteral("T1:295;T2:275;DT:5;DW:2;"),
+                               QStringLiteral("T1:300;R:5;")};
+    setParameters({QStringLiteral("26"), QStringLiteral("27"), QStringLiteral("0.02"), QStringLiteral("1")});
+    TProfile::state().currentFile = configuration().general.workDir + QStringLiteral("cool.gtp");
+    QFile taken(configuration().general.workDir + QStringLiteral("quartz_0290.0.sdf"));
+    (void)taken.open(QIODevice::WriteOnly);
+    taken.close();
+    bench->hand.expectWindow(QStringLiteral("Temperature profile"), [](QDialog* dialog) {
+        dialog->findChild<QListWidget*>(QStringLiteral("listProfile"))->setCurrentRow(1);
+        keep(dialog, QStringLiteral("profile-editor"));
+        dialog->findChild<QPushButton*>(QStringLiteral("btnOk"))->click();
+    });
+    bench->hand.expect(QStringLiteral("Temperature profile"), {}, QStringLiteral("Yes"), [](QMessageBox* box) {
+        box->findChild<QToolButton*>(QStringLiteral("btnDetails"))->click();
+        keep(box, QStringLiteral("profile-question"));
+    });
+    bench->hand.expect(QStringLiteral("Temperature profile"), {}, QStringLiteral("OK"));
+    bench->once(
+        [] {
+            const ProfileRun::State& run = ProfileRun::state();
+            return run.current == 2 && run.rows[2].phase == ProfileRun::Phase::Acquiring;
+        },
+        [&] {
+            keep(window.findChild<QDialog*>(QStringLiteral("frmProfileRun")), QStringLiteral("profile-run"));
+            modSMC::SMCSend(QStringLiteral("Q;"));
+            flags().abort = true;
+        });
+    bench->choose(Menu::Entry::mnuMeasExecTempProfile);
+    finish(*bench);
+}
+
+void drawGenerator()
+{
+    const auto bench = start(10, "0,0", {QStringLiteral("--generator")});
+    bench->hand.rest();
+    bench->choose(Menu::Entry::mnuExtrasGeneratorSetPower);
+    auto* power = bench->window->findChild<dlgGeneratorPower*>();
+    bench->desk().until([power] { return LabWindow::button(power, "btnOk")->isEnabled() && !GeneratorPower::state().txtmA.isEmpty(); });
+    keep(power, QStringLiteral("generator-power"));
+    power->reject();
 }
 
 /// Draws the modal window that an entry opens, and closes it.
-void keepDialog(frmMain& window, Menu::Entry entry, const char* title, const char* picture)
+void keepDialog(LabWindow& bench, Menu::Entry entry, const char* title, const char* picture)
 {
-    Operator hand;
-    hand.expectWindow(QString::fromUtf8(title), [picture](QDialog* dialog) {
+    bench.hand.expectWindow(QString::fromUtf8(title), [picture](QDialog* dialog) {
         keep(dialog, QString::fromLatin1(picture));
         dialog->reject();
     });
-    window.entry(entry)->trigger();
+    bench.choose(entry);
 }
 
-void drawWait(frmMain& window)
+void drawWait(LabWindow& bench)
 {
-    Operator hand;
-    hand.expectWindow(QStringLiteral("New Setpoint"), [](QDialog* dialog) {
+    bench.hand.expectWindow(QStringLiteral("New Setpoint"), [](QDialog* dialog) {
         auto* edit = dialog->findChild<QLineEdit*>();
         edit->setText(QStringLiteral("285 K"));
         edit->clearFocus();
         keep(dialog, QStringLiteral("new-setpoint"));
         dialog->accept();
     });
-    QTimer during;
-    once(
-        during, [] { return SteadyState::last().scatter() < 0.5F; },
-        [] {
-            for (QWidget* top : QApplication::topLevelWidgets())
-                if (top->objectName() == QLatin1String("frmTextDisplay"))
-                    keep(top, QStringLiteral("wait"));
-            frontPanel().pressTextDisplayButton();
-        });
-    window.entry(Menu::Entry::mnuLTCNewSetpointWithPID)->trigger();
+    bench.once([] { return SteadyState::underWay() && SteadyState::last().scatter() < 0.5F && LabWindow::textLines().size() > 1; },
+               [] {
+                   keep(LabWindow::textWindow(), QStringLiteral("wait"));
+                   frontPanel().pressTextDisplayButton();
+               });
+    bench.choose(Menu::Entry::mnuLTCNewSetpointWithPID);
 }
 
-bool drawDevices(frmMain& window, std::unique_ptr<VirtualLab>& lab)
+void drawTemperatureControllers()
 {
     using enum Menu::Entry;
-    if (!changeDevices(lab, {QStringLiteral("--generator")}))
-        return false;
-    window.entry(mnuExtrasGeneratorSetPower)->trigger();
-    if (auto* power = window.findChild<dlgGeneratorPower*>()) {
-        while (GeneratorPower::state().txtmA.isEmpty())
-            QApplication::processEvents();
-        keep(power, QStringLiteral("generator-power"));
-        power->reject();
-    }
-    if (!changeDevices(lab, {QStringLiteral("--ltc"), QStringLiteral("331")}))
-        return false;
-    keepMenu(window, "mnuLTC", QStringLiteral("ltc-menu"));
-    keepDialog(window, mnuLTCQueryTemperature, "LTC", "ltc-temperature");
-    keepDialog(window, mnuLTCChangePID, "LTC control parameters", "ltc-parameters");
-    drawWait(window);
-    if (!changeDevices(lab, {QStringLiteral("--htc")}))
-        return false;
-    keepMenu(window, "mnuHTC", QStringLiteral("htc-menu"));
-    keepDialog(window, mnuHTCChangePID, "HTC control parameters", "htc-parameters");
-    if (!changeDevices(lab, {QStringLiteral("--laser")}))
-        return false;
-    keepMenu(window, "mnuLaser", QStringLiteral("laser-menu"));
-    keepDialog(window, mnuLaserTest, "Laser", "laser-test");
-    return true;
+    auto bench = start(10, "0,0", {QStringLiteral("--ltc"), QStringLiteral("331")});
+    keepMenu(*bench->window, "mnuLTC", QStringLiteral("ltc-menu"));
+    keepDialog(*bench, mnuLTCQueryTemperature, "LTC", "ltc-temperature");
+    keepDialog(*bench, mnuLTCChangePID, "LTC control parameters", "ltc-parameters");
+    drawWait(*bench);
+    finish(*bench);
+    bench.reset();
+    bench = start(10, "0,0", {QStringLiteral("--htc")});
+    keepMenu(*bench->window, "mnuHTC", QStringLiteral("htc-menu"));
+    keepDialog(*bench, mnuHTCChangePID, "HTC control parameters", "htc-parameters");
+    finish(*bench);
+    bench.reset();
+    bench = start(10, "0,0", {QStringLiteral("--laser")});
+    keepMenu(*bench->window, "mnuLaser", QStringLiteral("laser-menu"));
+    keepDialog(*bench, mnuLaserTest, "Laser", "laser-test");
+    finish(*bench);
 }
 } // namespace
 
@@ -330,61 +340,8 @@ int main(int argc, char* argv[])
     outDirectory = QDir(QString::fromLocal8Bit(argv[1])).absolutePath();
     QDir().mkpath(outDirectory);
     Look::useAccent();
-    UiPrompts uiPrompts;
-    setPrompts(&uiPrompts);
-    auto lab = std::make_unique<VirtualLab>();
-    const auto start = [&lab](const char* speed, const char* position, const QStringList& devices = {}) {
-        lab = std::make_unique<VirtualLab>();
-        if (lab->start(QStringList{QStringLiteral("--speed"), QString::fromLatin1(speed), QStringLiteral("--position"),
-                                   QString::fromLatin1(position)} +
-                       devices)) {
-            lab->connectProgram();
-            return true;
-        }
-        std::fprintf(stderr, "the virtual instrument did not start\n");
-        return false;
-    };
-    if (!start("1", "13,26"))
-        return 1;
-    {
-        frmSplash splash;
-        splash.show();
-        keep(&splash, QStringLiteral("splash"));
-    }
-    frmMain window;
-    window.show();
-    keep(&window, QStringLiteral("main-window-start"));
-    drawRun(window);
-    if (!start("400", "10,20"))
-        return 1;
-    measure(window);
-    if (!flags().dataPresent) {
-        std::fprintf(stderr, "no scan was measured\n");
-        return 1;
-    }
-    frontPanel().setPanel(1, modGraphics::CursorText(26.64, true));
-    keep(&window, QStringLiteral("main-window"));
-    window.chart()->setIntensityAxis(Chart2d::IntensityAxis::SquareRoot);
-    keep(window.chart(), QStringLiteral("chart-square-root"));
-    window.chart()->setIntensityAxis(Chart2d::IntensityAxis::Linear);
-    window.chart()->contextMenu()->popup(window.mapToGlobal(QPoint(400, 300)));
-    keep(window.chart()->contextMenu(), QStringLiteral("menu-chart"));
-    window.chart()->contextMenu()->close();
-    drawDialogs(window);
-    if (!start("12", "10,20", {QStringLiteral("--ltc"), QStringLiteral("331")}))
-        return 1;
-    drawCooldown(window);
-    if (!start("500", "10,20", {QStringLiteral("--ltc"), QStringLiteral("331")}))
-        return 1;
-    flags().dataSaved = true;
-    drawProfile(window);
-    if (!drawDevices(window, lab))
-        return 1;
-
-    QApplication::setPalette(dark());
-    frontPanel().setPicXRayOn(true);
-    frontPanel().setPicLaserOn(true);
-    keep(&window, QStringLiteral("main-window-dark"));
-    setPrompts(nullptr);
-    return 0;
+    for (void (*draw)() : {drawRun, drawScan, drawCooldown, drawProfile, drawGenerator, drawTemperatureControllers})
+        if (!failed)
+            draw();
+    return failed ? 1 : 0;
 }
