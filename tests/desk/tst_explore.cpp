@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
 #include "core/Configuration.h"
+#include "core/Operation.h"
 #include "core/ScanData.h"
 #include "datafiles/NativeFile.h"
 #include "datafiles/ScanFileReader.h"
@@ -10,6 +11,7 @@
 #include "goniometer/modSMC.h"
 #include "profile/ProfileRun.h"
 #include "profile/TProfile.h"
+#include "serial/Exchange.h"
 #include "temperature/CooldownLog.h"
 #include "temperature/SteadyState.h"
 #include "temperature/modTC.h"
@@ -343,8 +345,8 @@ private:
             return false;
         dicing = false;
         m_nextEnd = now + 20;
-        return end(flags().profileRunning, Menu::Entry::mnuMeasExecTempProfile) ||
-               end(flags().acquisitionRunning, Menu::Entry::mnuMeasStartAcquisition) ||
+        return end(Operation::isRunning(Operations::profile), Menu::Entry::mnuMeasExecTempProfile) ||
+               end(Operation::isRunning(Operations::scan), Menu::Entry::mnuMeasStartAcquisition) ||
                end(CooldownLog::state().running, Menu::Entry::mnuLTCLogCooldown) || endText();
     }
 
@@ -453,31 +455,20 @@ QStringList underWay()
 {
     const Flags& now = flags();
     const std::pair<bool, const char*> all[] = {
-        {now.acquisitionRunning, "acquisitionRunning"},
-        {now.saveLocked, "saveLocked"},
-        {now.profileRunning, "profileRunning"},
-        {now.ratemeterRunning, "ratemeterRunning"},
-        {now.utilityRunning, "utilityRunning"},
-        {now.temperatureRunning, "temperatureRunning"},
-        {now.generatorRunning, "generatorRunning"},
         {now.busy, "busy"},
         {now.abort, "abort"},
         {ScanRun::state().asking, "scan: asking"},
-        {ScanRun::state().measuring, "scan: measuring"},
         {ScanRun::state().stopping.has_value(), "scan: stopping"},
         {ScanRun::state().progressRunning, "scan: progress"},
-        {modSMC::state().querying, "smc: querying"},
-        {modSMC::state().transferring, "smc: transferring"},
+        {Exchange::underWay(modCOM::MCComm()), "smc: exchange"},
         {modCOM::smcReception().waiting, "smc: waiting"},
-        {Ratemeter::state().looping, "ratemeter: looping"},
         {ProfileRun::state().asking, "profile: asking"},
         {ProfileRun::state().current >= 0, "profile: current"},
         {GeneratorPower::state().warmingUp, "generator: warming up"},
-        {modTC::state().busy, "temperature line: busy"},
+        {Exchange::underWay(modCOM::TCComm()), "temperature line: busy"},
         {CooldownLog::state().running, "log: running"},
         {CooldownLog::state().reading, "log: reading"},
         {SteadyState::underWay().has_value(), "wait for a temperature"},
-        {CommunicationTest::isRunning(), "communication test"},
         {frontPanel().textDisplayOpen(), "text window"},
         {frontPanel().ExposureTimer.isEnabled(), "ExposureTimer"},
         {frontPanel().progress() >= 0, "progress"},
@@ -487,7 +478,9 @@ QStringList underWay()
         {QApplication::activeModalWidget() != nullptr, "modal window"},
         {QApplication::activePopupWidget() != nullptr, "menu"},
     };
-    QStringList names;
+    QStringList names = Operation::names();
+    if (!Operation::all().isEmpty() && names.isEmpty())
+        names << QStringLiteral("an operation that is broken off");
     for (const auto& [is, name] : all)
         if (is)
             names << QString::fromLatin1(name);
@@ -621,7 +614,7 @@ private:
         // What goes on although the entry has returned.
         desk().until([&] {
             const bool byHand = m_procedure.longest > 0 && desk().elapsed() - begun > m_procedure.longest;
-            return flags().closing || byHand || (!CooldownLog::state().running && !flags().generatorRunning);
+            return flags().closing || byHand || (!CooldownLog::state().running && !Operation::isRunning(Operations::generator));
         });
         m_counting = false;
         if (CooldownLog::state().running && m_procedure.entry == Menu::Entry::mnuLTCLogCooldown)
@@ -637,7 +630,7 @@ private:
         if (desk().elapsed() > desk().limit - 100 && m_hanging.isEmpty())
             m_complaints << QStringLiteral("hangs: ") + (m_hanging = underWay()).join(QStringLiteral(", "));
         m_watch->look();
-        if (m_watch->endedAt && (flags().dataPresent || !flags().acquisitionRunning))
+        if (m_watch->endedAt && (flags().dataPresent || !Operation::isRunning(Operations::scan)))
             m_watch->endedAt.reset();
         if (m_watch->endedAt && desk().elapsed() - *m_watch->endedAt > unnoticed)
             complainOnce(unnoticedEnd);
