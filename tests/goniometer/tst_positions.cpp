@@ -124,10 +124,10 @@ void TestPositions::stopMotionEndsAWaitForATemperatureButNoProfile()
     QFETCH(bool, temperature);
     QFETCH(bool, profile);
     Bench bench;
-    if (temperature)
-        pretendRunning(Operations::temperature);
     if (profile)
         pretendRunning(Operations::profile);
+    if (temperature)
+        pretendRunning(Operations::temperature);
     Utilities::Stop();
     QTEST(flags().abort, "ended");
     QCOMPARE(bench.smc.commands(), QStringList{QStringLiteral("Q;")});

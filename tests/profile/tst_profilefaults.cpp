@@ -5,9 +5,9 @@
 
 #include "core/Operation.h"
 #include "core/ScanData.h"
+#include "goniometer/modSMC.h"
 #include "profile/ProfileLab.h"
 #include "profile/Unattended.h"
-#include "support/Pretend.h"
 #include "temperature/SteadyState.h"
 
 #ifdef Q_OS_LINUX
@@ -726,7 +726,7 @@ private slots:
         lab.boxes.expect(u"Start measurement"_s, busy);
         QVERIFY(!start(std::nullopt));
         QCOMPARE(lab.smc.sent(u"Q;"_s), qsizetype(1));
-        pretendRunning(Operations::scan);
+        modSMC::state().leftOver = std::make_unique<Operation>(Operations::scan);
         lab.boxes.expect(title, QString(), Button::Yes);
         lab.boxes.expect(title, finished);
         QVERIFY(start(true));
