@@ -7,7 +7,7 @@
 # accepted: layout, documents, rules of the house, clang-tidy, the tests, and the tests again under the sanitizers.
 #
 # Further arguments go to ctest:
-#   tools/run-tests.sh -L unit           only the quick ones; the labels are unit, wire, window, system and real
+#   tools/run-tests.sh -L unit           only the quick ones; the labels are unit, wire, window, explore, system and real
 #   tools/run-tests.sh -R goniometer     only those whose names contain "goniometer"
 
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"

@@ -574,14 +574,13 @@ private:
 
     bool isOffered(const QString& choice) const
     {
-        // A window on top takes the keyboard and the mouse; the rate window leaves what the menus would do if it did not.
-        const QWidget* modal = QApplication::activeModalWidget();
-        if (m_bench.window == nullptr || flags().closing || (modal != nullptr && qobject_cast<const frmRatemeter*>(modal) == nullptr))
+        if (m_bench.window == nullptr || flags().closing)
             return false;
+        // A window on top takes the keyboard and the mouse. The system can end the program all the same.
+        if (const QWidget* modal = QApplication::activeModalWidget())
+            return choice == closeWindow && qobject_cast<const frmRatemeter*>(modal) != nullptr;
         if (choice == textButton)
             return frontPanel().textDisplayOpen();
-        if (choice == statusBar)
-            return modal == nullptr;
         const Menu::Item* entry = item(choice);
         return entry == nullptr || (m_bench.entry(entry->entry)->isEnabled() && m_bench.entry(entry->parent)->isEnabled());
     }

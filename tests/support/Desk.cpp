@@ -226,7 +226,9 @@ void Desk::processEvents(int rest, const Condition& enough)
     const bool over = checkFailure();
     if (onRound)
         onRound();
+    ++m_waits;
     letEventsRun();
+    --m_waits;
     deliver();
     if (over || handActs() || (enough && enough()))
         return;
@@ -252,6 +254,7 @@ void Desk::boxWaits()
 {
     if (std::exchange(m_stepPosted, true))
         return;
+    m_boxWaits = m_waits;
     QMetaObject::invokeMethod(this, &Desk::step, Qt::QueuedConnection);
 }
 
@@ -259,6 +262,9 @@ void Desk::boxWaits()
 void Desk::step()
 {
     m_stepPosted = false;
+    // Something else has begun to wait before the box got its turn: time is moved by that.
+    if (m_boxWaits != m_waits)
+        return;
     ++m_rounds;
     const bool over = checkFailure();
     if (onRound)

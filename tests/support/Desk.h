@@ -149,6 +149,8 @@ private:
     qint64 m_rounds = 0;
     qint64 m_written = 0;
     int m_idleRounds = 0;
+    int m_waits = 0;    ///< inside one another
+    int m_boxWaits = 0; ///< of them around the box that waits
     double m_speed = 1;
     lab::Time m_skipped{0};
     bool m_failed = false;
