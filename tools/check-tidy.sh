@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: GPL-3.0-or-later
 # Usage: tools/check-tidy.sh [--preset dev|release] [FILE.cpp...]
 #
-# Runs clang-tidy over the given files, otherwise over all of src/, instrument/ and tests/, with the settings of .clang-tidy. Needs a build of the
+# Runs clang-tidy over the given files, otherwise over all of src/ and instrument/, with the settings of .clang-tidy. Needs a build of the
 # preset (default: release), whose compiler options and generated files it uses. A file that was found clean is passed over as long as
 # neither it nor any header of this project that it includes, nor its compiler options or the settings, have changed; what was found clean is
 # remembered beside the compiler's own cache (TIDY_CACHE), so that a fresh clone finds it again.
@@ -26,7 +26,7 @@ fi
 [[ ${1:-} != -* ]] || { usage; exit 2; }
 files=("$@")
 if [[ ${#files[@]} -eq 0 ]]; then
-    mapfile -t files < <(git ls-files --cached --others --exclude-standard 'src/*.cpp' 'instrument/*.cpp' 'tests/*.cpp' | while read -r file; do [[ ! -f $file ]] || echo "$file"; done)
+    mapfile -t files < <(git ls-files --cached --others --exclude-standard 'src/*.cpp' 'instrument/*.cpp' | while read -r file; do [[ ! -f $file ]] || echo "$file"; done)
 fi
 if ! command -v clang-tidy >/dev/null; then
     complain "clang-tidy is missing; tools/setup-debian.sh installs it"

@@ -26,8 +26,8 @@ using namespace Qt::StringLiterals;
 
 namespace CooldownLog {
 namespace {
-constexpr int putOff = 20;           // ms until a reading that was put off is tried again
-constexpr int reportAttempts = 730;  // ms between two looks whether the box can be shown: not always within a reading
+constexpr int putOff = 20;          // ms until a reading that was put off is tried again
+constexpr int reportAttempts = 730; // ms between two looks whether the box can be shown: not always within a reading
 
 void tick();
 void report();
