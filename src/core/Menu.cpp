@@ -8,7 +8,8 @@ namespace Menu {
 const QList<Item>& items()
 {
     using enum Entry;
-    static const QList<Item> table = {
+    // Never taken down: an operation that ends with the program still looks things up.
+    static const auto* const table = new QList<Item>{
         {mnuFile, "mnuFile", u"&File", mnuFile, false},
         {mnuFileOpen, "mnuFileOpen", u"&Open...", mnuFile, false, Resource::ScanInMemory},
         {mnuFileSaveAs, "mnuFileSaveAs", u"&Save...", mnuFile, false, Resource::ScanToSave},
@@ -66,7 +67,7 @@ const QList<Item>& items()
         {mnuHelpHelp, "mnuHelpHelp", u"&Help...", mnuHelp, false},
         {mnuHelpAbout, "mnuHelpAbout", u"&About", mnuHelp, true},
     };
-    return table;
+    return *table;
 }
 
 const Item& item(Entry entry)
