@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+// Longer than others: the commands of five models stand in one table with the procedures that use them.
 
 #include "temperature/modLTC.h"
 

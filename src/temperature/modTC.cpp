@@ -110,6 +110,7 @@ bool WaitForReply()
     tc.startedOver = false;
     modCOM::tcTimeout().restart();
     const float poll = PollTime();
+    modTools::WaitUntil([&tc] { return !tc.receiveText.isEmpty() || tc.timedOut || modCOM::TCComm().isDown(); });
     while (!tc.timedOut && !flags().closing && !modCOM::TCComm().isDown()) {
         modTools::DoEvents();
         const qsizetype before = tc.receiveText.size();

@@ -28,9 +28,9 @@ void Connect();
 /// set meanwhile. Dropped silently when the program closes.
 void Send(const QString& line, const QString& device);
 
-/// Waits until the receive text has stopped growing for one poll (`RxDelay`, at least 20 ms and the time of four characters) or the
-/// time-out flag is set. True when something was received in time; the text is left in state().receiveText. False at once when the line is
-/// down or the program closes.
+/// Waits for the first character, then until the receive text has stopped growing for one poll (`RxDelay`, at least 20 ms and the time of
+/// four characters) or the time-out flag is set. True when something was received in time; the text is left in state().receiveText. False
+/// at once when the line is down or the program closes.
 bool WaitForReply();
 
 /// True when what is sent goes out: the line is open and the program does not close.

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+// Longer than others: one window, with what each of its fields and keys does.
 
 #include "ui/dlgTProfile.h"
 
