@@ -52,7 +52,7 @@ function(scan_tests room)
         target_compile_definitions(${program} PRIVATE
             SCAN_TEST_DATA="${CMAKE_SOURCE_DIR}/tests/data" SCAN_BIN_DIR="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
         add_test(NAME ${program} COMMAND ${program})
-        set_tests_properties(${program} PROPERTIES LABELS "${TESTS_LABEL}" TIMEOUT 300
-            ENVIRONMENT "QT_QPA_PLATFORM=offscreen;UBSAN_OPTIONS=print_stacktrace=1${SCAN_TEST_TMPDIR}")
+        set_tests_properties(${program} PROPERTIES LABELS "${TESTS_LABEL}" TIMEOUT 900
+            ENVIRONMENT "QT_QPA_PLATFORM=offscreen;UBSAN_OPTIONS=print_stacktrace=1;QTEST_FUNCTION_TIMEOUT=800000${SCAN_TEST_TMPDIR}")
     endforeach()
 endfunction()
