@@ -1,6 +1,6 @@
 #!/bin/sh
 # What waiting costs: processor time and wake-ups of the console program while it polls a scan, waits for a temperature and logs a cooldown,
-# at the settings that the virtual instrument writes and with DelaySleep as the program has it by itself. Linux only; takes about 80 s.
+# with DelaySleep and the lines' delays as the program has them by itself. Linux only; takes about 80 s.
 # Usage: bench/waiting.sh [BIN]    BIN: where scan-cli and virtual-instrument lie (default build/release/bin)
 #
 # Each is looked at for 20 s in its midst: /proc/PID/stat (user and system time) and /proc/PID/status (voluntary context switches).
@@ -22,7 +22,7 @@ until grep -q ready "$dir/served"; do
     test $tries -lt 100 || { cat "$dir/served"; exit 1; }
     sleep 0.1
 done
-sed -i '/^DelaySleep=/d' "$dir/scan.ini"
+sed -i '/^DelaySleep=/d; /^[TR]xDelay=/d' "$dir/scan.ini"
 
 ticks() { awk '{ print $14 + $15 }' "/proc/$program/stat"; }
 wakes() { awk '/^voluntary_ctxt_switches/ { print $2 }' "/proc/$program/status"; }
