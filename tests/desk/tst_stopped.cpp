@@ -75,8 +75,8 @@ private slots:
         const Run whole = run(devices, words, -1, seconds);
         QVERIFY2(whole.status == 0, whole.err.constData());
         QVERIFY(whole.rounds > 10);
-        // STOPPED_ALL=1 takes every round. Otherwise: a longer stop is as good as a shorter one at most moments, and the rounds of a scan are
-        // much alike.
+        // STOPPED_ALL=1 takes every round. Otherwise: a longer stop is as good as a shorter one at most moments, and the rounds of a scan
+        // are much alike.
         const bool all = qEnvironmentVariableIsSet("STOPPED_ALL");
         const qint64 step = all ? 1 : (seconds > 3 ? 7 : 1) * (words.first() == QStringLiteral("acquire") ? 5 : 1);
         for (qint64 round = 1; round <= whole.rounds; round += step) {
