@@ -19,6 +19,45 @@ if(SCAN_SANITIZE)
     target_link_options(scan_flags INTERFACE -fsanitize=address,undefined)
 endif()
 
+# Most of the time of compiling goes into Qt's headers: they are read once, for what has no window and for what has, for the program and
+# (without optimising) for its tests. A file still includes what it uses; SCAN_PRECOMPILE=OFF shows what was forgotten.
+if(NOT MSVC)
+    set(SCAN_UNOPTIMISED -O0)
+endif()
+if(SCAN_PRECOMPILE)
+    file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/empty.cpp CONTENT "")
+    set(below <algorithm> <cmath> <functional> <memory> <optional> <vector>
+        <QByteArray> <QDateTime> <QDir> <QFile> <QHash> <QList> <QObject> <QString> <QStringList> <QTimer> <QVariant>)
+    set(windows <QApplication> <QDialog> <QKeyEvent> <QLabel> <QLineEdit> <QMainWindow> <QPainter> <QPlainTextEdit> <QPushButton> <QVBoxLayout>)
+    # What Qt Test is made of; its own header knows the folder of each test.
+    set(tests <QAbstractItemModel> <QCborMap> <QSharedPointer> <QTemporaryDir> <QThread> <QUrl> <QUuid>)
+    foreach(use program tests)
+        add_library(scan_headers_${use}_below STATIC ${CMAKE_BINARY_DIR}/empty.cpp)
+        target_link_libraries(scan_headers_${use}_below PUBLIC scan_flags Qt6::Core)
+        target_precompile_headers(scan_headers_${use}_below PRIVATE ${below} ${${use}})
+        add_library(scan_headers_${use}_windows STATIC ${CMAKE_BINARY_DIR}/empty.cpp)
+        target_link_libraries(scan_headers_${use}_windows PUBLIC scan_flags Qt6::Widgets)
+        target_precompile_headers(scan_headers_${use}_windows PRIVATE ${below} ${windows} ${${use}})
+        set_target_properties(scan_headers_${use}_below scan_headers_${use}_windows PROPERTIES AUTOMOC OFF EXCLUDE_FROM_ALL TRUE)
+    endforeach()
+    target_compile_options(scan_headers_tests_below PUBLIC ${SCAN_UNOPTIMISED})
+    target_compile_options(scan_headers_tests_windows PUBLIC ${SCAN_UNOPTIMISED})
+endif()
+
+# scan_precompile(TARGET program|tests lib...): the headers for what links these libraries, directly or not.
+function(scan_precompile target use)
+    if(NOT SCAN_PRECOMPILE)
+        return()
+    endif()
+    if("${ARGN}" MATCHES "Qt6::Widgets|scan_(plot|ui)")
+        target_precompile_headers(${target} REUSE_FROM scan_headers_${use}_windows)
+    else()
+        target_precompile_headers(${target} REUSE_FROM scan_headers_${use}_below)
+    endif()
+    # What moc made of a program of one file is empty or nearly so.
+    set_source_files_properties(${CMAKE_CURRENT_BINARY_DIR}/${target}_autogen/mocs_compilation.cpp PROPERTIES SKIP_PRECOMPILE_HEADERS ON)
+endfunction()
+
 # scan_room(NAME LINKS lib...): the library scan_NAME from the .cpp files of the current folder.
 function(scan_room name)
     cmake_parse_arguments(ROOM "" "" "LINKS" ${ARGN})
@@ -31,6 +70,7 @@ function(scan_room name)
     add_library(scan_${name} STATIC ${sources})
     target_include_directories(scan_${name} PUBLIC ${CMAKE_SOURCE_DIR}/src)
     target_link_libraries(scan_${name} PUBLIC scan_flags ${ROOM_LINKS})
+    scan_precompile(scan_${name} program ${ROOM_LINKS})
 endfunction()
 
 # Files of tests lie in memory where that is possible: each saved file is flushed to its disk, and a disk may be busy.
@@ -49,6 +89,8 @@ function(scan_tests room)
         set_target_properties(${program} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
         target_link_libraries(${program} PRIVATE scan_flags scan_testsupport Qt6::Test ${TESTS_LINKS})
         target_include_directories(${program} PRIVATE ${CMAKE_SOURCE_DIR}/src ${CMAKE_SOURCE_DIR}/tests)
+        target_compile_options(${program} PRIVATE ${SCAN_UNOPTIMISED})
+        scan_precompile(${program} tests ${TESTS_LINKS})
         target_compile_definitions(${program} PRIVATE
             SCAN_TEST_DATA="${CMAKE_SOURCE_DIR}/tests/data" SCAN_BIN_DIR="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
         add_test(NAME ${program} COMMAND ${program})

@@ -78,7 +78,7 @@ stage "layout" tools/check-format.sh || true
 stage "documents" tools/check-docs.sh || true
 stage "release: build" configureAndBuild release && { stage "release: tests" runTests release "$@" || true; }
 stage "rules of the house" tools/check-rooms.sh || true
-stage "clang-tidy" tools/check-tidy.sh || true
+stage "clang-tidy" tools/check-tidy.py || true
 stage "sanitize: build" configureAndBuild sanitize && { stage "sanitize: tests" runTests sanitize "$@" || true; }
 
 say ""

@@ -235,7 +235,7 @@ private slots:
                 clock.now += 100;
         };
         Delay(0.5F, true);
-        QVERIFY(clock.rests.size() >= 1 && clock.rests.constFirst() == 500);
+        QVERIFY(!clock.rests.isEmpty() && clock.rests.constFirst() == 500);
         clock.onRound = {};
         clock.rests.clear();
         Delay(0.25F, false);

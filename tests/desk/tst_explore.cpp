@@ -177,7 +177,7 @@ private:
 class QuickHand
 {
 public:
-    QuickHand(LabWindow& bench, const Procedure& procedure, Dice dice) : m_bench(bench), m_procedure(procedure), m_dice(std::move(dice))
+    QuickHand(LabWindow& bench, const Procedure& procedure, Dice dice) : m_bench(bench), m_procedure(procedure), m_dice(dice)
     {
         bench.hand.rest();
         bench.desk().each([this] { return look(); });

@@ -289,7 +289,8 @@ void TestHighTemperature::thePeakMovesWithTheTemperature()
     const auto centre = [&] {
         double sum = 0.0;
         double moment = 0.0;
-        for (double angle = 49.2; angle < 50.8; angle += 0.04) {
+        for (int step = 0; step < 40; ++step) {
+            const double angle = 49.2 + 0.04 * step;
             const double counts = bench.countsAt(angle, 10.0);
             sum += counts;
             moment += counts * angle;

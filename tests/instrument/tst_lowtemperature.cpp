@@ -441,7 +441,8 @@ void TestLowTemperature::thePeakMovesWithTheTemperature()
     const auto centre = [&] {
         double sum = 0.0;
         double moment = 0.0;
-        for (double angle = 49.8; angle < 50.7; angle += 0.02) {
+        for (int step = 0; step < 45; ++step) {
+            const double angle = 49.8 + 0.02 * step;
             const double counts = bench.countsAt(angle, 10.0);
             sum += counts;
             moment += counts * angle;

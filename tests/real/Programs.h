@@ -108,8 +108,8 @@ public:
     /// Healthy devices get time to answer on a busy machine, also in the middle of a reply.
     void bePatient() const
     {
-        changeSettings("[smc]", "[smc]\nMCRxTimeout=20\nRxDelay=0.25");
-        changeSettings("[LTC]", "[LTC]\nRxTimeout=20\nRxDelay=0.25");
+        changeSettings("[smc]", "[smc]\nMCRxTimeout=20\nRxDelay=0.12");
+        changeSettings("[LTC]", "[LTC]\nRxTimeout=20");
     }
 
     QString path(const QString& name) const { return directory.filePath(name); }

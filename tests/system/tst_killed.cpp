@@ -63,7 +63,7 @@ QByteArray text(const Counts& counts)
 }
 
 /// Whether every key of scan.ini is there as at the beginning; where the work directory is does not count.
-bool sameSettings(QByteArray now, QByteArray before)
+bool sameSettings(const QByteArray& now, const QByteArray& before)
 {
     const auto withoutDirectory = [](const QByteArray& ini) {
         QList<QByteArray> lines = ini.split('\n');
