@@ -9,7 +9,7 @@ options and generated files it uses. A file that was found clean is passed over 
 it includes, nor its compiler options or the settings, have changed; what was found clean is remembered beside the compiler's own cache
 (TIDY_CACHE), so that a fresh clone finds it again.
 
-Most of the time goes into Qt's headers, so the files of a folder are looked at together, as one text that includes them all. Files that
+Most of the time goes into Qt's headers, so many files are looked at together, as one text that includes them all. Files that
 do not bear each other (two helpers of the same name) are taken apart again."""
 
 import argparse
@@ -25,7 +25,7 @@ import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 CACHE = pathlib.Path(os.environ.get("TIDY_CACHE") or pathlib.Path(os.environ.get("XDG_CACHE_HOME") or pathlib.Path.home() / ".cache") / "scan-tidy")
-TOGETHER = 24
+TOGETHER = 40
 
 # Each test brings a main() of its own, which is no matter here.
 HEAD_OF_TESTS = "#include <QTest>\n" + "".join(f"#undef {name}\n#define {name}(test)\n" for name in ("QTEST_MAIN", "QTEST_GUILESS_MAIN", "QTEST_APPLESS_MAIN"))
@@ -92,28 +92,35 @@ def keyOf(file, build, settings):
 
 
 def look(files, build, scratch):
-    """What clang-tidy finds in the files, looked at together: (clean, text)."""
+    """What clang-tidy finds in the files, looked at together: (clean, text, late). Late are files that clash with earlier ones; nothing
+    was looked at then."""
     name = hashlib.sha256("\n".join(files).encode()).hexdigest()[:16]
-    if len(files) == 1:
-        text = str(ROOT / files[0])
-    else:
+    text = str(ROOT / files[0])
+    words = list(build.command[files[0]])
+    names = {word.split("=")[0] for word in words}
+    for word in [word for file in files[1:] for word in build.command[file]]:
+        if word.startswith(("-I", "-D")) and word.split("=")[0] not in names:
+            names.add(word.split("=")[0])
+            words.append(word)
+    if len(files) > 1:
         text = str(scratch / f"{name}.cpp")
         head = HEAD_OF_TESTS if "/tst_" in files[0] else ""
         pathlib.Path(text).write_text(head + "".join(f'#include "{ROOT / file}"\n' for file in files))
-    words = list(build.command[files[0]])
-    for file in files[1:]:
-        words += [word for word in build.command[file] if word.startswith(("-I", "-D")) and word not in words and word.split("=")[0] not in {w.split("=")[0] for w in words}]
+        tried = subprocess.run(" ".join([*words, "-w", "-O0", "-fsyntax-only", text]), shell=True, cwd=ROOT, stderr=subprocess.PIPE, text=True, check=False)
+        if tried.returncode:
+            late = [file for file in files if re.search(rf"/{re.escape(file)}:\d+:\d+: error: ", tried.stderr)]
+            return False, tried.stderr, late if late and len(late) < len(files) else files[len(files) // 2:]
+
     database = scratch / name
     database.mkdir(exist_ok=True)
     # Quotes of definitions stand as the shell wants them, so the line stays one text.
     (database / "compile_commands.json").write_text(json.dumps([{"directory": str(ROOT), "file": text, "command": " ".join([*words, "-c", text])}]))
-    command = ["clang-tidy", "-p", str(database), "--quiet", f"--header-filter=^{ROOT}/(src|instrument|tests)/", "--extra-arg=-Wno-unknown-warning-option", text]
+    command = ["clang-tidy", "-p", str(database), "--quiet", f"--header-filter=^{ROOT}/(src|instrument|tests)/", "--extra-arg=-Wno-unknown-warning-option"]
     if len(files) > 1:
-        command.insert(1, "--checks=-bugprone-suspicious-include") # added to those of .clang-tidy
-    result = subprocess.run(command, cwd=ROOT, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False)
-    shutil.rmtree(database)
+        command += ["--checks=-bugprone-suspicious-include"] # added to those of .clang-tidy
+    result = subprocess.run([*command, text], cwd=ROOT, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False)
     findings = "\n".join(line for line in result.stdout.splitlines() if not re.match(r"\d+ warnings?( and \d+ errors?)? generated", line))
-    return result.returncode == 0, findings
+    return result.returncode == 0, findings, []
 
 
 def main():
@@ -138,7 +145,8 @@ def main():
     todo = {}
     for file in files:
         if not (CACHE / key[file]).exists():
-            todo.setdefault((os.path.dirname(file), "tst_" in file), []).append(file)
+            windows = any("/qt6/QtWidgets" in word for word in build.command[file])
+            todo.setdefault((file.split("/")[0], "/tst_" in file, windows), []).append(file)
     count = sum(len(group) for group in todo.values())
 
     scratch = ROOT / "build" / "tidy"
@@ -160,17 +168,13 @@ def main():
             done, _ = concurrent.futures.wait(waiting, return_when=concurrent.futures.FIRST_COMPLETED)
             for future in done:
                 waiting.remove(future)
-                group, clean, findings = future.result()
-                if clean:
-                    for file in group:
-                        (CACHE / key[file]).touch()
-                elif len(group) > 1 and "[clang-diagnostic-error]" in findings:
-                    # The later of two files that clash, with all others that came too late, goes into a group of its own.
-                    late = [file for file in group if re.search(rf"/{re.escape(file)}:\d+:\d+: error: .*\[clang-diagnostic-error\]", findings)]
-                    if not late or len(late) == len(group):
-                        late = group[len(group) // 2:]
+                group, clean, findings, late = future.result()
+                if late:
                     ask([file for file in group if file not in late])
                     ask(late)
+                elif clean:
+                    for file in group:
+                        (CACHE / key[file]).touch()
                 else:
                     dirty += group
                     print(findings, flush=True)
