@@ -11,7 +11,43 @@
 #include <QApplication>
 #include <QIcon>
 
+#ifdef Q_OS_UNIX
+#include <QSocketNotifier>
+
+#include <csignal>
+#include <unistd.h>
+#endif
+
+#include <functional>
 #include <memory>
+
+namespace {
+#ifdef Q_OS_UNIX
+int signalPipe[2] = {-1, -1};
+
+extern "C" void onSignal(int)
+{
+    const char byte = 0;
+    [[maybe_unused]] const auto written = write(signalPipe[1], &byte, 1);
+}
+
+/// A kill, a closing terminal and Ctrl-C end the program as a session's end does.
+void watchSignals(QObject* owner, const std::function<void()>& end)
+{
+    if (pipe(signalPipe) != 0)
+        return;
+    auto* notifier = new QSocketNotifier(signalPipe[0], QSocketNotifier::Read, owner);
+    QObject::connect(notifier, &QSocketNotifier::activated, owner, [notifier, end] {
+        notifier->setEnabled(false);
+        end();
+    });
+    for (int number : {SIGTERM, SIGHUP, SIGINT})
+        std::signal(number, onSignal);
+}
+#else
+void watchSignals(QObject*, const std::function<void()>&) {}
+#endif
+} // namespace
 
 /// The desktop program: splash window, settings and devices, main window.
 int main(int argc, char* argv[])
@@ -38,6 +74,8 @@ int main(int argc, char* argv[])
     {
         frmMain mainWindow;
         QObject::connect(&mainWindow, &frmMain::ended, &application, [] { QApplication::exit(0); });
+        QObject::connect(&application, &QGuiApplication::commitDataRequest, &mainWindow, [&mainWindow] { mainWindow.endAtOnce(); });
+        watchSignals(&mainWindow, [&mainWindow] { mainWindow.endAtOnce(); });
         mainWindow.show();
         splash.reset();
         result = QApplication::exec();

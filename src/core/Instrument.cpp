@@ -23,6 +23,17 @@ InstrumentNotifier& instrumentNotifier()
     return theNotifier;
 }
 
+void Instrument::remember()
+{
+    for (auto controller = controllers.cbegin(); controller != controllers.cend(); ++controller) {
+        const std::optional<bool> on = controller->output.likely();
+        if (on.value_or(false))
+            switchedOn.insert(controller.key());
+        else if (on)
+            switchedOn.remove(controller.key());
+    }
+}
+
 void Instrument::lineIs(Line Instrument::*line, Line state, bool opened)
 {
     if (this->*line == Line::Simulation && state != Line::NotOpen && !opened)

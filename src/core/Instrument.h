@@ -6,6 +6,7 @@
 
 #include <QMap>
 #include <QObject>
+#include <QSet>
 #include <QString>
 
 /// What is known of the instrument at this moment: lines, outputs, angles, temperatures. The modules write down what they send and what is
@@ -51,7 +52,10 @@ struct Instrument
 
     // --- on the temperature line
     QMap<QString, Controller> controllers; ///< by their names: "LTC", "HTC", "Laser"; those that were spoken to
+    QSet<QString> switchedOn;              ///< their outputs were on when they were last known, whatever has become unknown since
 
+    /// Keeps `switchedOn` true.
+    void remember();
     /// Notes the state of a line. What hangs on a line that is not up becomes unknown. A simulation ends only when the line is opened anew:
     /// `opened`.
     void lineIs(Line Instrument::*line, Line state, bool opened = false);
@@ -77,6 +81,7 @@ void learn(const Change& change)
 {
     const Instrument before = instrument();
     change(instrument());
+    instrument().remember();
     if (!(instrument() == before))
         emit instrumentNotifier().changed();
 }

@@ -62,6 +62,7 @@ const QList<Item>& items()
          Resource::GeneratorLine | Resource::Surroundings},
         {mnuExtrasGeneratorGetStatus, "mnuExtrasGeneratorGetStatus", u"Get &Status...", mnuExtrasGenerator, false, Resource::GeneratorLine},
         {mnuExtrasRatemeter, "mnuExtrasRatemeter", u"&Ratemeter", mnuExtras, true, Resource::Goniometer},
+        {mnuExtrasAllOff, "mnuExtrasAllOff", u"All &Off", mnuExtras, true},
 
         {mnuHelp, "mnuHelp", u"&Help", mnuHelp, false},
         {mnuHelpHelp, "mnuHelpHelp", u"&Help...", mnuHelp, false},

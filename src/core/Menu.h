@@ -67,6 +67,7 @@ enum class Entry {
     mnuExtrasGeneratorSetPower,
     mnuExtrasGeneratorGetStatus,
     mnuExtrasRatemeter,
+    mnuExtrasAllOff,
     mnuHelp,
     mnuHelpHelp,
     mnuHelpAbout,

@@ -156,6 +156,7 @@ void Load()
     qint16 milliampere = 0;
     qint16 kilovolt = 0;
     modGenerator::GeneratorGetActualValues(&milliampere, &kilovolt);
+    state().txtMessage = modGenerator::answer() == modGenerator::Answer::None ? modGenerator::noAnswerText() : QString();
     preset(milliampere, kilovolt);
 }
 
@@ -187,8 +188,7 @@ bool Apply()
     qint16 actualMilliampere = 0;
     qint16 actualKilovolt = 0;
     modGenerator::SendPower(milliampere, kilovolt, &actualMilliampere, &actualKilovolt);
-    state().txtMessage = u"The generator reports "_s + NumberText::General(qint32{actualMilliampere}) + u" mA, "_s +
-                         NumberText::General(qint32{actualKilovolt}) + u" kV."_s;
+    state().txtMessage = modGenerator::powerReport(milliampere, kilovolt, actualMilliampere, actualKilovolt);
     changed();
     if (limits.powerSettlingTime > 0 && !flags().closing)
         beginWarmUp(limits.powerSettlingTime);

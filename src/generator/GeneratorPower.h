@@ -31,7 +31,7 @@ signals:
 };
 Notifier& notifier();
 
-/// Reads the actual values into the boxes.
+/// Reads the actual values into the boxes; txtMessage says when the generator did not answer, and the boxes hold 0 then.
 void Load();
 /// The presets of scan.ini.
 void MeasPreset();

@@ -15,6 +15,7 @@
 
 #include <QObject>
 
+#include <cstdlib>
 #include <memory>
 #include <optional>
 
@@ -96,11 +97,14 @@ Instrument::Power powerOf(qint16 milliampere, qint16 kilovolt)
     return milliampere <= power.idleCurrent && kilovolt <= power.idleVoltage ? Instrument::Power::Idle : Instrument::Power::On;
 }
 
+modGenerator::Answer lastAnswer = modGenerator::Answer::NotAsked;
+
 /// What the reply lines to "CA" and "VN" say.
 void learnActualValues()
 {
     const auto milliampere = thousandth(modGenerator::state().lines.value(0));
     const auto kilovolt = thousandth(modGenerator::state().lines.value(1));
+    lastAnswer = milliampere && kilovolt ? modGenerator::Answer::Told : modGenerator::Answer::None;
     learn([&](Instrument& now) {
         milliampere ? now.milliampere.confirm(*milliampere) : now.milliampere.doubt();
         kilovolt ? now.kilovolt.confirm(*kilovolt) : now.kilovolt.doubt();
@@ -117,6 +121,17 @@ void learnSentPower(qint16 milliampere, qint16 kilovolt)
         now.kilovolt.ask(kilovolt);
         now.power.ask(powerOf(milliampere, kilovolt));
     });
+}
+
+/// By more than rounding and regulating make.
+bool differs(qint32 sentMilliampere, qint32 sentKilovolt, qint32 milliampere, qint32 kilovolt)
+{
+    return std::abs(sentMilliampere - milliampere) > 1 || std::abs(sentKilovolt - kilovolt) > 1;
+}
+
+QString milliampereAndKilovolt(qint16 milliampere, qint16 kilovolt)
+{
+    return NumberText::General(qint32{milliampere}) + u" mA, "_s + NumberText::General(qint32{kilovolt}) + u" kV"_s;
 }
 
 void watchIdle()
@@ -138,7 +153,13 @@ void watchIdle()
     qint16 milliampere = 0;
     qint16 kilovolt = 0;
     modGenerator::SendPower(static_cast<qint16>(power.idleCurrent), static_cast<qint16>(power.idleVoltage), &milliampere, &kilovolt);
-    frontPanel().setPanel(1, u"X-ray generator set to idle power"_s);
+    QString said = u"X-ray generator set to idle power"_s;
+    if (lastAnswer == modGenerator::Answer::NotAsked)
+        said = u"X-ray generator: idle power sent, not confirmed"_s;
+    else if (lastAnswer == modGenerator::Answer::None || differs(power.idleCurrent, power.idleVoltage, milliampere, kilovolt))
+        said = modGenerator::powerReport(static_cast<qint16>(power.idleCurrent), static_cast<qint16>(power.idleVoltage), milliampere,
+                                         kilovolt);
+    frontPanel().setPanel(1, said);
 }
 } // namespace
 
@@ -152,8 +173,31 @@ State& state()
 void reset()
 {
     state() = State{};
+    lastAnswer = Answer::NotAsked;
     idleWatch().reset();
     listener.reset();
+}
+
+Answer answer()
+{
+    return lastAnswer;
+}
+
+QString noAnswerText()
+{
+    return u"The X-ray generator did not answer; its power is not known."_s;
+}
+
+QString powerReport(qint16 sentMilliampere, qint16 sentKilovolt, qint16 actualMilliampere, qint16 actualKilovolt)
+{
+    if (lastAnswer == Answer::None)
+        return noAnswerText();
+    const QString sent = milliampereAndKilovolt(sentMilliampere, sentKilovolt);
+    if (lastAnswer == Answer::NotAsked)
+        return sent + u": sent, not confirmed"_s;
+    const QString actual = u"The generator reports "_s + milliampereAndKilovolt(actualMilliampere, actualKilovolt);
+    const bool other = differs(sentMilliampere, sentKilovolt, actualMilliampere, actualKilovolt);
+    return other ? u"Warning: "_s + actual + u" instead of "_s + sent + u'.' : actual + u'.';
 }
 
 void Connect()
@@ -173,6 +217,7 @@ void GeneratorGetActualValues(qint16* milliampere, qint16* kilovolt)
     *milliampere = 0;
     *kilovolt = 0;
     beginExchange();
+    lastAnswer = Answer::NotAsked;
     if (configuration().generator.modelCode != seifert)
         return;
     send(u"CA"_s);
@@ -221,11 +266,23 @@ void mnuExtrasGeneratorGetStatus()
 void mnuExtrasGeneratorSwitchShutter()
 {
     const bool open = !flags().shutterOpen;
+    if (!SwitchShutter(open) && !flags().closing)
+        showMessage(u"X-Ray Shutter"_s,
+                    (open ? u"\"Open\""_s : u"\"Close\""_s) + u" could not be sent: the line of the goniometer controller is down."_s +
+                        u"\r\nWhether the shutter is open is not known."_s,
+                    Prompts::Icon::Critical);
+}
+
+bool SwitchShutter(bool open)
+{
+    const bool sent = modSMC::SMCSend(open ? u"IO1;"_s : u"IO0;"_s);
+    learn([open, sent](Instrument& now) { sent&& flags().smcOnline ? now.shutterOpen.ask(open) : now.shutterOpen.forget(); });
+    if (!sent)
+        return false;
     frontPanel().setEntryCaption(Menu::Entry::mnuExtrasGeneratorSwitchShutter, open ? u"Close &Shutter"_s : u"Open &Shutter"_s);
-    const bool sent = modSMC::SMCSend(open ? u"IO1;"_s : u"IO0;"_s) && flags().smcOnline;
-    learn([open, sent](Instrument& now) { sent ? now.shutterOpen.ask(open) : now.shutterOpen.forget(); });
     flags().shutterOpen = open;
     frontPanel().setPicXRayOn(open);
+    return true;
 }
 
 void SendPower(qint16 milliampere, qint16 kilovolt, qint16* actualMilliampere, qint16* actualKilovolt)

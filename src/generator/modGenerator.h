@@ -24,14 +24,30 @@ inline constexpr qsizetype replyLines = 4;
 /// Joins the receive event of `GeneratorComm` to this module. A second call changes nothing.
 void Connect();
 
+/// What came of the last exchange about the tube's power.
+enum class Answer {
+    Told,     ///< current and voltage were read
+    None,     ///< no answer, or none that can be read
+    NotAsked, ///< this model cannot be asked
+};
+Answer answer();
+/// "The X-ray generator did not answer; its power is not known."
+QString noAnswerText();
+/// What is known after values were sent [mA, kV]: what the generator reports, also against what was asked for when they differ by more
+/// than 1 mA or 1 kV; that it did not answer; or that the values were sent to a model that cannot be asked.
+QString powerReport(qint16 sentMilliampere, qint16 sentKilovolt, qint16 actualMilliampere, qint16 actualKilovolt);
+
 /// Actual tube current [mA] and voltage [kV], both 0 when the generator does not answer or is not a Seifert. Takes 1.5 s beside the sends.
 void GeneratorGetActualValues(qint16* milliampere, qint16* kilovolt);
 /// "Act. mA:" and so on, four lines as received; "Not supported..." with another model. Takes 2.5 s beside the sends.
 QString StatusSummary();
 /// "Get Status...": the summary in the text window "X-Ray Generator".
 void mnuExtrasGeneratorGetStatus();
-/// Opens or closes the shutter; caption and warning picture follow. The shutter's real state is not known.
+/// Opens or closes the shutter; caption and warning picture follow what was sent. The shutter gives no reply: its real state is not known.
+/// A command that the line did not take changes neither, and is reported ("X-Ray Shutter").
 void mnuExtrasGeneratorSwitchShutter();
+/// The same for one of the two: true when the command was sent (always in the simulation state).
+bool SwitchShutter(bool open);
 
 /// Sends current [mA] and voltage [kV], reads them back and sets or clears the idle-power flag.
 void SendPower(qint16 milliampere, qint16 kilovolt, qint16* actualMilliampere, qint16* actualKilovolt);

@@ -105,6 +105,8 @@ QStringList lacking(const Controller& row)
     const bool wholeTable = table.fileName != nullptr && table.load != nullptr && table.look != nullptr && table.save != nullptr;
     const std::pair<const char*, bool> members[] = {{"name", !row.name.isEmpty()},
                                                     {"fullName", !row.fullName.isEmpty()},
+                                                    {"outputName", !row.outputName.isEmpty()},
+                                                    {"switchOff", row.switchOff != nullptr},
                                                     {"enabled", row.enabled != nullptr},
                                                     {"menu", !row.menu || menuFollows(row)},
                                                     {"readSettings", row.readSettings != nullptr},

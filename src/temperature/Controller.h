@@ -53,10 +53,19 @@ struct WayBack
     std::optional<double> awaited; ///< value that is then waited for
 };
 
+/// What came of switching the output off.
+struct Off
+{
+    bool confirmed = false; ///< the controller says that it is off
+    QString said;           ///< what it says, or that it does not answer
+};
+
 struct Controller
 {
     QString name;                    ///< "HTC": in logs and messages, and the section of scan.ini
     QString fullName;                ///< "high-temperature controller": in sentences
+    QString outputName;              ///< "furnace heater": what is hot or radiates
+    bool outputHurts = false;        ///< people, when it is on
     bool& (*enabled)() = nullptr;    ///< in use; cleared when it turns out not to be there
     std::optional<Menu::Entry> menu; ///< follows `enabled` (Menu::Item::device); nothing: it has none
 
@@ -74,6 +83,9 @@ struct Controller
     Scale (*scale)() = nullptr;
     double startsAt = 0;                                                   ///< where a profile is taken to begin
     double (*settlingTime)(double from, double to, double ramp) = nullptr; ///< expected, from the setpoint to the steady value [s]
+
+    /// The output off, and read back. Shows nothing on failure.
+    Off (*switchOff)() = nullptr;
 
     // --- operations; 0 is success
 
@@ -95,6 +107,7 @@ struct Controller
 struct State
 {
     QList<Controller> controllers;
+    QStringList wanted; ///< names of those that scan.ini switched on, there or not
 
     State();
 };

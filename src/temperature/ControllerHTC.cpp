@@ -51,6 +51,14 @@ bool save(QString* said)
                   : u"Saved: "_s + NumberText::General(qint32{now.setpoint}) + u"="_s + PIDTable::ValuesText(values, PIDTable::Kind::PID);
     return !error;
 }
+Temperature::Off switchOff()
+{
+    bool on = true;
+    const bool told = modHTC::SwitchOffQuietly(&on);
+    if (!told)
+        return {false, u"the controller did not answer; its heater may still be on"_s};
+    return on ? Temperature::Off{false, u"the heater output is still on"_s} : Temperature::Off{true, u"heater output off, confirmed"_s};
+}
 } // namespace
 
 Temperature::Controller modHTC::controller()
@@ -58,6 +66,9 @@ Temperature::Controller modHTC::controller()
     Temperature::Controller row;
     row.name = u"HTC"_s;
     row.fullName = u"high-temperature controller"_s;
+    row.outputName = u"furnace heater"_s;
+    row.outputHurts = true;
+    row.switchOff = switchOff;
     row.enabled = []() -> bool& { return flags().htcEnabled; };
     row.menu = Menu::Entry::mnuHTC;
     row.readSettings = [] {

@@ -65,6 +65,18 @@ bool initializeBus()
     return false;
 }
 
+Temperature::Off switchOff()
+{
+    if (modLTC::LTCSetRange(0) != 0)
+        return {false, u"the controller did not answer; its heater may still be on"_s};
+    modLTC::Parameters now;
+    if (modLTC::LTCGetStatus(now) != 0 || now.range < 0)
+        return {false, u"heater range 0 sent, not confirmed"_s};
+    if (now.range != 0)
+        return {false, u"the heater range is still "_s + NumberText::General(qint32{now.range})};
+    return {true, u"heater range 0, confirmed"_s};
+}
+
 bool isThere()
 {
     if (!modLTC::OnBus())
@@ -78,6 +90,8 @@ Temperature::Controller modLTC::controller()
     Temperature::Controller row;
     row.name = u"LTC"_s;
     row.fullName = u"low-temperature controller"_s;
+    row.outputName = u"heater of the cryostat"_s;
+    row.switchOff = ::switchOff;
     row.enabled = []() -> bool& { return flags().ltcEnabled; };
     row.menu = Menu::Entry::mnuLTC;
     row.readSettings = [] {

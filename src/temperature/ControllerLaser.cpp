@@ -52,6 +52,14 @@ Temperature::WayBack wayBack()
         return {[] { return set(Temperature::roomTemperature, 0); }, {}};
     return {[current = modHTC_Laser::state().lastCurrent] { return modHTC_Laser::LaserSetCurrent(current, current); }, {}};
 }
+Temperature::Off switchOff()
+{
+    const bool taken = modHTC_Laser::LaserSwitchBeam(false) == 0;
+    const std::optional<bool> on = modHTC_Laser::LaserAskBeam();
+    if (!on)
+        return {false, taken ? u"switched off, not confirmed"_s : u"the controller did not answer; the beam may still be on"_s};
+    return *on ? Temperature::Off{false, u"the beam is still on"_s} : Temperature::Off{true, u"beam off, confirmed"_s};
+}
 } // namespace
 
 Temperature::Controller modHTC_Laser::controller()
@@ -59,6 +67,9 @@ Temperature::Controller modHTC_Laser::controller()
     Temperature::Controller row;
     row.name = u"Laser"_s;
     row.fullName = u"laser controller"_s;
+    row.outputName = u"laser beam"_s;
+    row.outputHurts = true;
+    row.switchOff = switchOff;
     row.enabled = []() -> bool& { return flags().laserEnabled; };
     row.menu = Menu::Entry::mnuLaser;
     row.readSettings = [] {

@@ -362,6 +362,20 @@ qint16 SwitchHeaterOutput(bool on)
     return 0;
 }
 
+bool SwitchOffQuietly(bool* on)
+{
+    QString payload = HTCQuery(u"T"_s);
+    if (!IsPayload(payload))
+        return false;
+    writeBlock(payload, {{HeaterOutput, quint16{0}}});
+    payload = HTCQuery(u"T"_s);
+    if (!IsPayload(payload))
+        return false;
+    *on = unpacked(payload).heaterOutput;
+    showHeaterCaption(*on);
+    return true;
+}
+
 qint16 SetPID(const PIDTable::Values& values)
 {
     if (changeBlock(u"SetPID"_s, {{P, packable(values.p)}, {I, packable(values.i)}, {D, packable(values.d)}}) != 0)

@@ -92,6 +92,8 @@ qint16 GetValueBlock(ValueBlock* block);
 /// The actual temperature [deg C], -1 when it could not be read; shows nothing on failure.
 float GetTemperature();
 qint16 SwitchHeaterOutput(bool on);
+/// The output off, and the data block read again: true when that came, and `on` is what it says then. Shows and asks nothing.
+bool SwitchOffQuietly(bool* on);
 qint16 SetPID(const PIDTable::Values& values);
 /// Two tries, then a box "HTC check", unless the program closes. 0: a valid block came.
 qint16 HTCCheckPresence();

@@ -56,6 +56,14 @@ bool write(const QString& command, Known<T> Instrument::Controller::*what, T val
     return answered && isOk(reply);
 }
 
+/// "0" or "1": the register of the beam. Anything else is no state.
+std::optional<bool> beamOf(const QString& reply)
+{
+    if (reply == u"0" || reply == u"1")
+        return reply == u"1";
+    return std::nullopt;
+}
+
 /// The answer to the question for the beam; empty: there was none.
 void learnBeam(const QString& reply)
 {
@@ -132,6 +140,19 @@ qint16 LaserSwitchBeam(bool on)
         return -1;
     showBeam(on);
     return 0;
+}
+
+std::optional<bool> LaserAskBeam()
+{
+    QString reply;
+    LaserOutput(u":r 12"_s);
+    if (LaserGetResponse(reply) != 0)
+        reply.clear();
+    const std::optional<bool> on = beamOf(reply);
+    learnOwn([&on](Instrument::Controller& own) { on ? own.output.confirm(*on) : own.output.doubt(); });
+    if (on)
+        showBeam(*on);
+    return on;
 }
 
 qint16 LaserSetCurrent(float value, float current)

@@ -34,6 +34,8 @@ qint16 LaserGetResponse(QString& reply);
 
 /// Switches the beam; on success caption, warning picture and flag follow.
 qint16 LaserSwitchBeam(bool on);
+/// Asks whether the beam is on; caption, warning picture and flag follow. Nothing: no answer, or one that is no state.
+std::optional<bool> LaserAskBeam();
 /// Sends a diode current [A]; `value` is the temperature or current that the texts name.
 qint16 LaserSetCurrent(float value, float current);
 /// Reads the diode current [A] from the controller; 0: read.

@@ -11,6 +11,7 @@
 #include "goniometer/ScanRun.h"
 #include "goniometer/Utilities.h"
 #include "profile/ProfileRun.h"
+#include "safety/AllOff.h"
 #include "temperature/CooldownLog.h"
 #include "temperature/SteadyState.h"
 #include "temperature/modHTC.h"
@@ -154,6 +155,7 @@ const QHash<Menu::Entry, Procedure>& table()
         {mnuExtrasSMGetStatus, [](QWidget*) { GoniometerUtilities::ShowStatus(); }},
         {mnuExtrasSMCStop, [](QWidget*) { GoniometerUtilities::Stop(); }},
         {mnuExtrasRatemeter, show<frmRatemeter>},
+        {mnuExtrasAllOff, [](QWidget*) { AllOff::mnuExtrasAllOff(); }},
         {mnuHelpHelp, frmManual::open},
         {mnuHelpAbout, frmAbout::open},
     };
@@ -177,6 +179,7 @@ bool runsAtOnce(Menu::Entry entry)
         return CooldownLog::state().running;
     case mnuExtrasSMCStop:
     case mnuExtrasGeneratorSwitchShutter:
+    case mnuExtrasAllOff:
     case mnuFileExit:
         return true;
     default:

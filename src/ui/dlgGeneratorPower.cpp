@@ -6,6 +6,7 @@
 #include "core/FrontPanel.h"
 #include "core/Operation.h"
 #include "generator/GeneratorPower.h"
+#include "generator/modGenerator.h"
 #include "ui/Dialogs.h"
 
 #include <QGridLayout>
@@ -69,8 +70,7 @@ dlgGeneratorPower::dlgGeneratorPower(QWidget* parent) : QDialog(parent)
     m_message->setToolTip(QStringLiteral("What the generator reports"));
     m_message->setReadOnly(true);
     m_message->setFocusPolicy(Qt::NoFocus);
-    m_message->setMinimumWidth(m_message->fontMetrics().horizontalAdvance(QStringLiteral("The generator reports 30 mA, 40 kV.")) +
-                               4 * Dialogs::spacing);
+    m_message->setMinimumWidth(m_message->fontMetrics().horizontalAdvance(modGenerator::noAnswerText()) + 4 * Dialogs::spacing);
 
     auto* presets = new QVBoxLayout;
     presets->addWidget(m_meas);
@@ -118,7 +118,6 @@ void dlgGeneratorPower::open(QWidget* parent)
         if (window == nullptr)
             return;
         window->m_busy = false;
-        GeneratorPower::state().txtMessage.clear();
         window->refresh();
         window->m_current->setFocus();
         window->m_current->selectAll();

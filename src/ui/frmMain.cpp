@@ -12,6 +12,7 @@
 #include "ui/CommunicationTest.h"
 #include "ui/Fields.h"
 #include "ui/Handlers.h"
+#include "ui/InstrumentStrip.h"
 #include "ui/WarningSign.h"
 #include "ui/frmCooldown.h"
 #include "ui/frmTextDisplay.h"
@@ -106,11 +107,14 @@ frmMain::frmMain(QWidget* parent) : QMainWindow(parent)
     auto* layout = new QGridLayout(central);
     layout->setContentsMargins(margin, margin, margin, margin / 2);
     layout->setSpacing(spacing);
-    layout->addWidget(buildColumn(), 0, 0);
-    layout->addWidget(m_chart, 0, 1);
-    layout->addWidget(m_progress, 1, 0, 1, 2);
+    auto* strip = new InstrumentStrip(this);
+    connect(strip, &InstrumentStrip::allOff, this, [this] { choose(Menu::Entry::mnuExtrasAllOff); });
+    layout->addWidget(strip, 0, 0, 1, 2);
+    layout->addWidget(buildColumn(), 1, 0);
+    layout->addWidget(m_chart, 1, 1);
+    layout->addWidget(m_progress, 2, 0, 1, 2);
     layout->setColumnStretch(1, 1);
-    layout->setRowStretch(0, 1);
+    layout->setRowStretch(1, 1);
     setCentralWidget(central);
     buildStatusBar();
     resize(1000, 690);
@@ -146,6 +150,8 @@ void frmMain::buildMenus()
             if (hasProcedure)
                 connect(action, &QAction::triggered, this, [this, entry = item.entry] { choose(entry); });
         }
+        if (item.entry == Menu::Entry::mnuExtrasAllOff)
+            action->setShortcut(Qt::Key_F12);
         // A platform that moves entries into menus of its own would take them out of their order.
         action->setMenuRole(QAction::NoRole);
         action->setObjectName(QString::fromLatin1(item.name));
@@ -442,13 +448,27 @@ void frmMain::closeEvent(QCloseEvent* event)
     if (m_asking)
         return;
     m_asking = true;
-    const bool goes = modMain::QueryClose() && modMain::QueryUnload();
+    const bool goes = modMain::QueryClose() && modMain::QueryUnload() && modMain::QueryStillOn();
     m_asking = false;
-    if (!goes)
+    if (goes && !m_closed) {
+        endNow();
+        event->accept();
+    }
+}
+
+void frmMain::endAtOnce()
+{
+    if (m_closed)
         return;
+    modMain::EndWithoutQuestions();
+    if (!m_closed)
+        endNow();
+}
+
+void frmMain::endNow()
+{
     m_closed = true;
     // Whatever procedure waits below this one returns now, and with the last of them the program ends.
     modMain::Close();
-    event->accept();
     emit ended();
 }

@@ -40,6 +40,10 @@ signals:
     /// The window was closed, all questions are answered: the program ends as soon as the last waiting procedure has returned.
     void ended();
 
+public:
+    /// A signal or the end of the session: nobody is asked; what is on is switched off first.
+    void endAtOnce();
+
 protected:
     void closeEvent(QCloseEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -77,6 +81,8 @@ private:
     frmTextDisplay* m_textDisplay = nullptr;
     std::optional<Menu::Entry> m_waiting; ///< chosen while the cooldown log reads: runs after that
     bool m_hourglass = false;
+    void endNow();
+
     bool m_asking = false;
     bool m_closed = false;
 };

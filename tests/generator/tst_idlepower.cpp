@@ -37,6 +37,7 @@ private slots:
     void theWatchIsBegunOnlyOnce();
     void withoutTheGeneratorNothingIsWatched();
     void aClosingProgramSetsAndSaysNothing();
+    void aSilentGeneratorIsNotSaidToBeAtIdlePower();
 
 private:
     std::unique_ptr<GeneratorBench> m_bench;
@@ -198,6 +199,15 @@ void TestIdlePower::aClosingProgramSetsAndSaysNothing()
     QCOMPARE(m_bench->generator.written(), QByteArray());
     QCOMPARE(frontPanel().panel(1), QString());
     QVERIFY(!flags().idlePower);
+}
+
+void TestIdlePower::aSilentGeneratorIsNotSaidToBeAtIdlePower()
+{
+    m_bench->generator.clearRules();
+    m_bench->run(&Operations::scan, 3);
+    m_bench->pass(125);
+    QCOMPARE(frontPanel().panel(1), u"The X-ray generator did not answer; its power is not known."_s);
+    QVERIFY(flags().idlePower);
 }
 
 QTEST_GUILESS_MAIN(TestIdlePower)

@@ -4,6 +4,7 @@
 
 #include "core/Configuration.h"
 #include "core/Flags.h"
+#include "core/FrontPanel.h"
 #include "core/Instrument.h"
 #include "generator/modGenerator.h"
 #include "serial/modCOM.h"
@@ -102,9 +103,28 @@ private slots:
             m_clock->advance(10);
             QVERIFY(!instrument().shutterOpen.likely());
         }
+        if (online)
+            m_prompts->expect(u"X-Ray Shutter"_s, u"\"Open\" could not be sent: the line of the goniometer controller is down.\r\n"
+                                                  u"Whether the shutter is open is not known."_s);
         modGenerator::mnuExtrasGeneratorSwitchShutter();
         QVERIFY(instrument().shutterOpen == Known<bool>{});
-        QVERIFY(flags().shutterOpen); // the caption goes on as ever
+        QCOMPARE(flags().shutterOpen, !online); // the simulation follows what is chosen
+    }
+
+    void closingOnADeadLineLeavesTheSign()
+    {
+        modGenerator::mnuExtrasGeneratorSwitchShutter();
+        QVERIFY(frontPanel().picXRayOn());
+        m_prompts->expect(u"SMC"_s, QString());
+        m_smc->hangUp();
+        m_clock->advance(10);
+        m_prompts->expect(u"X-Ray Shutter"_s, u"\"Close\" could not be sent: the line of the goniometer controller is down.\r\n"
+                                              u"Whether the shutter is open is not known."_s);
+        modGenerator::mnuExtrasGeneratorSwitchShutter();
+        QVERIFY(frontPanel().picXRayOn());
+        QVERIFY(flags().shutterOpen);
+        QCOMPARE(frontPanel().entryCaption(Menu::Entry::mnuExtrasGeneratorSwitchShutter), u"Close &Shutter"_s);
+        QVERIFY(!instrument().shutterOpen.likely());
     }
 
     // --- current and voltage

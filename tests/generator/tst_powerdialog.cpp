@@ -46,6 +46,10 @@ private slots:
     void whatLayInTheLineIsThrownAwayAndLogged();
     void aSilentGeneratorDoesNotRepeatItsLastValues();
     void aVoltageWithoutACurrentIsNotBelieved();
+    void aSilentGeneratorIsSaidToBeUnknown();
+    void otherValuesThanRequestedAreAWarning_data();
+    void otherValuesThanRequestedAreAWarning();
+    void aModelThatCannotBeAskedConfirmsNothing();
     void halfALineFromBeforeALossIsDropped();
     void anEndlessLineIsCut();
     void linesBeyondTheFourthArePassedOver();
@@ -343,6 +347,47 @@ void TestPowerDialog::aSilentGeneratorDoesNotRepeatItsLastValues()
     modGenerator::GeneratorGetActualValues(&milliampere, &kilovolt);
     QCOMPARE(milliampere, qint16{0});
     QCOMPARE(kilovolt, qint16{0});
+}
+
+void TestPowerDialog::aSilentGeneratorIsSaidToBeUnknown()
+{
+    const QString unknown = u"The X-ray generator did not answer; its power is not known."_s;
+    m_bench->generator.clearRules();
+    QVERIFY(m_bench->apply(u"30"_s, u"40"_s));
+    QCOMPARE(GeneratorPower::state().txtMessage, unknown);
+    QVERIFY(modGenerator::answer() == modGenerator::Answer::None);
+    GeneratorPower::state() = GeneratorPower::State{};
+    GeneratorPower::Load();
+    QCOMPARE(GeneratorPower::state().txtMessage, unknown);
+    QCOMPARE(GeneratorPower::state().txtmA, u"0"_s);
+}
+
+void TestPowerDialog::otherValuesThanRequestedAreAWarning_data()
+{
+    QTest::addColumn<QString>("current");
+    QTest::addColumn<QString>("voltage");
+    QTest::addColumn<QString>("report");
+    const QString same = u"The generator reports 30 mA, 40 kV."_s;
+    QTest::newRow("1 mA") << u"29"_s << u"40"_s << same;
+    QTest::newRow("1 kV") << u"30"_s << u"39"_s << same;
+    QTest::newRow("2 mA") << u"28"_s << u"40"_s << u"Warning: The generator reports 30 mA, 40 kV instead of 28 mA, 40 kV."_s;
+    QTest::newRow("2 kV") << u"30"_s << u"38"_s << u"Warning: The generator reports 30 mA, 40 kV instead of 30 mA, 38 kV."_s;
+}
+
+void TestPowerDialog::otherValuesThanRequestedAreAWarning()
+{
+    QFETCH(QString, current);
+    QFETCH(QString, voltage);
+    QFETCH(QString, report);
+    QVERIFY(m_bench->apply(current, voltage));
+    QCOMPARE(GeneratorPower::state().txtMessage, report);
+}
+
+void TestPowerDialog::aModelThatCannotBeAskedConfirmsNothing()
+{
+    configuration().generator.modelCode = 0;
+    QVERIFY(m_bench->apply(u"30"_s, u"40"_s));
+    QCOMPARE(GeneratorPower::state().txtMessage, u"30 mA, 40 kV: sent, not confirmed"_s);
 }
 
 void TestPowerDialog::aVoltageWithoutACurrentIsNotBelieved()

@@ -76,6 +76,11 @@ inline Temperature::Controller controller()
     Temperature::Controller row;
     row.name = QStringLiteral("Blower");
     row.fullName = QStringLiteral("hot-air blower");
+    row.outputName = QStringLiteral("blower");
+    row.switchOff = [] {
+        const bool off = query(QStringLiteral("SP 0")) == u"OK";
+        return Temperature::Off{off, off ? QStringLiteral("off, confirmed") : QStringLiteral("no answer")};
+    };
     row.enabled = []() -> bool& { return state().enabled; };
     row.readSettings = [] {
         const auto key = [](const char* name, qint32 otherwise) {

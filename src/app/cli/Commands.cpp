@@ -166,6 +166,13 @@ const QList<cli::Command>& cli::commands()
          {},
          goTo},
         {"stop", "Stops the controller's program and all motion.", {}, {}, stop},
+        {"off",
+         "Switches everything off: stops motion, closes the X-ray shutter, heaters and laser off. Says of each what it confirmed; exit "
+         "status "
+         "1 when one of them is not known to be off.",
+         {},
+         {},
+         off},
         {"reference", "Searches the reference position and waits until it is found.", {}, {}, reference},
         {"generator",
          "X-ray generator: status; power MA KV; shutter open or shutter close.",

@@ -42,6 +42,7 @@ int info(const Arguments& arguments);
 int convert(const Arguments& arguments);
 int status(const Arguments& arguments);
 int goTo(const Arguments& arguments);
+int off(const Arguments& arguments);
 int stop(const Arguments& arguments);
 int reference(const Arguments& arguments);
 int generator(const Arguments& arguments);

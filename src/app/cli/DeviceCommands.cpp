@@ -139,17 +139,29 @@ float numberOf(const QString& text)
 int generatorStatus(const Call&)
 {
     cli::Terminal::result(modGenerator::StatusSummary());
-    return answered(!modGenerator::state().lines.value(0).isEmpty(), QStringLiteral("The generator"));
+    if (modGenerator::answer() != modGenerator::Answer::None)
+        return cli::Done;
+    cli::Terminal::note(modGenerator::noAnswerText());
+    return cli::Failed;
 }
 
 int generatorPower(const Call& call)
 {
+    if (!flags().generatorRemote) {
+        cli::Terminal::note(QStringLiteral("The X-ray generator is not remote-controlled (Remote in scan.ini)."));
+        return cli::Failed;
+    }
+    if (numberOf(call.values[0]) < 0 || numberOf(call.values[1]) < 0) {
+        cli::Terminal::note(QStringLiteral("generator power: values below 0."));
+        return cli::WrongUsage;
+    }
     GeneratorPower::state().txtmA = call.values[0];
     GeneratorPower::state().txtkV = call.values[1];
     if (!GeneratorPower::Apply())
         return cli::Failed;
-    cli::Terminal::result(GeneratorPower::state().txtMessage);
-    return cli::Done;
+    const bool known = modGenerator::answer() != modGenerator::Answer::None;
+    known ? cli::Terminal::result(GeneratorPower::state().txtMessage) : cli::Terminal::note(GeneratorPower::state().txtMessage);
+    return known ? cli::Done : cli::Failed;
 }
 
 int generatorShutter(const Call& call)
@@ -163,9 +175,12 @@ int generatorShutter(const Call& call)
         cli::Terminal::note(QStringLiteral("The shutter is not remote-controlled, or the goniometer controller does not answer."));
         return cli::Failed;
     }
-    flags().shutterOpen = !open;
-    modGenerator::mnuExtrasGeneratorSwitchShutter();
-    cli::Terminal::result(open ? QStringLiteral("Shutter opened.") : QStringLiteral("Shutter closed."));
+    if (!modGenerator::SwitchShutter(open)) {
+        cli::Terminal::note(QStringLiteral("The shutter command could not be sent."));
+        return cli::Failed;
+    }
+    cli::Terminal::result(open ? QStringLiteral("Shutter: open, sent (it gives no reply).")
+                               : QStringLiteral("Shutter: closed, sent (it gives no reply)."));
     return cli::Done;
 }
 

@@ -16,6 +16,7 @@
 #include "goniometer/ScanRun.h"
 #include "goniometer/Utilities.h"
 #include "goniometer/modSMC.h"
+#include "safety/AllOff.h"
 
 #include <QJsonDocument>
 
@@ -141,6 +142,17 @@ int cli::stop(const Arguments&)
     if (result == Done)
         Terminal::result(u"Stopped."_qs);
     return result;
+}
+
+int cli::off(const Arguments&)
+{
+    connectDevices();
+    const bool done = AllOff::Run();
+    for (const AllOff::Item& item : std::as_const(AllOff::state().items)) {
+        const QString line = item.what + u": "_qs + item.said;
+        item.done ? Terminal::result(line) : Terminal::note(line);
+    }
+    return done ? Done : failedOrAborted();
 }
 
 int cli::reference(const Arguments&)

@@ -14,6 +14,7 @@
 #include "generator/modGenerator.h"
 #include "goniometer/ScanParameterCheck.h"
 #include "goniometer/modSMC.h"
+#include "safety/AllOff.h"
 #include "serial/modCOM.h"
 #include "temperature/Controller.h"
 #include "temperature/CooldownLog.h"
@@ -30,6 +31,7 @@ namespace {
 using modTools::WriteLog;
 using Temperature::Controller;
 
+constexpr double offPatience = 8; // s
 const QString lineBreak = QStringLiteral("\r\n");
 const QString programDirectoryOption = QStringLiteral("--program-dir");
 
@@ -105,8 +107,11 @@ void RefuseIncompleteControllers()
 
 void ReadTemperatureSections()
 {
+    Temperature::state().wanted.clear();
     for (const Controller* controller : modMain::ControllersAsRead()) {
         controller->readSettings();
+        if (controller->inUse())
+            Temperature::state().wanted += controller->name;
         if (controller->table.load != nullptr)
             controller->table.load();
         if (controller->readLimits != nullptr)
@@ -354,6 +359,39 @@ bool modMain::QueryUnload()
     box.goesOn = Prompts::Button::Yes;
     box.safe = box.unattended = Prompts::Button::No;
     return prompts().message(box) == Prompts::Button::Yes;
+}
+
+bool modMain::QueryStillOn()
+{
+    const QStringList on = AllOff::stillOn();
+    if (on.isEmpty())
+        return true;
+    Prompts::Message box;
+    box.title = QStringLiteral("Exit program");
+    box.text =
+        u"Still on: "_qs + on.join(QStringLiteral(", ")) + u"."_qs + lineBreak + u"Switch everything off before the program ends?"_qs;
+    box.icon = Prompts::Icon::Exclamation;
+    box.buttons = Prompts::Buttons::YesNoCancel;
+    box.goesOn = box.unattended = Prompts::Button::Yes;
+    box.safe = Prompts::Button::Cancel;
+    const Prompts::Button answer = prompts().message(box);
+    if (answer != Prompts::Button::Yes)
+        return answer == Prompts::Button::No;
+    if (AllOff::Run(offPatience))
+        return true;
+    box.text = u"Not everything is known to be off:"_qs + lineBreak + AllOff::report() + lineBreak + lineBreak + u"End all the same?"_qs;
+    box.icon = Prompts::Icon::Critical;
+    box.buttons = Prompts::Buttons::YesNo;
+    box.defaultButton = 2;
+    box.safe = Prompts::Button::No;
+    return prompts().message(box) == Prompts::Button::Yes;
+}
+
+void modMain::EndWithoutQuestions()
+{
+    SaveSettings();
+    if (!AllOff::stillOn().isEmpty())
+        AllOff::Run(offPatience);
 }
 
 void modMain::Close()

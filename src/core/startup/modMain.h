@@ -69,6 +69,11 @@ qint16 SaveSettings();
 bool QueryClose();
 /// Second closing question, asked when the scan in memory was not saved: false keeps the program running.
 bool QueryUnload();
-/// After both questions: every wait returns, nothing more is sent, the cooldown log ends, the lines are closed.
+/// Third closing question, asked when shutter, heater or beam is on, or was switched on by this program and is not known to be off: Yes
+/// switches everything off and waits for it (what does not confirm is shown, and asked about); false keeps the program running.
+bool QueryStillOn();
+/// The end of a session or a signal: nobody can be asked. Saves the settings and switches off what is on, for up to 8 s.
+void EndWithoutQuestions();
+/// After the questions: every wait returns, nothing more is sent, the cooldown log ends, the lines are closed.
 void Close();
 } // namespace modMain
