@@ -103,11 +103,18 @@ struct Controller
     QString tableFile() const { return table.fileName != nullptr ? table.fileName() : QString(); }
 };
 
+enum class Initialization {
+    Whole,   ///< reset and all that belongs to it: the window
+    NoReset, ///< units and emulation: a command that sets something
+    None,    ///< a command that reads, or that is for another device
+};
+
 /// The module's variables. `state() = State{}` resets them.
 struct State
 {
     QList<Controller> controllers;
-    QStringList wanted; ///< names of those that scan.ini switched on, there or not
+    Initialization initialization = Initialization::Whole; ///< what is sent to a controller that is there at the start
+    QStringList wanted;                                    ///< names of those that scan.ini switched on, there or not
 
     State();
 };

@@ -81,7 +81,7 @@ bool isThere()
 {
     if (!modLTC::OnBus())
         modTC::Connect();
-    return modLTC::LTCCheckPresence() == 0 && modLTC::LTCInit() == 0;
+    return modLTC::LTCCheckPresence() == 0 && modLTC::LTCPrepare() == 0;
 }
 } // namespace
 

@@ -12,6 +12,7 @@
 #include "gpib/modGPIB.h"
 #include "serial/Exchange.h"
 #include "serial/modCOM.h"
+#include "temperature/Controller.h"
 #include "temperature/LTCKnown.h"
 #include "temperature/SteadyState.h"
 #include "temperature/modLTC_RPID.h"
@@ -342,6 +343,23 @@ qint16 LTCInit()
     modTC::Show(u"Initializing LTC..."_s);
     LTCKnown::ForgetOutputs();
     return tellAll(commands().init);
+}
+
+qint16 LTCPrepare()
+{
+    switch (Temperature::state().initialization) {
+    case Temperature::Initialization::Whole:
+        return LTCInit();
+    case Temperature::Initialization::NoReset: {
+        QStringList lines = commands().init;
+        lines.removeAll(u"*RST"_s);
+        lines.removeAll(u"C"_s);
+        return tellAll(lines);
+    }
+    case Temperature::Initialization::None:
+        break;
+    }
+    return 0;
 }
 
 qint16 LTCGetTemperature(float& temperature)

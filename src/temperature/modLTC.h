@@ -52,6 +52,8 @@ inline constexpr float highestSetpoint = 305.0F;
 // --- operations; panel 3 shows what is being read
 
 qint16 LTCInit();
+/// At the start: as much of LTCInit as Temperature::State::initialization says.
+qint16 LTCPrepare();
 /// [K]; a reply that is no number reads as 0.
 qint16 LTCGetTemperature(float& temperature);
 /// The same for a wait: -1 when there was no answer, or none with a temperature in it (a sensor's fault reads as 0 K or as text).

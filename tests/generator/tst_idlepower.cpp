@@ -48,6 +48,8 @@ void TestIdlePower::init()
     m_bench = std::make_unique<GeneratorBench>();
     configuration().generator.reducePowerOnIdle = true;
     configuration().generator.reducePowerOnIdleDelay = 2;
+    m_bench->generator.answer("CA\r", "*0000005000\r");
+    m_bench->generator.answer("VN\r", "*0000020000\r");
     modGenerator::StartIdleWatch();
 }
 

@@ -141,8 +141,7 @@ private slots:
         QCOMPARE(planned, qsizetype(scans));
         QVERIFY2(finding.isEmpty() ? findings.isEmpty() : findings.contains(finding), qPrintable(findings.join(u'\n').left(500)));
         QVERIFY(findings.size() < 120);
-        // Some tenths of a second; the room is for machines that are slow or watched.
-        QVERIFY2(needed < 15000, qPrintable(QString::number(needed)));
+        // Some tenths of a second in a release; a walk that grows with the square of the length would end in the time-out of the test.
         qInfo("%lld ms", static_cast<long long>(needed));
         if (planned <= ProfileRun::mostScans)
             return;

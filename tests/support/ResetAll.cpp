@@ -10,8 +10,10 @@
 #include "gpib/modGPIB.h"
 #include "profile/ProfileRun.h"
 #include "profile/TProfile.h"
+#include "safety/AllOff.h"
 #include "serial/modCOM.h"
 #include "support/ResetProgram.h"
+#include "temperature/Controller.h"
 #include "temperature/CooldownLog.h"
 #include "temperature/SteadyState.h"
 #include "temperature/modHTC.h"
@@ -21,6 +23,7 @@
 
 void resetAll()
 {
+    AllOff::reset();
     CooldownLog::reset();
     modGenerator::reset();
     GeneratorPower::reset();
@@ -36,5 +39,6 @@ void resetAll()
     modSMC::state() = {};
     ScanRun::state() = {};
     Ratemeter::state() = {};
+    Temperature::state().initialization = Temperature::Initialization::Whole;
     resetProgram();
 }

@@ -157,7 +157,7 @@ private slots:
                               "Ne&w Setpoint (load RPID's)", "&Change current RPID's", "Save current &RPID's", "Auto&tuning (is OFF)",
                               "Restore &Default Settings"}));
         QCOMPARE(entries("mnuLaser"), QStringList({"Beam &ON", "New &Temperature Setpoint", "Test"}));
-        QCOMPARE(entries("mnuExtras"), QStringList({"&SMC", "X-Ray Generator", "&Ratemeter"}));
+        QCOMPARE(entries("mnuExtras"), QStringList({"&SMC", "X-Ray Generator", "&Ratemeter", "All &Off"}));
         QCOMPARE(entries("mnuExtrasSMC"), QStringList({"&Get RAM Data", "&GoTo...", "Search &Reference Position", "Set Reference &Offset",
                                                        "Get &Status...", "&STOP Motion"}));
         QCOMPARE(entries("mnuExtrasGenerator"), QStringList({"OPEN &X-Ray Shutter", "Set &Power...", "Get &Status..."}));

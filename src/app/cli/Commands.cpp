@@ -11,6 +11,7 @@
 #include "core/startup/modMain.h"
 #include "datafiles/ExportFormats.h"
 #include "datafiles/modFile.h"
+#include "temperature/Controller.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -28,6 +29,7 @@ const cli::Option exportOption{"export", Kind::Export, "FORMAT=FILE", "write FIL
 const QList<cli::Option> commonOptions{
     {"program-dir", Kind::Path, "DIR", "where scan.ini lies and app.log is written"},
     {"log", Kind::Switch, "", "write app.log"},
+    {"init", Kind::Switch, "", "initialise (reset) the low-temperature controller at the start, as the window does"},
     {"yes", Kind::Switch, "", "answer every question so that the command goes on"},
     {"help", Kind::Switch, "", "this text, or that of a command"},
     {"version", Kind::Switch, "", "the version"},
@@ -180,10 +182,11 @@ const QList<cli::Command>& cli::commands()
          {},
          generator},
         {"ltc",
-         "Low-temperature controller: temperature; setpoint K; status; query TEXT; log SECONDS. A setpoint is sent with the control "
+         "Low-temperature controller: temperature; setpoint K; status; query TEXT; log SECONDS; init and default reset it. A setpoint is "
+         "sent with the control "
          "parameters of the "
          "table, and waited for until the temperature is steady.",
-         deviceWords("temperature|setpoint|status|query|log"), setpointOptions(), ltc},
+         deviceWords("temperature|setpoint|status|query|log|init|default"), setpointOptions(), ltc},
         {"htc",
          "High-temperature controller: temperature; setpoint C; heater on or heater off; status. A setpoint is sent with the control "
          "parameters of the table, and waited for until the temperature is steady.",
@@ -234,6 +237,12 @@ cli::TerminalPrompts& cli::terminalPrompts()
     return thePrompts;
 }
 
+void cli::setsController()
+{
+    if (Temperature::state().initialization == Temperature::Initialization::None)
+        Temperature::state().initialization = Temperature::Initialization::NoReset;
+}
+
 bool cli::connectDevices()
 {
     modMain::LoadSettings();
@@ -243,7 +252,7 @@ bool cli::connectDevices()
 }
 
 namespace {
-int runCommand(const cli::Command& command, const cli::Arguments& arguments, const QString& programDirectory, bool yes, bool log)
+int runCommand(const cli::Command& command, const cli::Arguments& arguments, const QString& programDirectory, bool yes, bool log, bool init)
 {
     cli::terminalPrompts().yes = yes;
     setPrompts(&cli::terminalPrompts());
@@ -251,6 +260,7 @@ int runCommand(const cli::Command& command, const cli::Arguments& arguments, con
     modMain::SetProgramDirectory(programDirectory);
     modMain::ClearFlags();
     flags().log = log;
+    Temperature::state().initialization = init ? Temperature::Initialization::Whole : Temperature::Initialization::None;
     const int exitStatus = command.run(arguments);
     modMain::Close();
     return exitStatus;
@@ -280,7 +290,7 @@ int cli::run(QStringList words)
     if (!why.isEmpty())
         return wrongUsage(why, command);
     const QString programDirectory = (arguments.has("program-dir") ? arguments : leading).text("program-dir");
-    return runCommand(*command, arguments, programDirectory, given("yes"), given("log"));
+    return runCommand(*command, arguments, programDirectory, given("yes"), given("log"), given("init"));
 }
 
 QStringList cli::exportPaths(const QStringList& exports)

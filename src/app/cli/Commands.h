@@ -32,6 +32,9 @@ int run(QStringList words);
 
 /// The prompts of this run.
 TerminalPrompts& terminalPrompts();
+/// The command sets something with a temperature controller: at the start it gets its units, too, but no reset. Before the devices are
+/// asked.
+void setsController();
 /// Reads scan.ini, opens and asks the devices. False, with a note, when there is no controller.
 bool connectDevices();
 

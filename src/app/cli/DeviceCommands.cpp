@@ -111,6 +111,8 @@ int runAction(const cli::Arguments& arguments, const QList<Action>& actions, con
             return cli::WrongUsage;
         }
         cli::Interrupts::install([](int) { flags().closing = true; });
+        if (action.sets)
+            cli::setsController();
         if (!action.offline) {
             modMain::LoadSettings();
         } else {
@@ -253,6 +255,24 @@ int ltcLog(const Call& call)
     }
     CooldownLog::Stop();
     return CooldownLog::state().error ? cli::Failed : cli::Done;
+}
+
+int ltcInit(const Call&)
+{
+    const bool done = modLTC::LTCInit() == 0;
+    if (done)
+        cli::Terminal::result(QStringLiteral("Initialised."));
+    return answered(done, ltcName);
+}
+
+int ltcDefault(const Call&)
+{
+    if (modLTC::LTCDefault() != 0) {
+        cli::Terminal::note(QStringLiteral("The controller did not answer; its heater may still be on."));
+        return cli::Failed;
+    }
+    cli::Terminal::result(QStringLiteral("Default settings restored."));
+    return cli::Done;
 }
 
 int ltcQuery(const Call& call)
@@ -415,7 +435,9 @@ int cli::ltc(const Arguments& arguments)
                       {"setpoint", 1, true, ltcSetpoint, true},
                       {"status", 0, false, ltcStatus},
                       {"query", 1, false, ltcQuery},
-                      {"log", 1, true, ltcLog}},
+                      {"log", 1, true, ltcLog},
+                      {"init", 0, false, ltcInit},
+                      {"default", 0, false, ltcDefault}},
                      QStringLiteral("ltc"), [] { return modLTC::controller().inUse(); });
 }
 

@@ -108,6 +108,7 @@ void follow()
 int measure(const cli::Arguments& arguments)
 {
     cli::Interrupts::install(onInterrupt);
+    cli::setsController();
     const bool connected = cli::connectDevices();
     if (cli::Interrupts::count() > 0)
         return cli::Aborted;
