@@ -128,7 +128,6 @@ private slots:
                                          "  mnuExtrasGeneratorSetPower Set &Power...\n"
                                          "  mnuExtrasGeneratorGetStatus Get &Status...\n"
                                          " mnuExtrasRatemeter &Ratemeter\n"
-                                         " --\n"
                                          " mnuExtrasAllOff All &Off\n"
                                          "mnuHelp &Help\n"
                                          " mnuHelpHelp &Help...\n"
