@@ -3,6 +3,7 @@
 #include "core/FrontPanel.h"
 
 #include "core/Flags.h"
+#include "core/Instrument.h"
 #include "core/NumberText.h"
 #include "core/Operation.h"
 
@@ -131,8 +132,14 @@ void FrontPanel::refreshEntries()
     using enum Menu::Entry;
     const Flags& now = flags();
     QSet<Menu::Entry> disabled;
+    // What is on can be switched off whatever goes on.
+    const auto isOn = [](const Menu::Item& item) {
+        return item.outputOf != nullptr &&
+               instrument().controllers.value(QString::fromLatin1(item.outputOf)).output.likely().value_or(false);
+    };
     for (const Menu::Item& item : Menu::items())
-        if (!(Operation::open(item.needs) || Operation::canBreakOff(item.entry)) || (item.device != nullptr && !(now.*item.device)))
+        if (!(Operation::open(item.needs) || Operation::canBreakOff(item.entry) || isOn(item)) ||
+            (item.device != nullptr && !(now.*item.device)))
             disabled.insert(item.entry);
     const auto needs = [&disabled](Menu::Entry entry, bool there) {
         if (!there)

@@ -26,7 +26,7 @@ const QList<Item>& items()
         {mnuHTCQueryTemperature, "mnuHTCQueryTemperature", u"Query current &Temperature", mnuHTC, false, Resource::TemperatureLine},
         {mnuHTCSetpoint, "mnuHTCSetpoint", u"New &Setpoint (use current PID's)", mnuHTC, true, Resource::TemperatureLine},
         {mnuHTCNewSetpointWithPID, "mnuHTCNewSetpointWithPID", u"Ne&w Setpoint (load PID's)", mnuHTC, false, Resource::TemperatureLine},
-        {mnuHTCHeaterOutput, "mnuHTCHeaterOutput", u"Heater &Output (is OFF)", mnuHTC, true, Resource::TemperatureLine},
+        {mnuHTCHeaterOutput, "mnuHTCHeaterOutput", u"Heater &Output (is OFF)", mnuHTC, true, Resource::TemperatureLine, nullptr, "HTC"},
         {mnuHTCChangePID, "mnuHTCChangePID", u"&Change current PID's", mnuHTC, true, Resource::TemperatureLine},
         {mnuHTCSavePID, "mnuHTCSavePID", u"Save current &PID's", mnuHTC, false, Resource::TemperatureLine},
         {mnuHTCAutoOptimize, "mnuHTCAutoOptimize", u"&Auto Optimizing", mnuHTC, true, Resource::TemperatureLine},
@@ -44,7 +44,7 @@ const QList<Item>& items()
         {mnuLTCDefault, "mnuLTCDefault", u"Restore &Default Settings", mnuLTC, false, Resource::TemperatureLine},
 
         {mnuLaser, "mnuLaser", u"La&ser", mnuLaser, false, {}, &Flags::laserEnabled},
-        {mnuLaserBeam, "mnuLaserBeam", u"Beam &ON", mnuLaser, false, Resource::TemperatureLine},
+        {mnuLaserBeam, "mnuLaserBeam", u"Beam &ON", mnuLaser, false, Resource::TemperatureLine, nullptr, "Laser"},
         {mnuLaserSetpoint, "mnuLaserSetpoint", u"New &Temperature Setpoint", mnuLaser, false, Resource::TemperatureLine},
         {mnuLaserTest, "mnuLaserTest", u"Test", mnuLaser, true, Resource::TemperatureLine},
 

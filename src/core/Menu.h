@@ -76,12 +76,13 @@ enum class Entry {
 struct Item
 {
     Entry entry;
-    const char* name;              ///< object name in the window
-    const char16_t* caption;       ///< first caption; "&" marks the access key
-    Entry parent;                  ///< the menu it stands in; itself for a menu of the menu bar
-    bool separatorBefore;          ///< a new group begins
-    Resources needs = {};          ///< disabled while an operation holds one of these
-    bool Flags::*device = nullptr; ///< the menu of a temperature controller: set while that is in use
+    const char* name;               ///< object name in the window
+    const char16_t* caption;        ///< first caption; "&" marks the access key
+    Entry parent;                   ///< the menu it stands in; itself for a menu of the menu bar
+    bool separatorBefore;           ///< a new group begins
+    Resources needs = {};           ///< disabled while an operation holds one of these
+    bool Flags::*device = nullptr;  ///< the menu of a temperature controller: set while that is in use
+    const char* outputOf = nullptr; ///< switches the output of this controller (Instrument::controllers): off goes at any time
 };
 
 /// All entries in the order of the menus.

@@ -89,6 +89,14 @@ public:
         QObject::connect(&m_ticks, &modTools::Timer::tick, &m_ticks, [this] { look(); });
     }
 
+    void begin(Menu::Entry entry)
+    {
+        for (const Temperature::Controller& row : std::as_const(Temperature::controllers()))
+            if (row.outputEntry == entry)
+                add(row);
+        start();
+    }
+
     void begin()
     {
         if (flags().smcOnline) {
@@ -106,18 +114,28 @@ public:
         for (const Temperature::Controller& row : std::as_const(Temperature::controllers())) {
             if (!row.inUse() && !Temperature::state().wanted.contains(row.name))
                 continue;
-            SerialChannel* line = onSerialLine(row) ? &modCOM::TCComm() : nullptr;
-            add(row.outputName, line, [&row](QString* said) { return switchOff(row, said); });
+            add(row);
         }
         // The shutter first: nothing has to answer for it.
         for (qsizetype i = 0; i < m_devices.size(); ++i)
             if (AllOff::state().items[i].what == u"X-ray shutter"_s)
                 attempt(i);
+        start();
+    }
+
+private:
+    void start()
+    {
         m_ticks.setEnabled(true);
         look();
     }
 
-private:
+    void add(const Temperature::Controller& row)
+    {
+        SerialChannel* line = onSerialLine(row) ? &modCOM::TCComm() : nullptr;
+        add(row.outputName, line, [&row](QString* said) { return switchOff(row, said); });
+    }
+
     void add(const QString& what, SerialChannel* line, std::function<bool(QString*)> attempt)
     {
         AllOff::state().items += {what, lineIsDown, false};
@@ -227,6 +245,23 @@ QString report()
     for (const Item& item : std::as_const(state().items))
         lines += item.what + u": "_s + item.said;
     return lines.isEmpty() ? u"There is nothing to switch off."_s : lines.join(u"\r\n"_s);
+}
+
+void SwitchOff(Menu::Entry entry)
+{
+    if (state().running) // it is among them
+        return;
+    QObject::connect(
+        &notifier(), &Notifier::ended, &notifier(),
+        [] {
+            frontPanel().setPanel(1, report());
+            if (!done() && !flags().closing)
+                showMessage(u"Switch off"_s, report(), Prompts::Icon::Critical);
+        },
+        Qt::SingleShotConnection);
+    state() = State{true, {}};
+    sessions() = {std::make_shared<Session>(patience)};
+    sessions().first()->begin(entry);
 }
 
 void mnuExtrasAllOff()

@@ -2,6 +2,8 @@
 
 #pragma once
 
+#include "core/Menu.h"
+
 #include <QList>
 #include <QObject>
 #include <QString>
@@ -44,6 +46,9 @@ inline constexpr double patience = 30;
 void Begin(double seconds = patience);
 /// Begins, and waits for its end. True when everything is done.
 bool Run(double seconds = patience);
+/// The output that this entry switches, and nothing else: the same way, beside whatever waits. Panel 1 says what it confirmed, a box
+/// ("Switch off") what it did not.
+void SwitchOff(Menu::Entry entry);
 /// Every item is done.
 bool done();
 /// "X-ray shutter: closed, sent (it gives no reply)", a line for each item.

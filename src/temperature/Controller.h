@@ -62,12 +62,13 @@ struct Off
 
 struct Controller
 {
-    QString name;                    ///< "HTC": in logs and messages, and the section of scan.ini
-    QString fullName;                ///< "high-temperature controller": in sentences
-    QString outputName;              ///< "furnace heater": what is hot or radiates
-    bool outputHurts = false;        ///< people, when it is on
-    bool& (*enabled)() = nullptr;    ///< in use; cleared when it turns out not to be there
-    std::optional<Menu::Entry> menu; ///< follows `enabled` (Menu::Item::device); nothing: it has none
+    QString name;                           ///< "HTC": in logs and messages, and the section of scan.ini
+    QString fullName;                       ///< "high-temperature controller": in sentences
+    QString outputName;                     ///< "furnace heater": what is hot or radiates
+    std::optional<Menu::Entry> outputEntry; ///< switches it (Menu::Item::outputOf); nothing: there is none
+    bool outputHurts = false;               ///< people, when it is on
+    bool& (*enabled)() = nullptr;           ///< in use; cleared when it turns out not to be there
+    std::optional<Menu::Entry> menu;        ///< follows `enabled` (Menu::Item::device); nothing: it has none
 
     // --- start-up
 

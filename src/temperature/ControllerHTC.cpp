@@ -67,6 +67,7 @@ Temperature::Controller modHTC::controller()
     row.name = u"HTC"_s;
     row.fullName = u"high-temperature controller"_s;
     row.outputName = u"furnace heater"_s;
+    row.outputEntry = Menu::Entry::mnuHTCHeaterOutput;
     row.outputHurts = true;
     row.switchOff = switchOff;
     row.enabled = []() -> bool& { return flags().htcEnabled; };

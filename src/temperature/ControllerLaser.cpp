@@ -68,6 +68,7 @@ Temperature::Controller modHTC_Laser::controller()
     row.name = u"Laser"_s;
     row.fullName = u"laser controller"_s;
     row.outputName = u"laser beam"_s;
+    row.outputEntry = Menu::Entry::mnuLaserBeam;
     row.outputHurts = true;
     row.switchOff = switchOff;
     row.enabled = []() -> bool& { return flags().laserEnabled; };

@@ -4,6 +4,7 @@
 
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
+#include "core/Instrument.h"
 #include "core/Operation.h"
 #include "core/startup/modMain.h"
 #include "datafiles/modFile.h"
@@ -92,6 +93,21 @@ void generator(QWidget*)
         procedure();
 }
 
+bool isOn(Menu::Entry entry)
+{
+    return instrument().controllers.value(QString::fromLatin1(Menu::item(entry).outputOf)).output.likely().value_or(false);
+}
+
+/// An entry that switches an output: off goes at any time, beside whatever waits.
+template <Menu::Entry entry, void (*procedure)()>
+void output(QWidget* mainWindow)
+{
+    if (!Operation::open(Resource::TemperatureLine) && isOn(entry))
+        AllOff::SwitchOff(entry);
+    else
+        temperature<procedure>(mainWindow);
+}
+
 void settings(QWidget* mainWindow)
 {
     show<frmSettings>(mainWindow);
@@ -127,7 +143,7 @@ const QHash<Menu::Entry, Procedure>& table()
         {mnuHTCQueryTemperature, temperature<modHTC::mnuHTCQueryTemperature>},
         {mnuHTCSetpoint, temperature<modHTC::mnuHTCSetpoint>},
         {mnuHTCNewSetpointWithPID, temperature<modHTC::mnuHTCNewSetpointWithPID>},
-        {mnuHTCHeaterOutput, temperature<modHTC::mnuHTCHeaterOutput>},
+        {mnuHTCHeaterOutput, output<mnuHTCHeaterOutput, modHTC::mnuHTCHeaterOutput>},
         {mnuHTCChangePID, temperatureDialog<frmPID::open>},
         {mnuHTCSavePID, temperature<modHTC::mnuHTCSavePID>},
         {mnuHTCAutoOptimize, temperature<modHTC::mnuHTCAutoOptimize>},
@@ -141,7 +157,7 @@ const QHash<Menu::Entry, Procedure>& table()
         {mnuLTCSavePID, temperature<modLTC::mnuLTCSavePID>},
         {mnuLTCAutoTune, temperature<modLTC::mnuLTCAutoTune>},
         {mnuLTCDefault, temperature<modLTC::mnuLTCDefault>},
-        {mnuLaserBeam, temperature<modHTC_Laser::mnuLaserBeam>},
+        {mnuLaserBeam, output<mnuLaserBeam, modHTC_Laser::mnuLaserBeam>},
         {mnuLaserSetpoint, temperature<modHTC_Laser::mnuLaserSetpoint>},
         {mnuLaserTest, temperature<modHTC_Laser::mnuLaserTest>},
 
@@ -177,6 +193,9 @@ bool runsAtOnce(Menu::Entry entry)
         return Operation::canBreakOff(entry);
     case mnuLTCLogCooldown:
         return CooldownLog::state().running;
+    case mnuHTCHeaterOutput:
+    case mnuLaserBeam:
+        return !Operation::open(Resource::TemperatureLine) && isOn(entry);
     case mnuExtrasSMCStop:
     case mnuExtrasGeneratorSwitchShutter:
     case mnuExtrasAllOff:

@@ -39,7 +39,8 @@ private slots:
         QCOMPARE(lab.run(on.split(u' ')), 0);
         lab.forget();
         // The DRC-91CA keeps to its short record until it is cleared.
-        QCOMPARE(lab.said(options.contains(u"drc91"_s) ? "off --init" : "off"), "Motion: stopped, confirmed\nX-ray shutter: closed, sent (it gives no reply)\n" + last + "\n|");
+        QCOMPARE(lab.said(options.contains(u"drc91"_s) ? "off --init" : "off"),
+                 "Motion: stopped, confirmed\nX-ray shutter: closed, sent (it gives no reply)\n" + last + "\n|");
         QVERIFY(lab.received(u"SMC"_s).contains(u"Q;|IO0;"_s));
     }
 

@@ -167,6 +167,28 @@ private slots:
         QCOMPARE(AllOff::stillOn(), QStringList(u"furnace heater"_s));
     }
 
+    void aFurnaceIsSwitchedOffWithinItsWait()
+    {
+        QVERIFY(bench().bringUp({u"--htc"_s}));
+        bench().choose(Entry::mnuHTCHeaterOutput);
+        bench().answerInput(u"New Setpoint"_s, u"Enter new setpoint:"_s, QString(), u"400"_s);
+        qsizetype after = 0;
+        bench().once([] { return LabWindow::textLines().size() > 4; },
+                     [&] {
+                         QVERIFY(!bench().entry(Entry::mnuHTCSetpoint)->isEnabled());
+                         bench().choose(Entry::mnuHTCHeaterOutput);
+                         QVERIFY(bench().desk().until([] { return !AllOff::state().running; }, 40));
+                         QCOMPARE(frontPanel().panel(1), u"furnace heater: heater output off, confirmed"_s);
+                         QVERIFY(Operation::isRunning(Operations::temperature)); // the wait goes on
+                         after = bench().lab.received(u"HTC"_s).count(u"R001NF?"_s);
+                     });
+        bench().once([&] { return after > 0 && bench().lab.received(u"HTC"_s).count(u"R001NF?"_s) > after + 2; },
+                     [] { LabWindow::pressTextButton(); });
+        bench().choose(Entry::mnuHTCSetpoint);
+        QVERIFY(after > 0);
+        QCOMPARE(cell("HTCOutput"), u"furnace heater off"_s);
+    }
+
     // --- closing
 
     void closingAsksAboutWhatIsOn()
