@@ -154,6 +154,33 @@ Fault outOfRange(const Boxes& boxes)
     for (const auto& [box, text] : values)
         if (const QString why = refusal(box, text); !why.isEmpty())
             return {why, box};
+    const TProfile::Step step{numberOf(boxes.t1), numberOf(boxes.t2), numberOf(boxes.dt), {}, {}, {}};
+    if (step.t1)
+        if (const QString why = seriesRefusal(step); !why.isEmpty())
+            return {why, Box::dT};
+    return {};
+}
+
+QString seriesRefusal(const TProfile::Step& step)
+{
+    const Temperature::Scale scale = Temperature::active().scale();
+    // A series rises or falls: only its ends can lie outside.
+    for (const qsizetype index : {qsizetype(0), step.count() - 1}) {
+        const double value = step.temperature(index);
+        if (!(value >= scale.lowest && value <= scale.highest))
+            return NumberText::General(value) + u' ' + scale.unit + u" lies outside"_s + NumberText::Print(scale.lowest) + u"..."_s +
+                   NumberText::Print(scale.highest) + u'.';
+    }
+    return {};
+}
+
+QString profileRefusal()
+{
+    const QStringList& lines = TProfile::state().lines;
+    for (qsizetype i = 0; i < lines.size(); ++i)
+        if (const std::optional<TProfile::Step> step = TProfile::ParseStep(lines[i]))
+            if (const QString why = seriesRefusal(*step); !why.isEmpty())
+                return u"line "_s + NumberText::General(qint64{i + 1}) + u": "_s + why;
     return {};
 }
 

@@ -46,6 +46,11 @@ void load(const QString& line, Boxes* boxes);
 QString refusal(Box box, const QString& text);
 /// The first box with a value that is refused.
 Fault outOfRange(const Boxes& boxes);
+/// What is wrong with the values that a step gives, its whole series: "364 K lies outside 8...305." The first one that is out of the
+/// controller's range is named; empty: none is.
+QString seriesRefusal(const TProfile::Step& step);
+/// The same for all lines of the profile, "line 3: " before it; empty: all can be set.
+QString profileRefusal();
 /// The key as it goes into a numeric box: digits and "."; "," becomes "."; null: not accepted.
 QChar acceptedKey(QChar key);
 

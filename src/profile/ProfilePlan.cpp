@@ -327,6 +327,8 @@ QStringList Check()
         const std::optional<TProfile::Step> step = TProfile::ParseStep(lines[i]);
         if (!step)
             continue;
+        if (const QString why = ProfileEdit::seriesRefusal(*step); !why.isEmpty())
+            findings += where + why;
         scans += step->count(mostScans + 1 - scans);
         if (scans > mostScans) {
             findings += where + TooManyText();

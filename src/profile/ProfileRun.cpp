@@ -8,6 +8,7 @@
 #include "core/modTools.h"
 #include "goniometer/ScanParameterCheck.h"
 #include "goniometer/modSMC.h"
+#include "profile/ProfileEdit.h"
 #include "profile/ProfileReport.h"
 #include "temperature/Controller.h"
 
@@ -221,6 +222,10 @@ std::optional<qsizetype> prepare(const ProfileRun::Options& options)
         return std::nullopt;
     if (!Temperature::anyInUse()) {
         showMessage(title, u"No temperature controller is enabled."_s);
+        return std::nullopt;
+    }
+    if (const QString why = ProfileEdit::profileRefusal(); !why.isEmpty()) {
+        showMessage(title, why, Prompts::Icon::Exclamation);
         return std::nullopt;
     }
     ScanParameterCheck::CheckScanParameters();

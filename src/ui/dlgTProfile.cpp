@@ -506,6 +506,12 @@ void dlgTProfile::accept()
     // What is typed counts in the picture and in the total, but not in the run.
     if (m_typed && boxes() != ProfileEdit::Boxes() && !mayDiscard())
         return;
+    if (const QString why = ProfileEdit::profileRefusal(); !why.isEmpty()) {
+        m_asking = true;
+        showMessage(title, why, Prompts::Icon::Exclamation);
+        m_asking = false;
+        return;
+    }
     QDialog::accept();
 }
 
