@@ -21,8 +21,8 @@
 #include <random>
 #include <vector>
 
-// How fast the chart draws the largest scan, how soon the main window can be used, and what it costs while nothing happens: on the offscreen
-// platform, or, with QT_QPA_PLATFORM set, the chart alone in a real window at the scaling of that screen (bench/plot_window.sh).
+// How fast the chart draws the largest scan, how soon the main window can be used, and what it costs while nothing happens: on the
+// offscreen platform, or, with QT_QPA_PLATFORM set, the chart alone in a real window at the scaling of that screen (bench/plot_window.sh).
 
 namespace {
 constexpr int points = 32001;
@@ -109,7 +109,7 @@ bool drawingInWindow()
     show(chart);
     for (int i = 0; i < 500 && !chart.windowHandle()->isExposed(); ++i)
         QApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
-    const QSize pixels = chart.toPixmap().size();
+    const QSize pixels = chart.size() * chart.bufferDevicePixelRatio();
     std::printf("window of %d x %d pixels\n", pixels.width(), pixels.height());
     if (!chart.windowHandle()->isExposed() || chart.bufferDevicePixelRatio() != 2)
         return false;

@@ -38,7 +38,7 @@ look() {
     sleep $seconds
     ticks1=$(ticks) wakes1=$(wakes)
     kill "$program" 2>/dev/null || { cat "$dir/out"; exit 1; }
-    wait "$program" || true
+    wait "$program" 2> /dev/null || true
     program=
     awk -v name="$name" -v t=$((ticks1 - ticks0)) -v w=$((wakes1 - wakes0)) -v s=$seconds -v hz="$(getconf CLK_TCK)" 'BEGIN {
         share = t / hz / s; rate = w / s
