@@ -8,6 +8,7 @@
 #include <QApplication>
 #include <QEventLoop>
 #include <QTimer>
+#include <QWindow>
 
 #include <benchmark/benchmark.h>
 
@@ -20,7 +21,8 @@
 #include <random>
 #include <vector>
 
-// How fast the chart draws the largest scan, how soon the main window can be used, and what it costs while nothing happens.
+// How fast the chart draws the largest scan, how soon the main window can be used, and what it costs while nothing happens: on the
+// offscreen platform, or, with QT_QPA_PLATFORM set, the chart alone in a real window at the scaling of that screen (bench/plot_window.sh).
 
 namespace {
 constexpr int points = 32001;
@@ -82,17 +84,37 @@ void print(const char* name, double value, double limit, const char* unit)
     std::printf("ratio %s %.2f limit 1   (%.2f %s of %.2f %s)\n", name, value / limit, value, unit, limit, unit);
 }
 
-void drawing(double pixelRatio, const char* full, const char* zoomed)
+void drawing(Chart2d& chart, const char* full, const char* zoomed)
 {
-    Chart2d chart;
-    show(chart);
-    chart.setBufferDevicePixelRatio(pixelRatio);
     fill(chart);
     constexpr double frame = 16;
     const auto replot = [&chart] { chart.replot(QCustomPlot::rpImmediateRefresh); };
     print(full, median(replot, processorMilliseconds), frame, "ms");
     chart.zoom(20, 60, 0, 500);
     print(zoomed, median(replot, processorMilliseconds), frame, "ms");
+}
+
+void drawingOffscreen(double pixelRatio, const char* full, const char* zoomed)
+{
+    Chart2d chart;
+    show(chart);
+    chart.setBufferDevicePixelRatio(pixelRatio);
+    drawing(chart, full, zoomed);
+}
+
+/// The chart in a window of a real screen, drawn there in all its pixels. False when it isn't to be seen, or not at 200 %.
+bool drawingInWindow()
+{
+    Chart2d chart;
+    show(chart);
+    for (int i = 0; i < 500 && !chart.windowHandle()->isExposed(); ++i)
+        QApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
+    const QSize pixels = chart.size() * chart.bufferDevicePixelRatio();
+    std::printf("window of %d x %d pixels\n", pixels.width(), pixels.height());
+    if (!chart.windowHandle()->isExposed() || chart.bufferDevicePixelRatio() != 2)
+        return false;
+    drawing(chart, "plot_full_32001_in_window_at_200_percent", "plot_zoomed_32001_in_window_at_200_percent");
+    return true;
 }
 
 /// Processor time of an idle main window in percent of the wall clock, over two seconds.
@@ -138,11 +160,15 @@ BENCHMARK(replotFull)->Unit(benchmark::kMillisecond);
 
 int main(int argc, char* argv[])
 {
-    qputenv("QT_QPA_PLATFORM", "offscreen");
+    const bool inWindow = qEnvironmentVariableIsSet("QT_QPA_PLATFORM") && qgetenv("QT_QPA_PLATFORM") != "offscreen";
+    if (!inWindow)
+        qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication application(argc, argv);
+    if (inWindow)
+        return drawingInWindow() && allWithinLimits ? 0 : 1;
     benchmark::Initialize(&argc, argv);
-    drawing(1, "plot_full_32001", "plot_zoomed_32001");
-    drawing(2, "plot_full_32001_at_200_percent", "plot_zoomed_32001_at_200_percent");
+    drawingOffscreen(1, "plot_full_32001", "plot_zoomed_32001");
+    drawingOffscreen(2, "plot_full_32001_at_200_percent", "plot_zoomed_32001_at_200_percent");
     mainWindow();
     idling();
     benchmark::RunSpecifiedBenchmarks();

@@ -31,7 +31,8 @@ sed -i -e 's/^ScanStop=.*/ScanStop=21/' -e '/^\(Tx\|Rx\)Delay=/d' -e 's/^\[smc\]
 echo "T1:297.5;T2:295;DT:0.5;DW:$dwell;" > "$dir/pace.gtp"
 "$bin/scan-cli" --program-dir "$dir" profile run "$dir/pace.gtp" --name pace --yes > "$dir/said" 2>&1 || { cat "$dir/said"; exit 1; }
 times > "$dir/times"
-kill "$instrument" && wait "$instrument" 2> /dev/null || true # the trace is whole when it has ended
+kill "$instrument"
+wait "$instrument" 2> /dev/null || true # the trace is whole when it has ended
 instrument=
 
 awk -v dwell=$dwell -v processor="$(tail -1 "$dir/times")" '

@@ -9,7 +9,10 @@
 set -eu
 bin=$(cd "${1:-$(dirname "$0")/../build/release/bin}" && pwd)
 dir=$(mktemp -d)
-instrument= server= program=
+instrument=
+server=
+program=
+process=
 trap 'for process in $program $server $instrument; do kill "$process" 2>/dev/null || true; done; rm -rf "$dir"' EXIT INT TERM
 limit=300
 starts=7
@@ -42,12 +45,12 @@ start() { # appends "milliseconds on the wall, milliseconds of the processor" to
         "$bin/scan" --program-dir "$dir" 2> "$dir/drawn" &
     program=$!
     until_seen 'Flushing QRegion(0,0 .* of frmMain' "$dir/drawn"
-    ticks=$(cut -d' ' -f14,15 "/proc/$program/stat" | tr ' ' +)
+    ticks=$(awk '{ print $14 + $15 }' "/proc/$program/stat")
     drawn=$(awk '/Flushing QRegion\(0,0 .* of frmMain/ { print $1; exit }' "$dir/drawn")
     kill "$program"
     wait "$program" 2> /dev/null || true
     program=
-    echo "$began $drawn $(($ticks)) $(getconf CLK_TCK)" | awk '{ printf "%.0f %.0f\n", ($2 - $1) * 1000, $3 / $4 * 1000 }' >> "$dir/starts"
+    echo "$began $drawn $ticks $(getconf CLK_TCK)" | awk '{ printf "%.0f %.0f\n", ($2 - $1) * 1000, $3 / $4 * 1000 }' >> "$dir/starts"
 }
 
 # The waits of one start: each answer ends with the first RxTimer tick that finds its length unchanged, also unchanged against the answer before.

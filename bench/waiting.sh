@@ -1,7 +1,7 @@
 #!/bin/sh
-# What waiting costs: processor time and wake-ups of the console program while it polls a scan, waits for a temperature and logs a cooldown,
-# with DelaySleep and the lines' delays as the program has them by itself. Linux only; takes about 80 s.
-# Usage: bench/waiting.sh [BIN]    BIN: where scan-cli and virtual-instrument lie (default build/release/bin)
+# What waiting costs: processor time and wake-ups of the console program while it polls a scan, waits for a temperature and logs a cooldown, and
+# of the ratemeter without its window, with DelaySleep and the lines' delays as the program has them by itself. Linux only; takes about 110 s.
+# Usage: bench/waiting.sh [BIN]    BIN: where scan-cli, ratemeter-alone and virtual-instrument lie (default build/release/bin)
 #
 # Each is looked at for 20 s in its midst: /proc/PID/stat (user and system time) and /proc/PID/status (voluntary context switches).
 set -eu
@@ -27,18 +27,18 @@ sed -i '/^DelaySleep=/d; /^[TR]xDelay=/d' "$dir/scan.ini"
 ticks() { awk '{ print $14 + $15 }' "/proc/$program/stat"; }
 wakes() { awk '/^voluntary_ctxt_switches/ { print $2 }' "/proc/$program/status"; }
 
-# look NAME WORDS...: runs the command and looks at it in its midst.
+# look NAME PROGRAM WORDS...: runs the program and looks at it in its midst.
 look() {
     name=$1
     shift
-    "$bin/scan-cli" --program-dir "$dir" "$@" --yes > "$dir/out" 2>&1 &
+    "$@" > "$dir/out" 2>&1 &
     program=$!
     sleep 6
     ticks0=$(ticks) wakes0=$(wakes)
     sleep $seconds
     ticks1=$(ticks) wakes1=$(wakes)
     kill "$program" 2>/dev/null || { cat "$dir/out"; exit 1; }
-    wait "$program" || true
+    wait "$program" 2> /dev/null || true
     program=
     awk -v name="$name" -v t=$((ticks1 - ticks0)) -v w=$((wakes1 - wakes0)) -v s=$seconds -v hz="$(getconf CLK_TCK)" 'BEGIN {
         share = t / hz / s; rate = w / s
@@ -48,7 +48,16 @@ look() {
     }' || wrong=1
 }
 
-look scan acquire --start 20 --stop 40 --step 0.1 --time 1 --out "$dir/waiting.sdf"
-look settling ltc setpoint 200
-look log ltc log 600
+console() {
+    name=$1
+    shift
+    look "$name" "$bin/scan-cli" --program-dir "$dir" "$@" --yes
+}
+
+console scan acquire --start 20 --stop 40 --step 0.1 --time 1 --out "$dir/waiting.sdf"
+"$bin/scan-cli" --program-dir "$dir" stop > /dev/null # what the killed program has left running
+look ratemeter "$bin/ratemeter-alone" "$dir"
+echo "$(grep -c 'counts/s' "$dir/out") readings"
+console settling ltc setpoint 200
+console log ltc log 600
 exit $wrong
