@@ -322,12 +322,15 @@ QStringList Check()
     const QStringList& lines = TProfile::state().lines;
     for (qsizetype i = 0; i < lines.size() && findings.size() < mostFindings; ++i) {
         const QString where = u"line "_s + NumberText::General(qint64{i + 1}) + u": "_s;
-        for (const QString& finding : faultsOf(lines[i]))
+        bool outside = false;
+        for (const QString& finding : faultsOf(lines[i])) {
             findings += where + finding;
+            outside = outside || finding.startsWith(u"The valid temperature range"_s) || finding.startsWith(u"The valid current range"_s);
+        }
         const std::optional<TProfile::Step> step = TProfile::ParseStep(lines[i]);
         if (!step)
             continue;
-        if (const QString why = ProfileEdit::seriesRefusal(*step); !why.isEmpty())
+        if (const QString why = ProfileEdit::seriesRefusal(*step); !why.isEmpty() && !outside)
             findings += where + why;
         scans += step->count(mostScans + 1 - scans);
         if (scans > mostScans) {

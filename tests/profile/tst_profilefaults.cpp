@@ -150,7 +150,7 @@ private slots:
         Laboratory lab;
         lab.clock.msPerRound = 20;
         const Unattended nobody;
-        lab.profile({u"T1:4;"_s, u"T1:285;"_s});
+        lab.profile({u"T1:10;"_s, u"T1:285;"_s});
         lab.clock.onRound = [&] { lab.fault = ProfileRun::state().current == 0 ? reading : QByteArray(); };
         QVERIFY(ProfileRun::Execute());
         QCOMPARE(lab.scans(), QStringList{u"Quartz_0285.0.sdf"_s});

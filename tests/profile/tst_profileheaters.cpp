@@ -277,13 +277,29 @@ private slots:
         QVERIFY2(lab.report().contains("setpoint 0.75 A"), lab.report().constData());
     }
 
-    void theCurrentNeverGoesAboveTheHighest()
+    void aStepBeyondTheRangeIsRefusedBeforeAnythingIsSent_data()
     {
-        Laboratory lab(Heater::LaserByCurrent);
-        lab.profile({u"T1:9;"_s});
-        QVERIFY(lab.run());
-        QCOMPARE(currentsSet(lab), (QByteArrayList{"2.5", "0"}));
-        QVERIFY2(lab.report().contains("Note: line 1: The valid current range is 0... 2.5!\n"), lab.report().constData());
+        QTest::addColumn<int>("heater");
+        QTest::addColumn<QString>("line");
+        QTest::addColumn<QString>("why");
+        QTest::newRow("current") << int(Heater::LaserByCurrent) << u"T1:9;"_s << u"line 2: 9 A lies outside 0... 2.5."_s;
+        QTest::newRow("furnace") << int(Heater::HTC) << u"T1:1;"_s << u"line 2: 1 °C lies outside 20... 1500."_s;
+        QTest::newRow("last of a series") << int(Heater::HTC) << u"T1:1000;T2:1490;DT:130;"_s
+                                          << u"line 2: 1520 °C lies outside 20... 1500."_s;
+    }
+    void aStepBeyondTheRangeIsRefusedBeforeAnythingIsSent()
+    {
+        QFETCH(int, heater);
+        QFETCH(QString, line);
+        QFETCH(QString, why);
+        Laboratory lab{Heater(heater)};
+        lab.profile({heater == int(Heater::LaserByCurrent) ? u"T1:1;"_s : u"T1:100;"_s, line});
+        QVERIFY(ProfileRun::Check().size() == 1);
+        lab.boxes.expect(u"Temperature profile"_s, why);
+        QVERIFY(!ProfileRun::Execute());
+        QVERIFY(lab.boxes.allShown());
+        QVERIFY(lab.tc.written().isEmpty());
+        QCOMPARE(lab.scans(), QStringList());
     }
 
     void retryTriesTheSetpointAgain()
@@ -396,7 +412,7 @@ private slots:
         QFETCH(int, heater);
         QFETCH(QString, rule);
         Laboratory lab{Heater(heater)};
-        lab.profile({u"T1:1;"_s});
+        lab.profile({Heater(heater) == Heater::LaserByCurrent ? u"T1:1;"_s : u"T1:100;"_s});
         lab.smc.busy = true;
         lab.boxes.expect(u"Start measurement"_s, u"G318 is busy at the moment. Please wait ..."_s);
         QVERIFY(!ProfileRun::Execute());
