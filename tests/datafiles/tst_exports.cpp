@@ -334,7 +334,9 @@ private slots:
             .expect(QStringLiteral("Save data"),
                     u'\'' + at(QStringLiteral("scan1.fort4")) + QStringLiteral("' already exists.\nDo you want to replace it?"),
                     Prompts::Button::No)
-            .withButtons(Prompts::Buttons::YesNo, 2);
+            .withButtons(Prompts::Buttons::YesNo, 2)
+            .withIcon(Prompts::Icon::Exclamation)
+            .withAnswers(Prompts::Button::Yes, Prompts::Button::No, Prompts::Button::No);
         modFile::SaveAs();
         QCOMPARE(GoldenScans::bytesOf(at(QStringLiteral("scan1.fort4"))), QByteArray("mine"));
     }

@@ -421,9 +421,10 @@ private slots:
     {
         for (Prompts::Button answer : {Prompts::Button::Ok, Prompts::Button::Cancel}) {
             ScriptedPrompts boxes;
-            boxes.expect(QString(), QStringLiteral("Generate correction file?"), answer)
+            boxes.expect(QStringLiteral("Open file"), QStringLiteral("Generate correction file?"), answer)
                 .withIcon(Icon::Question)
-                .withButtons(Prompts::Buttons::OkCancel, 2);
+                .withButtons(Prompts::Buttons::OkCancel, 2)
+                .withAnswers(Prompts::Button::Ok, Prompts::Button::Cancel, Prompts::Button::Cancel);
             QVERIFY(!modFile::OpenScanFile(false, file("Diffractometer Angle ERROR Protocol 12\r\n1\r\n")));
             QVERIFY(!flags().dataPresent);
             QCOMPARE(GoldenScans::filesIn(m_folder->path()), QStringList{QStringLiteral("in.sdf")});
@@ -557,7 +558,9 @@ private slots:
             boxes
                 .expect(QStringLiteral("Open file"),
                         QStringLiteral("Data in memory were not yet saved!\n\nDo you really want to continue?"), Prompts::Button::No)
-                .withButtons(Prompts::Buttons::YesNo, 2);
+                .withButtons(Prompts::Buttons::YesNo, 2)
+                .withIcon(Icon::Question)
+                .withAnswers(Prompts::Button::Yes, Prompts::Button::No, Prompts::Button::No);
             QVERIFY(!modFile::OpenScanFile(true));
         }
         ScriptedPrompts boxes;

@@ -12,6 +12,8 @@
 
 #include <QTest>
 
+#include <tuple>
+
 using Field = FrontPanel::Field;
 using Button = Prompts::Button;
 using Icon = Prompts::Icon;
@@ -69,8 +71,13 @@ void expectConfirmation(ScriptedPrompts& boxes, Button answer = Button::Ok)
 }
 void expectAbort(ScriptedPrompts& boxes, Button readAnswer)
 {
-    boxes.expect(runTitle, abortQuestion, Button::Yes).withIcon(Icon::Critical).withButtons(Buttons::YesNo);
-    boxes.expect(runTitle, readQuestion, readAnswer).withIcon(Icon::Question).withButtons(Buttons::YesNo);
+    for (const auto& [question, answer, icon] :
+         {std::tuple{abortQuestion, Button::Yes, Icon::Critical}, std::tuple{readQuestion, readAnswer, Icon::Question}}) {
+        boxes.expect(runTitle, question, answer)
+            .withIcon(icon)
+            .withButtons(Buttons::YesNo)
+            .withAnswers(Button::Yes, Button::No, Button::No);
+    }
 }
 
 struct Run
@@ -391,7 +398,10 @@ void tst_scanrun::theConfirmation()
                                            "Scan Stop   : 12° 2-Theta\r\n"
                                            "Scan Step   : 0.5° 2-Theta\r\n"
                                            "Counter Time: 0.5 seconds\r\n");
-    run.boxes.expect(startTitle, text, Button::Cancel).withButtons(Buttons::OkCancel).withIcon(Icon::None);
+    run.boxes.expect(startTitle, text, Button::Cancel)
+        .withButtons(Buttons::OkCancel)
+        .withIcon(Icon::None)
+        .withAnswers(Button::Ok, Button::Cancel, Button::Cancel);
     ScanRun::Start();
     QVERIFY(run.boxes.allShown());
     // Nobody there: no scan is begun.

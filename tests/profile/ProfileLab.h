@@ -122,14 +122,19 @@ struct Laboratory
 
     void expectSummary(Button answer = Button::Yes)
     {
-        boxes.expect(title, ProfileRun::SummaryText(), answer).withButtons(Prompts::Buttons::YesNo, 2);
+        boxes.expect(title, ProfileRun::SummaryText(), answer)
+            .withButtons(Prompts::Buttons::YesNo, 2)
+            .withIcon(Prompts::Icon::Question)
+            .withAnswers(Button::Yes, Button::No, Button::No);
     }
     void expectAbort(Button readAnyway = Button::No)
     {
         boxes
             .expect(QStringLiteral("Temperature Profile - Data acquisition"),
                     QStringLiteral("Do you want to abort the current data acquisition now?"), Button::Yes)
-            .withButtons(Prompts::Buttons::YesNo, 2);
+            .withButtons(Prompts::Buttons::YesNo, 2)
+            .withIcon(Prompts::Icon::Critical)
+            .withAnswers(Button::Yes, Button::No, Button::No);
         boxes.expect(QStringLiteral("Data acquisition"), QStringLiteral("Do you want read scan data anyway?"), readAnyway);
     }
     ScriptedPrompts& expectLostLine() { return boxes.expect(QString(), QString()); }

@@ -29,7 +29,9 @@ private slots:
         lab.boxes.expect(u"X-Ray generator"_s, u"X-Ray Generator seems to be at idle power.\r\nPlease adjust power settings."_s);
         lab.boxes
             .expect(u"Start measurement"_s, u"Data in memory were not yet saved!\r\n\r\nDo you really want to continue?"_s, Button::Yes)
-            .withButtons(Prompts::Buttons::YesNo, 2);
+            .withButtons(Prompts::Buttons::YesNo, 2)
+            .withIcon(Prompts::Icon::Question)
+            .withAnswers(Button::Yes, Button::No, Button::No);
         lab.boxes.expect(title, ProfileRun::SummaryText(), Button::No).then([&] { QVERIFY(edited); });
         QVERIFY(!ProfileRun::Execute({[&edited] { return edited = true; }, {}}));
         QVERIFY(lab.boxes.allShown());

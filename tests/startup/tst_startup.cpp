@@ -754,7 +754,10 @@ void StartupTest::aBusyControllerIsAskedAboutBeforeClosing()
     plugController("S1:0 S2:0\r\n", "S1:0\r\n");
     const QString question =
         lineBreak + QStringLiteral("SMC seems to be busy!") + lineBreak + QStringLiteral("Are you sure that you want to quit?");
-    m_boxes->expect(QStringLiteral("Quit program"), question, Prompts::Button::Cancel).withButtons(Prompts::Buttons::OkCancel);
+    m_boxes->expect(QStringLiteral("Quit program"), question, Prompts::Button::Cancel)
+        .withButtons(Prompts::Buttons::OkCancel)
+        .withIcon(Prompts::Icon::Question)
+        .withAnswers(Prompts::Button::Ok, Prompts::Button::Cancel, Prompts::Button::Cancel);
     QVERIFY(!modMain::QueryClose());
     QVERIFY(!QFile::exists(path(QStringLiteral("scan.ini"))));
     m_boxes->expect(QStringLiteral("Quit program"), question, Prompts::Button::Ok);
@@ -769,7 +772,10 @@ void StartupTest::aRunningProfileIsAskedAboutBeforeClosing()
     m_smc->forget();
     const QString question =
         lineBreak + QStringLiteral("A temperature profile is running!") + lineBreak + QStringLiteral("Are you sure that you want to quit?");
-    m_boxes->expect(QStringLiteral("Quit program"), question, Prompts::Button::Cancel).withButtons(Prompts::Buttons::OkCancel);
+    m_boxes->expect(QStringLiteral("Quit program"), question, Prompts::Button::Cancel)
+        .withButtons(Prompts::Buttons::OkCancel)
+        .withIcon(Prompts::Icon::Question)
+        .withAnswers(Prompts::Button::Ok, Prompts::Button::Cancel, Prompts::Button::Cancel);
     QVERIFY(!modMain::QueryClose());
     QVERIFY(m_smc->written().isEmpty()); // the run may be in the middle of an exchange
     m_boxes->expect(QStringLiteral("Quit program"), question, Prompts::Button::Ok);
@@ -782,7 +788,10 @@ void StartupTest::unsavedDataAreAskedAboutLast()
     flags().dataPresent = true;
     const QString question =
         QStringLiteral("Data in memory were not yet saved!") + lineBreak + QStringLiteral("Do you really want to quit?");
-    m_boxes->expect(QStringLiteral("Exit program"), question, Prompts::Button::No).withButtons(Prompts::Buttons::YesNo, 2);
+    m_boxes->expect(QStringLiteral("Exit program"), question, Prompts::Button::No)
+        .withButtons(Prompts::Buttons::YesNo, 2)
+        .withIcon(Prompts::Icon::Exclamation)
+        .withAnswers(Prompts::Button::Yes, Prompts::Button::No, Prompts::Button::No);
     QVERIFY(!modMain::QueryUnload());
     m_boxes->expect(QStringLiteral("Exit program"), question, Prompts::Button::Yes);
     QVERIFY(modMain::QueryUnload());

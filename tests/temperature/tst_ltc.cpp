@@ -386,7 +386,9 @@ private slots:
             u"Low temperature controller does not respond...\r\nPlease check the following:\r\n    - Controller "_s + name +
             u" powered ON?\r\n    - Controller connected to COM3?\r\n    - COM3 settings are 9600,o,7,1?\r\n    - Cable connection ok?"_s;
         for (const Prompts::Button answer : {Prompts::Button::Retry, Prompts::Button::Ignore})
-            m_line->prompts.expect(u"LTC check"_s, text, answer).withButtons(Prompts::Buttons::AbortRetryIgnore, 2);
+            m_line->prompts.expect(u"LTC check"_s, text, answer)
+                .withButtons(Prompts::Buttons::AbortRetryIgnore, 2)
+                .withAnswers(Prompts::Button::Ignore, Prompts::Button::Ignore, Prompts::Button::Ignore);
         QCOMPARE(LTCCheckPresence(), qint16(-1));
         QCOMPARE(m_line->prompts.messages.last().unattended, Prompts::Button::Ignore);
     }
