@@ -7,6 +7,7 @@
 #include "core/ScanData.h"
 #include "goniometer/ScanParameterCheck.h"
 #include "goniometer/Utilities.h"
+#include "support/AppLog.h"
 #include "support/Pretend.h"
 #include "support/ScriptedPrompts.h"
 
@@ -965,6 +966,7 @@ void tst_scanrun::lineDownDuringTheUpload()
 {
     QFETCH(int, line);
     Run run;
+    const AppLog log;
     run.olderCounts();
     expectConfirmation(run.boxes);
     run.boxes.expect(QStringLiteral("SMC"), QString());
@@ -981,6 +983,7 @@ void tst_scanrun::lineDownDuringTheUpload()
     QCOMPARE(run.smc.orders(), expected);
     QCOMPARE(scanData().counts(), (QList<double>{5, 40, 7, 3, 8}));
     QVERIFY(run.panel1.contains(QStringLiteral("The counting program is sent again (2 of 3)")));
+    QVERIFY2(log.text().contains(QStringLiteral("The counting program is sent again (2 of 3)\r\n")), qPrintable(log.text()));
     QVERIFY(flags().dataPresent);
     QVERIFY(isIdle());
     QVERIFY(run.boxes.allShown());
@@ -1504,6 +1507,7 @@ void tst_scanrun::anAbortThatIsNeverHeard()
     Run run;
     run.smc.runTime = 3600000;
     run.smc.ignoredStops = 1000;
+    const AppLog log;
     if (foundAtStart) {
         run.smc.busy = true;
         modSMC::state().numberOfAxes = modSMC::SMCCheck();
@@ -1522,6 +1526,7 @@ void tst_scanrun::anAbortThatIsNeverHeard()
     ScanRun::Start();
     QVERIFY(run.smc.sent(QStringLiteral("Q;")) >= 5);
     QVERIFY(run.smc.sent(QStringLiteral("Q;")) <= 8);
+    QCOMPARE(log.text().count(QStringLiteral("SMC: still busy after \"Q;\", sent again\r\n")), run.smc.sent(QStringLiteral("Q;")) - 1);
     QCOMPARE(run.smc.sent(QStringLiteral("?CNT;")), 0);
     QVERIFY(run.clock.elapsed() > 30000 && run.clock.elapsed() < 50000);
     QVERIFY(isIdle());

@@ -12,6 +12,7 @@
 #include "goniometer/PlayedController.h"
 #include "profile/ProfileRun.h"
 #include "profile/TProfile.h"
+#include "support/AppLog.h"
 #include "support/ScriptedPort.h"
 #include "support/ScriptedPrompts.h"
 #include "temperature/modHTC.h"
@@ -99,6 +100,13 @@ struct Laboratory
                 panel3 << text;
         });
     }
+
+    ~Laboratory()
+    {
+        if (const QStringList unwanted = AppLog::unwantedIn(modTools::state().programDirectory); !unwanted.isEmpty())
+            QTest::qFail(qPrintable(QStringLiteral("logged without being asked to: ") + unwanted.first()), __FILE__, __LINE__);
+    }
+    Q_DISABLE_COPY_MOVE(Laboratory)
 
     QString work() const { return directory.path() + QStringLiteral("/work"); }
     void profile(const QStringList& lines) const { TProfile::state() = {lines, directory.filePath(QStringLiteral("p.gtp")), false}; }

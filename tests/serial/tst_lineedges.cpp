@@ -7,6 +7,7 @@
 #include "core/FrontPanel.h"
 #include "serial/SerialChannel.h"
 #include "serial/modCOM.h"
+#include "support/AppLog.h"
 #include "support/ResetProgram.h"
 #include "support/ScriptedPort.h"
 #include "support/ScriptedPrompts.h"
@@ -104,6 +105,7 @@ void TestLineEdges::init()
 
 void TestLineEdges::cleanup()
 {
+    QCOMPARE(AppLog::unwantedIn(m_folder->path()), QStringList());
     QVERIFY(m_boxes->allShown());
     m_boxes.reset();
     modCOM::reset();

@@ -11,6 +11,7 @@
 #include "core/startup/modMain.h"
 #include "goniometer/modSMC.h"
 #include "serial/modCOM.h"
+#include "support/AppLog.h"
 #include "support/Pretend.h"
 #include "support/ResetProgram.h"
 #include "support/ScriptedPort.h"
@@ -150,6 +151,7 @@ void StartupTest::init()
 
 void StartupTest::cleanup()
 {
+    QCOMPARE(AppLog::unwantedIn(m_directory->path()), QStringList());
     modCOM::reset();
     m_boxes->allShown();
     m_boxes.reset();
