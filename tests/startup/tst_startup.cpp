@@ -74,6 +74,7 @@ private slots:
     void wordsOfTheCommandLineAreFoundAnywhere();
     void theProgramDirectoryIsTakenFromTheCommandLine();
     void theProgramDirectoryHoldsScanIniOrCanBeWritten();
+    void theProgramCanEndFromItsStartOn();
 
     void withoutScanIniTheDefaultsHold();
     void anUnreadableScanIniGivesTheDefaults();
@@ -240,6 +241,16 @@ void StartupTest::theProgramDirectoryHoldsScanIniOrCanBeWritten()
     modMain::SetProgramDirectory();
     QCOMPARE(modTools::state().programDirectory,
              QDir::toNativeSeparators(QCoreApplication::applicationDirPath())); // the build's folder can be written
+}
+
+void StartupTest::theProgramCanEndFromItsStartOn()
+{
+    modMain::SetProgramDirectory(m_directory->path());
+    modTools::EndProgram();
+    QCOMPARE(endProgramCalls(), 1); // whoever has a way to end keeps it
+    modTools::setEndProgramHandler(nullptr);
+    modMain::SetProgramDirectory(m_directory->path());
+    QVERIFY(modTools::hasEndProgramHandler());
 }
 
 // --- scan.ini
