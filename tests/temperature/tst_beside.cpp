@@ -52,6 +52,7 @@ private:
     }
     void start(Kind kind)
     {
+        m_line->shown.clear();
         if (kind == Kind::SteadyTemperature)
             startSteady(280);
         else
@@ -88,9 +89,19 @@ private slots:
     {
         QVERIFY(m_line->prompts.allShown());
         pretendNothing();
-        modHTC::reset();
         SteadyState::reset();
+        modHTC::reset();
         m_line.reset();
+    }
+
+    // This one comes first: nothing has waited in this program yet.
+    void atTheStartNothingGoesOn()
+    {
+        pretendNothing();
+        QVERIFY(isOver());
+        auto entry = std::make_unique<Operation>(Operations::temperature);
+        modHTC::carryStabilization(std::move(entry));
+        QVERIFY(isOver());
     }
 
     void aReadingASecondUntilTheTemperatureIsSteady()

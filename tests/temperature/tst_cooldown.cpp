@@ -6,6 +6,7 @@
 #include "core/Operation.h"
 #include "serial/Exchange.h"
 #include "serial/modCOM.h"
+#include "support/AppLog.h"
 #include "support/Pretend.h"
 #include "support/ResetProgram.h"
 #include "support/ScriptedPort.h"
@@ -168,6 +169,20 @@ private slots:
         pass(60);
         QCOMPARE(takeSent(), QByteArray());
         QCOMPARE(bytes(), before);
+    }
+
+    void beginAndEndAreInTheLogOfTheProgram()
+    {
+        const AppLog log;
+        CooldownLog::Start();
+        CooldownLog::Stop();
+        QCOMPARE(log.text(), QString());
+        flags().log = true;
+        CooldownLog::Start();
+        const QString begin = u"LogCooldown("_s + CooldownLog::state().path + u")\r\n"_s;
+        QCOMPARE(log.text(), begin);
+        CooldownLog::Stop();
+        QCOMPARE(log.text(), begin + u"LogCooldown() stopped\r\n"_s);
     }
 
     void logsOfTheSameSecondGetFilesOfTheirOwn()

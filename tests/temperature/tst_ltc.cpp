@@ -525,6 +525,31 @@ private slots:
         QVERIFY(m_line->appLog().startsWith(u"LTCNewSetpointWithPID()\r\nLTCOpenRPID()\r\n"_s));
     }
 
+    void whatIsSaidIsLogged()
+    {
+        const auto lines = [this] {
+            QStringList all = m_line->appLog().split(u"\r\n"_s, Qt::SkipEmptyParts);
+            all.removeIf([](const QString& line) { return line.startsWith(u"Delay() - "_s); });
+            return all;
+        };
+        const auto talk = [this] {
+            answerQuestions("1,2,3\r\n");
+            QCOMPARE(LTCCheckPresence(), qint16(0));
+            Parameters parameters;
+            QCOMPARE(LTCGetStatus(parameters), qint16(0));
+        };
+        talk();
+        QCOMPARE(lines(), QStringList());
+        flags().log = true;
+        talk();
+        QStringList expected{u"Checking presence of LTC..."_s, u"ClearTCCommRxBuffer()"_s, u"ClearTCCommRxBuffer(Pending Chars:)"_s};
+        for (const QString& question : {u"*IDN?"_s, u"PID? 1"_s, u"RANGE?"_s, u"HTR?"_s})
+            expected << u"LTCQuery("_s + question + u")"_s << u"LTCOutput("_s + question + u")"_s << u"ClearTCCommRxBuffer()"_s
+                     << u"ClearTCCommRxBuffer(Pending Chars:)"_s << u"LTCGetResponse()"_s << u"LTCGetResponse()=1,2,3"_s;
+        expected << u"LTCGetStatus(P:1; I:2; D:3; Range:1; Power:1)"_s;
+        QCOMPARE(lines().join(u'\n'), expected.join(u'\n'));
+    }
+
     // --- the wait
 
     void theWaitSaysWhatItIsDoing()
