@@ -224,6 +224,12 @@ private slots:
         QVERIFY2(time.endsWith(u'Z') && QDateTime::fromString(time, Qt::ISODate).isValid(), qPrintable(time));
     }
 
+    void theStatusTellsAScanThatHasJustBegun()
+    {
+        frontPanel().setProgress(0);
+        QCOMPARE(statusJson(instrument(), frontPanel(), {})["progress"]["percent"], QJsonValue(0));
+    }
+
     void theStatusOfAProgramThatHasJustStartedIsFullOfNulls()
     {
         const QJsonObject status = statusJson(instrument(), frontPanel(), {});
