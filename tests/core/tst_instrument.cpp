@@ -227,7 +227,8 @@ private slots:
     void theStatusTellsAScanThatHasJustBegun()
     {
         frontPanel().setProgress(0);
-        QCOMPARE(statusJson(instrument(), frontPanel(), {})["progress"]["percent"], QJsonValue(0));
+        const QJsonObject status = statusJson(instrument(), frontPanel(), {});
+        QCOMPARE(status["progress"]["percent"], QJsonValue(0));
     }
 
     void theStatusOfAProgramThatHasJustStartedIsFullOfNulls()
