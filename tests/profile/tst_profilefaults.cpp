@@ -855,6 +855,32 @@ private slots:
         QVERIFY2(lab.report().contains("    The progress could not be written to '"), lab.report().constData());
     }
 
+    void aReportThatCannotBeWrittenIsInTheLog_data()
+    {
+        QTest::addColumn<bool>("log");
+        QTest::newRow("log on") << true;
+        QTest::newRow("log off") << false;
+    }
+
+    void aReportThatCannotBeWrittenIsInTheLog()
+    {
+        QFETCH(bool, log);
+        Laboratory lab;
+        flags().log = log;
+        lab.profile({u"T1:295;"_s});
+        QString report;
+        lab.clock.onRound = [&] {
+            report = ProfileRun::state().reportFile;
+            if (!report.isEmpty())
+                QDir().mkpath(report); // a folder in its place
+        };
+        QVERIFY(lab.run());
+        lab.clock.onRound = nullptr;
+        QCOMPARE(lab.scans(), QStringList{u"Quartz_0295.0.sdf"_s});
+        const QString line = u"The report '"_s + report + u"' could not be written.\r\n"_s;
+        QCOMPARE(AppLog::textIn(modTools::state().programDirectory).contains(line), log);
+    }
+
     void tooManyScansAreRefusedBeforeAnythingIsSent()
     {
         Laboratory lab;
