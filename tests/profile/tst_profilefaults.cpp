@@ -726,12 +726,27 @@ private slots:
         lab.boxes.expect(u"Start measurement"_s, busy);
         QVERIFY(!start(std::nullopt));
         QCOMPARE(lab.smc.sent(u"Q;"_s), qsizetype(1));
-        modSMC::state().leftOver = std::make_unique<Operation>(Operations::scan);
+        // A controller that does not heed the stop is asked ten times.
+        const auto leaveOver = [&](int heeding) {
+            modSMC::state().leftOver = std::make_unique<Operation>(Operations::scan);
+            lab.smc.busy = true;
+            lab.smc.ignoredStops = 1;
+            lab.smc.onCommand = [&lab, heeding, stopped = false, asked = 0](const QString& command) mutable {
+                stopped = stopped || command == u"Q;"_s;
+                if (stopped && command == u"?S1;"_s && ++asked == heeding - 1)
+                    lab.clock.at(50, [&lab] { lab.smc.busy = false; }); // before it is asked again
+            };
+        };
+        leaveOver(11);
+        lab.boxes.expect(u"Start measurement"_s, busy);
+        QVERIFY(!start(true));
+        QCOMPARE(lab.smc.sent(u"Q;"_s), qsizetype(2));
+        leaveOver(10);
         lab.boxes.expect(title, QString(), Button::Yes);
         lab.boxes.expect(title, finished);
         QVERIFY(start(true));
         QVERIFY(lab.boxes.allShown());
-        QCOMPARE(lab.smc.sent(u"Q;"_s), qsizetype(2));
+        QCOMPARE(lab.smc.sent(u"Q;"_s), qsizetype(3));
         QVERIFY(!Operation::isRunning(Operations::scan));
         QCOMPARE(lab.scans(), (QStringList{u"Silicon_0285.0.sdf"_s, u"Silicon_0295.0.sdf"_s}));
     }
