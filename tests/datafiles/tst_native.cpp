@@ -537,6 +537,19 @@ private slots:
         QVERIFY(modFile::OpenScanFile(false, file(in.bytes())));
         modTools::setClock(nullptr);
         QVERIFY2(slow.rounds > 8 && slow.rounds < 40, qPrintable(QString::number(slow.rounds)));
+        // The clock, which goes on by 20 ms at each look, is looked at every 1000 points; every third look is 50 ms after the events
+        // before.
+        modTools::setClock(&slow);
+        const auto roundsFor = [&](const char* stop) {
+            slow.rounds = 0;
+            in.stop = stop;
+            in.data = QByteArray("1\r\n").repeated(33000);
+            return modFile::OpenScanFile(false, file(in.bytes())) ? slow.rounds : -1;
+        };
+        const int before = roundsFor("339.980"); // 32999 points
+        const int after = roundsFor("339.990");
+        modTools::setClock(nullptr);
+        QCOMPARE(after - before, 1);
     }
 
     void aMissingFileIsAReadError()

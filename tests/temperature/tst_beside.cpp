@@ -170,6 +170,35 @@ private slots:
         QCOMPARE(m_readings, 0);
     }
 
+    void theNextOneHasItsFirstReadingAfterASecond_data()
+    {
+        QTest::addColumn<bool Flags::*>("flag");
+        QTest::newRow("after the stop entry") << &Flags::abort;
+        QTest::newRow("after the program's end") << &Flags::closing;
+        QTest::newRow("after a new start") << static_cast<bool Flags::*>(nullptr);
+    }
+    void theNextOneHasItsFirstReadingAfterASecond()
+    {
+        QFETCH(bool Flags::*, flag);
+        startSteady(280);
+        m_line->clock.advance(3000);
+        if (flag != nullptr) {
+            flags().*flag = true;
+            m_line->clock.advance(1000);
+            flags().*flag = false;
+        } else {
+            SteadyState::reset();
+        }
+        QVERIFY(isOver());
+        m_line->clock.advance(500);
+        m_readings = 0;
+        startSteady(280);
+        m_line->clock.advance(999);
+        QCOMPARE(m_readings, 0);
+        m_line->clock.advance(1);
+        QCOMPARE(m_readings, 1);
+    }
+
     void takeItEndsTheWait()
     {
         startSteady(280);
