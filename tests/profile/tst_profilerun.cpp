@@ -409,6 +409,21 @@ private slots:
         QVERIFY(ProfileRun::state().rows[0].phase == Phase::Skipped);
     }
 
+    void theWindowIsToldThatTheRunHasEnded()
+    {
+        Laboratory lab;
+        lab.profile({u"T1:295;"_s});
+        QStringList told;
+        QObject::connect(&ProfileRun::notifier(), &ProfileRun::Notifier::changed, &lab.context, [&told] {
+            const ProfileRun::State& run = ProfileRun::state();
+            told << QString::number(run.current) + (Operation::isRunning(Operations::profile) ? u" runs"_s : u" rests"_s) +
+                        (run.rows.isEmpty() ? QString() : u", "_s + ProfileRun::phaseText(run.rows[0].phase));
+        });
+        QVERIFY(lab.run());
+        QVERIFY(told.contains(u"0 runs, "_s + ProfileRun::phaseText(Phase::Acquiring)));
+        QCOMPARE(told.constLast(), u"-1 rests, "_s + ProfileRun::phaseText(Phase::Done));
+    }
+
     void theWayBackOfTheLowTemperatureController_data()
     {
         QTest::addColumn<bool>("reset");
