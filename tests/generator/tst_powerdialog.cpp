@@ -201,9 +201,8 @@ void TestPowerDialog::theReportStandsWhenTheWarmUpIsOver()
 {
     configuration().generator.powerSettlingTime = 3;
     QString told;
-    connect(&GeneratorPower::notifier(), &GeneratorPower::Notifier::changed, this, [&told] {
-        told = GeneratorPower::state().txtMessage + (GeneratorPower::state().warmingUp ? u" (warming up)"_s : QString());
-    });
+    connect(&GeneratorPower::notifier(), &GeneratorPower::Notifier::changed, this,
+            [&told] { told = GeneratorPower::state().txtMessage + (GeneratorPower::state().warmingUp ? u" (warming up)"_s : QString()); });
     m_bench->clock.at(3000, [&told] { QVERIFY2(told.endsWith(u"left (warming up)"_s), qPrintable(told)); });
     QVERIFY(m_bench->apply(u"30"_s, u"40"_s));
     GeneratorPower::notifier().disconnect(this);
