@@ -358,6 +358,32 @@ private slots:
         runs.setEnabled(false);
     }
 
+    void onlyATimerThatIsRestartedInItsTickTicksInsideIt()
+    {
+        struct OneByOne : TestClock // as the system's
+        {
+            bool ticksInsideTicks() const override { return false; }
+        };
+        for (const bool restarted : {false, true}) {
+            OneByOne clock;
+            Timer timer("timer");
+            timer.setInterval(10);
+            timer.setEnabled(true);
+            int ticks = 0;
+            int inside = 0;
+            connect(&timer, &Timer::tick, this, [&] {
+                if (++ticks > 1)
+                    return;
+                if (restarted)
+                    timer.restart();
+                clock.advance(10);
+                inside = ticks;
+            });
+            clock.advance(10);
+            QCOMPARE(inside, restarted ? 2 : 1);
+        }
+    }
+
     void aTickMayStopAnotherTimer()
     {
         TestClock clock;
