@@ -325,7 +325,9 @@ private slots:
         m_clock->at(15000, [this] { answer("", ""); });
         m_clock->at(25000, [this] { answer("+077.000", "+077.000"); });
         pretendRunning(Operations::temperature);
+        QSignalSpy changed(&CooldownLog::notifier(), &CooldownLog::Notifier::changed);
         QCOMPARE(modLTC::LTCWaitUntilThere(77), qint16(0));
+        QCOMPARE(changed.count(), bytes().count('\n')); // the window is told of each line
         const QByteArray sent = takeSent();
         QCOMPARE(sent.count("KRDG?\r\n") * 7, sent.size());
         const QList<QByteArray> lines = bytes().split('\n');
