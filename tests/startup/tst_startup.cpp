@@ -698,6 +698,8 @@ void StartupTest::theStartEndsWithTheShortCaption()
 {
     const QString directory = m_directory->path();
     writeIni("[General]\nScanMode=online\nGoniometerType=theta\n");
+    modTools::state().programDirectory.clear();
+    modTools::state().iniPath.clear();
     const quint64 before = m_clock->elapsed();
     modMain::Main({QStringLiteral("--program-dir"), directory, QStringLiteral("LOG")});
     QCOMPARE(frontPanel().caption(), QStringLiteral("Scan (4412, Theta-2-Theta, online mode)"));
