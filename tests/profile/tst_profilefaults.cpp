@@ -751,29 +751,6 @@ private slots:
         QCOMPARE(lab.scans(), (QStringList{u"Silicon_0285.0.sdf"_s, u"Silicon_0295.0.sdf"_s}));
     }
 
-    void aCablePulledOnTheWayBackIsWaitedFor()
-    {
-        Laboratory lab;
-        lab.clock.msPerRound = 10;
-        configuration().ltc.resetAfterTempRun = true;
-        lab.profile({u"T1:295;"_s});
-        bool pulled = false;
-        lab.clock.onRound = [&] {
-            if (pulled || !Laboratory::at(0, Phase::Saving))
-                return;
-            pulled = true;
-            lab.tc.forget();
-            lab.tc.hangUp();
-            lab.clock.at(300000, [&lab] { lab.tc.plugBack(); });
-        };
-        const Unattended nobody;
-        QVERIFY(ProfileRun::Execute());
-        QVERIFY(pulled);
-        QVERIFY2(lab.tc.written().endsWith("*RST\r\nRANGE 0\r\n"), lab.tc.written().constData());
-        QVERIFY2(!lab.report().contains("was not set back"), lab.report().constData());
-        QVERIFY2(!frontPanel().panel(3).contains(u"was not set back"_s), qPrintable(frontPanel().panel(3)));
-    }
-
     void aRunKilledOnItsWayBackMeasuresNothingAgain()
     {
         Laboratory lab;
