@@ -121,7 +121,8 @@ void initNi()
 QString siclResponse()
 {
     std::array<char, siclBuffer + 1> buffer{};
-    libraries().sicl->iscanf(modGPIB::state().device, "%2048t", buffer.data());
+    const QByteArray wholeLine = ("%"_L1 + NumberText::General(qint64{siclBuffer}) + "t"_L1).toLatin1(); // as much as the buffer holds
+    libraries().sicl->iscanf(modGPIB::state().device, wholeLine.constData(), buffer.data());
     if (!siclDone())
         return {};
     QString reply = QString::fromLatin1(buffer.data());

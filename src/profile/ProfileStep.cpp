@@ -65,7 +65,7 @@ bool setpointArrives()
             remark(u"The controller did not confirm the setpoint; it is sent again."_s);
         pause(deviceRetryDelay);
     }
-    return true;
+    return true; // broken off: nobody looks at it
 }
 
 /// The steady-state wait. A controller that comes back after a silence may have been switched off and gets its setpoint again; so does one

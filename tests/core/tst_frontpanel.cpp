@@ -86,57 +86,76 @@ private slots:
         const char16_t* const expected = u"mnuFile &File\n"
                                          " mnuFileOpen &Open...\n"
                                          " mnuFileSaveAs &Save...\n"
+                                         " -\n"
                                          " mnuFileSetWorkDir Set &Work Directory...\n"
                                          " mnuFileSettings Set&tings...\n"
+                                         " -\n"
                                          " mnuFileExit E&xit\n"
                                          "mnuMeasurement &Measurement\n"
                                          " mnuMeasStartAcquisition &Start Data Acquisition\n"
+                                         " -\n"
                                          " mnuMeasExecTempProfile Execute &Temperature Profile...\n"
                                          "mnuHTC &HTC\n"
                                          " mnuHTCQueryTemperature Query current &Temperature\n"
+                                         " -\n"
                                          " mnuHTCSetpoint New &Setpoint (use current PID's)\n"
                                          " mnuHTCNewSetpointWithPID Ne&w Setpoint (load PID's)\n"
+                                         " -\n"
                                          " mnuHTCHeaterOutput Heater &Output (is OFF)\n"
+                                         " -\n"
                                          " mnuHTCChangePID &Change current PID's\n"
                                          " mnuHTCSavePID Save current &PID's\n"
+                                         " -\n"
                                          " mnuHTCAutoOptimize &Auto Optimizing\n"
                                          " mnuHTCDefault Restore &Default Parameter\n"
                                          "mnuLTC &LTC\n"
                                          " mnuLTCQuery Query...\n"
                                          " mnuLTCLogCooldown Log Cooldown\n"
                                          " mnuLTCQueryTemperature Query current &Temperature\n"
+                                         " -\n"
                                          " mnuLTCSetpoint &New Setpoint (use current RPID's)\n"
                                          " mnuLTCNewSetpointWithPID Ne&w Setpoint (load RPID's)\n"
+                                         " -\n"
                                          " mnuLTCChangePID &Change current RPID's\n"
                                          " mnuLTCSavePID Save current &RPID's\n"
+                                         " -\n"
                                          " mnuLTCAutoTune Auto&tuning (is OFF)\n"
                                          " mnuLTCDefault Restore &Default Settings\n"
                                          "mnuLaser La&ser\n"
                                          " mnuLaserBeam Beam &ON\n"
                                          " mnuLaserSetpoint New &Temperature Setpoint\n"
+                                         " -\n"
                                          " mnuLaserTest Test\n"
                                          "mnuExtras E&xtras\n"
                                          " mnuExtrasSMC &SMC\n"
                                          "  mnuExtrasSMCGetRAMData &Get RAM Data\n"
+                                         "  -\n"
                                          "  mnuExtrasGoniometerGoTo &GoTo...\n"
                                          "  mnuExtrasSMCRef Search &Reference Position\n"
                                          "  mnuExtrasSMCSetRefOffset Set Reference &Offset\n"
+                                         "  -\n"
                                          "  mnuExtrasSMGetStatus Get &Status...\n"
+                                         "  -\n"
                                          "  mnuExtrasSMCStop &STOP Motion\n"
                                          " mnuExtrasGenerator X-Ray Generator\n"
                                          "  mnuExtrasGeneratorSwitchShutter OPEN &X-Ray Shutter\n"
+                                         "  -\n"
                                          "  mnuExtrasGeneratorSetPower Set &Power...\n"
                                          "  mnuExtrasGeneratorGetStatus Get &Status...\n"
+                                         " -\n"
                                          " mnuExtrasRatemeter &Ratemeter\n"
                                          " mnuExtrasAllOff All &Off\n"
                                          "mnuHelp &Help\n"
                                          " mnuHelpHelp &Help...\n"
+                                         " -\n"
                                          " mnuHelpAbout &About\n";
         QString tree;
         for (const Menu::Item& item : Menu::items()) {
             int depth = 0;
             for (Menu::Entry entry = item.entry; Menu::item(entry).parent != entry; entry = Menu::item(entry).parent)
                 ++depth;
+            if (item.separatorBefore)
+                tree += QString(depth, u' ') + u"-\n"_qs;
             tree += QString(depth, u' ') + QString::fromLatin1(item.name) + u' ' + frontPanel().entryCaption(item.entry) + u'\n';
         }
         QCOMPARE(tree, QString::fromUtf16(expected));
@@ -294,6 +313,60 @@ private slots:
         QVERIFY(!frontPanel().picXRayOn() && !frontPanel().picLaserOn() && !frontPanel().textDisplayOpen());
         QCOMPARE(frontPanel().pointer(), FrontPanel::Pointer::Default);
         QCOMPARE(frontPanel().textDisplayText(), u"");
+    }
+
+    void theWindowIsToldOnceOfWhatChanges()
+    {
+        FrontPanel& panel = frontPanel();
+        QSignalSpy progress(&panel, &FrontPanel::progressChanged);
+        panel.setProgress(40);
+        panel.setProgress(40);
+        panel.setProgress(0);
+        QCOMPARE(progress, (QList<QVariantList>{{40}, {0}}));
+        QSignalSpy pointer(&panel, &FrontPanel::pointerChanged);
+        panel.setPointer(FrontPanel::Pointer::Hourglass);
+        panel.setPointer(FrontPanel::Pointer::Hourglass);
+        panel.setPointer(FrontPanel::Pointer::Default);
+        QCOMPARE(pointer.count(), 2);
+        QSignalSpy pictures(&panel, &FrontPanel::picturesChanged);
+        panel.setPicXRayOn(true);
+        QCOMPARE(pictures.count(), 1);
+        panel.setPicLaserOn(true);
+        QCOMPARE(pictures.count(), 2);
+        QVERIFY(panel.picXRayOn() && panel.picLaserOn());
+        QSignalSpy caption(&panel, &FrontPanel::captionChanged);
+        panel.setCaption(u"Scan"_qs);
+        QCOMPARE(caption, (QList<QVariantList>{{u"Scan"_qs}}));
+        QCOMPARE(panel.caption(), u"Scan");
+        QSignalSpy display(&panel, &FrontPanel::textDisplayChanged);
+        panel.openTextDisplay(u"Ratemeter"_qs, u"Stop"_qs);
+        QVERIFY(panel.textDisplayOpen());
+        QCOMPARE(panel.textDisplayTitle(), u"Ratemeter");
+        panel.setTextDisplay(u"12 cps"_qs);
+        QCOMPARE(display.count(), 2);
+        panel.closeTextDisplay();
+        QCOMPARE(display.count(), 3);
+        QVERIFY(!panel.textDisplayOpen());
+    }
+
+    void aNewStartForgetsEverything()
+    {
+        FrontPanel& panel = frontPanel();
+        for (const Field field : {Field::ScanStart, Field::txtFileName, Field::txtComment, Field::txtWorkDir})
+            panel.setText(field, u"typed"_qs);
+        for (int number = 1; number <= 4; ++number)
+            panel.setPanel(number, u"shown"_qs);
+        panel.setCaption(u"Scan"_qs);
+        panel.ExposureTimer.setInterval(100);
+        panel.ExposureTimer.setEnabled(true);
+        panel.reset();
+        for (const Field field : {Field::ScanStart, Field::txtFileName, Field::txtComment, Field::txtWorkDir})
+            QCOMPARE(panel.text(field), u"");
+        for (int number = 1; number <= 4; ++number)
+            QCOMPARE(panel.panel(number), u"");
+        QCOMPARE(panel.caption(), u"");
+        QVERIFY(!panel.ExposureTimer.isEnabled());
+        QCOMPARE(panel.ExposureTimer.interval(), 1000);
     }
 
     void namesOfGoniometerAndMode()

@@ -224,6 +224,13 @@ private slots:
         QVERIFY2(time.endsWith(u'Z') && QDateTime::fromString(time, Qt::ISODate).isValid(), qPrintable(time));
     }
 
+    void theStatusTellsAScanThatHasJustBegun()
+    {
+        frontPanel().setProgress(0);
+        const QJsonObject status = statusJson(instrument(), frontPanel(), {});
+        QCOMPARE(status["progress"]["percent"], QJsonValue(0));
+    }
+
     void theStatusOfAProgramThatHasJustStartedIsFullOfNulls()
     {
         const QJsonObject status = statusJson(instrument(), frontPanel(), {});

@@ -17,6 +17,7 @@
 #include <functional>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <utility>
 
 using namespace modTools;
@@ -331,6 +332,56 @@ private slots:
         QCOMPARE(ticks, 1);
         clock.advance(100);
         QCOMPARE(ticks, 3);
+    }
+
+    void aNewClockGoesOnWithTheTimersThatRan()
+    {
+        Timer runs("runs");
+        Timer rests("rests");
+        int ticks = 0;
+        int others = 0;
+        connect(&runs, &Timer::tick, this, [&] { ++ticks; });
+        connect(&rests, &Timer::tick, this, [&] { ++others; });
+        std::optional<TestClock> clock(std::in_place, 5000);
+        for (Timer* timer : {&runs, &rests})
+            timer->setInterval(100);
+        runs.setEnabled(true);
+        clock->advance(60);
+        clock.reset();
+        clock.emplace(900000); // another counter, on which a whole interval begins
+        clock->advance(99);
+        QCOMPARE(ticks, 0);
+        clock->advance(1);
+        QCOMPARE(ticks, 1);
+        QVERIFY(runs.isEnabled() && !rests.isEnabled());
+        QCOMPARE(others, 0);
+        runs.setEnabled(false);
+    }
+
+    void onlyATimerThatIsRestartedInItsTickTicksInsideIt()
+    {
+        struct OneByOne : TestClock // as the system's
+        {
+            bool ticksInsideTicks() const override { return false; }
+        };
+        for (const bool restarted : {false, true}) {
+            OneByOne clock;
+            Timer timer("timer");
+            timer.setInterval(10);
+            timer.setEnabled(true);
+            int ticks = 0;
+            int inside = 0;
+            connect(&timer, &Timer::tick, this, [&] {
+                if (++ticks > 1)
+                    return;
+                if (restarted)
+                    timer.restart();
+                clock.advance(10);
+                inside = ticks;
+            });
+            clock.advance(10);
+            QCOMPARE(inside, restarted ? 2 : 1);
+        }
     }
 
     void aTickMayStopAnotherTimer()

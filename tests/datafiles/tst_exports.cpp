@@ -9,6 +9,7 @@
 #include "datafiles/ExportWriters.h"
 #include "datafiles/GoldenScans.h"
 #include "datafiles/modFile.h"
+#include "support/AppLog.h"
 #include "support/ResetProgram.h"
 #include "support/ScriptedPrompts.h"
 
@@ -334,9 +335,42 @@ private slots:
             .expect(QStringLiteral("Save data"),
                     u'\'' + at(QStringLiteral("scan1.fort4")) + QStringLiteral("' already exists.\nDo you want to replace it?"),
                     Prompts::Button::No)
-            .withButtons(Prompts::Buttons::YesNo, 2);
+            .withButtons(Prompts::Buttons::YesNo, 2)
+            .withIcon(Prompts::Icon::Exclamation)
+            .withAnswers(Prompts::Button::Yes, Prompts::Button::No, Prompts::Button::No);
         modFile::SaveAs();
         QCOMPARE(GoldenScans::bytesOf(at(QStringLiteral("scan1.fort4"))), QByteArray("mine"));
+    }
+
+    void writingIsLoggedWhenTheLogIsOn()
+    {
+        ScriptedPrompts boxes;
+        const AppLog log;
+        GoldenScans::put(9);
+        const auto saveAll = [&] {
+            for (int filter = 1; filter <= ExportFormats::formats().size(); ++filter) {
+                boxes.expectSave(QStringLiteral("Save data"), at(QStringLiteral("all")) + QString::number(filter), filter);
+                modFile::SaveAs();
+                QVERIFY(boxes.allShown());
+            }
+        };
+        saveAll();
+        QCOMPARE(log.text(), QString());
+        QVERIFY(QDir(m_folder->path()).removeRecursively() && QDir().mkpath(m_folder->path()));
+        flags().log = true;
+        modTools::state().iniPath = at(QStringLiteral("none/scan.ini"));
+        saveAll();
+        QStringList lines = log.text().split(QStringLiteral("\r\n"), Qt::SkipEmptyParts);
+        QCOMPARE(lines.removeAll(QStringLiteral("WorkDir not written to ") + at(QStringLiteral("none/scan.ini"))),
+                 ExportFormats::formats().size());
+        for (const char* line : {"CreateZELKOFile()", "CreateUXDFile()", "CreateSTOEFile()"})
+            QCOMPARE(lines.removeAll(QString::fromLatin1(line)), 1);
+        QCOMPARE(lines, QStringList());
+        flags().log = false;
+        const QString before = log.text();
+        boxes.expectSave(QStringLiteral("Save data"), at(QStringLiteral("last")), 1);
+        modFile::SaveAs(); // scan.ini cannot be written this time, too
+        QCOMPARE(log.text(), before);
     }
 
     void aNameWithoutAFileIsReportedByTheDispatch()

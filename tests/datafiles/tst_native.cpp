@@ -421,9 +421,10 @@ private slots:
     {
         for (Prompts::Button answer : {Prompts::Button::Ok, Prompts::Button::Cancel}) {
             ScriptedPrompts boxes;
-            boxes.expect(QString(), QStringLiteral("Generate correction file?"), answer)
+            boxes.expect(QStringLiteral("Open file"), QStringLiteral("Generate correction file?"), answer)
                 .withIcon(Icon::Question)
-                .withButtons(Prompts::Buttons::OkCancel, 2);
+                .withButtons(Prompts::Buttons::OkCancel, 2)
+                .withAnswers(Prompts::Button::Ok, Prompts::Button::Cancel, Prompts::Button::Cancel);
             QVERIFY(!modFile::OpenScanFile(false, file("Diffractometer Angle ERROR Protocol 12\r\n1\r\n")));
             QVERIFY(!flags().dataPresent);
             QCOMPARE(GoldenScans::filesIn(m_folder->path()), QStringList{QStringLiteral("in.sdf")});
@@ -536,6 +537,19 @@ private slots:
         QVERIFY(modFile::OpenScanFile(false, file(in.bytes())));
         modTools::setClock(nullptr);
         QVERIFY2(slow.rounds > 8 && slow.rounds < 40, qPrintable(QString::number(slow.rounds)));
+        // The clock, which goes on by 20 ms at each look, is looked at every 1000 points; every third look is 50 ms after the events
+        // before.
+        modTools::setClock(&slow);
+        const auto roundsFor = [&](const char* stop) {
+            slow.rounds = 0;
+            in.stop = stop;
+            in.data = QByteArray("1\r\n").repeated(33000);
+            return modFile::OpenScanFile(false, file(in.bytes())) ? slow.rounds : -1;
+        };
+        const int before = roundsFor("339.980"); // 32999 points
+        const int after = roundsFor("339.990");
+        modTools::setClock(nullptr);
+        QCOMPARE(after - before, 1);
     }
 
     void aMissingFileIsAReadError()
@@ -557,7 +571,9 @@ private slots:
             boxes
                 .expect(QStringLiteral("Open file"),
                         QStringLiteral("Data in memory were not yet saved!\n\nDo you really want to continue?"), Prompts::Button::No)
-                .withButtons(Prompts::Buttons::YesNo, 2);
+                .withButtons(Prompts::Buttons::YesNo, 2)
+                .withIcon(Icon::Question)
+                .withAnswers(Prompts::Button::Yes, Prompts::Button::No, Prompts::Button::No);
             QVERIFY(!modFile::OpenScanFile(true));
         }
         ScriptedPrompts boxes;

@@ -33,6 +33,7 @@ private slots:
     // the warm-up
     void withoutASettlingTimeNothingIsWaitedFor();
     void theWarmUpShowsHoursMinutesAndSeconds();
+    void theReportStandsWhenTheWarmUpIsOver();
     void theWarmUpGivesTheReportBack();
     void theCountdownNeverFallsBelowNothing();
     void aTextWindowInUseIsLeftAlone();
@@ -198,6 +199,18 @@ void TestPowerDialog::withoutASettlingTimeNothingIsWaitedFor()
     QCOMPARE(windows, 0);
     QVERIFY(m_bench->clock.elapsed() - before < 1910);
     QCOMPARE(GeneratorPower::state().txtMessage, u"The generator reports 30 mA, 40 kV."_s);
+}
+
+void TestPowerDialog::theReportStandsWhenTheWarmUpIsOver()
+{
+    configuration().generator.powerSettlingTime = 3;
+    QString told;
+    connect(&GeneratorPower::notifier(), &GeneratorPower::Notifier::changed, this,
+            [&told] { told = GeneratorPower::state().txtMessage + (GeneratorPower::state().warmingUp ? u" (warming up)"_s : QString()); });
+    m_bench->clock.at(3000, [&told] { QVERIFY2(told.endsWith(u"left (warming up)"_s), qPrintable(told)); });
+    QVERIFY(m_bench->apply(u"30"_s, u"40"_s));
+    GeneratorPower::notifier().disconnect(this);
+    QCOMPARE(told, u"The generator reports 30 mA, 40 kV."_s);
 }
 
 void TestPowerDialog::theWarmUpShowsHoursMinutesAndSeconds()

@@ -121,6 +121,33 @@ private slots:
         QVERIFY(boxes.allShown());
     }
 
+    void aGoToThatIsLostOnItsWayIsNotOnItsWay_data()
+    {
+        QTest::addColumn<QString>("last");
+        for (const char* command : {"CLR;", "CA1;", "END;"})
+            QTest::newRow(command) << QString::fromLatin1(command);
+    }
+    void aGoToThatIsLostOnItsWayIsNotOnItsWay()
+    {
+        QFETCH(QString, last);
+        TestClock clock;
+        PlayedController smc(clock);
+        ScriptedPrompts boxes;
+        modSMC::state().numberOfAxes = 1;
+        boxes.expectInput(QStringLiteral("Target position"), QString(), QStringLiteral("20"));
+        boxes.expect(QStringLiteral("SMC"), QString());
+        smc.onCommand = [&](const QString& command) {
+            if (command == last)
+                smc.pull();
+        };
+        GoniometerUtilities::GoTo();
+        QVERIFY(!smc.commands().contains(QStringLiteral("START:;")));
+        QVERIFY(angle() == Known<double>{});
+        clock.advance(10);
+        QCoreApplication::processEvents();
+        QVERIFY(boxes.allShown());
+    }
+
     void goToOfAxis2SaysNothingAboutAxis1()
     {
         TestClock clock;

@@ -5,6 +5,7 @@
 #include "core/FrontPanel.h"
 #include "core/Operation.h"
 #include "core/ScanRecord.h"
+#include "support/AppLog.h"
 #include "support/ScriptedPrompts.h"
 
 #include <QTest>
@@ -83,6 +84,7 @@ private slots:
     void transfers();
     void noLeavesTheArraysAlone();
     void yesKeepsWhatFits();
+    void aTransferThatIsCutIsAskedForAgain();
     void aLongTransferIsStoredWhole();
 };
 
@@ -399,6 +401,7 @@ void tst_protocol::retryAsksAgain()
     boxes.expect(checkTitle, checkText, Prompts::Button::Retry)
         .withButtons(Prompts::Buttons::AbortRetryIgnore, 2)
         .withIcon(Prompts::Icon::None)
+        .withAnswers(Prompts::Button::Ignore, Prompts::Button::Ignore, Prompts::Button::Ignore)
         .then([&] { smc.mute = false; });
     QCOMPARE(modSMC::SMCCheck(), qint16{2});
     QCOMPARE(smc.sent(QStringLiteral("?S;")), 2);
@@ -524,9 +527,12 @@ void tst_protocol::noLeavesTheArraysAlone()
         ScriptedPrompts boxes;
         if (reply.isEmpty())
             boxes.expect(smcTitle, noReply);
+        // Without a person a scan that ends early is taken, but zeros that nobody counted are not.
+        const Prompts::Button goesOn = QByteArray(number).toInt() > 0 ? Prompts::Button::Yes : Prompts::Button::No;
         boxes.expect(transferTitle, mismatch(number), Prompts::Button::No)
             .withIcon(Prompts::Icon::Exclamation)
-            .withButtons(Prompts::Buttons::YesNo, 2);
+            .withButtons(Prompts::Buttons::YesNo, 2)
+            .withAnswers(goesOn, Prompts::Button::No, goesOn);
         QCOMPARE(modSMC::SMCReadScanData(scan).maximum, -1);
         QCOMPARE(scan.counts(), (QList<double>{0, 0, 0}));
         QVERIFY(boxes.allShown());
@@ -550,6 +556,26 @@ void tst_protocol::yesKeepsWhatFits()
     QCOMPARE(modSMC::SMCReadScanData(scan).maximum, 7);
     QCOMPARE(scan.counts(), (QList<double>{7, 0, 0}));
     QCOMPARE(scan.received, 1);
+    QVERIFY(boxes.allShown());
+}
+
+void tst_protocol::aTransferThatIsCutIsAskedForAgain()
+{
+    TestClock clock;
+    PlayedController smc(clock);
+    ScriptedPrompts boxes;
+    const AppLog log;
+    QList<QByteArray> replies{"12\r\n15\r\n1", "12\r\n", "12\r\n15\r\n17\r\nCEND;\r\n"};
+    smc.answer = [&replies](const QString&, QByteArray& out) {
+        out = replies.takeFirst();
+        return true;
+    };
+    ScanRecord scan = scanOf(3);
+    QCOMPARE(modSMC::SMCReadScanData(scan).maximum, 17);
+    QCOMPARE(scan.counts(), (QList<double>{12, 15, 17}));
+    QCOMPARE(smc.writes, QList<QByteArray>(3, "\r\n?CNT;"));
+    QCOMPARE(log.text(), QStringLiteral("SMC: the counts did not come whole, transfer 2\r\n"
+                                        "SMC: the counts did not come whole, transfer 3\r\n"));
     QVERIFY(boxes.allShown());
 }
 

@@ -7,10 +7,13 @@
 #include "core/ScanData.h"
 #include "goniometer/ScanParameterCheck.h"
 #include "goniometer/Utilities.h"
+#include "support/AppLog.h"
 #include "support/Pretend.h"
 #include "support/ScriptedPrompts.h"
 
 #include <QTest>
+
+#include <tuple>
 
 using Field = FrontPanel::Field;
 using Button = Prompts::Button;
@@ -69,8 +72,13 @@ void expectConfirmation(ScriptedPrompts& boxes, Button answer = Button::Ok)
 }
 void expectAbort(ScriptedPrompts& boxes, Button readAnswer)
 {
-    boxes.expect(runTitle, abortQuestion, Button::Yes).withIcon(Icon::Critical).withButtons(Buttons::YesNo);
-    boxes.expect(runTitle, readQuestion, readAnswer).withIcon(Icon::Question).withButtons(Buttons::YesNo);
+    for (const auto& [question, answer, icon] :
+         {std::tuple{abortQuestion, Button::Yes, Icon::Critical}, std::tuple{readQuestion, readAnswer, Icon::Question}}) {
+        boxes.expect(runTitle, question, answer)
+            .withIcon(icon)
+            .withButtons(Buttons::YesNo)
+            .withAnswers(Button::Yes, Button::No, Button::No);
+    }
 }
 
 struct Run
@@ -391,7 +399,10 @@ void tst_scanrun::theConfirmation()
                                            "Scan Stop   : 12° 2-Theta\r\n"
                                            "Scan Step   : 0.5° 2-Theta\r\n"
                                            "Counter Time: 0.5 seconds\r\n");
-    run.boxes.expect(startTitle, text, Button::Cancel).withButtons(Buttons::OkCancel).withIcon(Icon::None);
+    run.boxes.expect(startTitle, text, Button::Cancel)
+        .withButtons(Buttons::OkCancel)
+        .withIcon(Icon::None)
+        .withAnswers(Button::Ok, Button::Cancel, Button::Cancel);
     ScanRun::Start();
     QVERIFY(run.boxes.allShown());
     // Nobody there: no scan is begun.
@@ -955,6 +966,7 @@ void tst_scanrun::lineDownDuringTheUpload()
 {
     QFETCH(int, line);
     Run run;
+    const AppLog log;
     run.olderCounts();
     expectConfirmation(run.boxes);
     run.boxes.expect(QStringLiteral("SMC"), QString());
@@ -971,6 +983,7 @@ void tst_scanrun::lineDownDuringTheUpload()
     QCOMPARE(run.smc.orders(), expected);
     QCOMPARE(scanData().counts(), (QList<double>{5, 40, 7, 3, 8}));
     QVERIFY(run.panel1.contains(QStringLiteral("The counting program is sent again (2 of 3)")));
+    QVERIFY2(log.text().contains(QStringLiteral("The counting program is sent again (2 of 3)\r\n")), qPrintable(log.text()));
     QVERIFY(flags().dataPresent);
     QVERIFY(isIdle());
     QVERIFY(run.boxes.allShown());
@@ -1494,6 +1507,7 @@ void tst_scanrun::anAbortThatIsNeverHeard()
     Run run;
     run.smc.runTime = 3600000;
     run.smc.ignoredStops = 1000;
+    const AppLog log;
     if (foundAtStart) {
         run.smc.busy = true;
         modSMC::state().numberOfAxes = modSMC::SMCCheck();
@@ -1512,6 +1526,7 @@ void tst_scanrun::anAbortThatIsNeverHeard()
     ScanRun::Start();
     QVERIFY(run.smc.sent(QStringLiteral("Q;")) >= 5);
     QVERIFY(run.smc.sent(QStringLiteral("Q;")) <= 8);
+    QCOMPARE(log.text().count(QStringLiteral("SMC: still busy after \"Q;\", sent again\r\n")), run.smc.sent(QStringLiteral("Q;")) - 1);
     QCOMPARE(run.smc.sent(QStringLiteral("?CNT;")), 0);
     QVERIFY(run.clock.elapsed() > 30000 && run.clock.elapsed() < 50000);
     QVERIFY(isIdle());

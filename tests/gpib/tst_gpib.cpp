@@ -6,6 +6,7 @@
 #include "fake_calls.h"
 #include "gpib/GPIBLibrary.h"
 #include "gpib/modGPIB.h"
+#include "support/AppLog.h"
 #include "support/ResetProgram.h"
 #include "support/ScriptedPrompts.h"
 #include "support/TestClock.h"
@@ -237,6 +238,37 @@ private slots:
         reply(script, "garbage\r\n");
         QCOMPARE(modGPIB::GPIBGetResponse(), QString());
         QCOMPARE(modGPIB::state().error.number, 15);
+    }
+
+    void whatFailsIsLoggedWithItsReason_data()
+    {
+        QTest::addColumn<bool>("log");
+        QTest::newRow("log on") << true;
+        QTest::newRow("log off") << false;
+    }
+
+    void whatFailsIsLoggedWithItsReason()
+    {
+        QFETCH(bool, log);
+        const AppLog appLog;
+        flags().log = log;
+        FakeScript& script = use("fake_sicl", true);
+        script.errorAtCall = 1;
+        script.errorNumber = 12;
+        modGPIB::GPIBInit();
+        const QString error = u"GPIB: error 12: This error text is a good deal longer than the sixty charact\r\n"_s;
+        QCOMPARE(appLog.text(), log ? error : QString());
+        modGPIB::state().siclNames = {u"/nowhere/libsicl.so"_s};
+        modGPIB::GPIBInit();
+        const QString sicl = appLog.text().mid(log ? error.size() : 0);
+        QVERIFY2(log ? sicl.startsWith(u"GPIB: "_s) && sicl.contains(u"/nowhere/libsicl.so"_s) : sicl.isEmpty(), qPrintable(sicl));
+        const qsizetype before = appLog.text().size();
+        use("fake_ni", false);
+        modGPIB::state().niNames = {u"/nowhere/libgpib.so"_s};
+        m_prompts->expect(u"GPIBInit()"_s, QString());
+        modGPIB::GPIBInit();
+        const QString ni = appLog.text().mid(before);
+        QVERIFY2(log ? ni.startsWith(u"GPIB: "_s) && ni.contains(u"/nowhere/libgpib.so"_s) : ni.isEmpty(), qPrintable(ni));
     }
 
     void aMissingSiclLibraryIsError53()

@@ -12,6 +12,7 @@
 #include "goniometer/PlayedController.h"
 #include "profile/ProfileRun.h"
 #include "profile/TProfile.h"
+#include "support/AppLog.h"
 #include "support/ScriptedPort.h"
 #include "support/ScriptedPrompts.h"
 #include "temperature/modHTC.h"
@@ -100,6 +101,13 @@ struct Laboratory
         });
     }
 
+    ~Laboratory()
+    {
+        if (const QStringList unwanted = AppLog::unwantedIn(modTools::state().programDirectory); !unwanted.isEmpty())
+            QTest::qFail(qPrintable(QStringLiteral("logged without being asked to: ") + unwanted.first()), __FILE__, __LINE__);
+    }
+    Q_DISABLE_COPY_MOVE(Laboratory)
+
     QString work() const { return directory.path() + QStringLiteral("/work"); }
     void profile(const QStringList& lines) const { TProfile::state() = {lines, directory.filePath(QStringLiteral("p.gtp")), false}; }
     QStringList scans() const { return QDir(work()).entryList({QStringLiteral("*.sdf")}, QDir::Files, QDir::Name); }
@@ -122,14 +130,19 @@ struct Laboratory
 
     void expectSummary(Button answer = Button::Yes)
     {
-        boxes.expect(title, ProfileRun::SummaryText(), answer).withButtons(Prompts::Buttons::YesNo, 2);
+        boxes.expect(title, ProfileRun::SummaryText(), answer)
+            .withButtons(Prompts::Buttons::YesNo, 2)
+            .withIcon(Prompts::Icon::Question)
+            .withAnswers(Button::Yes, Button::No, Button::No);
     }
     void expectAbort(Button readAnyway = Button::No)
     {
         boxes
             .expect(QStringLiteral("Temperature Profile - Data acquisition"),
                     QStringLiteral("Do you want to abort the current data acquisition now?"), Button::Yes)
-            .withButtons(Prompts::Buttons::YesNo, 2);
+            .withButtons(Prompts::Buttons::YesNo, 2)
+            .withIcon(Prompts::Icon::Critical)
+            .withAnswers(Button::Yes, Button::No, Button::No);
         boxes.expect(QStringLiteral("Data acquisition"), QStringLiteral("Do you want read scan data anyway?"), readAnyway);
     }
     ScriptedPrompts& expectLostLine() { return boxes.expect(QString(), QString()); }

@@ -726,12 +726,27 @@ private slots:
         lab.boxes.expect(u"Start measurement"_s, busy);
         QVERIFY(!start(std::nullopt));
         QCOMPARE(lab.smc.sent(u"Q;"_s), qsizetype(1));
-        modSMC::state().leftOver = std::make_unique<Operation>(Operations::scan);
+        // A controller that does not heed the stop is asked ten times.
+        const auto leaveOver = [&](int heeding) {
+            modSMC::state().leftOver = std::make_unique<Operation>(Operations::scan);
+            lab.smc.busy = true;
+            lab.smc.ignoredStops = 1;
+            lab.smc.onCommand = [&lab, heeding, stopped = false, asked = 0](const QString& command) mutable {
+                stopped = stopped || command == u"Q;"_s;
+                if (stopped && command == u"?S1;"_s && ++asked == heeding - 1)
+                    lab.clock.at(50, [&lab] { lab.smc.busy = false; }); // before it is asked again
+            };
+        };
+        leaveOver(11);
+        lab.boxes.expect(u"Start measurement"_s, busy);
+        QVERIFY(!start(true));
+        QCOMPARE(lab.smc.sent(u"Q;"_s), qsizetype(2));
+        leaveOver(10);
         lab.boxes.expect(title, QString(), Button::Yes);
         lab.boxes.expect(title, finished);
         QVERIFY(start(true));
         QVERIFY(lab.boxes.allShown());
-        QCOMPARE(lab.smc.sent(u"Q;"_s), qsizetype(2));
+        QCOMPARE(lab.smc.sent(u"Q;"_s), qsizetype(3));
         QVERIFY(!Operation::isRunning(Operations::scan));
         QCOMPARE(lab.scans(), (QStringList{u"Silicon_0285.0.sdf"_s, u"Silicon_0295.0.sdf"_s}));
     }
@@ -853,6 +868,32 @@ private slots:
         QVERIFY(lab.run());
         QCOMPARE(lab.scans(), twoScans);
         QVERIFY2(lab.report().contains("    The progress could not be written to '"), lab.report().constData());
+    }
+
+    void aReportThatCannotBeWrittenIsInTheLog_data()
+    {
+        QTest::addColumn<bool>("log");
+        QTest::newRow("log on") << true;
+        QTest::newRow("log off") << false;
+    }
+
+    void aReportThatCannotBeWrittenIsInTheLog()
+    {
+        QFETCH(bool, log);
+        Laboratory lab;
+        flags().log = log;
+        lab.profile({u"T1:295;"_s});
+        QString report;
+        lab.clock.onRound = [&] {
+            report = ProfileRun::state().reportFile;
+            if (!report.isEmpty())
+                QDir().mkpath(report); // a folder in its place
+        };
+        QVERIFY(lab.run());
+        lab.clock.onRound = nullptr;
+        QCOMPARE(lab.scans(), QStringList{u"Quartz_0295.0.sdf"_s});
+        const QString line = u"The report '"_s + report + u"' could not be written.\r\n"_s;
+        QCOMPARE(AppLog::textIn(modTools::state().programDirectory).contains(line), log);
     }
 
     void tooManyScansAreRefusedBeforeAnythingIsSent()

@@ -225,7 +225,10 @@ private slots:
         const QString question = u'\'' + file("abc.gtp") + u"' already exists.\nDo you want to replace it?"_s;
         ScriptedPrompts prompts;
         prompts.expectSave(QString(), file("abc"));
-        prompts.expect(u"Temperature profile"_s, question, Prompts::Button::No).withButtons(Prompts::Buttons::YesNo, 2);
+        prompts.expect(u"Temperature profile"_s, question, Prompts::Button::No)
+            .withButtons(Prompts::Buttons::YesNo, 2)
+            .withIcon(Prompts::Icon::Exclamation)
+            .withAnswers(Prompts::Button::Yes, Prompts::Button::No, Prompts::Button::No);
         QCOMPARE(TProfile::SaveTProfile(), TProfile::Cancelled);
         QCOMPARE(contents(file("abc.gtp")), QByteArray("earlier"));
         QVERIFY(TProfile::state().modified && TProfile::state().currentFile.isEmpty());

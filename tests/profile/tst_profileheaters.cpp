@@ -32,7 +32,8 @@ void expectRefusedSetpoint(Laboratory& lab, Button answer)
 {
     lab.boxes.expect(u"New setpoint"_s, u"Unable to change setpoint!"_s, answer)
         .withButtons(Prompts::Buttons::AbortRetryIgnore)
-        .withIcon(Prompts::Icon::Exclamation);
+        .withIcon(Prompts::Icon::Exclamation)
+        .withAnswers(Button::Retry, Button::Retry, Button::Retry);
 }
 } // namespace
 

@@ -4,6 +4,10 @@
 #include "goniometer/ScanRun.h"
 #include "profile/ProfileLab.h"
 
+#include <QRegularExpression>
+
+#include <utility>
+
 using namespace Qt::StringLiterals;
 using namespace profilelab;
 
@@ -29,7 +33,9 @@ private slots:
         lab.boxes.expect(u"X-Ray generator"_s, u"X-Ray Generator seems to be at idle power.\r\nPlease adjust power settings."_s);
         lab.boxes
             .expect(u"Start measurement"_s, u"Data in memory were not yet saved!\r\n\r\nDo you really want to continue?"_s, Button::Yes)
-            .withButtons(Prompts::Buttons::YesNo, 2);
+            .withButtons(Prompts::Buttons::YesNo, 2)
+            .withIcon(Prompts::Icon::Question)
+            .withAnswers(Button::Yes, Button::No, Button::No);
         lab.boxes.expect(title, ProfileRun::SummaryText(), Button::No).then([&] { QVERIFY(edited); });
         QVERIFY(!ProfileRun::Execute({[&edited] { return edited = true; }, {}}));
         QVERIFY(lab.boxes.allShown());
@@ -405,6 +411,59 @@ private slots:
         QVERIFY(ProfileRun::Execute());
         QCOMPARE(lab.scans(), QStringList{u"Quartz_0285.0.sdf"_s});
         QVERIFY(ProfileRun::state().rows[0].phase == Phase::Skipped);
+    }
+
+    void theReportFromItsFirstLineToItsLast()
+    {
+        Laboratory lab;
+        lab.offset = 0.25;
+        lab.profile({u"T1:295;E:2;"_s, u"T1:none;"_s, u"T1:285;"_s});
+        QVERIFY(lab.run());
+        const QString moment = u"\\d{4}-\\d{2}-\\d{2} \\d{2}:\\d{2}:\\d{2}"_s;
+        const QString report = QString::fromUtf8(lab.report()).replace(QRegularExpression(moment), u"<moment>"_s);
+        const QString read = u"  mean %1  scatter 0.000  counter time %2 s  maximum 40 counts  file "_s;
+        const QStringList expected{
+            u"Temperature profile run"_s,
+            u"Sample: Quartz"_s,
+            u"Profile: "_s + lab.directory.filePath(u"p.gtp"_s),
+            u"Started: <moment>"_s,
+            u"Note: line 2: T1 is not a number; the line is skipped"_s,
+            QString(),
+            u"<moment>  setpoint 295 K  read 295.25 K"_s + read.arg(u"295.250"_s, u"2"_s) + lab.work() + u"/Quartz_0295.3.sdf"_s,
+            u"<moment>  setpoint 285 K  read 285.25 K"_s + read.arg(u"285.250"_s, u"1"_s) + lab.work() + u"/Quartz_0285.3.sdf"_s,
+            QString()};
+        QCOMPARE(report, expected.join(u'\n'));
+    }
+
+    void theWordsOfThePhases()
+    {
+        const std::pair<Phase, QString> words[] = {{Phase::Pending, u"waiting"_s},
+                                                   {Phase::Setpoint, u"setting setpoint"_s},
+                                                   {Phase::Settling, u"settling"_s},
+                                                   {Phase::Dwelling, u"dwelling"_s},
+                                                   {Phase::Acquiring, u"measuring"_s},
+                                                   {Phase::Saving, u"saving"_s},
+                                                   {Phase::Earlier, u"done by the run before"_s},
+                                                   {Phase::Done, u"done"_s},
+                                                   {Phase::Skipped, u"skipped"_s},
+                                                   {Phase::Aborted, u"aborted"_s}};
+        for (const auto& [phase, word] : words)
+            QCOMPARE(ProfileRun::phaseText(phase), word);
+    }
+
+    void theWindowIsToldThatTheRunHasEnded()
+    {
+        Laboratory lab;
+        lab.profile({u"T1:295;"_s});
+        QStringList told;
+        QObject::connect(&ProfileRun::notifier(), &ProfileRun::Notifier::changed, &lab.context, [&told] {
+            const ProfileRun::State& run = ProfileRun::state();
+            told << QString::number(run.current) + (Operation::isRunning(Operations::profile) ? u" runs"_s : u" rests"_s) +
+                        (run.rows.isEmpty() ? QString() : u", "_s + ProfileRun::phaseText(run.rows[0].phase));
+        });
+        QVERIFY(lab.run());
+        QVERIFY(told.contains(u"0 runs, "_s + ProfileRun::phaseText(Phase::Acquiring)));
+        QCOMPARE(told.constLast(), u"-1 rests, "_s + ProfileRun::phaseText(Phase::Done));
     }
 
     void theWayBackOfTheLowTemperatureController_data()

@@ -422,7 +422,7 @@ void tst_channel::bytesGoBothWaysOverTcp()
 {
     QTcpServer server;
     QVERIFY(server.listen(QHostAddress::LocalHost));
-    for (const QString& host : {u"127.0.0.1"_s, u"localhost"_s}) {
+    for (const QString& host : {u"127.0.0.1"_s, u"localhost"_s, u"[127.0.0.1]"_s}) { // brackets keep the colons of IPv6 apart
         SerialChannel channel;
         channel.deviceText = u"tcp:%1:%2"_s.arg(host).arg(server.serverPort());
         QCOMPARE(channel.open(), OpenResult::Open);

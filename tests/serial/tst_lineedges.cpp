@@ -7,12 +7,14 @@
 #include "core/FrontPanel.h"
 #include "serial/SerialChannel.h"
 #include "serial/modCOM.h"
+#include "support/AppLog.h"
 #include "support/ResetProgram.h"
 #include "support/ScriptedPort.h"
 #include "support/ScriptedPrompts.h"
 #include "support/TestClock.h"
 
 #include <QFile>
+#include <QPointer>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTemporaryDir>
@@ -71,6 +73,9 @@ private slots:
     void aClosingProgramShowsNoBox();
     void closingStopsTheTimers();
     void theQuestionAboutALineErrorGoesOnByItself();
+    void theBoxAboutALossStandsOnce();
+    void aLineThatIsTakenDownClosesItsDevice();
+    void aNewStartForgetsTheLines();
 
 private:
     QString log() const
@@ -104,6 +109,7 @@ void TestLineEdges::init()
 
 void TestLineEdges::cleanup()
 {
+    QCOMPARE(AppLog::unwantedIn(m_folder->path()), QStringList());
     QVERIFY(m_boxes->allShown());
     m_boxes.reset();
     modCOM::reset();
@@ -453,6 +459,66 @@ void TestLineEdges::theQuestionAboutALineErrorGoesOnByItself()
     // and the next one is shown again
     m_boxes->expect(u"Ignore this error?"_s, u"Frame error"_s, Button::Yes);
     smc.injectEvent(1004);
+}
+
+void TestLineEdges::theBoxAboutALossStandsOnce()
+{
+    ScriptedDevice smc;
+    openSmc(smc);
+    const auto expectBox = [this] { return &m_boxes->expect(u"SMC"_s, QString()).withIcon(Prompts::Icon::Exclamation).withBeep(); };
+    const auto comeAndGo = [&] {
+        smc.plugBack();
+        m_clock->advance(SerialChannel::reopenInterval);
+        QVERIFY(modCOM::MCComm().isOpen());
+        smc.hangUp();
+        QCoreApplication::processEvents();
+        QVERIFY(modCOM::MCComm().isDown());
+    };
+    expectBox()->then(comeAndGo); // no second box over the first
+    smc.hangUp();
+    QCoreApplication::processEvents();
+    QVERIFY(m_boxes->allShown());
+    expectBox(); // but one for the next loss
+    comeAndGo();
+}
+
+void TestLineEdges::aLineThatIsTakenDownClosesItsDevice()
+{
+    ScriptedDevice far;
+    QPointer<QIODevice> device;
+    {
+        SerialChannel channel;
+        channel.setDeviceSource([&] {
+            auto port = far.plug();
+            device = port.get();
+            return port;
+        });
+        QCOMPARE(channel.open(), OpenResult::Open);
+        QVERIFY(device && device->isOpen());
+    }
+    QVERIFY(!device || !device->isOpen());
+}
+
+void TestLineEdges::aNewStartForgetsTheLines()
+{
+    ScriptedDevice smc;
+    openSmc(smc);
+    modCOM::smcReception().receiveText = u"S1:"_s;
+    modCOM::state().diagnostic = true;
+    const int asked = smc.plugAttempts();
+    modCOM::reset();
+    QVERIFY(!modCOM::MCComm().isOpen());
+    QCOMPARE(modCOM::smcReception().receiveText, QString());
+    QVERIFY(!modCOM::state().diagnostic);
+    for (const SerialChannel* line : {&modCOM::MCComm(), &modCOM::GeneratorComm(), &modCOM::TCComm()}) {
+        QCOMPARE(line->settings, u"9600,N,8,1"_s);
+        QCOMPARE(line->portNumber, 1);
+    }
+    for (const modTools::Timer* timer : {&modCOM::RxTimer(), &modCOM::MCRxTimeout(), &modCOM::tcTimeout()})
+        QCOMPARE(timer->interval(), 0);
+    modCOM::MCComm().deviceText = u"/dev/no-such-line"_s;
+    QCOMPARE(modCOM::MCComm().open(), OpenResult::PortMissing); // not the device of before
+    QCOMPARE(smc.plugAttempts(), asked);
 }
 
 QTEST_GUILESS_MAIN(TestLineEdges)

@@ -4,6 +4,7 @@
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
 #include "serial/modCOM.h"
+#include "support/AppLog.h"
 #include "support/ResetProgram.h"
 #include "support/ScriptedPort.h"
 #include "support/ScriptedPrompts.h"
@@ -78,6 +79,7 @@ private slots:
 
     void stalledOutputIsBounded();
     void refusedWriteIsToldToTheCaller();
+    void withTheLogOffNothingIsLogged();
 
 private:
     void openSmc(ScriptedDevice& device);
@@ -680,6 +682,19 @@ void tst_modcom::refusedWriteIsToldToTheCaller()
     smc.setRefusing(true);
     QVERIFY(!modCOM::MCComm().output(u"Q;"_s));
     QVERIFY(modCOM::MCComm().isOpen());
+}
+
+void tst_modcom::withTheLogOffNothingIsLogged()
+{
+    flags().log = false;
+    ScriptedDevice generator;
+    openGenerator(generator);
+    QCOMPARE(modCOM::SerialOut(modCOM::GeneratorComm(), u"CA\r"_s), qint16{0});
+    modCOM::ClearGeneratorCommRxBuffer();
+    configuration().generator.line.settings = u"9600"_s;
+    m_boxes->expect(QString(), QString());
+    QVERIFY(!modCOM::OpenGeneratorComm());
+    QCOMPARE(AppLog::textIn(m_folder->path()), QString());
 }
 
 QTEST_GUILESS_MAIN(tst_modcom)

@@ -11,6 +11,7 @@
 #include "core/startup/modMain.h"
 #include "goniometer/modSMC.h"
 #include "serial/modCOM.h"
+#include "support/AppLog.h"
 #include "support/Pretend.h"
 #include "support/ResetProgram.h"
 #include "support/ScriptedPort.h"
@@ -73,6 +74,7 @@ private slots:
     void wordsOfTheCommandLineAreFoundAnywhere();
     void theProgramDirectoryIsTakenFromTheCommandLine();
     void theProgramDirectoryHoldsScanIniOrCanBeWritten();
+    void theProgramCanEndFromItsStartOn();
 
     void withoutScanIniTheDefaultsHold();
     void anUnreadableScanIniGivesTheDefaults();
@@ -150,6 +152,7 @@ void StartupTest::init()
 
 void StartupTest::cleanup()
 {
+    QCOMPARE(AppLog::unwantedIn(m_directory->path()), QStringList());
     modCOM::reset();
     m_boxes->allShown();
     m_boxes.reset();
@@ -238,6 +241,16 @@ void StartupTest::theProgramDirectoryHoldsScanIniOrCanBeWritten()
     modMain::SetProgramDirectory();
     QCOMPARE(modTools::state().programDirectory,
              QDir::toNativeSeparators(QCoreApplication::applicationDirPath())); // the build's folder can be written
+}
+
+void StartupTest::theProgramCanEndFromItsStartOn()
+{
+    modMain::SetProgramDirectory(m_directory->path());
+    modTools::EndProgram();
+    QCOMPARE(endProgramCalls(), 1); // whoever has a way to end keeps it
+    modTools::setEndProgramHandler(nullptr);
+    modMain::SetProgramDirectory(m_directory->path());
+    QVERIFY(modTools::hasEndProgramHandler());
 }
 
 // --- scan.ini
@@ -685,6 +698,8 @@ void StartupTest::theStartEndsWithTheShortCaption()
 {
     const QString directory = m_directory->path();
     writeIni("[General]\nScanMode=online\nGoniometerType=theta\n");
+    modTools::state().programDirectory.clear();
+    modTools::state().iniPath.clear();
     const quint64 before = m_clock->elapsed();
     modMain::Main({QStringLiteral("--program-dir"), directory, QStringLiteral("LOG")});
     QCOMPARE(frontPanel().caption(), QStringLiteral("Scan (4412, Theta-2-Theta, online mode)"));
@@ -754,7 +769,10 @@ void StartupTest::aBusyControllerIsAskedAboutBeforeClosing()
     plugController("S1:0 S2:0\r\n", "S1:0\r\n");
     const QString question =
         lineBreak + QStringLiteral("SMC seems to be busy!") + lineBreak + QStringLiteral("Are you sure that you want to quit?");
-    m_boxes->expect(QStringLiteral("Quit program"), question, Prompts::Button::Cancel).withButtons(Prompts::Buttons::OkCancel);
+    m_boxes->expect(QStringLiteral("Quit program"), question, Prompts::Button::Cancel)
+        .withButtons(Prompts::Buttons::OkCancel)
+        .withIcon(Prompts::Icon::Question)
+        .withAnswers(Prompts::Button::Ok, Prompts::Button::Cancel, Prompts::Button::Cancel);
     QVERIFY(!modMain::QueryClose());
     QVERIFY(!QFile::exists(path(QStringLiteral("scan.ini"))));
     m_boxes->expect(QStringLiteral("Quit program"), question, Prompts::Button::Ok);
@@ -769,7 +787,10 @@ void StartupTest::aRunningProfileIsAskedAboutBeforeClosing()
     m_smc->forget();
     const QString question =
         lineBreak + QStringLiteral("A temperature profile is running!") + lineBreak + QStringLiteral("Are you sure that you want to quit?");
-    m_boxes->expect(QStringLiteral("Quit program"), question, Prompts::Button::Cancel).withButtons(Prompts::Buttons::OkCancel);
+    m_boxes->expect(QStringLiteral("Quit program"), question, Prompts::Button::Cancel)
+        .withButtons(Prompts::Buttons::OkCancel)
+        .withIcon(Prompts::Icon::Question)
+        .withAnswers(Prompts::Button::Ok, Prompts::Button::Cancel, Prompts::Button::Cancel);
     QVERIFY(!modMain::QueryClose());
     QVERIFY(m_smc->written().isEmpty()); // the run may be in the middle of an exchange
     m_boxes->expect(QStringLiteral("Quit program"), question, Prompts::Button::Ok);
@@ -782,7 +803,10 @@ void StartupTest::unsavedDataAreAskedAboutLast()
     flags().dataPresent = true;
     const QString question =
         QStringLiteral("Data in memory were not yet saved!") + lineBreak + QStringLiteral("Do you really want to quit?");
-    m_boxes->expect(QStringLiteral("Exit program"), question, Prompts::Button::No).withButtons(Prompts::Buttons::YesNo, 2);
+    m_boxes->expect(QStringLiteral("Exit program"), question, Prompts::Button::No)
+        .withButtons(Prompts::Buttons::YesNo, 2)
+        .withIcon(Prompts::Icon::Exclamation)
+        .withAnswers(Prompts::Button::Yes, Prompts::Button::No, Prompts::Button::No);
     QVERIFY(!modMain::QueryUnload());
     m_boxes->expect(QStringLiteral("Exit program"), question, Prompts::Button::Yes);
     QVERIFY(modMain::QueryUnload());

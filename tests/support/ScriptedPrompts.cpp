@@ -113,6 +113,18 @@ ScriptedPrompts& ScriptedPrompts::withButtons(Buttons buttons, int defaultButton
     return *this;
 }
 
+ScriptedPrompts& ScriptedPrompts::withAnswers(Button goesOn, Button safe, Button unattended)
+{
+    const Here here = m_script.last().here;
+    m_script.last().checks.append([this, goesOn, safe, unattended, here](const Message& shown) {
+        if (shown.goesOn != goesOn || shown.safe != safe || shown.unattended != unattended)
+            fail(QStringLiteral("the box \"%1\" answers \"%2\" with --yes, \"%3\" without a terminal, \"%4\" when nobody comes")
+                     .arg(shown.title, caption(shown.goesOn), caption(shown.safe), caption(shown.unattended)),
+                 here);
+    });
+    return *this;
+}
+
 ScriptedPrompts& ScriptedPrompts::withBeep(bool beep)
 {
     const Here here = m_script.last().here;

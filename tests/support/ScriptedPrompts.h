@@ -47,6 +47,8 @@ public:
     // What else the box expected last must look like, and what happens while it is open.
     ScriptedPrompts& withIcon(Icon icon);
     ScriptedPrompts& withButtons(Buttons buttons, int defaultButton = 1);
+    /// The answers that the box has with --yes, without a terminal, and at the end of its countdown in an unattended run.
+    ScriptedPrompts& withAnswers(Button goesOn, Button safe, Button unattended);
     ScriptedPrompts& withBeep(bool beep = true);
     ScriptedPrompts& withDefaultText(const QString& text); ///< input boxes: the proposed text
     ScriptedPrompts& then(std::function<void()> whileOpen);

@@ -6,6 +6,7 @@
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
 #include "serial/modCOM.h"
+#include "support/AppLog.h"
 #include "support/ResetProgram.h"
 #include "support/ScriptedPort.h"
 #include "support/ScriptedPrompts.h"
@@ -17,6 +18,7 @@
 
 #include <QFile>
 #include <QTemporaryDir>
+#include <QTest>
 
 /// A program that has just started, with a scripted device on the line of the temperature controllers, in a directory of its own. One for
 /// each test function.
@@ -43,6 +45,8 @@ public:
     }
     ~TemperatureLine() override
     {
+        if (const QStringList unwanted = AppLog::unwantedIn(directory.path()); !unwanted.isEmpty())
+            QTest::qFail(qPrintable(QStringLiteral("logged without being asked to: ") + unwanted.first()), __FILE__, __LINE__);
         modTC::reset();
         modCOM::reset();
     }
@@ -55,7 +59,7 @@ public:
         QFile file(directory.filePath(name));
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
-    QString appLog() const { return QString::fromUtf8(read(QStringLiteral("app.log"))); }
+    QString appLog() const { return AppLog::textIn(directory.path()); }
     /// Answers to lines that end with `question` while `isOn`, and counts those that come while it is not.
     void answerWhileOn(const QByteArray& question, const QByteArray& answer)
     {

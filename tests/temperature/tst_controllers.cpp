@@ -102,6 +102,47 @@ private slots:
         QVERIFY(!scale().currents);
     }
 
+    void whatTheOperatorReadsOfEach_data()
+    {
+        QTest::addColumn<bool Flags::*>("flag");
+        QTest::addColumn<bool>("currents");
+        QTest::addColumn<QStringList>("read");
+        QTest::newRow("low") << &Flags::ltcEnabled << false << QStringList{u"LTC"_s,        u"low-temperature controller"_s,
+                                                                           u"K"_s,          u"8...300"_s,
+                                                                           u"xxxx.x"_s,     u"temperature"_s,
+                                                                           u"2 decimals"_s, u"from 295"_s};
+        QTest::newRow("high") << &Flags::htcEnabled << false << QStringList{u"HTC"_s,        u"high-temperature controller"_s,
+                                                                            u"°C"_s,         u"20...1500"_s,
+                                                                            u"xxxx"_s,       u"temperature"_s,
+                                                                            u"0 decimals"_s, u"from 22"_s};
+        QTest::newRow("laser") << &Flags::laserEnabled << false
+                               << QStringList{u"Laser"_s, u"laser controller"_s, u"°C"_s,         u"20...1200"_s,
+                                              u"xxxx"_s,  u"temperature"_s,      u"1 decimals"_s, u"from 22"_s};
+        QTest::newRow("laser by current") << &Flags::laserEnabled << true
+                                          << QStringList{u"Laser"_s,  u"laser controller"_s,    u"A"_s,          u"0...2.5"_s,
+                                                         u"x.xxxx"_s, u"laser diode current"_s, u"4 decimals"_s, u"from 22"_s};
+    }
+
+    void whatTheOperatorReadsOfEach()
+    {
+        QFETCH(bool Flags::*, flag);
+        QFETCH(bool, currents);
+        flags().*flag = true;
+        configuration().laser.currentMode = currents;
+        const Temperature::Controller& row = Temperature::active();
+        const Temperature::Scale scale = row.scale();
+        const auto number = [](double value) { return QString::number(value); };
+        const QStringList read{row.name,
+                               row.fullName,
+                               scale.unit,
+                               number(scale.lowest) + u"..."_s + number(scale.highest),
+                               scale.filePattern,
+                               scale.fileMeaning,
+                               number(scale.shownDecimals) + u" decimals"_s,
+                               u"from "_s + number(row.startsAt)};
+        QTEST(read, "read");
+    }
+
     void withoutAControllerTheEditorHasTheRangeOfTheLowTemperatureController()
     {
         const Temperature::Scale scale = Temperature::active().scale();

@@ -6,6 +6,7 @@
 #include "core/Operation.h"
 #include "serial/Exchange.h"
 #include "serial/modCOM.h"
+#include "support/AppLog.h"
 #include "support/Pretend.h"
 #include "support/ResetProgram.h"
 #include "support/ScriptedPort.h"
@@ -170,6 +171,20 @@ private slots:
         QCOMPARE(bytes(), before);
     }
 
+    void beginAndEndAreInTheLogOfTheProgram()
+    {
+        const AppLog log;
+        CooldownLog::Start();
+        CooldownLog::Stop();
+        QCOMPARE(log.text(), QString());
+        flags().log = true;
+        CooldownLog::Start();
+        const QString begin = u"LogCooldown("_s + CooldownLog::state().path + u")\r\n"_s;
+        QCOMPARE(log.text(), begin);
+        CooldownLog::Stop();
+        QCOMPARE(log.text(), begin + u"LogCooldown() stopped\r\n"_s);
+    }
+
     void logsOfTheSameSecondGetFilesOfTheirOwn()
     {
         QFile earlier(m_directory->filePath(u"cooldown_20260301_070510.log"_s));
@@ -310,7 +325,9 @@ private slots:
         m_clock->at(15000, [this] { answer("", ""); });
         m_clock->at(25000, [this] { answer("+077.000", "+077.000"); });
         pretendRunning(Operations::temperature);
+        QSignalSpy changed(&CooldownLog::notifier(), &CooldownLog::Notifier::changed);
         QCOMPARE(modLTC::LTCWaitUntilThere(77), qint16(0));
+        QCOMPARE(changed.count(), bytes().count('\n')); // the window is told of each line
         const QByteArray sent = takeSent();
         QCOMPARE(sent.count("KRDG?\r\n") * 7, sent.size());
         const QList<QByteArray> lines = bytes().split('\n');

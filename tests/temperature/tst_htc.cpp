@@ -497,6 +497,24 @@ private slots:
         mnuHTCSavePID();
     }
 
+    void withTheLogOffNothingIsLogged()
+    {
+        flags().log = false; // the line looks into the log when it ends
+        writeTable("200=P60I9D1\r\n900=P71I8D2\r\n");
+        configuration().htc.calibration = true;
+        m_line->device.answer(dataQuery, replyOf(payloadWith(300, 1)));
+        QCOMPARE(HTCCheckPresence(), qint16(0));
+        QCOMPARE(NewSetpoint(600), qint16(0));
+        m_line->prompts.expectSave(u"Select PID file"_s, PIDFilePath());
+        mnuHTCSavePID();
+        SendPIDFromDialog({0, 55, 12, 3});
+        QCOMPARE(HTC_LaserWaitUntilThere(2), qint16(0));
+        m_line->device.clearRules();
+        m_line->prompts.expect(u"HTC check"_s, QString());
+        QCOMPARE(HTCCheckPresence(), qint16(-1));
+        QCOMPARE(m_line->appLog(), QString());
+    }
+
     void theDialogStartsFromTheBlockAndWritesItBack()
     {
         m_line->device.answer(dataQuery, replyOf(payloadWith(300, 1)));

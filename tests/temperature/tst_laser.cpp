@@ -49,6 +49,15 @@ private slots:
         QVERIFY(m_line->appLog().contains(u"LaserOutput(:r 12)"_s));
     }
 
+    void withTheLogOffNothingIsLogged()
+    {
+        flags().log = false;
+        answerAll(":ok\r\n");
+        QCOMPARE(LaserSwitchBeam(true), qint16(0));
+        QCOMPARE(LaserSetCurrent(700, 1.5F), qint16(0));
+        QCOMPARE(m_line->appLog(), QString());
+    }
+
     void colonsAreRemovedFromAReply()
     {
         for (const QByteArray& reply : {QByteArray(":ok\r\n"), QByteArray("ok\r"), QByteArray("o:k::\r\n")}) {

@@ -386,7 +386,9 @@ private slots:
             u"Low temperature controller does not respond...\r\nPlease check the following:\r\n    - Controller "_s + name +
             u" powered ON?\r\n    - Controller connected to COM3?\r\n    - COM3 settings are 9600,o,7,1?\r\n    - Cable connection ok?"_s;
         for (const Prompts::Button answer : {Prompts::Button::Retry, Prompts::Button::Ignore})
-            m_line->prompts.expect(u"LTC check"_s, text, answer).withButtons(Prompts::Buttons::AbortRetryIgnore, 2);
+            m_line->prompts.expect(u"LTC check"_s, text, answer)
+                .withButtons(Prompts::Buttons::AbortRetryIgnore, 2)
+                .withAnswers(Prompts::Button::Ignore, Prompts::Button::Ignore, Prompts::Button::Ignore);
         QCOMPARE(LTCCheckPresence(), qint16(-1));
         QCOMPARE(m_line->prompts.messages.last().unattended, Prompts::Button::Ignore);
     }
@@ -521,6 +523,31 @@ private slots:
         m_line->prompts.expect(u"Attention"_s, QString());
         LTCNewSetpointWithPID(77.35F, 0);
         QVERIFY(m_line->appLog().startsWith(u"LTCNewSetpointWithPID()\r\nLTCOpenRPID()\r\n"_s));
+    }
+
+    void whatIsSaidIsLogged()
+    {
+        const auto lines = [this] {
+            QStringList all = m_line->appLog().split(u"\r\n"_s, Qt::SkipEmptyParts);
+            all.removeIf([](const QString& line) { return line.startsWith(u"Delay() - "_s); });
+            return all;
+        };
+        const auto talk = [this] {
+            answerQuestions("1,2,3\r\n");
+            QCOMPARE(LTCCheckPresence(), qint16(0));
+            Parameters parameters;
+            QCOMPARE(LTCGetStatus(parameters), qint16(0));
+        };
+        talk();
+        QCOMPARE(lines(), QStringList());
+        flags().log = true;
+        talk();
+        QStringList expected{u"Checking presence of LTC..."_s, u"ClearTCCommRxBuffer()"_s, u"ClearTCCommRxBuffer(Pending Chars:)"_s};
+        for (const QString& question : {u"*IDN?"_s, u"PID? 1"_s, u"RANGE?"_s, u"HTR?"_s})
+            expected << u"LTCQuery("_s + question + u")"_s << u"LTCOutput("_s + question + u")"_s << u"ClearTCCommRxBuffer()"_s
+                     << u"ClearTCCommRxBuffer(Pending Chars:)"_s << u"LTCGetResponse()"_s << u"LTCGetResponse()=1,2,3"_s;
+        expected << u"LTCGetStatus(P:1; I:2; D:3; Range:1; Power:1)"_s;
+        QCOMPARE(lines().join(u'\n'), expected.join(u'\n'));
     }
 
     // --- the wait

@@ -2,6 +2,7 @@
 
 #include "core/Configuration.h"
 #include "core/Flags.h"
+#include "support/AppLog.h"
 #include "support/ResetProgram.h"
 #include "support/ScriptedPrompts.h"
 #include "support/TestClock.h"
@@ -41,7 +42,7 @@ private:
         return path(name);
     }
 
-    QString appLog() const { return QString::fromUtf8(read(u"app.log"_s)); }
+    QString appLog() const { return AppLog::textIn(m_directory->path()); }
 
     QByteArray read(const QString& name = u"test.pid"_s) const
     {
@@ -81,6 +82,7 @@ private slots:
 
     void cleanup()
     {
+        QCOMPARE(AppLog::unwantedIn(m_directory->path()), QStringList());
         QVERIFY(m_prompts->allShown());
         m_prompts.reset();
         m_clock.reset();
