@@ -144,6 +144,7 @@ private slots:
                                          "  mnuExtrasGeneratorGetStatus Get &Status...\n"
                                          " -\n"
                                          " mnuExtrasRatemeter &Ratemeter\n"
+                                         " -\n"
                                          " mnuExtrasAllOff All &Off\n"
                                          "mnuHelp &Help\n"
                                          " mnuHelpHelp &Help...\n"
