@@ -89,6 +89,14 @@ public:
         QObject::connect(&m_ticks, &modTools::Timer::tick, &m_ticks, [this] { look(); });
     }
 
+    /// Somebody has less time.
+    void endWithin(double seconds)
+    {
+        const quint32 end = modTools::timeGetTime() + static_cast<quint32>(seconds * 1000);
+        if (static_cast<qint32>(end - m_end) < 0)
+            m_end = end;
+    }
+
     void begin(Menu::Entry entry)
     {
         for (const Temperature::Controller& row : std::as_const(Temperature::controllers()))
@@ -220,8 +228,10 @@ Notifier& notifier()
 
 void Begin(double seconds)
 {
-    if (state().running) // it goes on trying as it is
+    if (state().running) {
+        sessions().first()->endWithin(seconds);
         return;
+    }
     state() = State{true, {}};
     sessions() = {std::make_shared<Session>(seconds)};
     sessions().first()->begin();

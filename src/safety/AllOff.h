@@ -42,7 +42,7 @@ inline constexpr double patience = 30;
 
 /// Breaks off waits and profile, stops motion and closes the shutter at once; heaters and laser follow as soon as nobody else talks on
 /// their line (the reply that is under way is not torn apart). What fails is tried again for `seconds`, a line that is down included.
-/// Returns while it goes on, by ticks; begun again meanwhile, it starts over.
+/// Returns while it goes on, by ticks; begun again meanwhile, it ends within the shorter time.
 void Begin(double seconds = patience);
 /// Begins, and waits for its end. True when everything is done.
 bool Run(double seconds = patience);

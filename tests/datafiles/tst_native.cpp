@@ -6,10 +6,10 @@
 #include "datafiles/ExportWriters.h"
 #include "datafiles/GoldenScans.h"
 #include "datafiles/modFile.h"
+#include "support/ProcessorTime.h"
 #include "support/ResetProgram.h"
 #include "support/ScriptedPrompts.h"
 
-#include <QElapsedTimer>
 #include <QLocale>
 #include <QTemporaryDir>
 #include <QTest>
@@ -504,18 +504,18 @@ private slots:
             in.step = "0.01";
             in.data = QByteArray(" 123456 \r\n").repeated(points);
             const QString path = file(in.bytes());
-            qint64 best = std::numeric_limits<qint64>::max();
+            // Processor time: what else the machine does must not count.
+            double best = std::numeric_limits<double>::max();
             for (int i = 0; i < 5; ++i) {
-                QElapsedTimer timer;
-                timer.start();
+                const double before = processorTime();
                 modFile::OpenScanFile(false, path);
-                best = qMin(best, timer.nsecsElapsed());
+                best = qMin(best, processorTime() - before);
             }
-            return double(best);
+            return best;
         };
         const double small = timeOf(50000);
         const double large = timeOf(400000);
-        QVERIFY2(large < 24 * small, qPrintable(QStringLiteral("%1 ns, %2 ns").arg(small).arg(large)));
+        QVERIFY2(large < 24 * small, qPrintable(QStringLiteral("%1 ms, %2 ms").arg(small).arg(large)));
     }
 
     void eventsRunDuringALongRead()

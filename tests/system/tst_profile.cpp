@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
 #include "Profiles.h"
-
-#include <QElapsedTimer>
+#include "support/ProcessorTime.h"
 
 using namespace profiles;
 using namespace Qt::StringLiterals;
@@ -72,10 +71,9 @@ private slots:
         QVERIFY(bringUp(lab));
         store(lab.path(u"p.gtp"_s), "T1:100;T2:200;DT:0.00001;\r\n");
         DeskCli check(lab);
-        QElapsedTimer time;
-        time.start();
+        const double before = processorTime();
         QCOMPARE(check.run({u"profile"_s, u"check"_s, lab.path(u"p.gtp"_s)}), 1);
-        QVERIFY2(time.elapsed() < 20000, qPrintable(QString::number(time.elapsed())));
+        QVERIFY2(processorTime() - before < 20000, qPrintable(QString::number(processorTime() - before)));
         QVERIFY(check.out.contains("line 1: The profile asks for more than 30000 scans.\n"));
         DeskCli run(lab);
         QCOMPARE(run.run(runWords(lab.path())), 1);

@@ -31,7 +31,7 @@ namespace {
 using modTools::WriteLog;
 using Temperature::Controller;
 
-constexpr double offPatience = 8; // s
+constexpr double offPatience = 6; // s; an attempt that is under way then may last some more
 const QString lineBreak = QStringLiteral("\r\n");
 const QString programDirectoryOption = QStringLiteral("--program-dir");
 

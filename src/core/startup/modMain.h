@@ -72,7 +72,7 @@ bool QueryUnload();
 /// Third closing question, asked when shutter, heater or beam is on, or was switched on by this program and is not known to be off: Yes
 /// switches everything off and waits for it (what does not confirm is shown, and asked about); false keeps the program running.
 bool QueryStillOn();
-/// The end of a session or a signal: nobody can be asked. Saves the settings and switches off what is on, for up to 8 s.
+/// The end of a session or a signal: nobody can be asked. Saves the settings and switches off what is on, for up to 10 s.
 void EndWithoutQuestions();
 /// After the questions: every wait returns, nothing more is sent, the cooldown log ends, the lines are closed.
 void Close();
