@@ -172,8 +172,13 @@ private slots:
         lab.clock.msPerRound = 20;
         const Unattended nobody;
         lab.profile({u"T1:300;"_s, u"T1:400;"_s, u"T1:500;"_s});
-        lab.clock.onRound = [&] { lab.silent = ProfileRun::state().current == 1; };
+        bool settled = false;
+        lab.clock.onRound = [&] {
+            lab.silent = ProfileRun::state().current == 1;
+            settled = settled || Laboratory::at(1, Phase::Settling);
+        };
         QVERIFY(ProfileRun::Execute());
+        QVERIFY(!settled); // nobody waits ten minutes more for a temperature that was never set
         QCOMPARE(lab.scans(), (QStringList{u"Quartz_0300.sdf"_s, u"Quartz_0500.sdf"_s}));
         QVERIFY(ProfileRun::state().rows[1].phase == Phase::Skipped);
         QVERIFY2(lab.report().contains("setpoint 400 °C  skipped\n"), lab.report().constData());

@@ -4,10 +4,13 @@
 
 #include "core/Configuration.h"
 #include "core/Flags.h"
+#include "core/modTools.h"
 #include "support/ResetProgram.h"
 #include "temperature/Blower.h"
 #include "temperature/Controller.h"
 
+#include <QFile>
+#include <QTemporaryDir>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -100,6 +103,23 @@ private slots:
         flags().htcEnabled = true;
         QCOMPARE(scale().fileValue(22.4), u"0022"_s);
         QVERIFY(!scale().currents);
+    }
+
+    void aControllerIsInUseWhenScanIniSaysSo()
+    {
+        const QTemporaryDir directory;
+        modTools::state().iniPath = directory.filePath(u"scan.ini"_s);
+        for (const bool wanted : {true, false}) {
+            QFile file(modTools::state().iniPath);
+            QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+            for (const char* name : {"LTC", "HTC", "Laser"})
+                file.write(QByteArray("[") + name + "]\r\n" + name + (wanted ? "=1\r\n" : "=0\r\n"));
+            file.close();
+            for (const Temperature::Controller& row : std::as_const(Temperature::controllers())) {
+                row.readSettings();
+                QVERIFY2(row.inUse() == wanted, qPrintable(row.name));
+            }
+        }
     }
 
     void whatTheOperatorReadsOfEach_data()
