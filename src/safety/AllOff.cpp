@@ -17,6 +17,7 @@
 #include "temperature/modTC.h"
 
 #include <QStringList>
+#include <QTimer>
 
 #include <algorithm>
 #include <functional>
@@ -27,9 +28,10 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-constexpr int lookInterval = 100;   // ms
-constexpr quint32 stopAgain = 5000; // ms
-constexpr quint32 askAgain = 1000;  // ms
+constexpr int lookInterval = 100;     // ms
+constexpr quint32 stopAgain = 5000;   // ms
+constexpr quint32 askAgain = 1000;    // ms
+constexpr quint32 heldTooLong = 3000; // ms, more than a reply takes
 const QString lineIsDown = u"the line is down; whether it is off is not known"_s;
 
 /// One item and how it is switched off.
@@ -38,6 +40,7 @@ struct Device
     SerialChannel* line = nullptr; ///< null: on the bus
     std::function<bool(QString* said)> attempt;
     quint32 nextAt = 0; ///< timeGetTime() of the next attempt [ms]
+    quint32 freeAt = 0; ///< when the line was last seen free [ms]
 };
 
 bool onSerialLine(const Temperature::Controller& row)
@@ -45,17 +48,17 @@ bool onSerialLine(const Temperature::Controller& row)
     return row.onSerialLine == nullptr || row.onSerialLine();
 }
 
-bool stopMotion(QString* said)
+/// "Q;" was sent at `sentAt` [ms of timeGetTime()], and is sent again when it had no effect.
+bool stopMotion(QString* said, quint32* sentAt)
 {
-    static quint32 sentAt = 0;
     const std::optional<qint16> status = modSMC::AskStatus(modSMC::silent);
     if (status && (*status & modSMC::idleBit) != 0) {
         *said = u"stopped, confirmed"_s;
         return true;
     }
     *said = status ? u"stop sent, but the controller is still busy"_s : u"stop sent, but the controller does not answer"_s;
-    if (modTools::timeGetTime() - sentAt >= stopAgain) {
-        sentAt = modTools::timeGetTime();
+    if (modTools::timeGetTime() - *sentAt >= stopAgain) {
+        *sentAt = modTools::timeGetTime();
         modSMC::SMCSend(u"Q;"_s);
     }
     return false;
@@ -79,15 +82,35 @@ bool switchOff(const Temperature::Controller& row, QString* said)
     return result.confirmed;
 }
 
-/// It goes on by ticks, so that whoever waits below is not held up and can end.
-class Session
+bool allDone(const QList<AllOff::Item>& items)
+{
+    return std::all_of(items.cbegin(), items.cend(), [](const AllOff::Item& item) { return item.done; });
+}
+
+QString linesOf(const QList<AllOff::Item>& items)
+{
+    QStringList lines;
+    for (const AllOff::Item& item : items)
+        lines += item.what + u": "_s + item.said;
+    return lines.isEmpty() ? u"There is nothing to switch off."_s : lines.join(u"\r\n"_s);
+}
+
+/// It goes on by ticks, so that whoever waits below is not held up and can end. Several can go on at once: one output is switched off, and
+/// then everything.
+class Session : public std::enable_shared_from_this<Session>
 {
 public:
-    explicit Session(double seconds) : m_end(modTools::timeGetTime() + static_cast<quint32>(seconds * 1000))
+    using WhenEnded = std::function<void(const QList<AllOff::Item>& items)>;
+
+    /// `told` from the event loop, with nothing of this session left on the stack.
+    Session(double seconds, WhenEnded told) : m_told(std::move(told)), m_end(modTools::timeGetTime() + static_cast<quint32>(seconds * 1000))
     {
         m_ticks.setInterval(lookInterval);
         QObject::connect(&m_ticks, &modTools::Timer::tick, &m_ticks, [this] { look(); });
     }
+
+    bool isRunning() const { return m_running; }
+    const QList<AllOff::Item>& items() const { return m_items; }
 
     /// Somebody has less time.
     void endWithin(double seconds)
@@ -110,11 +133,12 @@ public:
         if (flags().smcOnline) {
             modSMC::AbandonQuery();
             GoniometerUtilities::Stop();
-            add(u"Motion"_s, &modCOM::MCComm(), stopMotion);
+            m_stopSentAt = modTools::timeGetTime();
+            add(u"Motion"_s, &modCOM::MCComm(), [this](QString* said) { return stopMotion(said, &m_stopSentAt); });
             if (flags().shutterRemote)
                 add(u"X-ray shutter"_s, &modCOM::MCComm(), closeShutter);
         } else {
-            AllOff::state().items += {u"Motion and X-ray shutter"_s, u"simulation, nothing was sent"_s, false};
+            m_items += {u"Motion and X-ray shutter"_s, u"simulation, nothing was sent"_s, false};
             m_devices += Device{};
         }
         if (Operation::isRunning(Operations::profile) || Operation::isRunning(Operations::temperature))
@@ -126,7 +150,7 @@ public:
         }
         // The shutter first: nothing has to answer for it.
         for (qsizetype i = 0; i < m_devices.size(); ++i)
-            if (AllOff::state().items[i].what == u"X-ray shutter"_s)
+            if (m_items[i].what == u"X-ray shutter"_s)
                 attempt(i);
         start();
     }
@@ -146,8 +170,8 @@ private:
 
     void add(const QString& what, SerialChannel* line, std::function<bool(QString*)> attempt)
     {
-        AllOff::state().items += {what, lineIsDown, false};
-        m_devices += Device{line, std::move(attempt), 0};
+        m_items += {what, lineIsDown, false};
+        m_devices += Device{line, std::move(attempt), modTools::timeGetTime(), modTools::timeGetTime()};
     }
 
     void attempt(qsizetype i)
@@ -155,11 +179,24 @@ private:
         QString said;
         const bool done = m_devices[i].attempt(&said);
         m_devices[i].nextAt = modTools::timeGetTime() + askAgain;
-        AllOff::state().items[i].done = done;
-        AllOff::state().items[i].said = said;
+        m_items[i].done = done;
+        m_items[i].said = said;
     }
 
-    bool isPending(qsizetype i) const { return m_devices[i].attempt && !AllOff::state().items[i].done; }
+    bool isPending(qsizetype i) const { return m_devices[i].attempt && !m_items[i].done; }
+
+    /// Nobody else talks on the line of this device. Whoever waits for a reply below this procedure cannot go on before it returns: after a
+    /// while the line is taken from him.
+    bool lineIsFree(Device& device) const
+    {
+        const SerialChannel& line = device.line != nullptr ? *device.line : modCOM::TCComm(); // it stands for the bus
+        if (Exchange::underWay(line) && modTools::timeGetTime() - device.freeAt >= heldTooLong)
+            Exchange::abandon(line);
+        if (Exchange::underWay(line))
+            return false;
+        device.freeAt = modTools::timeGetTime();
+        return true;
+    }
 
     void look()
     {
@@ -170,12 +207,10 @@ private:
         for (qsizetype i = 0; i < m_devices.size() && !flags().closing; ++i) {
             if (!isPending(i))
                 continue;
-            const SerialChannel* line = m_devices[i].line;
-            const bool down = line != nullptr && !line->isOpen();
-            if (down)
-                AllOff::state().items[i].said = lineIsDown;
-            else if (!Exchange::underWay(line != nullptr ? *line : modCOM::TCComm()) &&
-                     static_cast<qint32>(modTools::timeGetTime() - m_devices[i].nextAt) >= 0)
+            Device& device = m_devices[i];
+            if (device.line != nullptr && !device.line->isOpen())
+                m_items[i].said = lineIsDown;
+            else if (lineIsFree(device) && static_cast<qint32>(modTools::timeGetTime() - device.nextAt) >= 0)
                 attempt(i);
             pending = pending || isPending(i);
         }
@@ -187,107 +222,115 @@ private:
     void end()
     {
         m_ticks.setEnabled(false);
-        if (!std::exchange(AllOff::state().running, false))
+        if (!std::exchange(m_running, false))
             return;
-        modTools::WriteLog(true, u"All Off: "_s + AllOff::report().replace(u"\r\n"_s, u"; "_s));
-        emit AllOff::notifier().ended();
+        modTools::WriteLog(true, u"All Off: "_s + linesOf(m_items).replace(u"\r\n"_s, u"; "_s));
+        QTimer::singleShot(0, &m_ticks, [weak = weak_from_this()] {
+            if (const std::shared_ptr<Session> self = weak.lock(); self && self->m_told)
+                self->m_told(self->m_items);
+        });
     }
 
-    QList<Device> m_devices;
+    QList<AllOff::Item> m_items;
+    QList<Device> m_devices; ///< of the items, one each
+    WhenEnded m_told;
     modTools::Timer m_ticks{"AllOffTimer"};
     quint32 m_end;
+    quint32 m_stopSentAt = 0;
     bool m_looking = false;
+    bool m_running = true;
 };
 
-/// The present one and those before it: one may be begun within an attempt of another.
-QList<std::shared_ptr<Session>>& sessions()
+struct Sessions
 {
-    static QList<std::shared_ptr<Session>> theSessions;
+    std::shared_ptr<Session> whole;            ///< of everything: the present one, or the last
+    QList<std::shared_ptr<Session>> ofOutputs; ///< of one output each
+};
+
+Sessions& sessions()
+{
+    static Sessions theSessions;
     return theSessions;
+}
+
+bool wholeIsRunning()
+{
+    return sessions().whole && sessions().whole->isRunning();
+}
+
+/// It may be over when this returns.
+void beginWhole(double seconds, Session::WhenEnded told = {})
+{
+    const auto session = std::make_shared<Session>(seconds, std::move(told));
+    sessions().whole = session;
+    session->begin();
 }
 } // namespace
 
 namespace AllOff {
-State& state()
+bool isRunning()
 {
-    static State theState;
-    return theState;
+    return wholeIsRunning() || !sessions().ofOutputs.isEmpty();
+}
+
+QList<Item> items()
+{
+    return sessions().whole ? sessions().whole->items() : QList<Item>();
 }
 
 void reset()
 {
-    sessions().clear();
-    state() = State{};
-}
-
-Notifier& notifier()
-{
-    static Notifier theNotifier;
-    return theNotifier;
+    sessions() = Sessions{};
 }
 
 void Begin(double seconds)
 {
-    if (state().running) {
-        sessions().first()->endWithin(seconds);
-        return;
-    }
-    state() = State{true, {}};
-    sessions() = {std::make_shared<Session>(seconds)};
-    sessions().first()->begin();
+    if (wholeIsRunning())
+        sessions().whole->endWithin(seconds);
+    else
+        beginWhole(seconds);
 }
 
 bool Run(double seconds)
 {
     Begin(seconds);
-    modTools::WaitUntil([] { return !state().running; });
+    const std::shared_ptr<Session> session = sessions().whole;
+    modTools::WaitUntil([&session] { return !session->isRunning(); });
     return done();
 }
 
 bool done()
 {
-    return std::all_of(state().items.cbegin(), state().items.cend(), [](const Item& item) { return item.done; });
+    return allDone(items());
 }
 
 QString report()
 {
-    QStringList lines;
-    for (const Item& item : std::as_const(state().items))
-        lines += item.what + u": "_s + item.said;
-    return lines.isEmpty() ? u"There is nothing to switch off."_s : lines.join(u"\r\n"_s);
+    return linesOf(items());
 }
 
 void SwitchOff(Menu::Entry entry)
 {
-    if (state().running) // it is among them
-        return;
-    QObject::connect(
-        &notifier(), &Notifier::ended, &notifier(),
-        [] {
-            frontPanel().setPanel(1, report());
-            if (!done() && !flags().closing)
-                showMessage(u"Switch off"_s, report(), Prompts::Icon::Critical);
-        },
-        Qt::SingleShotConnection);
-    state() = State{true, {}};
-    sessions() = {std::make_shared<Session>(patience)};
-    sessions().first()->begin(entry);
+    const auto session = std::make_shared<Session>(patience, [](const QList<Item>& items) {
+        sessions().ofOutputs.removeIf([](const std::shared_ptr<Session>& one) { return !one->isRunning(); });
+        frontPanel().setPanel(1, linesOf(items));
+        if (!allDone(items) && !flags().closing)
+            showMessage(u"Switch off"_s, linesOf(items), Prompts::Icon::Critical);
+    });
+    sessions().ofOutputs += session;
+    session->begin(entry);
 }
 
 void mnuExtrasAllOff()
 {
-    if (state().running)
+    if (wholeIsRunning())
         return;
     frontPanel().setPanel(1, u"Switching everything off..."_s);
-    QObject::connect(
-        &notifier(), &Notifier::ended, &notifier(),
-        [] {
-            frontPanel().setPanel(1, done() ? u"Everything is switched off"_s : u"Not everything could be switched off"_s);
-            if (!flags().closing)
-                showMessage(u"All Off"_s, report(), done() ? Prompts::Icon::Information : Prompts::Icon::Critical);
-        },
-        Qt::SingleShotConnection);
-    Begin();
+    beginWhole(patience, [](const QList<Item>& items) {
+        frontPanel().setPanel(1, allDone(items) ? u"Everything is switched off"_s : u"Not everything could be switched off"_s);
+        if (!flags().closing)
+            showMessage(u"All Off"_s, linesOf(items), allDone(items) ? Prompts::Icon::Information : Prompts::Icon::Critical);
+    });
 }
 
 QStringList stillOn()

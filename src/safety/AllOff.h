@@ -5,7 +5,6 @@
 #include "core/Menu.h"
 
 #include <QList>
-#include <QObject>
 #include <QString>
 
 /// Everything that moves, radiates or heats is switched off: motion ("Q;"), X-ray shutter, and the output of each temperature controller.
@@ -19,39 +18,28 @@ struct Item
     bool done = false; ///< confirmed; the shutter, which gives no reply: sent
 };
 
-struct State
-{
-    bool running = false;
-    QList<Item> items; ///< of this one, or of the last one
-};
-State& state();
+/// Something is being switched off: everything, or one output.
+bool isRunning();
+/// Those of the present or last switching off of everything, in the order in which they are reported.
+QList<Item> items();
 void reset();
-
-class Notifier : public QObject
-{
-    Q_OBJECT
-
-signals:
-    /// The last item is done, or given up.
-    void ended();
-};
-Notifier& notifier();
 
 /// How long what failed is tried again [s].
 inline constexpr double patience = 30;
 
 /// Breaks off waits and profile, stops motion and closes the shutter at once; heaters and laser follow as soon as nobody else talks on
 /// their line (the reply that is under way is not torn apart). What fails is tried again for `seconds`, a line that is down included.
-/// Returns while it goes on, by ticks; begun again meanwhile, it ends within the shorter time.
+/// Returns while it goes on, by ticks; begun again meanwhile, it ends within the shorter time. Whoever waits below and holds a line for
+/// longer than a reply can take loses it.
 void Begin(double seconds = patience);
 /// Begins, and waits for its end. True when everything is done.
 bool Run(double seconds = patience);
 /// The output that this entry switches, and nothing else: the same way, beside whatever waits. Panel 1 says what it confirmed, a box
 /// ("Switch off") what it did not.
 void SwitchOff(Menu::Entry entry);
-/// Every item is done.
+/// Every one of items() is done.
 bool done();
-/// "X-ray shutter: closed, sent (it gives no reply)", a line for each item.
+/// "X-ray shutter: closed, sent (it gives no reply)", a line for each of items().
 QString report();
 
 /// The menu entry: begins, says in panel 1 what goes on, and reports in a box titled "All Off".

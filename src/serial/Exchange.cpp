@@ -39,6 +39,11 @@ bool Exchange::first() const
     return true;
 }
 
+bool Exchange::abandoned() const
+{
+    return std::none_of(talks().cbegin(), talks().cend(), [this](const Talk& one) { return one.exchange == this; });
+}
+
 bool Exchange::underWay(const SerialChannel& line)
 {
     return std::any_of(talks().cbegin(), talks().cend(), [&line](const Talk& one) { return one.line == &line; });

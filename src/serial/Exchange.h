@@ -18,6 +18,9 @@ public:
     /// Nobody else was talking on the line when it began, or all of them have been abandoned since.
     bool first() const;
 
+    /// Somebody else has taken the line over; what was received is his.
+    bool abandoned() const;
+
     /// Somebody talks on the line.
     static bool underWay(const SerialChannel& line);
     /// Somebody talks who must be alone.

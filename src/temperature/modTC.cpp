@@ -120,7 +120,7 @@ bool WaitForReply()
             break;
     }
     modCOM::tcTimeout().setEnabled(false);
-    const bool received = !tc.receiveText.isEmpty() && !tc.timedOut && !flags().closing;
+    const bool received = !tc.receiveText.isEmpty() && !tc.timedOut && !flags().closing && !exchange.abandoned();
     tc.timedOut = false;
     return received;
 }

@@ -13,6 +13,7 @@
 #include "ui/Fields.h"
 #include "ui/Handlers.h"
 #include "ui/InstrumentStrip.h"
+#include "ui/NoticeBars.h"
 #include "ui/WarningSign.h"
 #include "ui/frmCooldown.h"
 #include "ui/frmTextDisplay.h"
@@ -110,8 +111,12 @@ frmMain::frmMain(QWidget* parent) : QMainWindow(parent)
     auto* strip = new InstrumentStrip(this);
     connect(strip, &InstrumentStrip::allOff, this, [this] { choose(Menu::Entry::mnuExtrasAllOff); });
     layout->addWidget(strip, 0, 0, 1, 2);
+    auto* picture = new QVBoxLayout;
+    picture->setSpacing(spacing);
+    picture->addWidget(new NoticeBars(this));
+    picture->addWidget(m_chart, 1);
     layout->addWidget(buildColumn(), 1, 0);
-    layout->addWidget(m_chart, 1, 1);
+    layout->addLayout(picture, 1, 1);
     layout->addWidget(m_progress, 2, 0, 1, 2);
     layout->setColumnStretch(1, 1);
     layout->setRowStretch(1, 1);

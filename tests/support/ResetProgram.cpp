@@ -6,6 +6,7 @@
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
 #include "core/Instrument.h"
+#include "core/Notices.h"
 #include "core/ScanData.h"
 #include "core/ScanParameters.h"
 #include "core/modTools.h"
@@ -33,6 +34,7 @@ void resetProgram()
     scanData().clear();
     frontPanel().reset();
     instrument() = Instrument{};
+    Notices::reset();
 }
 
 int endProgramCalls()

@@ -5,6 +5,8 @@
 #include "core/Instrument.h"
 #include "core/Operation.h"
 #include "safety/AllOff.h"
+#include "serial/Exchange.h"
+#include "serial/modCOM.h"
 
 #include <QTest>
 
@@ -177,7 +179,7 @@ private slots:
                      [&] {
                          QVERIFY(!bench().entry(Entry::mnuHTCSetpoint)->isEnabled());
                          bench().choose(Entry::mnuHTCHeaterOutput);
-                         QVERIFY(bench().desk().until([] { return !AllOff::state().running; }, 40));
+                         QVERIFY(bench().desk().until([] { return !AllOff::isRunning(); }, 40));
                          QCOMPARE(frontPanel().panel(1), u"furnace heater: heater output off, confirmed"_s);
                          QVERIFY(Operation::isRunning(Operations::temperature)); // the wait goes on
                          after = bench().lab.received(u"HTC"_s).count(u"R001NF?"_s);
@@ -187,6 +189,25 @@ private slots:
         bench().choose(Entry::mnuHTCSetpoint);
         QVERIFY(after > 0);
         QCOMPARE(cell("HTCOutput"), u"furnace heater off"_s);
+    }
+
+    void everythingGoesBesideOneThatIsSwitchedOff()
+    {
+        QVERIFY(bench().bringUp({u"--htc"_s, u"--generator"_s, u"--fault"_s, u"htc/silent:4"_s}));
+        bench().choose(Entry::mnuExtrasGeneratorSwitchShutter);
+        bench().choose(Entry::mnuHTCHeaterOutput);
+        AllOff::SwitchOff(Entry::mnuHTCHeaterOutput);
+        QVERIFY(AllOff::isRunning());
+        bench().lab.forget();
+        bench().hand.expect(u"Switch off"_s, u"furnace heater: the controller did not answer; its heater may still be on"_s, u"OK"_s);
+        bench().hand.expect(u"All Off"_s,
+                            u"Motion: stopped, confirmed\n"_s + shutterLine +
+                                u"\nfurnace heater: the controller did not answer; its heater may still be on"_s,
+                            u"OK"_s);
+        pressF12();
+        QVERIFY(bench().lab.received(u"SMC"_s).startsWith(u"|Q;|IO0;"_s));
+        QCOMPARE(cell("shutter"), u"shutter closed"_s);
+        QVERIFY(bench().desk().until([&] { return bench().hand.done() && !AllOff::isRunning(); }, 90));
     }
 
     // --- closing
@@ -205,7 +226,7 @@ private slots:
         QVERIFY(flags().closing);
         QVERIFY(bench().lab.received(u"SMC"_s).contains(u"IO0;"_s));
         QVERIFY(AllOff::done());
-        QCOMPARE(AllOff::state().items.size(), 3);
+        QCOMPARE(AllOff::items().size(), 3);
     }
 
     void noLeavesItOn()
@@ -226,6 +247,36 @@ private slots:
         QVERIFY(bench().desk().elapsed() - before < 10);
         QVERIFY(bench().lab.received(u"SMC"_s).contains(u"IO0;"_s));
         QVERIFY(AllOff::done());
+    }
+
+    /// Whoever waits for a reply cannot go on before the program has ended; the line is taken from him.
+    void anEndWithinAReplyThatDoesNotCome()
+    {
+        furnaceAndShutterOn();
+        double before = 0;
+        bench().once([] { return Exchange::underWay(modCOM::TCComm()); },
+                     [&] {
+                         before = bench().desk().elapsed();
+                         bench().window->endAtOnce();
+                     });
+        bench().choose(Entry::mnuHTCQueryTemperature);
+        QVERIFY(flags().closing);
+        QVERIFY(bench().desk().elapsed() - before < 10);
+        QVERIFY(bench().lab.received(u"SMC"_s).contains(u"IO0;"_s));
+        QVERIFY2(AllOff::done(), qPrintable(AllOff::report()));
+    }
+
+    void anEndWhileOneOutputIsSwitchedOff()
+    {
+        QVERIFY(bench().bringUp({u"--htc"_s, u"--generator"_s, u"--fault"_s, u"htc/silent:4"_s}));
+        bench().choose(Entry::mnuExtrasGeneratorSwitchShutter);
+        bench().choose(Entry::mnuHTCHeaterOutput);
+        AllOff::SwitchOff(Entry::mnuHTCHeaterOutput);
+        const double before = bench().desk().elapsed();
+        bench().window->endAtOnce();
+        QVERIFY(flags().closing);
+        QVERIFY(bench().desk().elapsed() - before < 12);
+        QVERIFY(bench().lab.received(u"SMC"_s).contains(u"IO0;"_s));
     }
 };
 

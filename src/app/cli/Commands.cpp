@@ -4,6 +4,7 @@
 
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
+#include "core/Notices.h"
 #include "core/NumberText.h"
 #include "core/ProgramError.h"
 #include "core/ScanData.h"
@@ -261,8 +262,11 @@ int runCommand(const cli::Command& command, const cli::Arguments& arguments, con
     modMain::ClearFlags();
     flags().log = log;
     Temperature::state().initialization = init ? Temperature::Initialization::Whole : Temperature::Initialization::None;
+    const QMetaObject::Connection notices = QObject::connect(&Notices::notifier(), &Notices::Notifier::shown, &Notices::notifier(),
+                                                             [](const QString& text) { cli::Terminal::note(text); });
     const int exitStatus = command.run(arguments);
     modMain::Close();
+    QObject::disconnect(notices);
     return exitStatus;
 }
 } // namespace

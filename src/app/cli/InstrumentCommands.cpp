@@ -148,7 +148,7 @@ int cli::off(const Arguments&)
 {
     connectDevices();
     const bool done = AllOff::Run();
-    for (const AllOff::Item& item : std::as_const(AllOff::state().items)) {
+    for (const AllOff::Item& item : AllOff::items()) {
         const QString line = item.what + u": "_qs + item.said;
         item.done ? Terminal::result(line) : Terminal::note(line);
     }
