@@ -7,6 +7,7 @@
 #include <QDateTime>
 #include <QList>
 #include <QString>
+#include <QStringList>
 #include <QVector>
 
 #include <optional>
@@ -34,6 +35,7 @@ public:
     std::optional<double> kV;
     std::optional<double> mA;
     std::optional<double> temperature; ///< of the sample [K]
+    QStringList remarks;               ///< what the run says about it: "accepted by the operator at 295.1 K, ..."
     qint16 temperatureFlag = 0;        ///< 7: the temperature stands in the native file; no procedure of this program sets it
 
     /// A scan with these parameters, in one segment, of which nothing is counted yet.

@@ -268,6 +268,7 @@ double TimeLeft(qsizetype index)
     const double scan = scanTime(row);
     switch (row.phase) {
     case Phase::Pending:
+    case Phase::Paused:
         return row.estimate;
     case Phase::Setpoint:
     case Phase::Settling:

@@ -143,6 +143,7 @@ ScanRecord scanOfStep()
     ScanRecord scan = ScanRun::PanelScan(row().counterTime);
     scan.sample = ProfileRun::state().sample;
     scan.comment = ProfileRun::state().comment;
+    scan.remarks = row().remarks;
     return scan;
 }
 

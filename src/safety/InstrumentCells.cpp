@@ -5,6 +5,7 @@
 #include "core/Flags.h"
 #include "core/Instrument.h"
 #include "core/Operation.h"
+#include "profile/ProfileRun.h"
 #include "temperature/Controller.h"
 
 #include <QLocale>
@@ -96,6 +97,9 @@ QList<Cell> InstrumentCells::now()
     for (const auto& [name, line] : lines)
         if (line != Instrument::Line::NotOpen)
             cells += lineCell(name, line);
+    const ProfileRun::State& run = ProfileRun::state();
+    if (run.current >= 0 && run.rows[run.current].phase == ProfileRun::Phase::Paused)
+        cells += {u"profile"_s, u"profile paused"_s, u"The temperature controller is silent; it is asked once a minute"_s};
     if (flags().generatorRemote)
         cells += tubeCell(now);
     if (flags().shutterRemote)

@@ -74,6 +74,10 @@ void frmTextDisplay::refresh()
     }
     setWindowTitle(panel.textDisplayTitle() + QStringLiteral(" info"));
     m_button->setText(panel.textDisplayButtonCaption());
+    // A temperature is accepted by a hand that means it: the window takes neither the focus nor a key typed elsewhere.
+    const bool harmless = panel.textDisplayButtonCaption() == QLatin1String("OK");
+    m_button->setAutoDefault(harmless);
+    m_button->setDefault(harmless);
     const QString text = panel.textDisplayText().replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
     if (m_text->toPlainText() != text) {
         // A text that grows is followed, one that was scrolled back stays where it is read.
@@ -86,8 +90,9 @@ void frmTextDisplay::refresh()
         bar->setValue(follows ? bar->maximum() : position);
     }
     if (!isVisible()) {
+        setAttribute(Qt::WA_ShowWithoutActivating, !harmless);
+        (harmless ? static_cast<QWidget*>(m_button) : m_text)->setFocus();
         show();
-        m_button->setFocus();
     }
 }
 
