@@ -120,6 +120,8 @@ private:
 
     static void log(const Setting& setting, const QString& asRead, const QString& kept)
     {
+        if (setting.more.unlogged)
+            return;
         if (setting.more.logName != nullptr)
             logLine(setting, setting.more.logName, kept);
         else

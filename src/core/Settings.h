@@ -61,6 +61,7 @@ struct More
     const char* logName = nullptr;
     const char* secondaryLogName = nullptr; ///< the line stands in the secondary log too, under this name
     const char* example = nullptr;          ///< what the example file says, when that is not the default
+    bool unlogged = false;                  ///< the log has a line for the older keys only: its lines are fixed
     const char* hint = nullptr;             ///< what the example file says behind a ";": a key that is better left out
 };
 

@@ -274,6 +274,6 @@ Result Measure(const ScanParameters& scan, const Options& options)
 
 double LongestTime(const ScanParameters& scan)
 {
-    return 2 * ExpectedTime(scan, scan.counterTime) + 600;
+    return 2 * RealTime(scan, scan.counterTime) + 600;
 }
 } // namespace ScanRun

@@ -143,8 +143,10 @@ double LongestTime(const ScanParameters& scan);
 /// is still busy is told again, by the polling or by the read-back, for 30 s.
 void StopController();
 
-/// How long a scan with these parameters and that counter time [s] takes, without the positioning move [s].
+/// How long a scan with these parameters and that counter time [s] takes, without the positioning move [s]: on this instrument, which may
+/// be a faster, virtual one, and on a real one.
 double ExpectedTime(const ScanParameters& parameters, double counterTime);
+double RealTime(const ScanParameters& parameters, double counterTime);
 
 /// Starts the progress display of a scan: ProgressBar1 and panel 4, refreshed by ExposureTimer from then on. Call it when the counting
 /// program has been started. The time of the positioning move is estimated from where axis 1 was last seen; unknown, it counts 0.

@@ -32,7 +32,7 @@ constexpr qsizetype columnGap = 2; // blanks between the columns of the list
 /// Expected time from the setpoint to the steady temperature [s].
 double settlingTime(double from, double to, double ramp)
 {
-    return Temperature::active().settlingTime(from, to, ramp);
+    return configuration().general.onThisInstrument(Temperature::active().settlingTime(from, to, ramp));
 }
 
 double scanTime(const Row& row)
