@@ -55,8 +55,22 @@ HangUp Device::takeHangUp()
     return std::exchange(hangUp_, HangUp::none);
 }
 
+bool Device::commandReceived(std::string_view text)
+{
+    faults_.commandReceived();
+    losesAnswer_ = faults_.active(FaultKind::lose, text);
+    const bool ignored = faults_.active(FaultKind::ignore, text);
+    if (ignored)
+        remark("ignored: " + std::string(text));
+    return !ignored;
+}
+
 void Device::reply(Time time, std::string bytes)
 {
+    if (losesAnswer_) {
+        remark("answer lost");
+        return;
+    }
     if (faults_.active(FaultKind::silent)) {
         remark("silent: no answer");
         return;

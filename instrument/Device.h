@@ -61,8 +61,12 @@ protected:
     /// Switched on again by somebody who puts the heater back as it was.
     virtual void switchOn() {}
 
-    /// To be called for every command, before it is obeyed: faults are counted in commands.
-    void commandReceived() { faults_.commandReceived(); }
+    /// To be called for every command, before it is obeyed: faults are counted in commands. False: it is not to be obeyed.
+    [[nodiscard]] bool commandReceived(std::string_view text);
+    /// What is answered to the question for a value that was set.
+    double readBack(double value) const { return readsBackWrong() ? value + wrongBy : value; }
+    bool readsBackWrong() const { return faults_.active(FaultKind::wrongReadback); }
+    static constexpr double wrongBy = 7.0;
     /// Answers with `bytes` at `time`, as far as the faults let it.
     void reply(Time time, std::string bytes);
     void remark(std::string_view text) const { remark(laboratory_.now(), text); }
@@ -83,6 +87,7 @@ private:
     std::vector<Reply> replies_;
     HangUp hangUp_ = HangUp::none;
     bool off_ = false;
+    bool losesAnswer_ = false;    ///< of the command that was received last
     std::optional<Time> onAgain_; ///< when the one who switched it off switches it on
 };
 

@@ -28,6 +28,10 @@ const std::vector<FaultEntry>& faultTable()
         {FaultKind::errorAnswer, "error-answer", FaultCourse::lasting, "the laser controller refuses everything with :error"},
         {FaultKind::off, "off", FaultCourse::onceUntil,
          "somebody switches it off, and LASTING seconds later on again, the heater as it was; without LASTING for good"},
+        {FaultKind::ignore, "ignore", FaultCourse::lasting,
+         "a command that begins with COMMAND (without it: every one) is not obeyed, nor answered", true},
+        {FaultKind::lose, "lose", FaultCourse::lasting, "a command that begins with COMMAND is obeyed, and its answer lost", true},
+        {FaultKind::wrongReadback, "wrong-readback", FaultCourse::lasting, "whoever asks for a value that was set is told another one"},
     };
     return table;
 }
@@ -69,20 +73,53 @@ bool readLasting(std::string_view text, FaultCourse course, Fault& fault)
 
 } // namespace
 
+namespace {
+
+// Takes ":AMOUNT" off the end. False when there is none.
+bool cutAmount(std::string_view& text, std::string_view& amount)
+{
+    const std::size_t place = text.rfind(':');
+    double value = 0.0;
+    bool inSeconds = false;
+    if (place == std::string_view::npos || !readAmount(text.substr(place + 1), value, inSeconds))
+        return false;
+    amount = text.substr(place);
+    text = text.substr(0, place);
+    return true;
+}
+
+// Cuts the COMMAND out of ":COMMAND[:AFTER[:LASTING]]"; what is left begins with the colon, or is empty.
+std::string cutCommand(std::string_view& text)
+{
+    std::string_view rest = text;
+    std::string_view last;
+    std::string_view before;
+    if (cutAmount(rest, last))
+        cutAmount(rest, before);
+    text = text.substr(rest.size());
+    return std::string(rest.substr(rest.empty() ? 0 : 1));
+}
+
+} // namespace
+
 std::optional<Fault> parseFault(std::string_view text)
 {
     Fault fault;
-    if (text.find('/') != std::string_view::npos)
-        fault.device = cut(text, '/');
-    const bool hasAfter = text.find(':') != std::string_view::npos;
-    const std::string_view name = cut(text, ':');
     const auto& table = faultTable();
+    const std::size_t slash = text.find('/');
+    if (slash < text.find(':'))
+        fault.device = cut(text, '/');
+    const std::string_view name = text.substr(0, text.find(':'));
+    text.remove_prefix(name.size());
     const auto entry = std::find_if(table.begin(), table.end(), [name](const FaultEntry& one) { return one.name == name; });
     if (entry == table.end())
         return std::nullopt;
     fault.kind = entry->kind;
-    if (!hasAfter)
+    if (entry->ofCommand)
+        fault.command = cutCommand(text);
+    if (text.empty())
         return fault;
+    text.remove_prefix(1);
     const bool hasLasting = text.find(':') != std::string_view::npos;
     if (!readAmount(cut(text, ':'), fault.after, fault.inSeconds))
         return std::nullopt;
@@ -98,13 +135,13 @@ double FaultPlan::passed(const Fault& fault) const
     return fault.inSeconds ? toSeconds(clock_.now() - start_) / clock_.speed() : static_cast<double>(commands_);
 }
 
-bool FaultPlan::active(FaultKind kind) const
+bool FaultPlan::active(FaultKind kind, std::string_view command) const
 {
     return std::any_of(faults_.begin(), faults_.end(), [&](const Fault& fault) {
         // the command being answered is already counted, so "after 25" means from the 26th on
         const double beyond = passed(fault) - fault.after;
         const bool begun = fault.inSeconds ? beyond >= 0.0 : beyond > 0.0;
-        return fault.kind == kind && begun && (fault.lasting == 0.0 || beyond <= fault.lasting);
+        return fault.kind == kind && command.starts_with(fault.command) && begun && (fault.lasting == 0.0 || beyond <= fault.lasting);
     });
 }
 

@@ -27,7 +27,10 @@ enum class FaultKind {
     wrongLoop,
     wrongChecksum,
     errorAnswer,
-    off
+    off,
+    ignore,
+    lose,
+    wrongReadback
 };
 
 enum class FaultCourse {
@@ -42,6 +45,7 @@ struct FaultEntry
     std::string_view name; ///< as typed after --fault
     FaultCourse course;
     std::string_view description; ///< for --list-faults
+    bool ofCommand = false;       ///< written NAME:COMMAND: only commands that begin so are meant
 };
 
 /// Every fault there is.
@@ -54,10 +58,12 @@ struct Fault
     std::string device{};   ///< the device it belongs to; empty: every device
     bool inSeconds = false; ///< `after` and `lasting` are seconds on the wall, otherwise commands
     double after = 0.0;
-    double lasting = 0.0; ///< in the unit of `after`, of an `onceUntil` fault in seconds; 0: for good
+    double lasting = 0.0;  ///< in the unit of `after`, of an `onceUntil` fault in seconds; 0: for good
+    std::string command{}; ///< what the commands that are meant begin with; empty: every command
 };
 
-/// Reads `[DEVICE/]NAME[:AFTER[:LASTING]]`, both numbers commands, or seconds when written with an "s". Nothing when it can't be read.
+/// Reads `[DEVICE/]NAME[:COMMAND][:AFTER[:LASTING]]`, both numbers commands, or seconds when written with an "s". Nothing when it can't be
+/// read. Up to two numbers at the end are AFTER and LASTING; a COMMAND that itself ends with ":" and a number needs both behind it.
 std::optional<Fault> parseFault(std::string_view text);
 
 inline constexpr double lateReplySeconds = 3.0; ///< on the wall
@@ -70,8 +76,8 @@ public:
     FaultPlan(const Clock& clock, std::vector<Fault> faults);
     void commandReceived() { ++commands_; }
     long commandCount() const { return commands_; }
-    /// A lasting fault is at work.
-    bool active(FaultKind kind) const;
+    /// A lasting fault is at work, for a command with this text if it is one of certain commands.
+    bool active(FaultKind kind, std::string_view command = {}) const;
     /// The fault of the kind, one that happens once, that is to happen now; told only once for each.
     std::optional<Fault> fires(FaultKind kind);
     /// When the next fault that happens once and is set to a time comes.

@@ -133,9 +133,10 @@ void GoniometerController::takeByte(char byte)
 
 void GoniometerController::command(std::string_view text)
 {
-    commandReceived();
     while (text.ends_with(' '))
         text.remove_suffix(1);
+    if (!commandReceived(text))
+        return;
     if (!query(text) && !immediate(text) && !store(text))
         remark("passed over, unknown: " + std::string(text));
 }
@@ -168,7 +169,7 @@ bool GoniometerController::query(std::string_view text)
         if (index >= axes_.size())
             return false;
         char position[32];
-        std::snprintf(position, sizeof position, "P%ld:%.3f", axis, axes_[index].position(now));
+        std::snprintf(position, sizeof position, "P%ld:%.3f", axis, readBack(axes_[index].position(now)));
         reply(now, lineOf(status ? axisStatus(index) : std::string(position)));
     }
     return true;

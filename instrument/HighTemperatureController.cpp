@@ -187,7 +187,8 @@ void HighTemperatureController::takeByte(char byte)
 
 void HighTemperatureController::command(std::string_view line)
 {
-    commandReceived();
+    if (!commandReceived(line))
+        return;
     if (line == "R001NT?" || line == "R001NF?")
         ask(line[5]);
     else if (line.starts_with("S001  T "))
@@ -211,8 +212,10 @@ void HighTemperatureController::ask(char kind)
 std::string HighTemperatureController::dataBlock()
 {
     std::string block;
-    for (const int value : {static_cast<int>(std::lround(celsius())), values_.setpoint, values_.p, values_.i, values_.d, values_.heater,
-                            values_.lowerLimit, values_.upperLimit, values_.ramp, values_.selfOptimizing})
+    const auto told = [this](int value) { return static_cast<int>(readBack(value)); };
+    const int heater = readsBackWrong() ? 1 - values_.heater : values_.heater;
+    for (const int value : {static_cast<int>(std::lround(celsius())), told(values_.setpoint), told(values_.p), told(values_.i),
+                            told(values_.d), heater, values_.lowerLimit, values_.upperLimit, told(values_.ramp), values_.selfOptimizing})
         block += packed(value);
     block.resize(blockLength, ' ');
     return block;

@@ -210,6 +210,11 @@ double LakeShoreController::inUnit(double kelvin, char unit) const
     return unit == 'C' ? kelvin - celsiusZero : kelvin;
 }
 
+int LakeShoreController::toldRange() const
+{
+    return readsBackWrong() ? (range_ + 1) % static_cast<int>(entry_.ranges.size()) : range_;
+}
+
 // ------------------------------------------------------------------------------------------------------- lines
 
 void LakeShoreController::takeByte(char byte)
@@ -255,7 +260,8 @@ std::optional<Time> LakeShoreController::answerDue() const
 
 void LakeShoreController::obeyLine(std::string_view line)
 {
-    commandReceived();
+    if (!commandReceived(line))
+        return;
     if (isDrc(entry_.model))
         obeyLetters(line);
     else
@@ -358,7 +364,7 @@ void LakeShoreController::askControl(std::string_view)
 
 void LakeShoreController::askSetpoint(std::string_view)
 {
-    answer("%+07.2f", inUnit(loop_.setpoint(), controlUnit_));
+    answer("%+07.2f", inUnit(readBack(loop_.setpoint()), controlUnit_));
 }
 
 void LakeShoreController::setSetpoint(std::string_view arguments)
@@ -447,17 +453,17 @@ void LakeShoreController::askCelsius(std::string_view arguments)
 
 void LakeShoreController::askLoopSetpoint(std::string_view)
 {
-    answer("%+08.3f", loop_.setpoint());
+    answer("%+08.3f", readBack(loop_.setpoint()));
 }
 
 void LakeShoreController::askPid(std::string_view)
 {
-    answerLine(formatted("%+07.1f", p_) + ',' + formatted("%+07.1f", i_) + ',' + formatted("%+07.1f", d_));
+    answerLine(formatted("%+07.1f", readBack(p_)) + ',' + formatted("%+07.1f", readBack(i_)) + ',' + formatted("%+07.1f", readBack(d_)));
 }
 
 void LakeShoreController::askLoopRamp(std::string_view)
 {
-    answerLine(std::string(rampOn_ ? "1" : "0") + ',' + formatted("%05.1f", rampRate_));
+    answerLine(std::string(rampOn_ != readsBackWrong() ? "1" : "0") + ',' + formatted("%05.1f", readBack(rampRate_)));
 }
 
 // Tuning lasts until the temperature has come to the setpoint.
@@ -565,19 +571,23 @@ void LakeShoreController::obeyLetter(char letter, double value)
 bool LakeShoreController::obeyDrcQuery(std::string_view text)
 {
     const bool is91 = entry_.model == LakeShoreModel::drc91;
-    const auto parameters = [this] { return formatted("%04.1f", p_) + ',' + formatted("%04.1f", d_) + ',' + formatted("%04.1f", i_); };
+    const auto parameters = [this] {
+        return formatted("%04.1f", readBack(p_)) + ',' + formatted("%04.1f", readBack(d_)) + ',' + formatted("%04.1f", readBack(i_));
+    };
     const auto readings = [this] {
-        return formatted("%06.2f", reading('B')) + ',' + formatted("%06.2f", reading('A')) + ',' + formatted("%06.2f", loop_.setpoint());
+        return formatted("%06.2f", reading('B')) + ',' + formatted("%06.2f", reading('A')) + ',' +
+               formatted("%06.2f", readBack(loop_.setpoint()));
     };
     if (text == "WS")
         answer("%06.2fK", reading('A'));
     else if (text == "WP")
-        answer("%06.2fK", loop_.setpoint());
+        answer("%06.2fK", readBack(loop_.setpoint()));
     else if (text == "W1")
-        answerLine(is91 ? readings() : readings() + ',' + parameters() + ',' + std::to_string(range_));
+        answerLine(is91 ? readings() : readings() + ',' + parameters() + ',' + std::to_string(toldRange()));
     else if (text == "W3" && is91)
         // until it has been cleared it keeps to the short record
-        answerLine(longRecord_ ? parameters() + ',' + std::to_string(range_) + ',' + formatted("%03.0f", output_ * 100.0) : parameters());
+        answerLine(longRecord_ ? parameters() + ',' + std::to_string(toldRange()) + ',' + formatted("%03.0f", output_ * 100.0)
+                               : parameters());
     else if (text == "XDA")
         answer("%.4fV", 1.7 - 0.0041 * reading('A')); // the diode itself
     else

@@ -80,6 +80,8 @@ private:
     void answerLine(std::string text);
     double reading(char channel);
     double inUnit(double kelvin, char unit) const;
+    /// The heater range that is told of.
+    int toldRange() const;
     double heat(double temperature);
     void reset();
     void useParameters();
@@ -97,15 +99,15 @@ private:
     void askSample(std::string_view);
     void askControl(std::string_view);
     void askSetpoint(std::string_view);
-    void askGain(std::string_view) { answer("%03.0f", p_); }
-    void askReset(std::string_view) { answer("%03.0f", i_); }
-    void askRate(std::string_view) { answer("%03.0f", d_); }
-    void askRange(std::string_view) { answer("%.0f", range_); }
+    void askGain(std::string_view) { answer("%03.0f", readBack(p_)); }
+    void askReset(std::string_view) { answer("%03.0f", readBack(i_)); }
+    void askRate(std::string_view) { answer("%03.0f", readBack(d_)); }
+    void askRange(std::string_view) { answer("%.0f", toldRange()); }
     void askHeat(std::string_view) { answer("%03.0f", output_ * 100.0); }
-    void askRamp(std::string_view) { answer("%.0f", rampOn_ ? 1 : 0); }
-    void askRampRate(std::string_view) { answer("%05.1f", rampRate_); }
+    void askRamp(std::string_view) { answer("%.0f", rampOn_ != readsBackWrong() ? 1 : 0); }
+    void askRampRate(std::string_view) { answer("%05.1f", readBack(rampRate_)); }
     void askRampState(std::string_view) { answer("%.0f", loop_.ramping() ? 1 : 0); }
-    void askTune(std::string_view) { answer("%.0f", tune_); }
+    void askTune(std::string_view) { answer("%.0f", readsBackWrong() ? (tune_ > 0 ? 0 : 1) : tune_); }
     void askSampleChannel(std::string_view) { answerLine({sampleChannel_}); }
     void askControlChannel(std::string_view) { answerLine({controlChannel_}); }
     void askSampleUnit(std::string_view) { answerLine({sampleUnit_}); }

@@ -41,8 +41,8 @@ void LaserController::takeByte(char byte)
     const std::string line = std::exchange(partial_, {});
     if (trimmed(line).empty())
         return;
-    commandReceived();
-    reply(laboratory().now(), answerTo(trimmed(line)) + "\r\n");
+    if (commandReceived(trimmed(line)))
+        reply(laboratory().now(), answerTo(trimmed(line)) + "\r\n");
 }
 
 std::string LaserController::answerTo(std::string_view text)
@@ -56,9 +56,9 @@ std::string LaserController::answerTo(std::string_view text)
     if (words.size() == 3 && words[0] == ":w" && write(words[1], numberOf(words[2])))
         return ":ok";
     if (words.size() == 2 && words[0] == ":r" && words[1] == "12")
-        return beam_ ? ":1" : ":0";
+        return beam_ != readsBackWrong() ? ":1" : ":0";
     if (words.size() == 2 && words[0] == ":r" && words[1] == "30")
-        return formatted(":%.4f", current_);
+        return formatted(":%.4f", readBack(current_));
     remark("not understood, or beyond the limits: " + std::string(text));
     return ":error";
 }

@@ -110,7 +110,7 @@ const OptionEntry optionTable[] = {
     {"--position", "A1[,A2]", "where the axes stand at the start, in degrees (default 0,0)", setPosition},
     {"--busy", "", "the controller still runs an old program, with counts in its memory",
      [](Options& options, const QString&) { return options.busy = true; }},
-    {"--fault", "[DEVICE/]NAME[:AFTER[:LASTING]]", "misbehave (see --list-faults); may be given several times", setFault},
+    {"--fault", "[DEVICE/]NAME[:COMMAND][:AFTER[:LASTING]]", "misbehave (see --list-faults); may be given several times", setFault},
     {"--trace", "FILE", "write down everything that goes over the lines",
      [](Options& options, const QString& text) {
          options.traceFile = text;
@@ -183,11 +183,15 @@ QString faultList()
 {
     QString text = QStringLiteral("Faults:\n");
     for (const FaultEntry& entry : faultTable())
-        text += QStringLiteral("  %1 %2\n").arg(fromView(entry.name), -20).arg(fromView(entry.description));
+        text += QStringLiteral("  %1 %2\n")
+                    .arg(fromView(entry.name) + (entry.ofCommand ? QStringLiteral("[:COMMAND]") : QString()), -20)
+                    .arg(fromView(entry.description));
     text += QStringLiteral(
         "AFTER: from the command after that many commands, or after seconds when written with an s (:25, :3s); without it from the start.\n"
         "LASTING: for that many commands or seconds, in the unit of AFTER; without it for good. Seconds are those of a watch, whatever the "
-        "speed.\n");
+        "speed.\n"
+        "COMMAND: ends before the last one or two numbers; one that itself ends with a colon and a number needs both behind it "
+        "(ignore:SC:30:0:0).\n");
     QStringList names;
     for (const DeviceEntry& entry : deviceTable())
         names += fromView(entry.name);

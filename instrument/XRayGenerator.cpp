@@ -41,7 +41,8 @@ void XRayGenerator::command(std::string_view text)
 {
     if (text.empty())
         return;
-    commandReceived();
+    if (!commandReceived(text))
+        return;
     if (!query(text) && !setting(text))
         remark("passed over: " + std::string(text));
 }
@@ -49,9 +50,9 @@ void XRayGenerator::command(std::string_view text)
 bool XRayGenerator::query(std::string_view text)
 {
     if (text == "CA")
-        reply(laboratory().now(), replyLine(std::round(current() * 1000.0), 0));
+        reply(laboratory().now(), replyLine(std::round(readBack(current()) * 1000.0), 0));
     else if (text == "VN")
-        reply(laboratory().now(), replyLine(std::round(voltage() * 1000.0), 0));
+        reply(laboratory().now(), replyLine(std::round(readBack(voltage()) * 1000.0), 0));
     else if (text == "SR:14")
         reply(laboratory().now(), replyLine(leastFlow, 1));
     else if (text == "SR:15")

@@ -34,11 +34,16 @@ private slots:
     void offHearsNothingUntilItIsSwitchedOn();
     void offIsOverOnTheWatch();
     void offForGoodStaysOff();
+    void anOrderNamesItsCommand_data();
+    void anOrderNamesItsCommand();
+    void ignoreHasNoEffectAndNoAnswer();
+    void loseTakesEffectAndLosesItsAnswer();
+    void wrongReadbackTellsAnotherPosition();
 };
 
 void TestFaults::everyFaultCanBeOrderedByItsName()
 {
-    QCOMPARE(lab::faultTable().size(), std::size_t(15));
+    QCOMPARE(lab::faultTable().size(), std::size_t(18));
     for (const lab::FaultEntry& entry : lab::faultTable()) {
         const auto fault = lab::parseFault(entry.name);
         QVERIFY(fault.has_value());
@@ -69,7 +74,7 @@ void TestFaults::aBadOrderIsRefused_data()
 {
     QTest::addColumn<QByteArray>("text");
     for (const char* text : {"", "quiet", "silent:", "silent:x", "silent:-1", "silent:3m", "silent:3s:4", "silent:3:", "hang-up:3:4",
-                             "silent:nan", "silent:1:2:3", "off:1:2", "off:1s:2"})
+                             "silent:nan", "silent:1:2:3", "wrong-readback:SETP", "ignore:SETP:3s:4", "off:1:2", "off:1s:2"})
         QTest::newRow(*text == '\0' ? "empty" : text) << QByteArray(text);
 }
 
@@ -270,6 +275,58 @@ void TestFaults::offForGoodStaysOff()
     QVERIFY(!bench.controller.due().has_value());
     bench.after(1e6);
     QCOMPARE(bench.command("?S1;"), QByteArray());
+}
+
+void TestFaults::anOrderNamesItsCommand_data()
+{
+    QTest::addColumn<QByteArray>("text");
+    QTest::addColumn<QByteArray>("device");
+    QTest::addColumn<QByteArray>("command");
+    QTest::addColumn<double>("after");
+    QTest::addColumn<double>("lasting");
+    QTest::newRow("command alone") << QByteArray("ltc/ignore:SETP") << QByteArray("ltc") << QByteArray("SETP") << 0.0 << 0.0;
+    QTest::newRow("with a value") << QByteArray("ltc/lose:SETP 1, 77:5") << QByteArray("ltc") << QByteArray("SETP 1, 77") << 5.0 << 0.0;
+    QTest::newRow("begins with a colon") << QByteArray("laser/ignore::w 12:3:1") << QByteArray("laser") << QByteArray(":w 12") << 3.0
+                                         << 1.0;
+    QTest::newRow("ends with a number") << QByteArray("ignore:SC:30:0:0") << QByteArray() << QByteArray("SC:30") << 0.0 << 0.0;
+    QTest::newRow("ends with a colon") << QByteArray("ignore:SC:") << QByteArray() << QByteArray("SC:") << 0.0 << 0.0;
+    QTest::newRow("every command") << QByteArray("lose:2:7") << QByteArray() << QByteArray() << 2.0 << 7.0;
+    QTest::newRow("slash in the command") << QByteArray("ignore:A/B") << QByteArray() << QByteArray("A/B") << 0.0 << 0.0;
+}
+
+void TestFaults::anOrderNamesItsCommand()
+{
+    QFETCH(QByteArray, text);
+    const auto fault = lab::parseFault(text.toStdString());
+    QVERIFY(fault.has_value());
+    QTEST(QByteArray::fromStdString(fault->device), "device");
+    QTEST(QByteArray::fromStdString(fault->command), "command");
+    QTEST(fault->after, "after");
+    QTEST(fault->lasting, "lasting");
+}
+
+void TestFaults::ignoreHasNoEffectAndNoAnswer()
+{
+    Bench bench({.axes = 2, .position = {10.0, 20.0}}, {*lab::parseFault("ignore:?P"), *lab::parseFault("ignore:START")});
+    bench.upload(twoAxesScan(20.0, 0.02, 5, 0.1));
+    bench.after(100.0);
+    QCOMPARE(bench.controller.counts().size(), std::size_t(0));
+    QVERIFY(bench.record.contains("ignored: START:"));
+    QCOMPARE(bench.command("?P1;"), QByteArray());
+    QCOMPARE(bench.command("?S1;"), QByteArray("S1:128\r\n"));
+}
+
+void TestFaults::loseTakesEffectAndLosesItsAnswer()
+{
+    Bench bench({}, {*lab::parseFault("lose:?S1:0:1")});
+    QCOMPARE(bench.say("\r\n?S1;?S1;"), QByteArray("S1:128\r\n"));
+    QVERIFY(bench.record.contains("answer lost"));
+}
+
+void TestFaults::wrongReadbackTellsAnotherPosition()
+{
+    Bench bench({.axes = 2, .position = {10.0, 20.0}}, {{FaultKind::wrongReadback}});
+    QCOMPARE(bench.command("?P2;"), QByteArray("P2:27.000\r\n"));
 }
 
 QTEST_APPLESS_MAIN(TestFaults)

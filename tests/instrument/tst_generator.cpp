@@ -33,6 +33,7 @@ private slots:
     void aShutterClosedInMidCountCutsTheCount();
     void switchedOffAndOnItHasNoHighVoltage();
     void aSilentGeneratorStillObeys();
+    void itsCommandsAreIgnoredOrReadBackWrong();
 };
 
 void TestGenerator::itStartsAtMeasuringPower()
@@ -203,6 +204,16 @@ void TestGenerator::aSilentGeneratorStillObeys()
     QCOMPARE(bench.say("SC:20\rCA\r"), QByteArray());
     bench.after(10.0);
     QCOMPARE(bench.say("CA\r"), QByteArray("*0000020000\r"));
+}
+
+void TestGenerator::itsCommandsAreIgnoredOrReadBackWrong()
+{
+    Bench ignoring({*lab::parseFault("ignore:SC")});
+    ignoring.say("SC:20\rSV:35\r");
+    ignoring.after(20.0);
+    QCOMPARE(ignoring.say("CA\rVN\r"), QByteArray("*0000030000\r*0000035000\r"));
+    Bench wrong({*lab::parseFault("wrong-readback")});
+    QCOMPARE(wrong.say("CA\rVN\r"), QByteArray("*0000037000\r*0000047000\r"));
 }
 
 QTEST_GUILESS_MAIN(TestGenerator)

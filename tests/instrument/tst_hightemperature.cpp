@@ -83,6 +83,7 @@ private slots:
     void afterSwitchingOffAndOnTheHeaterIsOff();
     void whoSwitchesItOnAgainSwitchesTheHeaterOn();
     void aWrongChecksumKeepsTheLength();
+    void aBlockIsIgnoredOrReadBackWrong();
 };
 
 void TestHighTemperature::anAnswerHas116Characters_data()
@@ -368,6 +369,20 @@ void TestHighTemperature::aWrongChecksumKeepsTheLength()
     QCOMPARE(wrong.size(), 116);
     QCOMPARE(wrong.left(17 + 92), right.left(17 + 92));
     QVERIFY(wrong.mid(17 + 92, 4) != right.mid(17 + 92, 4));
+}
+
+void TestHighTemperature::aBlockIsIgnoredOrReadBackWrong()
+{
+    Bench ignoring({*lab::parseFault("ignore:S001")});
+    QCOMPARE(ignoring.change({{setpoint, 300}, {heater, 1}}), QByteArray());
+    QCOMPARE(valueAt(ignoring.block('T'), setpoint), 20);
+    Bench wrong({*lab::parseFault("wrong-readback:1")});
+    const QByteArray truth = wrong.block('T');
+    const QByteArray told = wrong.block('T');
+    QCOMPARE(valueAt(told, setpoint), valueAt(truth, setpoint) + 7);
+    QCOMPARE(valueAt(told, 7), valueAt(truth, 7) + 7);
+    QCOMPARE(valueAt(told, heater), 1 - valueAt(truth, heater));
+    QCOMPARE(valueAt(told, 1), valueAt(truth, 1)); // a reading is no set value
 }
 
 QTEST_GUILESS_MAIN(TestHighTemperature)

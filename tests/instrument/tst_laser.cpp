@@ -28,6 +28,7 @@ private slots:
     void theBeamOffLetsItCool();
     void thePeakMovesWithTheCurrent();
     void switchedOffAndOnTheBeamIsOff();
+    void aCommandIsIgnoredLostOrReadBackWrong();
     void nobodySwitchesTheBeamOnAgain();
     void errorAnswersObeyNothing();
     void theHeatDoesNotDependOnWhenSomebodyLooks();
@@ -151,6 +152,18 @@ void TestLaser::theHeatDoesNotDependOnWhenSomebodyLooks()
         temperatures += bench.device.celsius();
     }
     QCOMPARE(temperatures[1], temperatures[0]);
+}
+
+void TestLaser::aCommandIsIgnoredLostOrReadBackWrong()
+{
+    Bench ignoring({*lab::parseFault("ignore::w 12")});
+    QCOMPARE(ignoring.say(":w 12 1\r"), QByteArray());
+    QCOMPARE(ignoring.say(":r 12\r"), QByteArray(":0\r\n"));
+    Bench losing({*lab::parseFault("lose::w 12")});
+    QCOMPARE(losing.say(":w 12 1\r"), QByteArray());
+    QCOMPARE(losing.say(":r 12\r"), QByteArray(":1\r\n"));
+    Bench wrong({*lab::parseFault("wrong-readback")});
+    QCOMPARE(wrong.say(":w 30 1.5\r:r 30\r:r 12\r"), QByteArray(":ok\r\n:8.5000\r\n:1\r\n"));
 }
 
 QTEST_GUILESS_MAIN(TestLaser)

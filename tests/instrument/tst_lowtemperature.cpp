@@ -110,6 +110,8 @@ private slots:
     void readingsScatterButTheSameMomentReadsTheSame();
     void switchedOffAndOnItForgetsTheLinesThatWait();
     void whoSwitchesItOnAgainSwitchesTheHeaterOn();
+    void whatIsIgnoredLostOrReadBackWrong_data();
+    void whatIsIgnoredLostOrReadBackWrong();
 };
 
 void TestLowTemperature::everyQueryOfThe330IsAnswered_data()
@@ -537,6 +539,37 @@ void TestLowTemperature::whoSwitchesItOnAgainSwitchesTheHeaterOn()
     QCOMPARE(bench.ask("SETP? 1"), QByteArray("+250.000\r\n"));
     bench.after(600.0);
     QVERIFY(std::abs(bench.device.stageTemperature() - 250.0) < 1.0);
+}
+
+void TestLowTemperature::whatIsIgnoredLostOrReadBackWrong_data()
+{
+    QTest::addColumn<Model>("model");
+    QTest::addColumn<QByteArray>("set");
+    QTest::addColumn<QByteArray>("read");
+    QTest::addColumn<double>("before");
+    QTest::newRow("330") << Model::ls330 << QByteArray("SETP 77") << QByteArray("SETP?") << lab::roomTemperature;
+    QTest::newRow("331") << Model::ls331 << QByteArray("SETP 1, 77") << QByteArray("SETP? 1") << lab::roomTemperature;
+    QTest::newRow("DRC-91CA") << Model::drc91 << QByteArray("S77") << QByteArray("WP") << lab::roomTemperature;
+    QTest::newRow("heater range") << Model::ls330 << QByteArray("RANG 3") << QByteArray("RANG?") << 0.0;
+}
+
+void TestLowTemperature::whatIsIgnoredLostOrReadBackWrong()
+{
+    QFETCH(Model, model);
+    QFETCH(QByteArray, set);
+    QFETCH(QByteArray, read);
+    QFETCH(double, before);
+    const double wanted = set.endsWith("77") ? 77.0 : 3.0;
+    Bench ignoring(model, {*lab::parseFault("ignore:" + set.toStdString())});
+    ignoring.ask(set);
+    QVERIFY(std::abs(ignoring.value(read) - before) < 0.01);
+    Bench losing(model, {*lab::parseFault("lose:" + read.toStdString() + ":0:2")});
+    losing.ask(set);
+    QCOMPARE(losing.ask(read), QByteArray());
+    QCOMPARE(losing.value(read), wanted);
+    Bench wrong(model, {*lab::parseFault("wrong-readback")});
+    wrong.ask(set);
+    QCOMPARE(wrong.value(read), wanted == 77.0 ? 84.0 : 0.0);
 }
 
 QTEST_GUILESS_MAIN(TestLowTemperature)
