@@ -47,8 +47,8 @@ public:
 
     /// Sizes both arrays to 1..points, all zero; nothing is received.
     void resize(qint32 points);
-    /// Keeps the first points (1..size()) and nothing of a longer scan: the stop angle and the segments follow.
-    void cutTo(qint32 points);
+    /// What has to be said wherever the counts are shown: "partial: 20 of 101 points", "simulated counts"; empty: nothing.
+    QString markText() const;
     qint32 size() const { return static_cast<qint32>(m_counts.size()); }
     double count(qint32 i) const { return m_counts[i - 1]; }
     double angle(qint32 i) const { return m_angles[i - 1]; }

@@ -159,4 +159,13 @@ QString nameOf(Block block, const QString& key, qint32 value)
                 return QString::fromLatin1(known.name);
     return {};
 }
+
+std::optional<qint32> valueOf(Block block, const QString& key, const QString& text)
+{
+    for (const Setting& setting : sectionOf(block).settings)
+        for (const KnownText& known : setting.more.texts)
+            if (key == QLatin1String(setting.key) && text.trimmed().toLower() == QLatin1String(known.text))
+                return known.value;
+    return std::nullopt;
+}
 } // namespace Settings

@@ -93,4 +93,6 @@ void read(Block block, Configuration& into, DirectoryTest directoryUsable = null
 
 /// The name that a value of a key with known texts is shown by; empty when none has it.
 QString nameOf(Block block, const QString& key, qint32 value);
+/// What such a text stands for; nothing when it is not known.
+std::optional<qint32> valueOf(Block block, const QString& key, const QString& text);
 } // namespace Settings

@@ -218,6 +218,10 @@ bool nameIsGiven()
 /// The questions before the editor; false stops.
 bool mayStart(std::optional<Operation>& use, const ProfileRun::Options& options)
 {
+    if (const QString why = ScanRun::Refusal(); !why.isEmpty()) {
+        showMessage(title, why, Prompts::Icon::Exclamation);
+        return false;
+    }
     if (flags().generatorRemote && flags().idlePower)
         showMessage(u"X-Ray generator"_s, u"X-Ray Generator seems to be at idle power."_s + u"\r\n"_s + u"Please adjust power settings."_s,
                     Prompts::Icon::Exclamation);

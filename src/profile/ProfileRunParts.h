@@ -68,7 +68,7 @@ void dwell();
 /// The scan of the row: what the panel shows, with the row's counter time and the name and comment that the run took when it started.
 ScanRecord scanOfStep();
 /// Reads the counts in the controller into memory and has them drawn.
-ScanRun::Reading readAndDraw(const ScanRecord& scan);
+ScanRun::Reading readAndDraw(const ScanRecord& scan, bool onlyWhole = false);
 /// One scan, in memory too; nothing when there are no counts of it. A scan of which nothing came back is measured once more; twice nothing
 /// is no scan.
 std::optional<ScanRecord> acquire();
