@@ -125,6 +125,7 @@ frmMain::frmMain(QWidget* parent) : QMainWindow(parent)
     resize(1000, 690);
 
     m_textDisplay = new frmTextDisplay(this);
+    new frmTextDisplay(this, FrontPanel::TextWindow::Second);
     connectFrontPanel();
     modGraphics::SetChart(m_chart);
     m_fields.value(Field::ScanStart)->setFocus();
@@ -132,6 +133,8 @@ frmMain::frmMain(QWidget* parent) : QMainWindow(parent)
 
 frmMain::~frmMain()
 {
+    // Windows that end with this one end what they hold, of which it must not hear any more.
+    frontPanel().disconnect(this);
     modGraphics::SetChart(nullptr);
     showPointer(FrontPanel::Pointer::Default);
 }

@@ -52,6 +52,15 @@ private slots:
         QVERIFY2(said.contains("furnace heater: the controller did not answer; its heater may still be on"), said.constData());
     }
 
+    void thePowerStaysWhileAScanIsMeasured()
+    {
+        LabConsole lab("--generator --busy");
+        lab.forget();
+        QCOMPARE(lab.said("generator power 20 30 --yes", 1),
+                 QByteArray("|Something is being measured: current and voltage stay as they are.\n"));
+        QCOMPARE(lab.received(u"Generator"_s), QString());
+    }
+
     void theGoniometerIsSaidToBeAbsent()
     {
         LabConsole lab("--generator --fault smc/silent");
