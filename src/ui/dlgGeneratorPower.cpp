@@ -18,8 +18,6 @@
 #include <QTimer>
 #include <QVBoxLayout>
 
-#include <memory>
-
 namespace {
 QLineEdit* box(QWidget* parent, const QString& name, const QString& toolTip)
 {
@@ -106,6 +104,7 @@ dlgGeneratorPower::dlgGeneratorPower(QWidget* parent) : QDialog(parent)
 dlgGeneratorPower::~dlgGeneratorPower()
 {
     frontPanel().disconnect(this);
+    GeneratorPower::notifier().disconnect(this);
 }
 
 void dlgGeneratorPower::open(QWidget* parent)
@@ -116,12 +115,12 @@ void dlgGeneratorPower::open(QWidget* parent)
     dialog->show();
     GeneratorPower::tell(QStringLiteral("Asking the generator..."));
     // The generator takes a while to answer: the window is there first, with nothing that could be pressed.
-    auto asking = std::make_shared<GeneratorPower::Exchanging>();
-    QTimer::singleShot(0, dialog, [window = QPointer<dlgGeneratorPower>(dialog), asking]() mutable {
+    QTimer::singleShot(0, dialog, [window = QPointer<dlgGeneratorPower>(dialog)] {
         GeneratorPower::Load();
-        asking.reset();
         if (window == nullptr)
             return;
+        window->m_asked = true;
+        window->refresh();
         window->m_current->setFocus();
         window->m_current->selectAll();
     });
@@ -130,7 +129,7 @@ void dlgGeneratorPower::open(QWidget* parent)
 void dlgGeneratorPower::reject()
 {
     // While the generator is asked in this window's name it must not vanish. A warm-up goes on without it.
-    if (!GeneratorPower::state().exchanging || flags().closing)
+    if ((m_asked && !GeneratorPower::state().exchanging) || flags().closing)
         QDialog::reject();
 }
 
@@ -188,7 +187,7 @@ void dlgGeneratorPower::refresh()
     m_message->setCursorPosition(0);
     m_settings->setVisible(!now.warmingUp);
     m_close->setVisible(now.warmingUp);
-    const bool free = !now.exchanging && !now.warmingUp;
+    const bool free = m_asked && !now.exchanging && !now.warmingUp;
     for (QPushButton* button : {m_meas, m_idle, m_cancel})
         button->setEnabled(free);
     m_ok->setEnabled(free && GeneratorPower::refusal().isEmpty());

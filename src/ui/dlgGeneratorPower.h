@@ -49,4 +49,5 @@ private:
     QPushButton* m_ok = nullptr;
     QPushButton* m_cancel = nullptr;
     QPushButton* m_close = nullptr;
+    bool m_asked = false; ///< the actual values have been read, or did not come
 };
