@@ -23,6 +23,8 @@ public:
     qint32 minimum = 0;             ///< smallest count
     qint32 maximum = 0;             ///< largest count
 
+    bool simulated = false; ///< read in the simulation state: no controller counted them
+
     QString sample;
     QString comment;       ///< may hold line breaks
     QString operatorName;  ///< empty: not known

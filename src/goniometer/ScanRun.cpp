@@ -299,6 +299,7 @@ Reading ReadBack(const ScanRecord& scan, const std::function<void()>& begins)
     reading.scan.resize(scan.parameters.numberOfPoints);
     const modSMC::Transfer transfer = modSMC::SMCReadScanData(reading.scan, linePatience());
     reading.received = transfer.received;
+    reading.scan.simulated = !flags().smcOnline;
     if (watch.brokenOff())
         reading.outcome = Outcome::BrokenOff;
     else if (transfer.maximum < 0)
