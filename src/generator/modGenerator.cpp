@@ -66,6 +66,26 @@ void collect(const QString& text)
     }
 }
 
+/// Current and voltage asked for by ticks.
+struct TickReading
+{
+    modTools::Timer next{"GeneratorReading"};
+    QStringList commands; ///< still to be sent
+    bool underWay = false;
+};
+
+std::unique_ptr<TickReading>& tickReading()
+{
+    static std::unique_ptr<TickReading> theReading;
+    return theReading;
+}
+
+/// One exchange after the other: what is being asked by ticks is over in a moment.
+void awaitTickReading()
+{
+    modTools::WaitUntil([] { return !tickReading() || !tickReading()->underWay; });
+}
+
 void beginExchange()
 {
     modGenerator::State& now = modGenerator::state();
@@ -123,6 +143,23 @@ void learnSentPower(qint16 milliampere, qint16 kilovolt)
         now.kilovolt.ask(kilovolt);
         now.power.ask(powerOf(milliampere, kilovolt));
     });
+}
+
+void goOnReading()
+{
+    TickReading& reading = *tickReading();
+    if (!reading.commands.isEmpty() && !flags().closing) {
+        modCOM::GeneratorComm().output(reading.commands.takeFirst() + u"\r"_s);
+        const double pause = reading.commands.isEmpty() ? double{actualValuesWait} : double{configuration().generator.line.txDelay};
+        reading.next.setInterval(qMax(static_cast<int>(pause * 1000), 1));
+        reading.next.restart();
+        return;
+    }
+    modCOM::GeneratorComm().fetch();
+    if (!flags().closing)
+        learnActualValues();
+    reading.next.setEnabled(false);
+    reading.underWay = false;
 }
 
 /// By more than rounding and regulating make.
@@ -192,6 +229,7 @@ void reset()
     state() = State{};
     lastAnswer = Answer::NotAsked;
     idleWatch().reset();
+    tickReading().reset();
     listener.reset();
 }
 
@@ -234,6 +272,7 @@ void GeneratorGetActualValues(qint16* milliampere, qint16* kilovolt)
 {
     *milliampere = 0;
     *kilovolt = 0;
+    awaitTickReading();
     beginExchange();
     lastAnswer = Answer::NotAsked;
     if (configuration().generator.modelCode != seifert)
@@ -249,8 +288,23 @@ void GeneratorGetActualValues(qint16* milliampere, qint16* kilovolt)
     *kilovolt = thousandth(state().lines.value(1)).value_or(0);
 }
 
+void ReadByTicks()
+{
+    if (configuration().generator.modelCode != seifert || (tickReading() && tickReading()->underWay))
+        return;
+    if (!tickReading()) {
+        tickReading() = std::make_unique<TickReading>();
+        QObject::connect(&tickReading()->next, &modTools::Timer::tick, &tickReading()->next, goOnReading);
+    }
+    tickReading()->commands = QStringList{u"CA"_s, u"VN"_s};
+    tickReading()->underWay = true;
+    beginExchange();
+    goOnReading();
+}
+
 QString StatusSummary()
 {
+    awaitTickReading();
     beginExchange();
     if (configuration().generator.modelCode != seifert)
         return u"Not supported..."_s;
@@ -310,6 +364,7 @@ bool SwitchShutter(bool open)
 
 void SendPower(qint16 milliampere, qint16 kilovolt, qint16* actualMilliampere, qint16* actualKilovolt)
 {
+    awaitTickReading();
     send(u"SC:"_s + NumberText::General(qint32{milliampere}));
     modTools::Delay(settingWait, false);
     send(u"SV:"_s + NumberText::General(qint32{kilovolt}));

@@ -40,6 +40,9 @@ QString powerReport(qint16 sentMilliampere, qint16 sentKilovolt, qint16 actualMi
 
 /// Actual tube current [mA] and voltage [kV], both 0 when the generator does not answer or is not a Seifert. Takes 1.5 s beside the sends.
 void GeneratorGetActualValues(qint16* milliampere, qint16* kilovolt);
+/// Asks for both without waiting: the answer is taken by a tick, 1.5 s later, into instrument(). Who talks with the generator meanwhile
+/// waits until that. Nothing is sent with another model.
+void ReadByTicks();
 /// "Act. mA:" and so on, four lines as received; "Not supported..." with another model. Takes 2.5 s beside the sends.
 QString StatusSummary();
 /// "Get Status...": the summary in the text window "X-Ray Generator", before which nothing else can be done; panel 1 says "reading..."

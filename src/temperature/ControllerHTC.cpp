@@ -87,6 +87,7 @@ Temperature::Controller modHTC::controller()
     row.set = NewSetpointWithPID;
     row.wait = HTCWaitUntilThere;
     row.read = read;
+    row.readings = {[] { return IsPayload(HTCQuery(u"T"_s)); }}; // one block holds them all
     row.wayBack = [] {
         return Temperature::WayBack{[] { return NewSetpoint(Temperature::roomTemperature); }, Temperature::roomTemperature};
     };

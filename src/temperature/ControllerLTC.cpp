@@ -6,6 +6,7 @@
 #include "core/Prompts.h"
 #include "gpib/modGPIB.h"
 #include "temperature/Controller.h"
+#include "temperature/LTCReadings.h"
 #include "temperature/modLTC.h"
 #include "temperature/modLTC_RPID.h"
 #include "temperature/modTC.h"
@@ -109,6 +110,7 @@ Temperature::Controller modLTC::controller()
     row.set = [](double value, double ramp) { return LTCNewSetpointWithPID(static_cast<float>(value), static_cast<float>(ramp)); };
     row.wait = [](double value, double silence, double) { return LTCWaitUntilThere(static_cast<float>(value), silence); };
     row.read = read;
+    row.readings = LTCReadings::all();
     row.wayBack = [] { return configuration().ltc.resetAfterTempRun ? Temperature::WayBack{LTCDefault, {}} : Temperature::WayBack{}; };
     return row;
 }

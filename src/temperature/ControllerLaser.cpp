@@ -88,6 +88,11 @@ Temperature::Controller modHTC_Laser::controller()
     row.asks = true;
     row.wait = [](double, double, double) { return modHTC::HTC_LaserWaitUntilThere(configuration().laser.stabilizationDelay); };
     row.statistics = false;
+    row.readings = {[] {
+                        float current = 0;
+                        return LaserGetCurrent(current) == 0;
+                    },
+                    [] { return LaserAskBeam().has_value(); }};
     row.read = read;
     row.wayBack = wayBack;
     return row;

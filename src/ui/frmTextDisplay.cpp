@@ -78,9 +78,7 @@ void frmTextDisplay::refresh()
     const bool harmless = panel.textDisplayButtonCaption(m_which) == QLatin1String("OK");
     m_button->setAutoDefault(harmless);
     m_button->setDefault(harmless);
-    const QString text = panel.textDisplayText(m_which).replace(QStringLiteral("
-"), QStringLiteral("
-"));
+    const QString text = panel.textDisplayText(m_which).replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
     if (m_text->toPlainText() != text) {
         // A text that grows is followed, one that was scrolled back stays where it is read.
         QScrollBar* bar = m_text->verticalScrollBar();

@@ -15,6 +15,7 @@
 #include "goniometer/ScanParameterCheck.h"
 #include "goniometer/ScanRun.h"
 #include "goniometer/modSMC.h"
+#include "safety/StripReading.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -121,7 +122,9 @@ namespace {
 void runScan()
 {
     const cli::TerminalProgress progress;
+    StripReading::Start();
     ScanRun::Start();
+    StripReading::Stop();
 }
 
 void readCounts()
