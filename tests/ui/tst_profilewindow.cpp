@@ -217,7 +217,7 @@ private slots:
         disconnect(&ProfileRun::notifier(), nullptr, bench().window.get(), nullptr);
 
         QCOMPARE(summary, ProfileRun::SummaryText().replace(QStringLiteral("\r\n"), QStringLiteral("\n")));
-        QVERIFY2(details.startsWith(QStringLiteral("3 scans, about 0 h 06 min, until 20")), qPrintable(details));
+        QVERIFY2(details.startsWith(QStringLiteral("3 scans, about 0 h 00 min, until 20")), qPrintable(details));
         QVERIFY2(details.contains(QStringLiteral("\n2  290 K  1 s  Quartz_0290.0(2).sdf  index added\n")), qPrintable(details));
         QVERIFY(appeared);
         QCOMPARE(caption, runningCaption);

@@ -106,6 +106,17 @@ private slots:
         QVERIFY(bench().window->close());
     }
 
+    void aScanThatIsCutShortIsMarked()
+    {
+        QVERIFY(bench().bringUp({QStringLiteral("--fault"), QStringLiteral("fewer-counts")}, 100));
+        bench().hand.expect(QStringLiteral("Start scan"), {}, QStringLiteral("OK"));
+        bench().hand.expect(QStringLiteral("Scan Data Transfer"), {}, QStringLiteral("Yes"));
+        bench().choose(Menu::Entry::mnuMeasStartAcquisition);
+        QVERIFY(bench().desk().until([&] { return flags().dataPresent && !Operation::isRunning(Operations::scan); }, 120));
+        const qint32 points = scanData().size();
+        QCOMPARE(bench().window->chart()->mark(), QStringLiteral("partial: %1 of %2 points").arg(points - 3).arg(points));
+    }
+
     void countsOfTheSimulationAreMarked()
     {
         QVERIFY(bench().showWindow()); // no controller
