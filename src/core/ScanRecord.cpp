@@ -30,13 +30,13 @@ void ScanRecord::resize(qint32 points)
 
 QString ScanRecord::markText() const
 {
-    QStringList marks;
-    if (received < size())
-        marks += QStringLiteral("partial: ") + QString::number(received) + QStringLiteral(" of ") + QString::number(size()) +
-                 QStringLiteral(" points");
+    // In the simulation state nothing is received that could be missing.
     if (simulated)
-        marks += QStringLiteral("simulated counts");
-    return marks.join(QStringLiteral(", "));
+        return QStringLiteral("simulated counts");
+    if (received >= size())
+        return {};
+    return QStringLiteral("partial: ") + QString::number(received) + QStringLiteral(" of ") + QString::number(size()) +
+           QStringLiteral(" points");
 }
 
 void ScanRecord::setPoint(qint32 i, double angle, double count)
