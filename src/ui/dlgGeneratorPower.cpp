@@ -185,7 +185,8 @@ void dlgGeneratorPower::refresh()
         m_voltage->setText(now.txtkV);
     m_message->setText(now.txtMessage);
     m_message->setCursorPosition(0);
-    m_settings->setVisible(!now.warmingUp);
+    for (QWidget* one : {static_cast<QWidget*>(m_settings), static_cast<QWidget*>(m_meas), static_cast<QWidget*>(m_idle)})
+        one->setVisible(!now.warmingUp);
     m_close->setVisible(now.warmingUp);
     const bool free = m_asked && !now.exchanging && !now.warmingUp;
     for (QPushButton* button : {m_meas, m_idle, m_cancel})

@@ -15,8 +15,8 @@ class QLineEdit;
 class QPushButton;
 
 /// Tube current and voltage: two presets, the limits of scan.ini, a confirmation, and the warm-up with its countdown. The window stays open
-/// until Cancel. During the warm-up its buttons are disabled but Close, which leaves the tube warming up, and the main window can be used;
-/// so it can as long as something is measured, and nothing is set then.
+/// until Cancel. During the warm-up settings and presets are hidden and its buttons disabled, but Close, which leaves the tube warming up,
+/// and the main window can be used; so it can as long as something is measured, and nothing is set then.
 class dlgGeneratorPower : public QDialog
 {
     Q_OBJECT

@@ -219,6 +219,38 @@ private slots:
         QVERIFY(LabWindow::textWindow() == nullptr);
     }
 
+    void aWindowThatIsLeftOpenDoesNotKeepTheTubeAtMeasuringPower()
+    {
+        bench().configure("Generator", "ReducePowerOnIdle", QStringLiteral("1"));
+        bench().configure("Generator", "ReducePowerOnIdleDelay", QStringLiteral("1"));
+        QVERIFY(bringUp({QStringLiteral("--generator")}));
+        bench().hand.rest();
+        {
+            const Operation scan(Operations::scan);
+            bench().desk().pass(3);
+        }
+        dlgGeneratorPower* dialog = openPower();
+        QVERIFY(dialog != nullptr);
+        const auto sent = [this] { return bench().lab.received(QStringLiteral("Generator")); };
+        bench().lab.forget();
+        bench().desk().pass(50);
+        QTest::keyClick(LabWindow::field(dialog, "txtmA"), Qt::Key_7); // somebody is there
+        bench().desk().pass(50);
+        QCOMPARE(sent(), QString());
+        QTest::mouseClick(dialog, Qt::LeftButton, Qt::NoModifier, QPoint(3, 3));
+        bench().desk().pass(58);
+        QCOMPARE(sent(), QString());
+        bool barred = false;
+        bench().once(
+            [&] { return sent().contains(QStringLiteral("SC:")); },
+            [&] { barred = !LabWindow::button(dialog, "btnOk")->isEnabled() && !LabWindow::button(dialog, "btnCancel")->isEnabled(); });
+        bench().desk().pass(8);
+        QCOMPARE(sent(), QStringLiteral("SC:5|SV:20|CA|VN|"));
+        QVERIFY(barred && LabWindow::button(dialog, "btnOk")->isEnabled());
+        QCOMPARE(LabWindow::field(dialog, "txtMessage")->text(), QStringLiteral("X-ray generator set to idle power"));
+        dialog->reject();
+    }
+
     void theStatusMustBeClosedBeforeAnythingElse()
     {
         QVERIFY(bringUp({QStringLiteral("--generator")}));

@@ -137,6 +137,7 @@ private slots:
         // A scan that takes its place is not marked.
         ScanRecord other = scanData().record();
         other.simulated = false;
+        other.received = other.size();
         scanData().take(other);
         scanData().plot();
         QCOMPARE(mark(), QString());
