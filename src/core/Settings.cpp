@@ -157,4 +157,14 @@ QString nameOf(Block block, const QString& key, qint32 value)
                 return QString::fromLatin1(known.name);
     return {};
 }
+
+bool isKnown(Block block, const QString& key, const QString& text)
+{
+    const QString lower = text.trimmed().toLower();
+    for (const Setting& setting : sectionOf(block).settings)
+        for (const KnownText& known : setting.more.texts)
+            if (key == QLatin1String(setting.key) && lower == QLatin1String(known.text))
+                return true;
+    return false;
+}
 } // namespace Settings

@@ -92,4 +92,6 @@ void read(Block block, Configuration& into, DirectoryTest directoryUsable = null
 
 /// The name that a value of a key with known texts is shown by; empty when none has it.
 QString nameOf(Block block, const QString& key, qint32 value);
+/// The text stands for a value of this key, in either case.
+bool isKnown(Block block, const QString& key, const QString& text);
 } // namespace Settings

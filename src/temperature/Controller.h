@@ -22,6 +22,7 @@ struct Scale
     double lowest = 0;
     double highest = 0;
     double smallestStep = 1;
+    double rampStep = 0;   ///< ramp rates are multiples of it [K/min]; 0: any
     QString unit;          ///< "K", "deg C" or "A"
     bool currents = false; ///< heater currents are set in place of temperatures
     int fileDigits = 4;    ///< in a file name, zeros in front and the point counted: 6 in "0295.3"
@@ -58,6 +59,15 @@ struct Off
 {
     bool confirmed = false; ///< the controller says that it is off
     QString said;           ///< what it says, or that it does not answer
+};
+
+/// How a controller is asked for the setpoint that it has. A controller without `ask` cannot be asked.
+struct SetpointReader
+{
+    QString unit;                             ///< of the value that is sent and read: "A" where a current stands for a temperature
+    std::optional<double> (*ask)() = nullptr; ///< nothing: no answer, or no number
+    double (*resolution)() = nullptr;         ///< values nearer than this are the same
+    bool (*ramps)() = nullptr;                ///< the setpoint is on its way, and the controller says how far. Null: it never is
 };
 
 struct Controller
@@ -98,6 +108,13 @@ struct Controller
     bool statistics = true; ///< the wait is one for a steady state, with mean and scatter
     std::optional<double> (*read)() = nullptr;
     WayBack (*wayBack)() = nullptr; ///< asked when a run begins
+
+    // --- what became of a setpoint (SetpointCheck)
+
+    SetpointReader setpoint;
+    QString (*refuses)(double value) = nullptr; ///< why a value within the scale cannot be set; empty: it can. Null: all can
+    double (*longestWait)() = nullptr;          ///< a wait that takes longer is reported [h]; 0 or null: none is
+    bool warnsWhenOff = false;                  ///< a setpoint has no effect while the output is off
 
     bool inUse() const { return enabled != nullptr && enabled(); }
     /// The name of the control-parameter file; empty: it has none.

@@ -17,6 +17,7 @@ Temperature::Scale scale()
     Temperature::Scale now;
     now.lowest = htc.tMin;
     now.highest = htc.tMax;
+    now.rampStep = 1;
     now.unit = u"°C"_s;
     now.filePattern = u"xxxx"_s;
     now.fileMeaning = u"temperature"_s;
@@ -87,6 +88,10 @@ Temperature::Controller modHTC::controller()
     row.set = NewSetpointWithPID;
     row.wait = HTCWaitUntilThere;
     row.read = read;
+    row.setpoint = {u"°C"_s, AskSetpoint, [] { return 1.0; }};
+    row.refuses = SetpointRefusal;
+    row.longestWait = [] { return configuration().htc.longestWait; };
+    row.warnsWhenOff = true;
     row.wayBack = [] {
         return Temperature::WayBack{[] { return NewSetpoint(Temperature::roomTemperature); }, Temperature::roomTemperature};
     };

@@ -211,6 +211,8 @@ private:
             const qsizetype at = written.lastIndexOf("SETP 1, ");
             if (at >= 0)
                 temperature = written.mid(at + 8).split('\r').constFirst().toDouble();
+            if (!silent && written.endsWith("SETP? 1\r\n"))
+                return Chunks{{"+" + QByteArray::number(temperature, 'f', 3) + "\r\n"}};
             if (silent || !written.endsWith("KRDG?\r\n"))
                 return Chunks();
             return Chunks{{!fault.isEmpty() ? fault : "+" + QByteArray::number(temperature + offset, 'f', 2) + "\r\n"}};

@@ -15,6 +15,7 @@
 #include "generator/modGenerator.h"
 #include "temperature/Controller.h"
 #include "temperature/CooldownLog.h"
+#include "temperature/SetpointCheck.h"
 #include "temperature/SteadyState.h"
 #include "temperature/modHTC.h"
 #include "temperature/modHTC_Laser.h"
@@ -53,8 +54,16 @@ int answered(bool done, const QString& device)
 {
     if (done)
         return cli::Done;
-    cli::Terminal::note(device + QStringLiteral(" does not answer."));
+    const bool busFault = flags().ltcEnabled && !modLTC::LTCFaultText().isEmpty();
+    cli::Terminal::note(device + (busFault ? QStringLiteral(" was not reached. ") + modLTC::LTCFaultText().trimmed()
+                                           : QStringLiteral(" does not answer.")));
     return cli::Failed;
+}
+
+/// A setpoint that was not taken stands in a message bar, which is a line on the terminal.
+bool wasTaken(SetpointCheck::Verdict verdict)
+{
+    return verdict == SetpointCheck::Verdict::Taken || verdict == SetpointCheck::Verdict::OnItsWay;
 }
 
 /// Waits for a steady temperature, when that is wanted, and tells what it came to.
@@ -64,6 +73,8 @@ int settled(const Call& call, const QString& unit, Wait wait)
     if (!call.wait)
         return cli::Done;
     const cli::WaitProgress progress;
+    QObject context; // a setpoint that is found not to be taken would be waited for without end
+    QObject::connect(&SetpointCheck::notifier(), &SetpointCheck::Notifier::notTaken, &context, SteadyState::Interrupt);
     if (wait() != SteadyState::Settled)
         return cli::Failed;
     cli::Terminal::result(QStringLiteral("Steady: ") + General(SteadyState::last().mean()) + unit + QStringLiteral(", scatter ") +
@@ -194,11 +205,14 @@ const QString ltcName = QStringLiteral("The ") + modLTC::controller().fullName;
 
 int ltcTemperature(const Call&)
 {
-    float temperature = -1;
-    const bool done = modLTC::LTCGetTemperature(temperature) == 0;
-    if (done)
+    const float temperature = modLTC::LTCReading();
+    if (temperature == SteadyState::noNumber) {
+        cli::Terminal::note(QStringLiteral("no reading"));
+        return cli::Failed;
+    }
+    if (temperature > 0)
         cli::Terminal::result(General(temperature) + QStringLiteral(" K"));
-    return answered(done, ltcName);
+    return answered(temperature > 0, ltcName);
 }
 
 int ltcSetpoint(const Call& call)
@@ -208,11 +222,13 @@ int ltcSetpoint(const Call& call)
         cli::Terminal::note(QStringLiteral("Setpoint out of range (8K ... 305K)!"));
         return cli::Failed;
     }
-    float read = -1;
     const qint16 sent = call.current ? modLTC::LTCNewSetpoint(setpoint) : modLTC::LTCNewSetpointWithPID(setpoint, 0);
-    if (sent != 0 || modLTC::LTCGetSetpoint(read) != 0)
+    const std::optional<double> read = sent == 0 ? modLTC::LTCAskSetpoint() : std::nullopt;
+    if (!read)
         return answered(false, ltcName);
-    cli::Terminal::result(QStringLiteral("Setpoint: ") + General(read) + QStringLiteral(" K"));
+    cli::Terminal::result(QStringLiteral("Setpoint: ") + General(*read) + QStringLiteral(" K"));
+    if (!wasTaken(SetpointCheck::Judge(QStringLiteral("LTC"), read)))
+        return cli::Failed;
     return settled(call, QStringLiteral(" K"), [setpoint] { return modLTC::LTCWaitUntilThere(setpoint); });
 }
 
@@ -262,13 +278,17 @@ int ltcInit(const Call&)
     const bool done = modLTC::LTCInit() == 0;
     if (done)
         cli::Terminal::result(QStringLiteral("Initialised."));
+    else
+        modLTC::LTCReportInitialization();
     return answered(done, ltcName);
 }
 
 int ltcDefault(const Call&)
 {
-    if (modLTC::LTCDefault() != 0) {
-        cli::Terminal::note(QStringLiteral("The controller did not answer; its heater may still be on."));
+    QString said;
+    modLTC::LTCDefault();
+    if (!modLTC::LTCConfirmDefault(&said)) {
+        cli::Terminal::note(said);
         return cli::Failed;
     }
     cli::Terminal::result(QStringLiteral("Default settings restored."));
@@ -293,7 +313,10 @@ int htcTemperature(const Call&)
     const float temperature = modHTC::GetTemperature();
     if (temperature >= 0)
         cli::Terminal::result(General(temperature) + QStringLiteral(" °C"));
-    return answered(temperature >= 0, htcName);
+    if (temperature != SteadyState::noNumber)
+        return answered(temperature >= 0, htcName);
+    cli::Terminal::note(QStringLiteral("no reading"));
+    return cli::Failed;
 }
 
 int htcSetpoint(const Call& call)
@@ -305,13 +328,15 @@ int htcSetpoint(const Call& call)
                             General(limits.tMax) + QStringLiteral(" °C."));
         return cli::Failed;
     }
-    modHTC::DataBlock now;
     const qint16 sent = call.current ? modHTC::NewSetpoint(double{setpoint}) : modHTC::NewSetpointWithPID(double{setpoint}, 0);
-    if (sent != 0 || modHTC::GetDataBlock(&now) != 0)
+    if (sent != 0)
         return cli::Failed;
-    cli::Terminal::result(QStringLiteral("Setpoint: ") + General(qint32{now.setpoint}) + QStringLiteral(" °C"));
-    if (!now.heaterOutput)
-        cli::Terminal::note(QStringLiteral("The heater output is off."));
+    const std::optional<double> read = modHTC::AskSetpoint();
+    if (!read)
+        return answered(false, htcName);
+    cli::Terminal::result(QStringLiteral("Setpoint: ") + General(*read) + QStringLiteral(" °C"));
+    if (!wasTaken(SetpointCheck::Judge(QStringLiteral("HTC"), read)))
+        return cli::Failed;
     return settled(call, QStringLiteral(" °C"), [setpoint] { return modHTC::HTCWaitUntilThere(double{setpoint}); });
 }
 
@@ -322,7 +347,7 @@ int htcHeater(const Call& call)
         cli::Terminal::note(QStringLiteral("htc heater: on or off is wanted."));
         return cli::WrongUsage;
     }
-    return modHTC::SwitchHeaterOutput(on) == 0 ? cli::Done : cli::Failed;
+    return modHTC::SwitchHeaterOutput(on) == 0 && modHTC::ReadBack() ? cli::Done : cli::Failed;
 }
 
 int htcStatus(const Call&)
@@ -352,7 +377,7 @@ int laserBeam(const Call& call)
         cli::Terminal::note(QStringLiteral("laser beam: on or off is wanted."));
         return cli::WrongUsage;
     }
-    return confirmed(modHTC_Laser::LaserSwitchBeam(on) == 0);
+    return modHTC_Laser::LaserBeam(on) ? cli::Done : cli::Failed;
 }
 
 int laserSet(const Call& call)
@@ -369,6 +394,8 @@ int laserSet(const Call& call)
     if (modHTC_Laser::LaserSetCurrent(value, modHTC_Laser::CurrentFor(value)) != 0)
         return confirmed(false);
     cli::Terminal::result(frontPanel().panel(3));
+    if (SetpointCheck::Ask(QStringLiteral("Laser")) != SetpointCheck::Verdict::Taken)
+        return confirmed(false);
     const cli::WaitProgress progress;
     return call.wait && modHTC::HTC_LaserWaitUntilThere(laser.stabilizationDelay) != 0 ? cli::Failed : cli::Done;
 }
