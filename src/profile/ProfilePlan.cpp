@@ -172,7 +172,7 @@ QString faultOf(const QString& key, const QString& text, std::optional<ProfileEd
 {
     if (text.isEmpty())
         return {};
-    if (!NumberText::IsNumber(text))
+    if (!NumberText::StartsWithNumber(text))
         return key + u" is not a number"_s + (key == u"T1"_s ? u"; the line is skipped"_s : QString());
     bool whole = false;
     QString(text).remove(u' ').replace(u',', u'.').toDouble(&whole);

@@ -40,7 +40,6 @@ Temperature::Controller nobody()
     row.onSerialLine = row.initializeBus = row.isThere = nullptr;
     row.set = [](double, double) -> qint16 { return -1; };
     row.wayBack = [] { return Temperature::WayBack(); };
-    row.setpoint = {};
     return row;
 }
 
@@ -117,7 +116,6 @@ QStringList lacking(const Controller& row)
                                                     {"set", row.set != nullptr},
                                                     {"wait", row.wait != nullptr},
                                                     {"read", row.read != nullptr},
-                                                    {"setpoint", row.setpoint.ask == nullptr || row.setpoint.resolution != nullptr},
                                                     {"wayBack", row.wayBack != nullptr}};
     QStringList names;
     for (const auto& [name, given] : members)

@@ -61,15 +61,6 @@ struct Off
     QString said;           ///< what it says, or that it does not answer
 };
 
-/// How a controller is asked for the setpoint that it has. A controller without `ask` cannot be asked.
-struct SetpointReader
-{
-    QString unit;                             ///< of the value that is sent and read: "A" where a current stands for a temperature
-    std::optional<double> (*ask)() = nullptr; ///< nothing: no answer, or no number
-    double (*resolution)() = nullptr;         ///< values nearer than this are the same
-    bool (*ramps)() = nullptr;                ///< the setpoint is on its way, and the controller says how far. Null: it never is
-};
-
 struct Controller
 {
     QString name;                           ///< "HTC": in logs and messages, and the section of scan.ini
@@ -109,9 +100,8 @@ struct Controller
     std::optional<double> (*read)() = nullptr;
     WayBack (*wayBack)() = nullptr; ///< asked when a run begins
 
-    // --- what became of a setpoint (SetpointCheck)
+    // --- what a profile looks after
 
-    SetpointReader setpoint;
     QString (*refuses)(double value) = nullptr; ///< why a value within the scale cannot be set; empty: it can. Null: all can
     double (*longestWait)() = nullptr;          ///< a wait that takes longer is reported [h]; 0 or null: none is
     bool warnsWhenOff = false;                  ///< a setpoint has no effect while the output is off

@@ -88,7 +88,6 @@ Temperature::Controller modHTC::controller()
     row.set = NewSetpointWithPID;
     row.wait = HTCWaitUntilThere;
     row.read = read;
-    row.setpoint = {u"°C"_s, AskSetpoint, [] { return 1.0; }};
     row.refuses = SetpointRefusal;
     row.longestWait = [] { return configuration().htc.longestWait; };
     row.warnsWhenOff = true;

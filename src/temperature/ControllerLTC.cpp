@@ -10,7 +10,6 @@
 #include "core/modTools.h"
 #include "gpib/modGPIB.h"
 #include "temperature/Controller.h"
-#include "temperature/LTCCommands.h"
 #include "temperature/modLTC.h"
 #include "temperature/modLTC_RPID.h"
 #include "temperature/modTC.h"
@@ -131,7 +130,6 @@ Temperature::Controller modLTC::controller()
     row.set = [](double value, double ramp) { return LTCNewSetpointWithPID(static_cast<float>(value), static_cast<float>(ramp)); };
     row.wait = [](double value, double silence, double) { return LTCWaitUntilThere(static_cast<float>(value), silence); };
     row.read = read;
-    row.setpoint = {u"K"_s, LTCAskSetpoint, [] { return LTCCommands::table().resolution; }, LTCIsRamping};
     row.longestWait = [] { return configuration().ltc.longestWait; };
     row.wayBack = [] { return configuration().ltc.resetAfterTempRun ? Temperature::WayBack{LTCDefault, {}} : Temperature::WayBack{}; };
     return row;

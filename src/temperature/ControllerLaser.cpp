@@ -12,8 +12,6 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-constexpr double currentResolution = 0.001; // A, what the controller can set
-
 Temperature::Scale scale()
 {
     const Configuration::Laser& laser = configuration().laser;
@@ -104,7 +102,6 @@ Temperature::Controller modHTC_Laser::controller()
     row.wait = wait;
     row.statistics = false;
     row.read = read;
-    row.setpoint = {u"A"_s, LaserAskCurrent, [] { return currentResolution; }};
     row.wayBack = wayBack;
     return row;
 }

@@ -5,7 +5,6 @@
 #include "core/Flags.h"
 #include "core/Notices.h"
 #include "core/NumberText.h"
-#include "temperature/Controller.h"
 
 #include <QMap>
 
@@ -14,20 +13,20 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-constexpr int questions = 3;
+constexpr int questionsAtMost = 3;
 constexpr double agreement = 0.9; // of the resolution; a whole one is another setpoint
 
-struct Setpoint
+struct Question
 {
-    double value;
+    SetpointCheck::Setpoint sent;
     bool open = true;
     int unanswered = 0;
 };
 
-QMap<QString, Setpoint>& setpoints()
+QMap<QString, Question>& questions()
 {
-    static QMap<QString, Setpoint> theSetpoints;
-    return theSetpoints;
+    static QMap<QString, Question> theQuestions;
+    return theQuestions;
 }
 
 QString noticeOf(const QString& controller)
@@ -35,84 +34,80 @@ QString noticeOf(const QString& controller)
     return u"setpoint "_s + controller;
 }
 
-QString valueText(double value, const QString& unit)
+QString valueText(double value, const SetpointCheck::Setpoint& sent)
 {
-    return NumberText::General(value) + u' ' + unit;
+    return NumberText::General(value) + u' ' + sent.reader.unit;
 }
 
 /// Closes the question when it was asked often enough.
-void unanswered(Setpoint& sent, const Temperature::Controller& row)
+void unanswered(Question& question)
 {
-    if (++sent.unanswered < questions || flags().closing)
+    if (++question.unanswered < questionsAtMost || flags().closing)
         return;
-    sent.open = false;
-    Notices::show(noticeOf(row.name), u"The "_s + row.fullName + u" does not say whether it has taken the setpoint of "_s +
-                                          valueText(sent.value, row.setpoint.unit) + u"."_s);
+    question.open = false;
+    const SetpointCheck::Setpoint& sent = question.sent;
+    Notices::show(noticeOf(sent.controller), u"The "_s + sent.fullName + u" does not say whether it has taken the setpoint of "_s +
+                                                 valueText(sent.value, sent) + u"."_s);
 }
 
-SetpointCheck::Verdict notTaken(const Setpoint& sent, double said, const Temperature::Controller& row)
+SetpointCheck::Verdict notTaken(const SetpointCheck::Setpoint& sent, double said)
 {
-    Notices::show(noticeOf(row.name), u"The "_s + row.fullName + u" has not taken the setpoint of "_s +
-                                          valueText(sent.value, row.setpoint.unit) + u": it says "_s + valueText(said, row.setpoint.unit) +
-                                          u"."_s);
-    emit SetpointCheck::notifier().notTaken(row.name);
+    Notices::show(noticeOf(sent.controller), u"The "_s + sent.fullName + u" has not taken the setpoint of "_s +
+                                                 valueText(sent.value, sent) + u": it says "_s + valueText(said, sent) + u"."_s);
+    emit SetpointCheck::notifier().notTaken(sent.controller);
     return SetpointCheck::Verdict::NotTaken;
 }
 } // namespace
 
 namespace SetpointCheck {
-void Sent(const QString& controller, double value)
+void Sent(const Setpoint& setpoint)
 {
-    setpoints()[controller] = Setpoint{value};
+    questions()[setpoint.controller] = Question{setpoint};
 }
 
 void Forget(const QString& controller)
 {
-    setpoints().remove(controller);
+    questions().remove(controller);
     Notices::take(noticeOf(controller));
 }
 
 bool wasSent(const QString& controller)
 {
-    return setpoints().contains(controller);
+    return questions().contains(controller);
 }
 
 bool isOpen(const QString& controller)
 {
-    return wasSent(controller) && setpoints()[controller].open;
+    return wasSent(controller) && questions()[controller].open;
 }
 
 Verdict Ask(const QString& controller)
 {
-    const Temperature::Controller* row = Temperature::named(controller);
-    if (row == nullptr || row->setpoint.ask == nullptr || !wasSent(controller))
-        return Verdict::Taken;
-    return Judge(controller, row->setpoint.ask());
+    return wasSent(controller) ? Judge(controller, questions()[controller].sent.reader.ask()) : Verdict::Taken;
 }
 
 Verdict Judge(const QString& controller, const std::optional<double>& said)
 {
-    const Temperature::Controller* row = Temperature::named(controller);
-    const auto found = setpoints().find(controller);
-    if (row == nullptr || found == setpoints().end())
+    const auto found = questions().find(controller);
+    if (found == questions().end())
         return Verdict::Taken;
     if (!said) {
-        unanswered(*found, *row);
+        unanswered(*found);
         return Verdict::NoAnswer;
     }
     found->unanswered = 0;
+    const Setpoint sent = found->sent; // the question for the ramp lets events run
     emit notifier().told(controller);
-    if (std::abs(*said - found->value) < agreement * row->setpoint.resolution()) {
+    if (std::abs(*said - sent.value) < agreement * sent.reader.resolution) {
         found->open = false;
         Notices::take(noticeOf(controller));
         return Verdict::Taken;
     }
-    const Setpoint sent = *found; // the question for the ramp lets events run
-    if (row->setpoint.ramps != nullptr && row->setpoint.ramps())
+    if (sent.reader.ramps != nullptr && sent.reader.ramps())
         return Verdict::OnItsWay;
-    if (const auto now = setpoints().find(controller); now != setpoints().end())
+    if (const auto now = questions().find(controller); now != questions().end())
         now->open = false;
-    return notTaken(sent, *said, *row);
+    return notTaken(sent, *said);
 }
 
 Notifier& notifier()
@@ -123,6 +118,6 @@ Notifier& notifier()
 
 void reset()
 {
-    setpoints().clear();
+    questions().clear();
 }
 } // namespace SetpointCheck

@@ -18,8 +18,25 @@ enum class Verdict {
     NoAnswer  ///< none, or no number
 };
 
-/// A setpoint was sent, or should have been; `value` as the controller has it (Temperature::SetpointReader).
-void Sent(const QString& controller, double value);
+/// How a controller is asked for the setpoint that it has.
+struct Reader
+{
+    QString unit;                             ///< of the value that is sent and read: "A" where a current stands for a temperature
+    std::optional<double> (*ask)() = nullptr; ///< nothing: no answer, or no number
+    double resolution = 0;                    ///< values nearer than this are the same
+    bool (*ramps)() = nullptr;                ///< the setpoint is on its way, and the controller says how far. Null: it never is
+};
+
+struct Setpoint
+{
+    QString controller; ///< "LTC"
+    QString fullName;   ///< "low-temperature controller"
+    double value = 0;   ///< as the controller has it
+    Reader reader;
+};
+
+/// A setpoint was sent, or should have been.
+void Sent(const Setpoint& setpoint);
 /// What it was sent does not count any more: a reset, a command typed by hand.
 void Forget(const QString& controller);
 /// A setpoint was sent since the last Forget.
@@ -27,7 +44,7 @@ bool wasSent(const QString& controller);
 /// It was sent, and the controller has not told yet what became of it. Three questions without an answer count as told.
 bool isOpen(const QString& controller);
 
-/// Asks the controller and judges. One without a reader has always taken its setpoint.
+/// Asks the controller and judges. One that was sent nothing has taken everything.
 Verdict Ask(const QString& controller);
 /// Judges what the controller has said of its setpoint; nothing: it gave no number. What is wrong stands in a message bar ("setpoint LTC")
 /// until the setpoint was taken.

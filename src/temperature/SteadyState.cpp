@@ -143,7 +143,7 @@ private:
     /// Something suggests that the controller has another setpoint, or nobody knows yet what it has.
     bool mustAsk(float temperature)
     {
-        if (wait.controller.isEmpty() || !SetpointCheck::wasSent(wait.controller) || flags().closing)
+        if (wait.controller.isEmpty() || !SetpointCheck::wasSent(wait.controller) || interrupted() || flags().closing)
             return false;
         const float away = std::abs(temperature - m_target);
         if (away <= m_limits.largeWindow || away < m_astrayFrom - nearer) {

@@ -296,7 +296,7 @@ qint16 NewSetpoint(double setpoint)
         modTools::WriteLog(false, u"Calibrated Setpoint:"_s + NumberText::Print(calibrated));
     }
     writeBlock(payload, {{Setpoint, packable(calibrated)}});
-    SetpointCheck::Sent(u"HTC"_s, packable(calibrated));
+    SetpointCheck::Sent({u"HTC"_s, u"high-temperature controller"_s, static_cast<double>(packable(calibrated)), {unit, AskSetpoint, 1}});
     return 0;
 }
 

@@ -21,6 +21,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 const QString beamNotice = u"beam Laser"_s;
+constexpr double currentResolution = 0.001; // A, what the controller can set
 
 bool isOk(const QString& reply)
 {
@@ -194,7 +195,7 @@ qint16 LaserSetCurrent(float value, float current)
                             : u"Temperature setpoint set to "_s + valueText + u" ("_s + currentText + u"A)."_s);
     state().lastValue = value;
     state().lastCurrent = current;
-    SetpointCheck::Sent(u"Laser"_s, NumberText::Exact(current));
+    SetpointCheck::Sent({u"Laser"_s, u"laser controller"_s, NumberText::Exact(current), {u"A"_s, LaserAskCurrent, currentResolution}});
     return 0;
 }
 

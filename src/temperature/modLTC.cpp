@@ -277,7 +277,10 @@ qint16 LTCNewSetpoint(float setpoint)
     const qint16 status = tell(table().setSetpoint.arg(NumberText::General(setpoint)));
     LTCKnown::SentSetpoint(setpoint);
     if (flags().ltcEnabled)
-        SetpointCheck::Sent(u"LTC"_s, NumberText::Exact(setpoint));
+        SetpointCheck::Sent({u"LTC"_s,
+                             u"low-temperature controller"_s,
+                             NumberText::Exact(setpoint),
+                             {u"K"_s, LTCAskSetpoint, table().resolution, LTCIsRamping}});
     return status;
 }
 

@@ -312,14 +312,14 @@ private slots:
         const QRect place(sign->mapTo(bench().window.get(), QPoint()), sign->size());
         const QImage dark = bench().window->grab(place).toImage();
         bench().choose(Entry::mnuLaserBeam);
-        QCOMPARE(bench().lab.received(QStringLiteral("Laser")), QStringLiteral(":w 12 1|"));
+        QCOMPARE(bench().lab.received(QStringLiteral("Laser")), QStringLiteral(":w 12 1|:r 12|"));
         QVERIFY(sign->isVisible() && flags().laserOn);
         QCOMPARE(beam->text(), QStringLiteral("Switch Beam &OFF"));
         QCOMPARE(frontPanel().panel(3), QStringLiteral("Switching laser ON..."));
         QApplication::processEvents();
         QVERIFY(bench().window->grab(QRect(sign->mapTo(bench().window.get(), QPoint()), sign->size())).toImage() != dark);
         bench().choose(Entry::mnuLaserBeam);
-        QCOMPARE(bench().lab.received(QStringLiteral("Laser")), QStringLiteral(":w 12 1|:w 12 0|"));
+        QCOMPARE(bench().lab.received(QStringLiteral("Laser")), QStringLiteral(":w 12 1|:r 12|:w 12 0|:r 12|"));
         QVERIFY(!sign->isVisible() && !flags().laserOn);
         QCOMPARE(beam->text(), QStringLiteral("Switch Beam &ON"));
     }
@@ -368,7 +368,7 @@ private slots:
         bench().answerInput(QStringLiteral("New Setpoint"), QStringLiteral("Enter new setpoint:"), QStringLiteral("0 \u00b0C"),
                             QStringLiteral("500,5"));
         bench().choose(Entry::mnuLaserSetpoint);
-        QCOMPARE(bench().lab.received(QStringLiteral("Laser")), QStringLiteral(":w 30 0.9513|"));
+        QCOMPARE(bench().lab.received(QStringLiteral("Laser")), QStringLiteral(":w 30 0.9513|:r 30|"));
         QCOMPARE(texts, (QStringList{QStringLiteral("Setting temperature to 500.5\u00b0C (0.9513A)."),
                                      QStringLiteral("Temperature setpoint set to 500.5\u00b0C (0.9513A)."),
                                      QStringLiteral("Temperature stabilization delay: 1 seconds..."), QString()}));
@@ -441,7 +441,7 @@ private slots:
         bench().answerInput(QStringLiteral("New Setpoint"), QStringLiteral("Enter new setpoint:"), QStringLiteral("0 A"),
                             QStringLiteral("1,5"));
         bench().choose(Entry::mnuLaserSetpoint);
-        QCOMPARE(bench().lab.received(QStringLiteral("Laser")), QStringLiteral(":w 30 1.5|"));
+        QCOMPARE(bench().lab.received(QStringLiteral("Laser")), QStringLiteral(":w 30 1.5|:r 30|"));
         QCOMPARE(texts.value(0), QStringLiteral("Setting laser current to 1.5A."));
         QCOMPARE(texts.value(1), QStringLiteral("Laser current set to 1.5A."));
     }

@@ -48,13 +48,14 @@ struct Action
     bool offline = false; ///< asks no device
 };
 
+const QString ltcName = QStringLiteral("The ") + modLTC::controller().fullName;
 const QString actionSeparator = QStringLiteral("|");
 
 int answered(bool done, const QString& device)
 {
     if (done)
         return cli::Done;
-    const bool busFault = flags().ltcEnabled && !modLTC::LTCFaultText().isEmpty();
+    const bool busFault = device == ltcName && !modLTC::LTCFaultText().isEmpty();
     cli::Terminal::note(device + (busFault ? QStringLiteral(" was not reached. ") + modLTC::LTCFaultText().trimmed()
                                            : QStringLiteral(" does not answer.")));
     return cli::Failed;
@@ -200,8 +201,6 @@ int generatorShutter(const Call& call)
 // --- low-temperature controller
 
 constexpr double longestLog = 1e6; // s
-
-const QString ltcName = QStringLiteral("The ") + modLTC::controller().fullName;
 
 int ltcTemperature(const Call&)
 {
@@ -377,7 +376,7 @@ int laserBeam(const Call& call)
         cli::Terminal::note(QStringLiteral("laser beam: on or off is wanted."));
         return cli::WrongUsage;
     }
-    return modHTC_Laser::LaserBeam(on) ? cli::Done : cli::Failed;
+    return confirmed(modHTC_Laser::LaserBeam(on));
 }
 
 int laserSet(const Call& call)
