@@ -52,12 +52,12 @@ qint16 look(float setpoint, QString* found)
 bool save(QString* said)
 {
     modLTC::Parameters now;
-    float setpoint = -1;
-    if (modLTC::LTCGetStatus(now) != 0 || modLTC::LTCGetSetpoint(setpoint) != 0) {
+    const std::optional<double> setpoint = modLTC::LTCGetStatus(now) == 0 ? modLTC::LTCAskSetpoint() : std::nullopt;
+    if (!setpoint) {
         *said = u"The low-temperature controller does not answer."_s;
         return false;
     }
-    return modLTC::LTCSaveRPIDParameter(modLTC::RPIDFilePath(), setpoint, {now.range, now.p, now.i, now.d}) == 0;
+    return modLTC::LTCSaveRPIDParameter(modLTC::RPIDFilePath(), static_cast<float>(*setpoint), {now.range, now.p, now.i, now.d}) == 0;
 }
 
 bool initializeBus()

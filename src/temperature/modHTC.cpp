@@ -124,16 +124,28 @@ void writeBlock(const QString& payload, const QMap<int, quint16>& changes)
     });
 }
 
-/// A payload with a character below blank was garbled on the way: written back, it would change what nobody wanted changed.
-bool isPrintable(const QString& payload)
+/// Three characters that a packed value can have.
+bool isPacked(const QString& payload, int position)
 {
-    return std::all_of(payload.begin(), payload.end(), [](QChar character) { return character.unicode() >= 32; });
+    const QStringView three = QStringView(payload).mid(position - 1, 3);
+    return three == modHTC::Pack(modHTC::Unpack(payload, position));
+}
+
+/// A payload with a character below blank, or with a value that no packing gives, was garbled on the way: written back, it would change
+/// what nobody wanted changed.
+bool isReadable(const QString& payload)
+{
+    const bool printable = std::all_of(payload.begin(), payload.end(), [](QChar character) { return character.unicode() >= 32; });
+    bool packed = isPacked(payload, modHTC::Setpoint);
+    for (const auto& [position, name] : valueNames)
+        packed = packed && isPacked(payload, position);
+    return printable && packed;
 }
 
 /// True after a message, when a payload must not be written back.
 bool refused(const QString& payload, const QString& operation)
 {
-    if (isPrintable(payload))
+    if (isReadable(payload))
         return false;
     modTC::ReportSilence(operation, invalidResponse, Prompts::Icon::Exclamation);
     return true;
@@ -308,7 +320,7 @@ QString SetpointRefusal(double setpoint)
 std::optional<double> AskSetpoint()
 {
     const QString payload = HTCQuery(u"T"_s);
-    if (!IsPayload(payload) || !isPrintable(payload))
+    if (!IsPayload(payload) || !isReadable(payload))
         return std::nullopt;
     const DataBlock block = unpacked(payload);
     compareWritten(payload);
@@ -320,7 +332,7 @@ std::optional<double> AskSetpoint()
 bool ReadBack()
 {
     const QString payload = HTCQuery(u"T"_s);
-    if (IsPayload(payload) && isPrintable(payload)) {
+    if (IsPayload(payload) && isReadable(payload)) {
         showHeaterCaption(unpacked(payload).heaterOutput);
         return compareWritten(payload);
     }
@@ -380,7 +392,7 @@ float GetTemperature()
     const QString payload = HTCQuery(u"F"_s);
     if (!IsPayload(payload))
         return -1;
-    return isPrintable(payload.left(3)) ? static_cast<float>(Unpack(payload, 1)) : SteadyState::noNumber;
+    return isPacked(payload, ActualValue) ? static_cast<float>(Unpack(payload, 1)) : SteadyState::noNumber;
 }
 
 qint16 SwitchHeaterOutput(bool on)
@@ -399,11 +411,11 @@ qint16 SwitchHeaterOutput(bool on)
 bool SwitchOffQuietly(bool* on)
 {
     QString payload = HTCQuery(u"T"_s);
-    if (!IsPayload(payload) || !isPrintable(payload))
+    if (!IsPayload(payload) || !isReadable(payload))
         return false;
     writeBlock(payload, {{HeaterOutput, quint16{0}}});
     payload = HTCQuery(u"T"_s);
-    if (!IsPayload(payload) || !isPrintable(payload))
+    if (!IsPayload(payload) || !isReadable(payload))
         return false;
     compareWritten(payload);
     *on = unpacked(payload).heaterOutput;

@@ -16,9 +16,9 @@ struct Controller;
 }
 
 /// The high-temperature controller HTC 5218 on `TCComm`. It hands out parameter blocks of packed characters; a parameter is changed by
-/// reading the data block, replacing its characters and writing the block back with a checksum. A block with a character below code 32 is
-/// never written back: the change is refused with "Invalid response!". Temperatures are whole degrees Celsius.
-/// Status results are 0 for success, -1 otherwise.
+/// reading the data block, replacing its characters and writing the block back with a checksum. A block with a character below code 32, or
+/// with a value that no packing gives, is never written back: the change is refused with "Invalid response!". Temperatures are whole
+/// degrees Celsius. Status results are 0 for success, -1 otherwise.
 namespace modHTC {
 /// The module's variables. `state() = State{}` resets them.
 struct State

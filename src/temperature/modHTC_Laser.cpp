@@ -156,9 +156,12 @@ qint16 LaserSwitchBeam(bool on)
 std::optional<bool> LaserAskBeam()
 {
     QString reply;
-    std::optional<bool> on = askBeam(&reply) ? beamOf(reply) : std::nullopt;
-    if (!on && !reply.isEmpty() && !flags().closing)
-        on = askBeam(&reply) ? beamOf(reply) : std::nullopt; // garbled once is no rule
+    bool answered = askBeam(&reply);
+    std::optional<bool> on = answered ? beamOf(reply) : std::nullopt;
+    if (answered && !on && !flags().closing) { // garbled once is no rule
+        answered = askBeam(&reply);
+        on = answered ? beamOf(reply) : std::nullopt;
+    }
     learnBeam(on);
     return on;
 }

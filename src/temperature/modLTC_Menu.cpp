@@ -3,6 +3,7 @@
 // The entries of the menu LTC.
 
 #include "core/Flags.h"
+#include "core/Instrument.h"
 #include "core/NumberText.h"
 #include "core/Prompts.h"
 #include "temperature/LTCCommands.h"
@@ -23,7 +24,9 @@ bool askSetpoint(const QString& prompt, float* setpoint)
         return false;
     }
     double typed = 0;
-    if (!modTC::AskSetpoint(prompt, NumberText::General(*setpoint), {modLTC::lowestSetpoint, modLTC::highestSetpoint, u"K"_s}, &typed))
+    // What is no number reads as 0, which is no setpoint.
+    const QString present = instrument().controllers.value(u"LTC"_s).setpoint.value ? NumberText::General(*setpoint) : QString();
+    if (!modTC::AskSetpoint(prompt, present, {modLTC::lowestSetpoint, modLTC::highestSetpoint, u"K"_s}, &typed))
         return false;
     *setpoint = static_cast<float>(typed);
     return true;

@@ -8,6 +8,7 @@
 #include "core/Configuration.h"
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
+#include "core/Instrument.h"
 #include "core/NumberText.h"
 #include "core/modTools.h"
 #include "core/startup/modMain.h"
@@ -237,10 +238,13 @@ int ltcStatus(const Call&)
     float setpoint = -1;
     const bool done = modLTC::LTCGetStatus(now) == 0 && modLTC::LTCGetSetpoint(setpoint) == 0;
     if (done)
-        cli::Terminal::result(modLTC::ControllerName() + QStringLiteral("\nSetpoint: ") + General(setpoint) + QStringLiteral(" K\nP: ") +
-                              General(now.p) + QStringLiteral("\nI: ") + General(now.i) + QStringLiteral("\nD: ") + General(now.d) +
-                              QStringLiteral("\nHeater range: ") + General(qint32{now.range}) + QStringLiteral("\nHeater power: ") +
-                              General(qint32{now.power}));
+        cli::Terminal::result(modLTC::ControllerName() + QStringLiteral("\nSetpoint: ") +
+                              (instrument().controllers.value(QStringLiteral("LTC")).setpoint.value
+                                   ? General(setpoint) + QStringLiteral(" K")
+                                   : QStringLiteral("no reading")) +
+                              QStringLiteral("\nP: ") + General(now.p) + QStringLiteral("\nI: ") + General(now.i) +
+                              QStringLiteral("\nD: ") + General(now.d) + QStringLiteral("\nHeater range: ") + General(qint32{now.range}) +
+                              QStringLiteral("\nHeater power: ") + General(qint32{now.power}));
     return answered(done, ltcName);
 }
 
