@@ -333,7 +333,10 @@ bool ReadBack()
 {
     const QString payload = HTCQuery(u"T"_s);
     if (IsPayload(payload) && isReadable(payload)) {
-        showHeaterCaption(unpacked(payload).heaterOutput);
+        const DataBlock block = unpacked(payload);
+        showHeaterCaption(block.heaterOutput);
+        if (block.heaterOutput)
+            Notices::take(heaterNotice);
         return compareWritten(payload);
     }
     if (!flags().closing)

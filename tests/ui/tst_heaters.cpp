@@ -41,6 +41,12 @@ class TestHeaters : public QObject
         const qsizetype at = all.lastIndexOf(QStringLiteral("S001  T "));
         return at < 0 ? QString() : all.mid(at + 8, 54);
     }
+    /// Of the only message bar; empty: there is none.
+    QString barText()
+    {
+        const auto* label = bench().window->findChild<QWidget*>(QStringLiteral("NoticeBars"))->findChild<QLabel*>(QStringLiteral("text"));
+        return label != nullptr ? label->text() : QString();
+    }
     qsizetype blocksWritten() { return m_bench->lab.received(QStringLiteral("HTC")).count(QStringLiteral("S001  T ")); }
     /// A three-character value of the block, from position 1 on.
     static int valueAt(const QString& block, int position)
@@ -210,6 +216,33 @@ private slots:
         if (sent)
             QCOMPARE(valueAt(written(), 4), typed.toInt());
         QVERIFY(LabWindow::textWindow() == nullptr);
+    }
+
+    void aSetpointThatTheFurnaceDoesNotTakeIsABarAndTheWaitGoesOn()
+    {
+        QVERIFY(furnace({QStringLiteral("--fault"), QStringLiteral("htc/ignore:S001")}));
+        bench().answerInput(QStringLiteral("New Setpoint"), QStringLiteral("Enter new setpoint:"), QStringLiteral("20 \u00b0C"),
+                            QStringLiteral("300"));
+        const QString text =
+            QStringLiteral("The high-temperature controller has not taken the setpoint of 300 \u00b0C: it says 20 \u00b0C.");
+        bench().once([&] { return barText() == text && LabWindow::textLines().size() > 5; }, [] { LabWindow::pressTextButton(); });
+        bench().choose(Entry::mnuHTCSetpoint);
+        QCOMPARE(barText(), text);
+        QVERIFY(LabWindow::textWindow() == nullptr);
+    }
+
+    void aSetpointWithoutTheHeaterIsABar()
+    {
+        QVERIFY(furnace());
+        bench().answerInput(QStringLiteral("New Setpoint"), QStringLiteral("Enter new setpoint:"), QStringLiteral("20 \u00b0C"),
+                            QStringLiteral("300"));
+        const QString text =
+            QStringLiteral("The heater output is off. The setpoint of 300 \u00b0C has no effect on the furnace until it is switched on.");
+        bench().once([&] { return barText() == text && LabWindow::textLines().size() > 5; }, [] { LabWindow::pressTextButton(); });
+        bench().choose(Entry::mnuHTCSetpoint);
+        QCOMPARE(barText(), text);
+        bench().choose(Entry::mnuHTCHeaterOutput);
+        QCOMPARE(barText(), QString()); // it is on
     }
 
     void theFurnaceIsWaitedForAtItsCalibratedSetpoint()
