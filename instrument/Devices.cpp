@@ -38,7 +38,7 @@ Values generatorValues(const DeviceOptions&)
 std::unique_ptr<Device> makeLowTemperature(Laboratory& laboratory, std::vector<Fault> faults, const Trace& trace,
                                            const DeviceOptions& options)
 {
-    return std::make_unique<LakeShoreController>(laboratory, std::move(faults), trace, *options.lowTemperature);
+    return std::make_unique<LakeShoreController>(laboratory, std::move(faults), trace, *options.lowTemperature, options.regulatesAt);
 }
 
 const LakeShoreEntry& lowTemperatureEntry(const DeviceOptions& options)

@@ -22,6 +22,7 @@ struct DeviceOptions
     bool generator = false;
     // the temperature devices share a line: one of them at most
     std::optional<LakeShoreModel> lowTemperature;
+    std::optional<double> regulatesAt; ///< K: the cryostat begins there, and comes back to it after a reset
     bool highTemperature = false;
     bool laser = false;
 };

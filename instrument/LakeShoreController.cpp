@@ -60,14 +60,18 @@ const LakeShoreEntry& lakeShoreEntry(LakeShoreModel model)
     return *std::find_if(table.begin(), table.end(), [model](const LakeShoreEntry& entry) { return entry.model == model; });
 }
 
-LakeShoreController::LakeShoreController(Laboratory& laboratory, std::vector<Fault> faults, const Trace& trace, LakeShoreModel model)
+LakeShoreController::LakeShoreController(Laboratory& laboratory, std::vector<Fault> faults, const Trace& trace, LakeShoreModel model,
+                                         std::optional<double> regulatesAt)
     : Device(laboratory, "LTC", std::move(faults), trace),
       entry_(lakeShoreEntry(model)),
-      cryostat_(cryostat, roomTemperature, laboratory.now(), [this](double temperature) { return heat(temperature); }),
-      loop_(roomTemperature),
+      regulatesAt_(regulatesAt),
+      cryostat_(cryostat, regulatesAt.value_or(roomTemperature), laboratory.now(),
+                [this](double temperature) { return heat(temperature); }),
+      loop_(regulatesAt.value_or(roomTemperature)),
       emulating_(model == LakeShoreModel::ls331Emulating330)
 {
     useParameters();
+    regulate();
     laboratory.setSampleTemperature([this](Time time) {
         advance();
         return cryostat_.sample(time);
@@ -158,6 +162,19 @@ void LakeShoreController::reset()
     sampleChannel_ = controlChannel_ = 'A';
     sampleUnit_ = controlUnit_ = 'K';
     useParameters();
+    regulate();
+}
+
+// With the settings that were stored.
+void LakeShoreController::regulate()
+{
+    if (!regulatesAt_)
+        return;
+    range_ = static_cast<int>(entry_.ranges.size()) - 1;
+    loop_.setSetpoint(*regulatesAt_, *regulatesAt_);
+    tune_ = 3;
+    tuneFor(*regulatesAt_);
+    tune_ = 0;
 }
 
 void LakeShoreController::powerCycle()

@@ -16,6 +16,7 @@
 
 #include <array>
 #include <deque>
+#include <optional>
 
 namespace lab {
 
@@ -40,7 +41,10 @@ const LakeShoreEntry& lakeShoreEntry(LakeShoreModel model);
 class LakeShoreController final : public Device
 {
 public:
-    LakeShoreController(Laboratory& laboratory, std::vector<Fault> faults, const Trace& trace, LakeShoreModel model);
+    /// `regulatesAt` [K]: it begins at this temperature, and regulates there with its strongest heater range after each reset, as one whose
+    /// settings have been stored.
+    LakeShoreController(Laboratory& laboratory, std::vector<Fault> faults, const Trace& trace, LakeShoreModel model,
+                        std::optional<double> regulatesAt = {});
 
     static constexpr double highestSetpoint = 400.0; ///< K
 
@@ -134,7 +138,10 @@ private:
     void setLoopRamp(std::string_view arguments);
     void setMode(std::string_view arguments);
 
+    void regulate();
+
     const LakeShoreEntry& entry_;
+    const std::optional<double> regulatesAt_;
     ThermalModel cryostat_;
     PidLoop loop_;
     std::string partial_;

@@ -81,6 +81,12 @@ const OptionEntry optionTable[] = {
      [](Options& options, const QString&) { return options.devices.generator = true; }},
     {"--ltc", "330|331|emu|drc91|drc81", "play a LakeShore controller with a cryostat: the model (emu: a 331 that emulates the 330)",
      setLowTemperature},
+    {"--regulating", "KELVIN", "the low-temperature controller begins at this temperature, and regulates there after each reset",
+     [](Options& options, const QString& text) {
+         bool ok = false;
+         options.devices.regulatesAt = text.toDouble(&ok);
+         return ok && *options.devices.regulatesAt >= 0 && *options.devices.regulatesAt <= LakeShoreController::highestSetpoint;
+     }},
     {"--htc", "", "play the high-temperature controller with a furnace",
      [](Options& options, const QString&) { return options.devices.highTemperature = true; }},
     {"--laser", "", "play the laser heater", [](Options& options, const QString&) { return options.devices.laser = true; }},

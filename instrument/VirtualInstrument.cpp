@@ -122,8 +122,9 @@ bool VirtualInstrument::writeIni(QString& why) const
         {general, QStringLiteral("SlewSpeed"), QStringLiteral("4000")},
         {general, QStringLiteral("FileName"), options_.sample},
         {general, QStringLiteral("DelaySleep"), QStringLiteral("1")},
+        {general, QStringLiteral("StripInterval"), QStringLiteral("10")},
     };
-    std::vector<IniValue> always;
+    std::vector<IniValue> always{{general, QStringLiteral("InstrumentSpeed"), QString::number(options_.speed)}};
     for (const DeviceEntry& entry : deviceTable()) {
         const bool played = entry.played(options_.devices);
         for (const DeviceValue& value : entry.values(options_.devices)) {

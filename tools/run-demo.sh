@@ -68,7 +68,8 @@ speed=60
 [[ -z $headless ]] || speed=200
 [[ -z $profile ]] || speed=500
 mkfifo "$instrument/says"
-"$bin/virtual-instrument" --dir "$instrument" --sample quartz --generator --ltc 331 --speed $speed >"$instrument/says" 2>&1 &
+"$bin/virtual-instrument" --dir "$instrument" --sample quartz --generator --ltc 331 --regulating 295 \
+    --speed $speed >"$instrument/says" 2>&1 &
 pid=$!
 exec 3<"$instrument/says"
 ready=
@@ -84,19 +85,22 @@ cat <&3 >/dev/null & # what it says later must not block it
 
 # --- the program
 
-say ""
-say "Opening the X-ray shutter of the virtual generator:"
-"$bin/scan-cli" --program-dir "$instrument" generator shutter open
-
 if [[ -z $headless ]]; then
     say ""
-    say "The window that opens now controls the virtual instrument. Choose Measurement > Start Data Acquisition and press OK:"
-    say "a scan of quartz takes about half a minute and can then be saved with File > Save, into $out."
-    say "For a temperature profile choose Measurement > Execute Temperature Profile, open demo.gtp there with File > Open, and press OK:"
-    say "five temperatures take about three minutes."
+    say "The window that opens now controls the virtual instrument, which runs $speed times as fast as a real one."
+    say "  1. Open the X-ray shutter: Extras > X-Ray Generator > OPEN X-Ray Shutter."
+    say "  2. Choose Measurement > Start Data Acquisition and press OK: a scan of quartz takes about half a minute."
+    say "  3. Save it with File > Save, into $out."
+    say "  4. For a temperature profile choose Measurement > Execute Temperature Profile, open demo.gtp there with File > Open, and"
+    say "     press OK. A second question lists the scans; its default answer is No: choose Yes. Five temperatures take about three minutes."
+    say "When the window is closed it asks whether what is still on (shutter, heater) is to be switched off."
     "$bin/scan" --program-dir "$instrument"
     exit
 fi
+
+say ""
+say "Opening the X-ray shutter of the virtual generator:"
+"$bin/scan-cli" --program-dir "$instrument" generator shutter open
 
 if [[ -n $profile ]]; then
     console=("$bin/scan-cli" --program-dir "$instrument" profile)
@@ -118,8 +122,8 @@ fi
 
 scan=$out/quartz.sdf
 say ""
-say "Measuring quartz from 20 to 52 degrees 2-Theta, 1601 points of 0.5 s. The virtual instrument runs $speed times as fast as a real one;"
-say "the remaining time is reckoned for a real one:"
+say "Measuring quartz from 20 to 52 degrees 2-Theta, 1601 points of 0.5 s. The virtual instrument runs $speed times as fast as a real one,"
+say "and the remaining time is reckoned at that speed:"
 if ! timeout --foreground 115 "$bin/scan-cli" --program-dir "$instrument" acquire --start 20 --stop 52 --step 0.02 --time 0.5 \
     --name quartz --comment "Demonstration on the virtual instrument" --yes --out "$scan"; then
     complain "the scan was not measured"

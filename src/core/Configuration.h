@@ -23,7 +23,12 @@ struct Configuration
         int delaySleep = 1;           ///< 0: waits spin; anything else: they rest until the next event
         bool autoSave = true;         ///< false: a profile run is a rehearsal
         bool timeUnitMinutes = false; ///< profile dwell and exposure times are minutes
+        double instrumentSpeed = 1;   ///< how many times as fast as a real one the instrument runs; a virtual one says so
+        qint32 stripInterval = 0;     ///< between two readings for the strip [s]; 0: none
         qint32 goniometerType = 0;    ///< as read: 0 Guinier, 1 Theta-2-Theta
+
+        /// What a real instrument needs so many seconds for.
+        double onThisInstrument(double seconds) const { return instrumentSpeed > 0 ? seconds / instrumentSpeed : seconds; }
     } general;
 
     /// One serial line's section.

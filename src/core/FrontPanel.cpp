@@ -32,7 +32,8 @@ void FrontPanel::reset()
     setPointer(Pointer::Default);
     setPicLaserOn(false);
     setPicXRayOn(false);
-    closeTextDisplay();
+    m_textDisplays = {};
+    emit textDisplayChanged();
     ExposureTimer.setEnabled(false);
     ExposureTimer.setInterval(1000);
     m_captions.clear();
@@ -158,23 +159,22 @@ void FrontPanel::refreshEntries()
     emit entriesChanged();
 }
 
-void FrontPanel::openTextDisplay(const QString& title, const QString& buttonCaption)
+void FrontPanel::openTextDisplay(const QString& title, const QString& buttonCaption, bool modal, TextWindow which)
 {
-    m_textDisplayOpen = true;
-    m_textDisplayTitle = title;
-    m_textDisplayButton = buttonCaption;
+    TextDisplay& shown = display(which);
+    shown = {title, shown.text, buttonCaption, true, modal};
     emit textDisplayChanged();
 }
 
-void FrontPanel::setTextDisplay(const QString& text)
+void FrontPanel::setTextDisplay(const QString& text, TextWindow which)
 {
-    m_textDisplayText = text;
+    display(which).text = text;
     emit textDisplayChanged();
 }
 
-void FrontPanel::closeTextDisplay()
+void FrontPanel::closeTextDisplay(TextWindow which)
 {
-    m_textDisplayOpen = false;
-    m_textDisplayText.clear();
+    display(which).open = false;
+    display(which).text.clear();
     emit textDisplayChanged();
 }

@@ -10,6 +10,8 @@
 #include <QSet>
 #include <QString>
 
+#include <array>
+
 /// What the operator reads and types, without the window. Procedures write it; the main window shows it and writes back what is typed; the
 /// console program shows the parts that a terminal can. Everything runs on one thread.
 class FrontPanel : public QObject
@@ -20,6 +22,8 @@ public:
     /// The text fields, by the names they have in the window.
     enum class Field { ScanStart, ScanStop, ScanStep, CounterTime, txtFileName, txtComment, txtWorkDir };
     enum class Pointer { Default, Hourglass };
+    /// The live text windows. The second one is for a text that must be seen while the first belongs to something else.
+    enum class TextWindow { First, Second };
 
     FrontPanel();
 
@@ -71,15 +75,18 @@ public:
     void focusFirst() { emit focusRequested(); }
 
     /// The live text window: a title, a text and a button. openTextDisplay shows it (or renames it), setTextDisplay replaces its text,
-    /// closeTextDisplay takes it away. A press of its button emits textDisplayButton; the procedure that opened it closes it.
-    void openTextDisplay(const QString& title, const QString& buttonCaption = QStringLiteral("OK"));
-    void setTextDisplay(const QString& text);
-    void closeTextDisplay();
-    bool textDisplayOpen() const { return m_textDisplayOpen; }
-    QString textDisplayTitle() const { return m_textDisplayTitle; }
-    QString textDisplayText() const { return m_textDisplayText; }
-    QString textDisplayButtonCaption() const { return m_textDisplayButton; }
-    /// Called by whoever shows the window when its button is pressed.
+    /// closeTextDisplay takes it away; the title stays. A press of the first one's button emits textDisplayButton; the procedure that
+    /// opened it closes it. `modal`: nothing else can be done until it is closed.
+    void openTextDisplay(const QString& title, const QString& buttonCaption = QStringLiteral("OK"), bool modal = false,
+                         TextWindow which = TextWindow::First);
+    void setTextDisplay(const QString& text, TextWindow which = TextWindow::First);
+    void closeTextDisplay(TextWindow which = TextWindow::First);
+    bool textDisplayOpen(TextWindow which = TextWindow::First) const { return display(which).open; }
+    bool textDisplayModal(TextWindow which = TextWindow::First) const { return display(which).modal; }
+    QString textDisplayTitle(TextWindow which = TextWindow::First) const { return display(which).title; }
+    QString textDisplayText(TextWindow which = TextWindow::First) const { return display(which).text; }
+    QString textDisplayButtonCaption(TextWindow which = TextWindow::First) const { return display(which).button; }
+    /// Called by whoever shows the first window when its button is pressed.
     void pressTextDisplayButton() { emit textDisplayButton(); }
 
     /// Ticks while a run is active and refreshes the progress display: 100 ms, 1000 ms in silent mode.
@@ -98,21 +105,29 @@ signals:
     void textDisplayButton();
 
 private:
+    struct TextDisplay
+    {
+        QString title;
+        QString text;
+        QString button;
+        bool open = false;
+        bool modal = false;
+    };
+    const TextDisplay& display(TextWindow which) const { return m_textDisplays[static_cast<std::size_t>(which)]; }
+    TextDisplay& display(TextWindow which) { return m_textDisplays[static_cast<std::size_t>(which)]; }
+
+    std::array<TextDisplay, 2> m_textDisplays;
     QHash<Field, QString> m_texts;
     QHash<int, QString> m_panels;
     QHash<Menu::Entry, QString> m_captions;
     QSet<Menu::Entry> m_disabled;
     QString m_caption;
-    QString m_textDisplayTitle;
-    QString m_textDisplayText;
-    QString m_textDisplayButton;
     Pointer m_pointer = Pointer::Default;
     int m_progress = -1;
     bool m_laserOn = false;
     bool m_xRayOn = false;
     bool m_fieldsReadOnly = false;
     bool m_nameReadOnly = false;
-    bool m_textDisplayOpen = false;
 };
 
 FrontPanel& frontPanel();

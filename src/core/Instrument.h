@@ -42,7 +42,7 @@ struct Instrument
     Line temperatureLine = Line::NotOpen;
 
     // --- on the goniometer's line
-    Known<bool> shutterOpen;  ///< X-ray shutter
+    Known<bool> shutterOpen;  ///< X-ray shutter: asked for, never confirmed; unknown once its controller has not answered
     Known<double> axis1Angle; ///< [deg]; unknown while it moves, unless it was sent to an angle
 
     // --- on the generator's line

@@ -59,7 +59,7 @@ const QList<Item>& items()
         {mnuExtrasGenerator, "mnuExtrasGenerator", u"X-Ray Generator", mnuExtras, false},
         {mnuExtrasGeneratorSwitchShutter, "mnuExtrasGeneratorSwitchShutter", u"OPEN &X-Ray Shutter", mnuExtrasGenerator, false},
         {mnuExtrasGeneratorSetPower, "mnuExtrasGeneratorSetPower", u"Set &Power...", mnuExtrasGenerator, true,
-         Resource::GeneratorLine | Resource::Surroundings},
+         Resource::GeneratorLine | Resource::TubePower},
         {mnuExtrasGeneratorGetStatus, "mnuExtrasGeneratorGetStatus", u"Get &Status...", mnuExtrasGenerator, false, Resource::GeneratorLine},
         {mnuExtrasRatemeter, "mnuExtrasRatemeter", u"&Ratemeter", mnuExtras, true, Resource::Goniometer},
         {mnuExtrasAllOff, "mnuExtrasAllOff", u"All &Off", mnuExtras, true},

@@ -14,7 +14,8 @@ enum class Resource : quint8 {
     GeneratorLine = 4,
     ScanInMemory = 8,  ///< its points are about to change
     ScanToSave = 16,   ///< not to be saved yet
-    Surroundings = 32, ///< what an unattended run relies on: work directory, settings, tube power, the log of the cryostat
+    Surroundings = 32, ///< what an unattended run relies on: work directory, settings, the log of the cryostat
+    TubePower = 64,    ///< current and voltage, which whatever counts relies on
 };
 Q_DECLARE_FLAGS(Resources, Resource)
 Q_DECLARE_OPERATORS_FOR_FLAGS(Resources)

@@ -31,7 +31,7 @@ void show(const Notice& notice)
     else
         *same = notice;
     if (isNew) {
-        modTools::WriteLog(true, u"Notice: "_s + notice.text);
+        modTools::WriteLog(false, u"Notice: "_s + notice.text);
         emit notifier().shown(notice.text);
     }
     emit notifier().changed();

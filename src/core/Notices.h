@@ -27,7 +27,7 @@ struct Notice
 
 /// Oldest first.
 const QList<Notice>& all();
-/// Shows it, and writes it to the log when its text is new.
+/// Shows it; one whose text is new stands in the log, when that is kept.
 void show(const Notice& notice);
 void show(const QString& id, const QString& text);
 /// Takes it away, when there is one: what it said is over.

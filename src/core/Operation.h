@@ -92,14 +92,14 @@ private:
 /// The kinds.
 namespace Operations {
 inline constexpr OperationKind scan{.name = "scan",
-                                    .needs = Resource::Goniometer | Resource::ScanInMemory | Resource::ScanToSave,
+                                    .needs = Resource::Goniometer | Resource::ScanInMemory | Resource::ScanToSave | Resource::TubePower,
                                     .locksFields = true,
                                     .isRun = true,
                                     .abortEntry = Menu::Entry::mnuMeasStartAcquisition,
                                     .runningCaption = Menu::abortCaption};
 inline constexpr OperationKind profile{.name = "profile",
                                        .needs = Resource::Goniometer | Resource::ScanInMemory | Resource::ScanToSave |
-                                                Resource::TemperatureLine | Resource::Surroundings,
+                                                Resource::TemperatureLine | Resource::Surroundings | Resource::TubePower,
                                        .locksFields = true,
                                        .unattended = true,
                                        .isRun = true,
@@ -114,6 +114,8 @@ inline constexpr OperationKind communicationTest{
 inline constexpr OperationKind temperature{.name = "temperature", .needs = Resource::TemperatureLine};
 /// An entry, or the idle watch, that talks with the generator.
 inline constexpr OperationKind generator{.name = "generator", .needs = Resource::GeneratorLine};
+/// The window in which the power is set, as long as it is open.
+inline constexpr OperationKind powerWindow{.name = "generator window", .needs = Resource::GeneratorLine};
 /// The tube warms up after its power was set: it bars nothing.
 inline constexpr OperationKind warmUp{.name = "warm-up", .needs = {}};
 } // namespace Operations

@@ -56,6 +56,9 @@ public:
 
     virtual ~Prompts() = default;
 
+    /// Somebody is there who can answer.
+    virtual bool attended() const { return true; }
+
     /// Shows a message box and returns the button pressed. Closing the box counts as Cancel, or No, or Abort's safest peer.
     virtual Button message(const Message& message) = 0;
     /// Shows an input box; an empty text means Cancel or an empty answer.

@@ -28,14 +28,15 @@ void ScanRecord::resize(qint32 points)
     received = 0;
 }
 
-void ScanRecord::cutTo(qint32 points)
+QString ScanRecord::markText() const
 {
-    m_counts.resize(points);
-    m_angles.resize(points);
-    received = std::min(received, points);
-    parameters.numberOfPoints = points;
-    parameters.stop = parameters.start + (points - 1) * parameters.step;
-    segments = {parameters};
+    QStringList marks;
+    if (received < size())
+        marks += QStringLiteral("partial: ") + QString::number(received) + QStringLiteral(" of ") + QString::number(size()) +
+                 QStringLiteral(" points");
+    if (simulated)
+        marks += QStringLiteral("simulated counts");
+    return marks.join(QStringLiteral(", "));
 }
 
 void ScanRecord::setPoint(qint32 i, double angle, double count)

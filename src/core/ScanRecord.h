@@ -7,6 +7,7 @@
 #include <QDateTime>
 #include <QList>
 #include <QString>
+#include <QStringList>
 #include <QVector>
 
 #include <optional>
@@ -22,6 +23,8 @@ public:
     qint32 minimum = 0;             ///< smallest count
     qint32 maximum = 0;             ///< largest count
 
+    bool simulated = false; ///< read in the simulation state: no controller counted them
+
     QString sample;
     QString comment;       ///< may hold line breaks
     QString operatorName;  ///< empty: not known
@@ -34,6 +37,7 @@ public:
     std::optional<double> kV;
     std::optional<double> mA;
     std::optional<double> temperature; ///< of the sample [K]
+    QStringList remarks;               ///< what the run says about it: "accepted by the operator at 295.1 K, ..."
     qint16 temperatureFlag = 0;        ///< 7: the temperature stands in the native file; no procedure of this program sets it
 
     /// A scan with these parameters, in one segment, of which nothing is counted yet.
@@ -43,8 +47,8 @@ public:
 
     /// Sizes both arrays to 1..points, all zero; nothing is received.
     void resize(qint32 points);
-    /// Keeps the first points (1..size()) and nothing of a longer scan: the stop angle and the segments follow.
-    void cutTo(qint32 points);
+    /// What has to be said wherever the counts are shown: "partial: 20 of 101 points", "simulated counts"; empty: nothing.
+    QString markText() const;
     qint32 size() const { return static_cast<qint32>(m_counts.size()); }
     double count(qint32 i) const { return m_counts[i - 1]; }
     double angle(qint32 i) const { return m_angles[i - 1]; }

@@ -120,6 +120,8 @@ private:
 
     static void log(const Setting& setting, const QString& asRead, const QString& kept)
     {
+        if (setting.more.unlogged)
+            return;
         if (setting.more.logName != nullptr)
             logLine(setting, setting.more.logName, kept);
         else
@@ -158,13 +160,12 @@ QString nameOf(Block block, const QString& key, qint32 value)
     return {};
 }
 
-bool isKnown(Block block, const QString& key, const QString& text)
+std::optional<qint32> valueOf(Block block, const QString& key, const QString& text)
 {
-    const QString lower = text.trimmed().toLower();
     for (const Setting& setting : sectionOf(block).settings)
         for (const KnownText& known : setting.more.texts)
-            if (key == QLatin1String(setting.key) && lower == QLatin1String(known.text))
-                return true;
-    return false;
+            if (key == QLatin1String(setting.key) && text.trimmed().toLower() == QLatin1String(known.text))
+                return known.value;
+    return std::nullopt;
 }
 } // namespace Settings

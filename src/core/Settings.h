@@ -61,6 +61,7 @@ struct More
     const char* logName = nullptr;
     const char* secondaryLogName = nullptr; ///< the line stands in the secondary log too, under this name
     const char* example = nullptr;          ///< what the example file says, when that is not the default
+    bool unlogged = false;                  ///< the log has a line for the older keys only: its lines are fixed
     const char* hint = nullptr;             ///< what the example file says behind a ";": a key that is better left out
 };
 
@@ -92,6 +93,6 @@ void read(Block block, Configuration& into, DirectoryTest directoryUsable = null
 
 /// The name that a value of a key with known texts is shown by; empty when none has it.
 QString nameOf(Block block, const QString& key, qint32 value);
-/// The text stands for a value of this key, in either case.
-bool isKnown(Block block, const QString& key, const QString& text);
+/// What such a text stands for; nothing when it is not known.
+std::optional<qint32> valueOf(Block block, const QString& key, const QString& text);
 } // namespace Settings

@@ -156,6 +156,13 @@ constexpr Setting generalKeys[] = {
      "1: dwell and exposure times of profiles are minutes, otherwise seconds", {.range = onOff}},
     {"ShowCommunication", Switch, "0", inFlags<&Flags::showCommunication>,
      "not 0: what goes over the temperature controllers' line is shown", {.range = onOff}},
+    {"StripInterval", Integer, "0", at<&C::general, &C::General::stripInterval>,
+     "time between two readings of the values in the strip while a line is idle: generator power, temperature, setpoint and output; 0: nothing "
+     "is read for it, and no line carries traffic that nobody asked for",
+     {.unit = "s", .range = notNegative, .unlogged = true}},
+    {"InstrumentSpeed", Number, "1", at<&C::general, &C::General::instrumentSpeed>,
+     "how many times as fast as a real one the instrument runs; the virtual instrument writes it, and remaining times follow it",
+     {.range = {0.01, 100000}, .unlogged = true}},
 };
 
 constexpr Setting smcKeys[] = {

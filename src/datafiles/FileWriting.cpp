@@ -109,6 +109,12 @@ Activity::~Activity()
     frontPanel().setPointer(FrontPanel::Pointer::Default);
 }
 
+void TellSimulated(const ScanRecord& scan, const QString& path)
+{
+    if (scan.simulated)
+        frontPanel().setPanel(1, QStringLiteral("Saved, simulated counts: ") + path);
+}
+
 ProgramError WriteWhole(const QString& path, const QByteArray& content)
 {
     const QString target = linkFollowed(path);
@@ -151,6 +157,8 @@ qint16 WriteExport(const char* key, const ScanRecord& scan, const QString& path,
     if (error)
         showMessage(QString::fromUtf16(ExportFormats::ofKey(QString::fromLatin1(key))->errorTitle),
                     QStringLiteral("Error\n[%1]\n[%2]").arg(error.number).arg(error.description), Prompts::Icon::Critical);
+    else
+        TellSimulated(scan, path);
     return static_cast<qint16>(error.number);
 }
 

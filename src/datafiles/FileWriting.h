@@ -28,6 +28,9 @@ private:
 /// that the operator made read-only is not replaced.
 ProgramError WriteWhole(const QString& path, const QByteArray& content);
 
+/// Counts that nobody counted are said to be so in panel 1 when they are saved.
+void TellSimulated(const ScanRecord& scan, const QString& path);
+
 /// A scan as a file's bytes; an error ends the operation before anything is written.
 using Content = ProgramError (*)(const ScanRecord& scan, QByteArray& content);
 

@@ -178,6 +178,8 @@ qint16 CreateZELKOFile(const ScanRecord& scan, QString& path, bool keepExisting)
         showMessage(QString::fromUtf16(ExportFormats::formats().first().errorTitle),
                     QStringLiteral("Error # %1 caused by CreateZELKOFile()\n%2").arg(error.number).arg(error.description),
                     Prompts::Icon::Critical);
+    else
+        FileWriting::TellSimulated(scan, path);
     return static_cast<qint16>(error.number);
 }
 

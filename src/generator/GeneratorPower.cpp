@@ -13,10 +13,13 @@
 
 #include <cmath>
 #include <memory>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
 namespace {
+constexpr quint32 forgottenAfter = 60000; // ms
+
 void changed()
 {
     emit GeneratorPower::notifier().changed();
@@ -65,14 +68,12 @@ QString countdownText(double seconds)
 /// The tube warms up: counts by ticks, so that nothing else is held up.
 struct WarmUp
 {
+    using TextWindow = FrontPanel::TextWindow;
+
     explicit WarmUp(qint32 time) : seconds(time), report(GeneratorPower::state().txtMessage)
     {
         // The text window may belong to a wait for a temperature.
-        shown = !frontPanel().textDisplayOpen();
-        if (shown) {
-            frontPanel().openTextDisplay(title);
-            frontPanel().setTextDisplay(u"Waiting for "_s + NumberText::General(seconds / 60) + u" minutes..."_s);
-        }
+        open(frontPanel().textDisplayOpen() ? TextWindow::Second : TextWindow::First);
         GeneratorPower::state().warmingUp = true;
         everySecond.setInterval(1000);
         QObject::connect(&everySecond, &modTools::Timer::tick, &everySecond, [this] { show(); });
@@ -81,8 +82,8 @@ struct WarmUp
     }
     ~WarmUp()
     {
-        if (shown && frontPanel().textDisplayTitle() == title)
-            frontPanel().closeTextDisplay();
+        if (isMine(window))
+            frontPanel().closeTextDisplay(window);
         GeneratorPower::state().warmingUp = false;
         GeneratorPower::state().txtMessage = report;
         changed();
@@ -91,8 +92,18 @@ struct WarmUp
     WarmUp& operator=(const WarmUp&) = delete;
 
     double left() const { return seconds - (modTools::timeGetTime() - start) / 1000.0; }
-    void show() const
+    bool isMine(TextWindow which) const { return frontPanel().textDisplayTitle(which) == title; }
+    void open(TextWindow which)
     {
+        window = which;
+        frontPanel().openTextDisplay(title, u"OK"_s, false, which);
+        frontPanel().setTextDisplay(u"Waiting for "_s + NumberText::General(seconds / 60) + u" minutes..."_s, which);
+    }
+    void show()
+    {
+        // A wait that has begun since has taken the window over. One that was closed by hand keeps its title and stays closed.
+        if (window == TextWindow::First && !isMine(window))
+            open(TextWindow::Second);
         GeneratorPower::state().txtMessage = countdownText(left());
         changed();
     }
@@ -101,7 +112,7 @@ struct WarmUp
     const quint32 start = modTools::timeGetTime();
     const qint32 seconds;
     const QString report;
-    bool shown = false;
+    TextWindow window = TextWindow::First;
     Operation operation{Operations::warmUp};
     modTools::Timer everySecond{"WarmUpTimer"};
 };
@@ -120,7 +131,7 @@ void beginWarmUp(qint32 seconds)
         warmUp().reset();
     });
     Q_UNUSED(connection)
-    const bool alone = Operation::nothingWaits(Operations::generator);
+    const bool alone = Operation::nothingWaits(Operations::powerWindow);
     warmUp() = std::make_unique<WarmUp>(seconds);
     end.setInterval(seconds * 1000);
     end.restart();
@@ -129,6 +140,16 @@ void beginWarmUp(qint32 seconds)
     modTools::WaitUntil([] { return !warmUp(); });
     warmUp().reset();
     end.setEnabled(false);
+}
+
+void sendAndReport(qint16 milliampere, qint16 kilovolt)
+{
+    const GeneratorPower::Exchanging exchanging;
+    qint16 actualMilliampere = 0;
+    qint16 actualKilovolt = 0;
+    modGenerator::SendPower(milliampere, kilovolt, &actualMilliampere, &actualKilovolt);
+    GeneratorPower::state().txtMessage = modGenerator::powerReport(milliampere, kilovolt, actualMilliampere, actualKilovolt);
+    changed();
 }
 } // namespace
 
@@ -151,8 +172,45 @@ Notifier& notifier()
     return theNotifier;
 }
 
+void begin()
+{
+    State fresh;
+    fresh.warmingUp = state().warmingUp;
+    state() = fresh;
+    touched();
+}
+
+Exchanging::Exchanging() : m_before(std::exchange(state().exchanging, true))
+{
+    emit notifier().exchanging();
+}
+
+Exchanging::~Exchanging()
+{
+    state().exchanging = m_before;
+    emit notifier().exchanging();
+}
+
+void touched()
+{
+    state().touchedAt = modTools::timeGetTime();
+}
+
+bool forgotten()
+{
+    return Operation::isRunning(Operations::powerWindow) && !state().exchanging &&
+           modTools::timeGetTime() - state().touchedAt >= forgottenAfter;
+}
+
+void tell(const QString& message)
+{
+    state().txtMessage = message;
+    changed();
+}
+
 void Load()
 {
+    const Exchanging exchanging;
     qint16 milliampere = 0;
     qint16 kilovolt = 0;
     modGenerator::GeneratorGetActualValues(&milliampere, &kilovolt);
@@ -170,8 +228,17 @@ void IdlePreset()
     preset(configuration().generator.idleCurrent, configuration().generator.idleVoltage);
 }
 
+QString refusal()
+{
+    return Operation::open(Resource::TubePower) ? QString() : u"Something is being measured: current and voltage stay as they are."_s;
+}
+
 bool Apply()
 {
+    if (const QString why = refusal(); !why.isEmpty()) {
+        tell(why);
+        return false;
+    }
     const Configuration::Generator& limits = configuration().generator;
     if (refused(state().txtmA, limits.maxCurrent, u"Current Setting"_s, u"mA"_s)) {
         emit notifier().focusCurrent();
@@ -185,14 +252,19 @@ bool Apply()
     const qint16 kilovolt = NumberText::RoundToInteger(NumberText::ReadNumber(state().txtkV));
     if (!confirmed())
         return false;
-    qint16 actualMilliampere = 0;
-    qint16 actualKilovolt = 0;
-    modGenerator::SendPower(milliampere, kilovolt, &actualMilliampere, &actualKilovolt);
-    state().txtMessage = modGenerator::powerReport(milliampere, kilovolt, actualMilliampere, actualKilovolt);
-    changed();
+    sendAndReport(milliampere, kilovolt);
     if (limits.powerSettlingTime > 0 && !flags().closing)
         beginWarmUp(limits.powerSettlingTime);
     return true;
+}
+
+QString acceptedText(const QString& text)
+{
+    QString accepted;
+    for (const QChar key : text)
+        if (const QChar taken = acceptedKey(key); !taken.isNull())
+            accepted += taken;
+    return accepted.left(longestText);
 }
 
 QChar acceptedKey(QChar key)

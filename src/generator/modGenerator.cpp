@@ -10,6 +10,8 @@
 #include "core/Operation.h"
 #include "core/Prompts.h"
 #include "core/modTools.h"
+#include "generator/GeneratorPower.h"
+#include "generator/TubeNotice.h"
 #include "goniometer/modSMC.h"
 #include "serial/modCOM.h"
 
@@ -62,6 +64,26 @@ void collect(const QString& text)
         else if (character != u'\n' && modGenerator::state().receiveText.size() < longestLine)
             modGenerator::state().receiveText += character;
     }
+}
+
+/// Current and voltage asked for by ticks.
+struct TickReading
+{
+    modTools::Timer next{"GeneratorReading"};
+    QStringList commands; ///< still to be sent
+    bool underWay = false;
+};
+
+std::unique_ptr<TickReading>& tickReading()
+{
+    static std::unique_ptr<TickReading> theReading;
+    return theReading;
+}
+
+/// One exchange after the other: what is being asked by ticks is over in a moment.
+void awaitTickReading()
+{
+    modTools::WaitUntil([] { return !tickReading() || !tickReading()->underWay; });
 }
 
 void beginExchange()
@@ -123,6 +145,23 @@ void learnSentPower(qint16 milliampere, qint16 kilovolt)
     });
 }
 
+void goOnReading()
+{
+    TickReading& reading = *tickReading();
+    if (!reading.commands.isEmpty() && !flags().closing) {
+        modCOM::GeneratorComm().output(reading.commands.takeFirst() + u"\r"_s);
+        const double pause = reading.commands.isEmpty() ? double{actualValuesWait} : double{configuration().generator.line.txDelay};
+        reading.next.setInterval(qMax(static_cast<int>(pause * 1000), 1));
+        reading.next.restart();
+        return;
+    }
+    modCOM::GeneratorComm().fetch();
+    if (!flags().closing)
+        learnActualValues();
+    reading.next.setEnabled(false);
+    reading.underWay = false;
+}
+
 /// By more than rounding and regulating make.
 bool differs(qint32 sentMilliampere, qint32 sentKilovolt, qint32 milliampere, qint32 kilovolt)
 {
@@ -134,6 +173,29 @@ QString milliampereAndKilovolt(qint16 milliampere, qint16 kilovolt)
     return NumberText::General(qint32{milliampere}) + u" mA, "_s + NumberText::General(qint32{kilovolt}) + u" kV"_s;
 }
 
+/// Somebody talks with the generator, or has just typed into the window that sets its power.
+bool generatorInUse()
+{
+    return !Operation::free(Resource::GeneratorLine) && !GeneratorPower::forgotten();
+}
+
+QString setIdlePower()
+{
+    const Configuration::Generator& power = configuration().generator;
+    const Operation use(Operations::generator);
+    const GeneratorPower::Exchanging exchanging;
+    const auto wantedMilliampere = static_cast<qint16>(power.idleCurrent);
+    const auto wantedKilovolt = static_cast<qint16>(power.idleVoltage);
+    qint16 milliampere = 0;
+    qint16 kilovolt = 0;
+    modGenerator::SendPower(wantedMilliampere, wantedKilovolt, &milliampere, &kilovolt);
+    if (lastAnswer == modGenerator::Answer::NotAsked)
+        return u"X-ray generator: idle power sent, not confirmed"_s;
+    if (lastAnswer == modGenerator::Answer::None || differs(power.idleCurrent, power.idleVoltage, milliampere, kilovolt))
+        return modGenerator::powerReport(wantedMilliampere, wantedKilovolt, milliampere, kilovolt);
+    return u"X-ray generator set to idle power"_s;
+}
+
 void watchIdle()
 {
     IdleWatch& watch = *idleWatch();
@@ -143,22 +205,14 @@ void watchIdle()
     }
     const Configuration::Generator& power = configuration().generator;
     const quint32 delay = static_cast<quint32>(qMax(power.reducePowerOnIdleDelay, 0)) * 60000U;
-    if (!watch.sawRun || !Operation::free(Resource::Goniometer | Resource::GeneratorLine) || flags().closing ||
+    if (!watch.sawRun || !Operation::free(Resource::Goniometer) || generatorInUse() || flags().closing ||
         modTools::timeGetTime() - watch.endedAt < delay)
         return;
     if (!modCOM::GeneratorComm().isOpen())
         return;
     watch.sawRun = false;
-    const Operation use(Operations::generator);
-    qint16 milliampere = 0;
-    qint16 kilovolt = 0;
-    modGenerator::SendPower(static_cast<qint16>(power.idleCurrent), static_cast<qint16>(power.idleVoltage), &milliampere, &kilovolt);
-    QString said = u"X-ray generator set to idle power"_s;
-    if (lastAnswer == modGenerator::Answer::NotAsked)
-        said = u"X-ray generator: idle power sent, not confirmed"_s;
-    else if (lastAnswer == modGenerator::Answer::None || differs(power.idleCurrent, power.idleVoltage, milliampere, kilovolt))
-        said = modGenerator::powerReport(static_cast<qint16>(power.idleCurrent), static_cast<qint16>(power.idleVoltage), milliampere,
-                                         kilovolt);
+    const QString said = setIdlePower();
+    GeneratorPower::tell(said);
     frontPanel().setPanel(1, said);
 }
 } // namespace
@@ -175,6 +229,7 @@ void reset()
     state() = State{};
     lastAnswer = Answer::NotAsked;
     idleWatch().reset();
+    tickReading().reset();
     listener.reset();
 }
 
@@ -205,6 +260,7 @@ void Connect()
     if (listener)
         return;
     listener = std::make_unique<QObject>();
+    TubeNotice::watch(listener.get());
     QObject::connect(&modCOM::GeneratorComm(), &SerialChannel::onComm, listener.get(), [](int event) {
         if (event == SerialChannel::ReceiveEvent)
             collect(modCOM::GeneratorComm().input());
@@ -216,6 +272,7 @@ void GeneratorGetActualValues(qint16* milliampere, qint16* kilovolt)
 {
     *milliampere = 0;
     *kilovolt = 0;
+    awaitTickReading();
     beginExchange();
     lastAnswer = Answer::NotAsked;
     if (configuration().generator.modelCode != seifert)
@@ -231,8 +288,23 @@ void GeneratorGetActualValues(qint16* milliampere, qint16* kilovolt)
     *kilovolt = thousandth(state().lines.value(1)).value_or(0);
 }
 
+void ReadByTicks()
+{
+    if (configuration().generator.modelCode != seifert || (tickReading() && tickReading()->underWay))
+        return;
+    if (!tickReading()) {
+        tickReading() = std::make_unique<TickReading>();
+        QObject::connect(&tickReading()->next, &modTools::Timer::tick, &tickReading()->next, goOnReading);
+    }
+    tickReading()->commands = QStringList{u"CA"_s, u"VN"_s};
+    tickReading()->underWay = true;
+    beginExchange();
+    goOnReading();
+}
+
 QString StatusSummary()
 {
+    awaitTickReading();
     beginExchange();
     if (configuration().generator.modelCode != seifert)
         return u"Not supported..."_s;
@@ -248,16 +320,21 @@ QString StatusSummary()
 
 void mnuExtrasGeneratorGetStatus()
 {
+    FrontPanel& panel = frontPanel();
+    const QString before = panel.panel(1);
+    const QString reading = u"reading..."_s;
+    panel.setPanel(1, reading);
     const QString summary = StatusSummary();
     if (flags().closing)
         return;
-    FrontPanel& panel = frontPanel();
+    if (panel.panel(1) == reading)
+        panel.setPanel(1, before);
     if (panel.textDisplayOpen()) {
         // A wait shows its readings there.
         showMessage(u"X-Ray Generator info"_s, summary);
         return;
     }
-    panel.openTextDisplay(u"X-Ray Generator"_s);
+    panel.openTextDisplay(u"X-Ray Generator"_s, u"OK"_s, true);
     panel.setTextDisplay(summary);
     QObject::connect(
         &panel, &FrontPanel::textDisplayButton, &panel, [] { frontPanel().closeTextDisplay(); }, Qt::SingleShotConnection);
@@ -287,6 +364,7 @@ bool SwitchShutter(bool open)
 
 void SendPower(qint16 milliampere, qint16 kilovolt, qint16* actualMilliampere, qint16* actualKilovolt)
 {
+    awaitTickReading();
     send(u"SC:"_s + NumberText::General(qint32{milliampere}));
     modTools::Delay(settingWait, false);
     send(u"SV:"_s + NumberText::General(qint32{kilovolt}));

@@ -21,7 +21,8 @@ void reset();
 /// Number of reply lines of an exchange.
 inline constexpr qsizetype replyLines = 4;
 
-/// Joins the receive event of `GeneratorComm` to this module. A second call changes nothing.
+/// Joins the receive event of `GeneratorComm` to this module; from then on a message bar says when the tube is not ready (TubeNotice). A
+/// second call changes nothing.
 void Connect();
 
 /// What came of the last exchange about the tube's power.
@@ -39,9 +40,13 @@ QString powerReport(qint16 sentMilliampere, qint16 sentKilovolt, qint16 actualMi
 
 /// Actual tube current [mA] and voltage [kV], both 0 when the generator does not answer or is not a Seifert. Takes 1.5 s beside the sends.
 void GeneratorGetActualValues(qint16* milliampere, qint16* kilovolt);
+/// Asks for both without waiting: the answer is taken by a tick, 1.5 s later, into instrument(). Who talks with the generator meanwhile
+/// waits until that. Nothing is sent with another model.
+void ReadByTicks();
 /// "Act. mA:" and so on, four lines as received; "Not supported..." with another model. Takes 2.5 s beside the sends.
 QString StatusSummary();
-/// "Get Status...": the summary in the text window "X-Ray Generator".
+/// "Get Status...": the summary in the text window "X-Ray Generator", before which nothing else can be done; panel 1 says "reading..."
+/// until it appears.
 void mnuExtrasGeneratorGetStatus();
 /// Opens or closes the shutter; caption and warning picture follow what was sent. The shutter gives no reply: its real state is not known.
 /// A command that the line did not take changes neither, and is reported ("X-Ray Shutter").
@@ -53,6 +58,6 @@ bool SwitchShutter(bool open);
 void SendPower(qint16 milliampere, qint16 kilovolt, qint16* actualMilliampere, qint16* actualKilovolt);
 
 /// With `ReducePowerOnIdle`: from now on idle power is set `ReducePowerOnIdleDelay` minutes after a scan or profile run has ended and
-/// nothing runs.
+/// nothing runs. An open power window holds it up while somebody works in it: up to a minute after the last key or click.
 void StartIdleWatch();
 } // namespace modGenerator

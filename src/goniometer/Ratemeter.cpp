@@ -3,10 +3,12 @@
 #include "goniometer/Ratemeter.h"
 
 #include "core/Flags.h"
+#include "core/FrontPanel.h"
 #include "core/NumberText.h"
 #include "core/Operation.h"
 #include "core/ScanParameters.h"
 #include "core/modTools.h"
+#include "goniometer/ScanParameterCheck.h"
 #include "goniometer/modSMC.h"
 #include "serial/SerialChannel.h"
 #include "serial/modCOM.h"
@@ -18,6 +20,7 @@ namespace Ratemeter {
 namespace {
 constexpr qint32 firstRange = 10;
 constexpr double emptyBar = 0.0001;
+constexpr int beyondCount = 1000; // ms
 constexpr float stopPause = 0.2F; // s
 constexpr float downPause = 0.2F; // s
 
@@ -42,6 +45,26 @@ void upload(double counterTime)
     for (const QString& line : {QStringLiteral("BEEPOFF;"), QStringLiteral("CLR;"), QStringLiteral("CCNT;"), count, QStringLiteral("NL;"),
                                 QStringLiteral("END;")})
         modSMC::SMCSend(line);
+}
+
+/// The counter time that the field shows, as it is left.
+double typedCounterTime()
+{
+    if (!frontPanel().text(FrontPanel::Field::CounterTime).trimmed().isEmpty())
+        ScanParameterCheck::lostFocus(FrontPanel::Field::CounterTime);
+    return scanParameters().counterTime;
+}
+
+/// The reply to "?C;", which comes when the count has ended.
+QString count(double counterTime)
+{
+    modTools::Timer& timeout = modCOM::MCRxTimeout();
+    const int usual = timeout.interval();
+    if (counterTime * 1000 > usual)
+        timeout.setInterval(static_cast<int>(counterTime * 1000) + beyondCount);
+    QString reply = modSMC::SMCReceive(modSMC::silent);
+    timeout.setInterval(usual);
+    return reply;
 }
 
 void chooseRange()
@@ -94,6 +117,7 @@ qint32 RangeFor(qint32 rate)
 void Evaluate(const QString& reply, double counterTime)
 {
     State& meter = state();
+    meter.noAnswer = reply.isEmpty();
     bool overflow = false;
     const qint32 rate = counterTime != 0 ? NumberText::RoundToLong(NumberText::LeadingNumber(reply) / counterTime, &overflow) : 0;
     // A rate that cannot be worked out keeps its previous value.
@@ -112,12 +136,15 @@ void Run()
     if (!run.granted())
         return;
     begin();
-    const double counterTime = scanParameters().counterTime;
+    const double counterTime = typedCounterTime();
     upload(counterTime);
     while (run.goesOn()) {
         modSMC::SMCSend(QStringLiteral("START:;"));
         modSMC::SMCSend(QStringLiteral("?C;"));
-        Evaluate(modSMC::SMCReceive(modSMC::silent), counterTime);
+        const QString reply = count(counterTime);
+        if (!run.goesOn())
+            break;
+        Evaluate(reply, counterTime);
         // Without a controller the answer is there at once.
         if (modCOM::MCComm().isDown() || !flags().smcOnline)
             modTools::Delay(downPause, true);
@@ -128,8 +155,10 @@ void Run()
 
 void Stop()
 {
-    if (Operation* run = Operation::running(Operations::ratemeter))
+    if (Operation* run = Operation::running(Operations::ratemeter)) {
         run->cancel();
+        modCOM::smcReception().waiting = false;
+    }
     for (int i = 0; i < 2; ++i) {
         modTools::Delay(stopPause, true);
         modSMC::SMCSend(QStringLiteral("Q;"));

@@ -16,6 +16,7 @@ struct State
     qint32 rate = 0;        ///< counts per second
     qint32 range = 10;      ///< full scale [counts per second], a power of ten
     QString text;           ///< txtValue
+    bool noAnswer = false;  ///< the last reply did not come: said beside the 0
     QString caption;        ///< of the window; "RateMeter [Range 10]" below one count per second, otherwise "RM [Range n]"
     double barMaximum = 10; ///< of ProgressBar; its minimum is 0
     double barValue = 0;    ///< of ProgressBar; 0.0001 stands for nothing
@@ -31,10 +32,11 @@ signals:
 };
 Notifier& notifier();
 
-/// Loads the counting program and measures until Stop, as Operations::ratemeter. Does nothing while another operation uses the controller.
-/// A missing reply reads as 0.
+/// Loads the counting program and measures until Stop, as Operations::ratemeter, with the counter time that the field shows. Does nothing
+/// while another operation uses the controller. A count that lasts longer than `MCRxTimeout` is waited for a second longer than it lasts. A
+/// missing reply reads as 0.
 void Run();
-/// The stop sequence of btnExit; takes about 0.6 s. Run returns after it.
+/// The stop sequence of btnExit; takes about 0.6 s. What is being counted is not waited for; Run returns after it.
 void Stop();
 
 /// One reading: rate, text, caption, range and bar from a reply to "?C;" and the counter time [s].

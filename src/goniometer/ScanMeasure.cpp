@@ -2,6 +2,7 @@
 
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
+#include "core/Notices.h"
 #include "core/NumberText.h"
 #include "core/Prompts.h"
 #include "core/modTools.h"
@@ -16,7 +17,6 @@ namespace {
 constexpr int statusPanel = 1;
 constexpr int startTries = 3;
 constexpr double longestLineWait = 600; // s
-constexpr double cheapScan = 600;       // s
 constexpr double stopTime = 30;         // s
 constexpr double stopInterval = 5;      // s
 
@@ -40,7 +40,7 @@ qint16 polledStatus(const QString& reply)
 {
     if (!flags().smcOnline)
         return modSMC::disabledStatus;
-    return reply.size() > 2 ? modSMC::StatusOf(reply) : qint16{0};
+    return modSMC::HoldsStatus(reply) ? modSMC::StatusOf(reply) : qint16{0};
 }
 
 void showPolling(int spinner, bool barAfter)
@@ -55,8 +55,6 @@ void showPolling(int spinner, bool barAfter)
 class StartWatch
 {
 public:
-    explicit StartWatch(const ScanParameters& scan) : m_shortestTime(scan.numberOfPoints * scan.counterTime) {}
-    void started() { m_startedAt = modTools::timeGetTime(); }
     void polled(const QString& reply)
     {
         if (!modSMC::HoldsStatus(reply))
@@ -71,13 +69,9 @@ public:
         const bool lost = modCOM::MCComm().losses() != m_losses;
         return m_seenBusy || state().stoppedByHand || !flags().smcOnline || (!lost && !m_silent);
     }
-    bool mayHaveRun() const { return secondsSince(m_startedAt) >= m_shortestTime; }
-    bool cheap() const { return m_shortestTime < cheapScan; }
 
 private:
-    double m_shortestTime; // s
     quint32 m_losses = modCOM::MCComm().losses();
-    quint32 m_startedAt = modTools::timeGetTime();
     bool m_silent = false;
     bool m_seenBusy = false;
 };
@@ -134,6 +128,7 @@ void note(const QString& text)
 {
     modTools::WriteLog(true, text);
     frontPanel().setPanel(statusPanel, text);
+    Notices::show(QStringLiteral("scan"), text + u'.');
 }
 
 bool lineIsThere(const Options& options)
@@ -143,8 +138,8 @@ bool lineIsThere(const Options& options)
     return modSMC::AwaitLine(longestLineWait, [&options] { return goesOn(options); });
 }
 
-/// What a poll's end means for the scan; nothing when the scan has to be sent again.
-std::optional<Result> outcome(PollResult polled, const StartWatch& watch, const Options& options)
+/// What a poll's end means for the scan.
+Result outcome(PollResult polled, const StartWatch& watch, const Options& options)
 {
     const bool runs = goesOn(options);
     if (polled == PollResult::Busy && runs)
@@ -157,7 +152,8 @@ std::optional<Result> outcome(PollResult polled, const StartWatch& watch, const 
         return polled == PollResult::Busy ? Result::Busy : Result::Silent;
     if (watch.confirmed())
         return Result::Counted;
-    return watch.mayHaveRun() && !watch.cheap() ? std::optional(Result::NotStarted) : std::nullopt;
+    note(QStringLiteral("SMC: nothing shows that the scan was started, its counts are looked at"));
+    return Result::Doubtful;
 }
 
 /// Sends and starts the program. False when the line was lost before the last line, which is then not sent, or the operator broke off.
@@ -175,7 +171,7 @@ bool sendProgram(const ScanParameters& scan, const Options& options)
 /// Sends the program and waits for its end; nothing when it has to be sent again.
 std::optional<Result> tryOnce(const ScanParameters& scan, const Options& options)
 {
-    StartWatch watch(scan);
+    StartWatch watch;
     const bool sent = sendProgram(scan, options);
     if (!goesOn(options))
         return Result::BrokenOff;
@@ -185,7 +181,6 @@ std::optional<Result> tryOnce(const ScanParameters& scan, const Options& options
         return std::nullopt;
     if (options.started)
         options.started();
-    watch.started();
     BeginProgress(scan);
     const PollResult polled = poll(options, &watch);
     return outcome(polled, watch, options);
@@ -260,7 +255,7 @@ Result Measure(const ScanParameters& scan, const Options& options)
         std::optional<Result> result = options.unattended ? standStill(options) : std::nullopt;
         if (!result)
             result = tryOnce(scan, options);
-        if (result == Result::Counted) {
+        if (result == Result::Counted || result == Result::Doubtful) {
             End();
             CompleteProgress();
         }
@@ -274,6 +269,6 @@ Result Measure(const ScanParameters& scan, const Options& options)
 
 double LongestTime(const ScanParameters& scan)
 {
-    return 2 * ExpectedTime(scan, scan.counterTime) + 600;
+    return 2 * RealTime(scan, scan.counterTime) + 600;
 }
 } // namespace ScanRun

@@ -46,6 +46,11 @@ QString pointsText(qint32 done)
 
 double ExpectedTime(const ScanParameters& parameters, double counterTime)
 {
+    return configuration().general.onThisInstrument(RealTime(parameters, counterTime));
+}
+
+double RealTime(const ScanParameters& parameters, double counterTime)
+{
     return parameters.numberOfPoints * (counterTime + secondsFor(parameters.step, configuration().general.scanSpeed));
 }
 
@@ -56,8 +61,9 @@ void BeginProgress(const ScanParameters& parameters)
     const double half = flags().goniometerType == 1 ? 0.5 : 1;
     State& run = state();
     run.points = parameters.numberOfPoints;
-    run.perPoint = parameters.counterTime + secondsFor(parameters.step, speeds.scanSpeed);
-    run.positioning = run.axis1Position ? secondsFor(parameters.start * half - *run.axis1Position, speeds.slewSpeed * half) : 0;
+    run.perPoint = speeds.onThisInstrument(parameters.counterTime + secondsFor(parameters.step, speeds.scanSpeed));
+    run.positioning =
+        run.axis1Position ? speeds.onThisInstrument(secondsFor(parameters.start * half - *run.axis1Position, speeds.slewSpeed * half)) : 0;
     run.axis1Position = parameters.stop * half;
     run.startedAt = modTools::timeGetTime();
     run.progressRunning = true;

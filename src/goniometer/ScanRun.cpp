@@ -5,6 +5,7 @@
 #include "core/Configuration.h"
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
+#include "core/Notices.h"
 #include "core/Operation.h"
 #include "core/Prompts.h"
 #include "core/ScanData.h"
@@ -25,6 +26,7 @@ constexpr int datePanel = 2;
 constexpr int readyTries = 3;
 constexpr double longestLineWait = 600; // s
 constexpr double shortLineWait = 10;    // s
+constexpr quint32 stillBusy = 5000;     // ms
 const QString startTitle = QStringLiteral("Start scan");
 const QString runTitle = QStringLiteral("Data acquisition");
 const QString notReady = QStringLiteral("SMC not ready...");
@@ -72,6 +74,7 @@ bool confirm(const QString& text, Prompts::Icon icon)
 void enterRunningState(ScanRecord& scan)
 {
     state().readBackOnAbort = false;
+    Notices::take(QStringLiteral("scan"));
     frontPanel().focusFirst();
     Begin(scan);
 }
@@ -97,11 +100,24 @@ void forgetScan(ScanRecord scan, qint32 points)
 
 void tellNotStarted()
 {
+    Notices::take(QStringLiteral("scan"));
     showMessage(startTitle,
                 QStringLiteral("The start of the scan could not be confirmed, so nothing was read.") + lineBreak + lineBreak +
                     QStringLiteral("Please check the goniometer controller and its line, then start again. The counts in the controller, "
                                    "which 'Get RAM Data' reads, can be those of an earlier scan."),
                 Prompts::Icon::Exclamation);
+}
+
+/// Nothing showed that the scan was started; before anything is measured again its counts are looked at.
+void readInDoubt(const Operation& run)
+{
+    if (ReadBack(true))
+        Notices::show(QStringLiteral("scan"),
+                      QStringLiteral("The start of the last scan was not confirmed by the goniometer controller. The "
+                                     "counts that it holds are as many as the scan has points and were taken for "
+                                     "it."));
+    else if (!run.isCancelled() && !flags().closing)
+        tellNotStarted();
 }
 
 void measure(const Operation& run, const ScanRecord& scan)
@@ -120,6 +136,8 @@ void measure(const Operation& run, const ScanRecord& scan)
         tellNotStarted();
     else if (result == Result::Counted)
         ReadBack();
+    else if (result == Result::Doubtful)
+        readInDoubt(run);
 }
 
 /// The scan to be measured; nothing when it may not be, or the operator does not want it.
@@ -131,12 +149,21 @@ std::optional<ScanRecord> askedFor()
         return std::nullopt;
     }
     const ScanRecord scan = PanelScan();
+    if (!Refusal().isEmpty()) {
+        TellMissingAxis();
+        frontPanel().setPanel(filePanel, QStringLiteral("No scan was started: the controller has one axis"));
+        return std::nullopt;
+    }
     if (!modSMC::SMCIsReady()) {
         if (!flags().closing)
             showMessage(startTitle, notReady);
         return std::nullopt;
     }
-    if (std::abs(scan.parameters.start - scan.parameters.stop) < 0.001 || !confirmStart())
+    if (std::abs(scan.parameters.start - scan.parameters.stop) < 0.001) {
+        frontPanel().setPanel(filePanel, QStringLiteral("Nothing to measure: start and stop are the same"));
+        return std::nullopt;
+    }
+    if (!confirmStart())
         return std::nullopt;
     return scan;
 }
@@ -192,6 +219,7 @@ bool awaitReady(const Operation::Watch& watch)
 {
     const bool run = Operation::anyRun();
     const auto goOn = [&watch] { return !watch.brokenOff(); };
+    const quint32 since = modTools::timeGetTime();
     for (int tries = run ? readyTries : 1; tries > 0 && goOn();) {
         modSMC::AwaitLine(linePatience(), goOn);
         const std::optional<qint16> status = modSMC::AskStatus(tries == 1 ? modSMC::reportTimeout : modSMC::silent);
@@ -201,9 +229,13 @@ bool awaitReady(const Operation::Watch& watch)
             --tries;
             continue;
         }
-        if (!run || !state().stopping)
+        if (!run)
             return false;
-        if (!keepStopping()) {
+        if (!state().stopping) {
+            // It has just been idle: it may still tidy up behind its program.
+            if (modTools::timeGetTime() - since >= stillBusy)
+                return false;
+        } else if (!keepStopping()) {
             tellStillBusy();
             return false;
         }
@@ -269,19 +301,32 @@ void End()
         state().last.end = modTools::currentDateTime();
 }
 
-bool ReadBack()
+QString Refusal()
+{
+    return modSMC::state().axesMissing
+               ? QStringLiteral("The settings say Theta-2-Theta, but the goniometer controller has only one axis. No scan is started.")
+               : QString();
+}
+
+void TellMissingAxis()
+{
+    Notices::show(
+        {QStringLiteral("axes"), Refusal(), {{QStringLiteral("Measure with axis 1 alone"), [] { modSMC::state().axesMissing = false; }}}});
+}
+
+bool ReadBack(bool onlyWhole)
 {
     // An abort inside the box of the check has read the counts itself, or was told not to.
     const Operation::Watch watch;
     const ScanRecord scan = PanelScan();
-    if (watch.brokenOff() || !ReadIntoMemory(scan).taken())
+    if (watch.brokenOff() || !ReadIntoMemory(scan, onlyWhole).taken())
         return false;
     scanData().plot(frontPanel().number(Field::ScanStart), frontPanel().number(Field::ScanStop), frontPanel().number(Field::ScanStep),
                     scanData().maximum);
     return true;
 }
 
-Reading ReadBack(const ScanRecord& scan, const std::function<void()>& begins)
+Reading ReadBack(const ScanRecord& scan, const std::function<void()>& begins, bool onlyWhole)
 {
     using Outcome = Reading::Outcome;
     const Operation::Watch watch;
@@ -297,8 +342,9 @@ Reading ReadBack(const ScanRecord& scan, const std::function<void()>& begins)
         begins();
     Reading reading{Outcome::Taken, -1, scan};
     reading.scan.resize(scan.parameters.numberOfPoints);
-    const modSMC::Transfer transfer = modSMC::SMCReadScanData(reading.scan, linePatience());
+    const modSMC::Transfer transfer = modSMC::SMCReadScanData(reading.scan, linePatience(), onlyWhole);
     reading.received = transfer.received;
+    reading.scan.simulated = !flags().smcOnline;
     if (watch.brokenOff())
         reading.outcome = Outcome::BrokenOff;
     else if (transfer.maximum < 0)
@@ -308,7 +354,7 @@ Reading ReadBack(const ScanRecord& scan, const std::function<void()>& begins)
     return reading;
 }
 
-Reading ReadIntoMemory(const ScanRecord& scan)
+Reading ReadIntoMemory(const ScanRecord& scan, bool onlyWhole)
 {
     using Outcome = Reading::Outcome;
     struct Memory
@@ -318,12 +364,13 @@ Reading ReadIntoMemory(const ScanRecord& scan)
         bool saved = flags().dataSaved;
     };
     std::optional<Memory> before;
-    const Reading reading = ReadBack(scan, [&] {
+    const auto begins = [&] {
         frontPanel().focusFirst();
         frontPanel().setPointer(FrontPanel::Pointer::Hourglass);
         before.emplace();
         forgetScan(scan, scan.parameters.numberOfPoints);
-    });
+    };
+    const Reading reading = ReadBack(scan, begins, onlyWhole);
     if (!before)
         return reading;
     if (reading.outcome == Outcome::Nothing) {

@@ -40,6 +40,12 @@ struct State
 };
 State& state();
 
+/// Why no scan is measured; empty: nothing is in the way. The settings say Theta-2-Theta and the controller has one axis: what axis 1 alone
+/// counts stands at other angles.
+QString Refusal();
+/// That, as a message bar with the button "Measure with axis 1 alone".
+void TellMissingAxis();
+
 /// The click of mnuMeasStartAcquisition: starts a run and returns when it has ended, or, while one is active, asks whether to abort it. The
 /// abort runs inside the waits of the start; they share nothing but the operation. Nothing starts inside another operation that
 /// uses the controller. A scan whose start could not be confirmed is said to be so in a box, and nothing is read: counts of an
@@ -49,7 +55,7 @@ void Start();
 /// Reads the counts that are in the controller, as a scan of what the fields say (mnuExtrasSMCGetRAMData, and the end of every run), and
 /// asks for the plot. The fields are checked first, so the number of points can differ from the run's when the range was shortened. True
 /// when the scan is in memory; otherwise as ReadIntoMemory.
-bool ReadBack();
+bool ReadBack(bool onlyWhole = false);
 
 // --- from here on in values
 
@@ -79,11 +85,12 @@ struct Reading
 
 /// Reads the counts of a scan with these parameters. Refused with "SMC not ready..." while the controller works; while a scan or a profile
 /// runs, an unanswered query is repeated before that, a line that is down is waited for, and a controller that an abort has stopped gets
-/// its time to stop. `begins` is called before the transfer.
-Reading ReadBack(const ScanRecord& scan, const std::function<void()>& begins = {});
+/// its time to stop; a scan that has just ended is asked for 5 s. `begins` is called before the transfer. `onlyWhole`: in doubt whether
+/// the counts are this scan's, nothing but all its points is taken, and nothing is asked.
+Reading ReadBack(const ScanRecord& scan, const std::function<void()>& begins = {}, bool onlyWhole = false);
 /// The same; what was taken is the scan in memory then (Flags::dataPresent), not yet drawn. When nothing was received, the scan that was in
 /// memory before stays; after a refused question its points are zero and Flags::dataPresent is clear.
-Reading ReadIntoMemory(const ScanRecord& scan);
+Reading ReadIntoMemory(const ScanRecord& scan, bool onlyWhole = false);
 
 /// The lines of the counting program for these parameters, goniometer type (Flags::goniometerType) and speeds [controller units].
 QStringList CountingProgram(const ScanParameters& parameters, int goniometerType, qint32 slewSpeed, qint32 scanSpeed);
@@ -120,8 +127,8 @@ struct Options
 
 enum class Result {
     Counted,    ///< the controller has measured this scan and stands still: its counts can be read back
-    NotStarted, ///< the counting program could not be sent, or nothing shows that it has run; what the controller holds may be an older
-                ///< scan
+    Doubtful,   ///< the program was started, and nothing shows that it has run: counts in the right number are this scan's
+    NotStarted, ///< the counting program could not be sent; what the controller holds may be an older scan
     Silent,     ///< nothing came for the time given
     Busy,       ///< the controller did not become idle in the time given; it was told to stop
     BrokenOff,  ///< by goOn or the end of the program
@@ -130,10 +137,9 @@ enum class Result {
 /// One scan, without the read-back: sends and starts the counting program, shows the progress and waits for the end.
 ///
 /// The scan counts as started when a busy status came after the start, or when the controller is idle at the first poll and the line was
-/// never lost or silent since the first line was sent (a very short scan). A line that is lost before the program is started is waited for,
-/// up to ten minutes, and the program is sent again. A controller that is found idle in any other case did not measure this scan, or nobody
-/// can tell: a scan that cannot have ended yet, or lasts less than ten minutes, is sent again, up to three times in all, a longer one is
-/// given up (NotStarted), so that its counts stay in the controller if it did run.
+/// never lost or silent since the first line was sent (a very short scan). A line that is lost before "START:;" was written whole is waited
+/// for, up to ten minutes, and the program is sent again, three times in all. Nothing else leads to that: it would erase finished counts. A
+/// controller that is found idle in any other case may have measured this scan (Doubtful).
 Result Measure(const ScanParameters& scan, const Options& options);
 
 /// Bound for a scan that nobody watches [s]: twice the expected time and ten minutes.
@@ -143,8 +149,10 @@ double LongestTime(const ScanParameters& scan);
 /// is still busy is told again, by the polling or by the read-back, for 30 s.
 void StopController();
 
-/// How long a scan with these parameters and that counter time [s] takes, without the positioning move [s].
+/// How long a scan with these parameters and that counter time [s] takes, without the positioning move [s]: on this instrument, which may
+/// be a faster, virtual one, and on a real one.
 double ExpectedTime(const ScanParameters& parameters, double counterTime);
+double RealTime(const ScanParameters& parameters, double counterTime);
 
 /// Starts the progress display of a scan: ProgressBar1 and panel 4, refreshed by ExposureTimer from then on. Call it when the counting
 /// program has been started. The time of the positioning move is estimated from where axis 1 was last seen; unknown, it counts 0.

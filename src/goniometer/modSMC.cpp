@@ -13,6 +13,8 @@
 #include "serial/SerialChannel.h"
 #include "serial/modCOM.h"
 
+#include <QRegularExpression>
+
 #include <algorithm>
 #include <limits>
 #include <utility>
@@ -24,6 +26,12 @@ const QString closingLine = QStringLiteral("CEND;");
 constexpr int transferTries = 3;
 constexpr quint32 longestRest = 300000; // ms
 constexpr float lineRound = 0.2F;       // s
+constexpr int checkRetries = 2;
+constexpr int presenceTries = 3;
+constexpr float restOfReply = 0.5F;      // s
+constexpr quint32 longestBabble = 20000; // ms
+constexpr int progressInterval = 500;    // ms
+constexpr int progressPanel = 4;
 
 /// Beginnings of the commands after which an axis need not stand where it stood.
 const QStringList movingCommands{QStringLiteral("START:"), QStringLiteral("REF;"), QStringLiteral("Q;"), QStringLiteral("ROFS"),
@@ -98,7 +106,7 @@ QString query(const QString& command, qint16 messageSwitch = reportTimeout, bool
 
 QString valueText(const QString& reply)
 {
-    return reply.sliced(reply.indexOf(u':') + 1);
+    return reply.sliced(reply.indexOf(u':') + 1).trimmed();
 }
 
 QString withoutLineEnds(QString text)
@@ -124,18 +132,20 @@ QString checkText()
         .join(lineEnd);
 }
 
-Prompts::Button askWhatToDo()
+/// `tries`: how often the controller has been asked.
+Prompts::Button askWhatToDo(int tries)
 {
     Prompts::Message message;
     message.title = QStringLiteral("SMC Check");
     message.text = checkText();
     message.buttons = Prompts::Buttons::AbortRetryIgnore;
     message.defaultButton = 2;
-    message.goesOn = message.safe = message.unattended = Prompts::Button::Ignore;
+    message.safe = message.unattended = Prompts::Button::Ignore;
+    message.goesOn = tries <= checkRetries ? Prompts::Button::Retry : Prompts::Button::Ignore;
     return prompts().message(message);
 }
 
-bool continueAnyway(qint32 received)
+bool continueAnyway(qint32 received, qint32 wanted)
 {
     Prompts::Message message;
     message.title = QStringLiteral("Scan Data Transfer");
@@ -145,15 +155,81 @@ bool continueAnyway(qint32 received)
     message.buttons = Prompts::Buttons::YesNo;
     message.defaultButton = 2;
     message.safe = Prompts::Button::No;
-    // Without a person a scan that ends early is taken, but zeros that nobody counted are not.
-    message.goesOn = message.unattended = received > 0 ? Prompts::Button::Yes : Prompts::Button::No;
+    // Without a person a scan that ends early is taken, but neither zeros that nobody counted nor more than was asked for.
+    message.goesOn = message.unattended = received > 0 && received < wanted ? Prompts::Button::Yes : Prompts::Button::No;
     return prompts().message(message) == Prompts::Button::Yes;
 }
 
+/// What still comes as the answer to an earlier question is no count: the line has to be quiet for one RxTimer interval.
+void awaitQuiet(const Operation::Watch& watch)
+{
+    const int interval = modCOM::RxTimer().interval();
+    const quint32 start = modTools::timeGetTime();
+    for (bool quiet = interval <= 0 || modCOM::MCComm().isDown();
+         !quiet && !watch.brokenOff() && modTools::timeGetTime() - start < longestBabble;) {
+        const qsizetype before = modCOM::smcReception().receiveText.size();
+        modTools::Delay(static_cast<float>(interval) / 1000, true);
+        modCOM::MCComm().fetch();
+        quiet = modCOM::smcReception().receiveText.size() == before;
+    }
+}
+
+/// Shows how much of a transfer has come; what was shown before comes back.
+class TransferProgress
+{
+public:
+    explicit TransferProgress(qint32 wanted) : m_wanted(wanted)
+    {
+        m_timer.setInterval(progressInterval);
+        QObject::connect(&m_timer, &modTools::Timer::tick, &m_timer, [this] { show(); });
+        m_timer.setEnabled(true);
+    }
+    ~TransferProgress()
+    {
+        m_timer.setEnabled(false);
+        frontPanel().setPanel(progressPanel, m_panel);
+        frontPanel().setProgress(m_percent);
+    }
+    Q_DISABLE_COPY_MOVE(TransferProgress)
+
+private:
+    void show()
+    {
+        // What comes after a pause is a text of its own, and begins at 0 again.
+        m_points = qMax(m_points, ReceivedPoints(modCOM::smcReception().receiveText) + 1);
+        frontPanel().setPanel(progressPanel, QStringLiteral("reading ") + NumberText::General(m_points) + QStringLiteral(" of ") +
+                                                 NumberText::General(m_wanted) + QStringLiteral(" points"));
+        frontPanel().setProgress(static_cast<int>(qMin<qint64>(99, qint64{100} * m_points / qMax(m_wanted, 1))));
+    }
+
+    qint32 m_points = 0;
+    qint32 m_wanted;
+    QString m_panel = frontPanel().panel(progressPanel);
+    int m_percent = frontPanel().progress();
+    modTools::Timer m_timer{"TransferProgress"};
+};
+
+/// A line with a ":" is the late answer to another question.
+QString withoutLateReplies(const QString& transfer)
+{
+    if (!transfer.contains(u':'))
+        return transfer;
+    QStringList lines = transfer.split(lineEnd);
+    lines.removeIf([](const QString& line) {
+        if (line.contains(u':'))
+            modTools::WriteLog(true, QStringLiteral("SMC: no count, but a late reply: ") + line);
+        return line.contains(u':');
+    });
+    return lines.join(lineEnd);
+}
+
 /// The reply to "?CNT;", asked for again while it is not whole.
-QString transferCounts(const Operation::Watch& watch, double linePatience)
+QString transferWhole(const Operation::Watch& watch, double linePatience)
 {
     for (int tries = 1;; ++tries) {
+        awaitQuiet(watch);
+        if (watch.brokenOff())
+            return {};
         const QString reply = query(QStringLiteral("?CNT;"), tries < transferTries ? silent : reportTimeout, true);
         if (watch.brokenOff() || hasClosingLine(reply) || tries == transferTries)
             return tries > 1 ? firstAnswer(reply) : reply;
@@ -161,6 +237,19 @@ QString transferCounts(const Operation::Watch& watch, double linePatience)
             return reply;
         modTools::WriteLog(true, QStringLiteral("SMC: the counts did not come whole, transfer ") + NumberText::General(qint32{tries + 1}));
     }
+}
+
+/// The same; more counts than were asked for are read once more when nobody is there to be asked about them.
+QString transferCounts(qint32 wanted, const Operation::Watch& watch, double linePatience)
+{
+    const TransferProgress progress(wanted);
+    QString counts = withoutLateReplies(transferWhole(watch, linePatience));
+    const bool attended = prompts().attended() && !Operation::anyUnattended();
+    if (attended || watch.brokenOff() || ReceivedPoints(counts) <= wanted)
+        return counts;
+    modTools::WriteLog(true, QStringLiteral("SMC: ") + NumberText::General(ReceivedPoints(counts)) + QStringLiteral(" counts came, not ") +
+                                 NumberText::General(wanted) + QStringLiteral("; they are read once more"));
+    return withoutLateReplies(transferWhole(watch, linePatience));
 }
 
 /// One line of a transfer as a count; 0 when it does not fit 32 bits.
@@ -210,6 +299,31 @@ private:
     const char16_t* m_end;
 };
 
+qint16 axesIn(const QString& presence)
+{
+    return static_cast<qint16>(qMin<qsizetype>(presence.count(u':'), std::numeric_limits<qint16>::max()));
+}
+
+/// The reply to "?S;". One with fewer axes than are needed may have been cut: it is listened for a little longer, and asked for again when
+/// more comes, or when it does not end with a whole item.
+QString presenceReply(qint16 axesNeeded)
+{
+    static const QRegularExpression wholeItems(QStringLiteral("^(?:\\s*[^:\\s]*\\s*:\\s*[+-]?\\d+[;,]?)+\\s*$"));
+    for (int tries = 1;; ++tries) {
+        const QString reply = query(QStringLiteral("?S;"));
+        const qint16 axes = axesIn(reply);
+        if (axes == 0 || axes >= axesNeeded || tries == presenceTries || flags().closing)
+            return reply;
+        const qsizetype before = modCOM::smcReception().receiveText.size();
+        modTools::Delay(restOfReply, true);
+        modCOM::MCComm().fetch();
+        const bool more = modCOM::smcReception().receiveText.size() != before;
+        if (!more && wholeItems.match(reply).hasMatch())
+            return reply;
+        modTools::WriteLog(true, QStringLiteral("SMC: a presence reply that was cut: ") + withoutLineEnds(reply));
+    }
+}
+
 } // namespace
 
 State& state()
@@ -254,18 +368,18 @@ QString SMCReceive(qint16 messageSwitch)
     return std::exchange(reception.receiveText, QString());
 }
 
-qint16 SMCCheck()
+qint16 SMCCheck(qint16 axesNeeded)
 {
     QString reply;
     qint16 axes = 0;
-    for (;;) {
-        reply = query(QStringLiteral("?S;"));
-        axes = static_cast<qint16>(qMin<qsizetype>(reply.count(u':'), std::numeric_limits<qint16>::max()));
+    for (int tries = 1;; ++tries) {
+        reply = presenceReply(axesNeeded);
+        axes = axesIn(reply);
         if (axes != 0)
             break;
         if (flags().closing)
             return 0;
-        switch (askWhatToDo()) {
+        switch (askWhatToDo(tries)) {
         case Prompts::Button::Retry:
             continue;
         case Prompts::Button::Abort:
@@ -308,8 +422,9 @@ std::optional<qint16> AskStatus(qint16 messageSwitch)
 
 bool HoldsStatus(const QString& reply)
 {
-    const qsizetype colon = reply.indexOf(u':');
-    return colon >= 0 && colon + 1 < reply.size() && reply[colon + 1] >= u'0' && reply[colon + 1] <= u'9';
+    static const QRegularExpression digitsAlone(QStringLiteral("^\\d+$"));
+    const QString value = valueText(reply);
+    return reply.contains(u':') ? !value.isEmpty() && value[0] >= u'0' && value[0] <= u'9' : digitsAlone.match(value).hasMatch();
 }
 
 qint16 StatusOf(const QString& reply)
@@ -339,18 +454,23 @@ QString SMCGetVersion()
     return withoutLineEnds(query(QStringLiteral("?V;"))).trimmed();
 }
 
-Transfer SMCReadScanData(ScanRecord& scan, double linePatience)
+Transfer SMCReadScanData(ScanRecord& scan, double linePatience, bool onlyWhole)
 {
     if (disabled())
         return {0, 0};
     const Operation::Watch watch;
-    const QString reply = transferCounts(watch, linePatience);
+    const qint32 wanted = scan.parameters.numberOfPoints;
+    const QString reply = transferCounts(wanted, watch, linePatience);
     if (watch.brokenOff())
         return {};
     Transfer transfer;
     transfer.received = ReceivedPoints(reply);
-    if (transfer.received == scan.parameters.numberOfPoints || continueAnyway(transfer.received))
-        transfer.maximum = StoreCounts(reply, scan);
+    if (transfer.received != wanted && (onlyWhole || !continueAnyway(transfer.received, wanted)))
+        return transfer;
+    if (onlyWhole && std::exchange(state().lastTransfer, reply) == reply)
+        return transfer;
+    state().lastTransfer = reply;
+    transfer.maximum = StoreCounts(reply, scan);
     return transfer;
 }
 

@@ -22,6 +22,8 @@ struct State
     qint16 numberOfAxes = 0;             ///< result of SMCCheck, stored by start-up
     QString firmwareText;                ///< version reply without line breaks; "n.a." after an ignored presence check
     std::unique_ptr<Operation> leftOver; ///< a program that was running when the program was started; broken off as a scan is
+    bool axesMissing = false;            ///< the settings say Theta-2-Theta, and it has one axis: no scan is started
+    QString lastTransfer;                ///< counts that were taken last, as they came: whoever reads the same again reads an old scan
     qint32 maximumCount = 0;             ///< largest count of the last read-back, -1 when the operator refused it
 };
 State& state();
@@ -47,10 +49,11 @@ void AbandonQuery();
 /// was complete before the call is returned at once. A second caller that waits inside the first one's wait shares text and switch with it.
 QString SMCReceive(qint16 messageSwitch);
 
-/// Presence check at start-up: the number of axes, the ":" of the reply to "?S;". Without any it shows the box "SMC Check": Abort ends the
-/// program, Retry asks again, Ignore returns 0, which means that there is no controller. Otherwise stores the firmware text; a controller
+/// Presence check at start-up: the number of axes, the ":" of the reply to "?S;". A reply with fewer axes than `axesNeeded` is asked for
+/// again, three times in all, when it was cut. Without any axis it shows the box "SMC Check": Abort ends the program, Retry asks again
+/// (--yes does so twice), Ignore returns 0, which means that there is no controller. Otherwise stores the firmware text; a controller
 /// that still runs a program is an operation of its own (State::leftOver) and turns the start entry into "Abort Data Acquisition".
-qint16 SMCCheck();
+qint16 SMCCheck(qint16 axesNeeded = 1);
 
 /// True when axis 1 is idle, and always in the simulation state.
 bool SMCIsReady();
@@ -59,9 +62,9 @@ bool SMCIsReady();
 qint16 SMCGetAxisStatus(qint16 axis);
 /// Asks once for the status of axis 1; nothing when no reply with a number came. `messageSwitch` as for SMCReceive.
 std::optional<qint16> AskStatus(qint16 messageSwitch);
-/// Whether a reply to "?Sn;" holds a status: a ":" and a digit behind it.
+/// Whether a reply to "?Sn;" holds a status: a number after its first ":", or nothing but a number.
 bool HoldsStatus(const QString& reply);
-/// The status in a reply to "?Sn;": the whole number after its first ":".
+/// The status in a reply to "?Sn;": the whole number after its first ":", without one the whole reply; blanks may stand before it.
 qint16 StatusOf(const QString& reply);
 
 /// Position of an axis (1, 2) in degrees, to 3 decimals; 0 in the simulation state.
@@ -83,9 +86,12 @@ struct Transfer
 /// was aborted or the program closed meanwhile. In the simulation state both values are 0. A reply of any length is walked once.
 ///
 /// A transfer without its closing line is not taken as it stands: what still comes is joined to it, and if the closing line is missing
-/// then, the transfer is asked for again, three times in all, noted in the log. Only the last one reports a silent controller.
-/// `linePatience` [s]: how long a line that is down is waited for before the transfer is asked for again.
-Transfer SMCReadScanData(ScanRecord& scan, double linePatience = 0);
+/// then, the transfer is asked for again, three times in all, noted in the log. Only the last one reports a silent controller. Before each
+/// the line has to be quiet, and lines with a ":" in it are late replies, which are dropped and logged. More counts than the number of
+/// points are read once more when nobody can be asked about them, and not taken then.
+/// `linePatience` [s]: how long a line that is down is waited for before the transfer is asked for again. `onlyWhole`: nothing is asked;
+/// any other number of counts than the parameters', and a transfer that is the one before once more, is not taken.
+Transfer SMCReadScanData(ScanRecord& scan, double linePatience = 0, bool onlyWhole = false);
 
 /// Number of counts in a transfer: its line ends less one for the closing line; -1 for an empty text.
 qint32 ReceivedPoints(QStringView reply);

@@ -82,6 +82,14 @@ Chart2d::Chart2d(QWidget* parent) : QCustomPlot(parent)
     m_hint->position->setCoords(0.5, 0.45);
     m_hint->setTextAlignment(Qt::AlignCenter);
 
+    m_mark = new QCPItemText(this);
+    m_mark->setObjectName(u"mark"_qs);
+    m_mark->position->setType(QCPItemPosition::ptAxisRectRatio);
+    m_mark->position->setCoords(0.5, 0.02);
+    m_mark->setPositionAlignment(Qt::AlignHCenter | Qt::AlignTop);
+    m_mark->setPadding(QMargins(8, 3, 8, 3));
+    m_mark->setVisible(false);
+
     // The selection mode is read after mousePress: Shift turns this one drag into a zoom.
     connect(this, &QCustomPlot::mousePress, this, [this](QMouseEvent* event) {
         const bool zooms = event->button() == Qt::LeftButton && event->modifiers().testFlag(Qt::ShiftModifier) && !isEmpty();
@@ -149,6 +157,18 @@ void Chart2d::setHint(const QString& text)
     m_hint->setText(text);
     if (isEmpty())
         replot(rpQueuedReplot);
+}
+
+void Chart2d::setMark(const QString& text)
+{
+    m_mark->setText(text);
+    m_mark->setVisible(!text.isEmpty());
+    replot(rpQueuedReplot);
+}
+
+QString Chart2d::mark() const
+{
+    return m_mark->text();
 }
 
 QString Chart2d::howToBegin()
@@ -278,6 +298,10 @@ void Chart2d::applyColours(const QPalette& palette)
     selectionRect()->setBrush(fill);
     m_hint->setColor(Look::between(palette, 0.7));
     m_hint->setFont(axisFont);
+    m_mark->setColor(text);
+    m_mark->setPen(QPen(text, 1));
+    m_mark->setBrush(palette.color(QPalette::Base));
+    m_mark->setFont(axisFont);
     if (m_header != nullptr) {
         m_header->setTextColor(text);
         m_header->setFont(axisFont);

@@ -30,6 +30,10 @@ public:
     void setHeader(const QString& text);
     QString header() const;
 
+    /// Stands in the chart as long as it is not empty, in pictures of it as well; an empty text takes it away.
+    void setMark(const QString& text);
+    QString mark() const;
+
     /// Draws counts over angles, both axes over the given full ranges. An empty intensity range 0..0 is drawn as 0..1.
     void draw(const QVector<double>& angles, const QVector<double>& counts, double start, double stop, double yMinimum, double yMaximum);
     bool isEmpty() const { return m_angles.isEmpty(); }
@@ -82,6 +86,7 @@ private:
 
     QCPTextElement* m_header = nullptr;
     QCPItemText* m_hint = nullptr;
+    QCPItemText* m_mark = nullptr;
     QMenu* m_menu = nullptr;
     QVector<double> m_angles;
     QVector<double> m_counts;

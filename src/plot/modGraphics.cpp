@@ -44,6 +44,7 @@ void Plot2D(const QString& title, double start, double stop, double, qint32 yMax
     if (theChart != nullptr) {
         if (!title.isEmpty())
             theChart->setHeader(title);
+        theChart->setMark(scanData().markText());
         theChart->draw(scanData().angles(), scanData().counts(), start, stop, yMinimum, yMaximum);
     }
     flags().busy = before;

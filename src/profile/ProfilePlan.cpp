@@ -32,7 +32,7 @@ constexpr qsizetype columnGap = 2; // blanks between the columns of the list
 /// Expected time from the setpoint to the steady temperature [s].
 double settlingTime(double from, double to, double ramp)
 {
-    return Temperature::active().settlingTime(from, to, ramp);
+    return configuration().general.onThisInstrument(Temperature::active().settlingTime(from, to, ramp));
 }
 
 double scanTime(const Row& row)
@@ -268,6 +268,7 @@ double TimeLeft(qsizetype index)
     const double scan = scanTime(row);
     switch (row.phase) {
     case Phase::Pending:
+    case Phase::Paused:
         return row.estimate;
     case Phase::Setpoint:
     case Phase::Settling:

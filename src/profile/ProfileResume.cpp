@@ -9,6 +9,8 @@
 
 #include <QCryptographicHash>
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 using namespace ProfileRun::Parts;
 using Field = FrontPanel::Field;
@@ -23,6 +25,17 @@ QByteArray profileMark(const QString& sample)
     hash.addData(sample.toUtf8());
     return hash.result().toHex();
 }
+
+/// What the run of this profile and sample that was broken off has written; empty: there is none.
+QStringList stateLines()
+{
+    QStringList lines;
+    const QString path = configuration().general.autoSave ? ProfileRun::StateFile() : QString();
+    const QByteArray mark = profileMark(frontPanel().text(Field::txtFileName));
+    if (path.isEmpty() || TProfile::ReadLines(path, &lines) != 0 || lines.value(0) != u"profile="_s + QString::fromLatin1(mark))
+        return {};
+    return lines;
+}
 } // namespace
 
 namespace ProfileRun::Parts {
@@ -31,8 +44,14 @@ void writeState(qsizetype done)
     const QString path = ProfileRun::StateFile();
     if (path.isEmpty() || ProfileRun::state().rehearsal)
         return;
-    if (TProfile::WriteLines(
-            path, {u"profile="_s + QString::fromLatin1(profileMark(ProfileRun::state().sample)), u"done="_s + QString::number(done)}) != 0)
+    QStringList lines{u"profile="_s + QString::fromLatin1(profileMark(ProfileRun::state().sample)), u"done="_s + QString::number(done)};
+    QStringList skipped;
+    for (qsizetype i = 0; i < std::min(done, ProfileRun::state().rows.size()); ++i)
+        if (const auto phase = ProfileRun::state().rows[i].phase; phase != ProfileRun::Phase::Done && phase != ProfileRun::Phase::Earlier)
+            skipped += QString::number(i + 1);
+    if (!skipped.isEmpty())
+        lines += u"skipped="_s + skipped.join(u',');
+    if (TProfile::WriteLines(path, lines) != 0)
         remark(u"The progress could not be written to '"_s + path + u"'."_s);
 }
 
@@ -44,7 +63,11 @@ std::optional<qsizetype> firstRow(const ProfileRun::Options& options)
     if (options.resume)
         return *options.resume ? done : 0;
     const QString text = u"The last run of this profile stopped after step "_s + NumberText::General(qint64{done}) + u". Continue there?"_s;
-    switch (ask(title, text, Prompts::Buttons::YesNoCancel, Prompts::Icon::Question, 1, Prompts::Button::Yes)) {
+    QStringList skipped;
+    for (const qsizetype one : ProfileRun::SkippedBefore())
+        skipped += QString::number(one);
+    const QString details = skipped.isEmpty() ? QString() : u"Skipped, and measured now: step "_s + skipped.join(u", "_s);
+    switch (ask(title, text, Prompts::Buttons::YesNoCancel, Prompts::Icon::Question, 1, Prompts::Button::Yes, details)) {
     case Prompts::Button::Yes:
         return done;
     case Prompts::Button::No:
@@ -83,11 +106,19 @@ QString StateFile()
 
 std::optional<qsizetype> BrokenOffAfter()
 {
-    QStringList lines;
-    const QString path = configuration().general.autoSave ? StateFile() : QString();
-    const QByteArray mark = profileMark(frontPanel().text(Field::txtFileName));
-    if (path.isEmpty() || TProfile::ReadLines(path, &lines) != 0 || lines.value(0) != u"profile="_s + QString::fromLatin1(mark))
+    const QStringList lines = stateLines();
+    if (lines.isEmpty())
         return std::nullopt;
     return lines.value(1).section(u'=', 1).toLongLong();
+}
+
+QList<qsizetype> SkippedBefore()
+{
+    QList<qsizetype> steps;
+    const QString line = stateLines().value(2);
+    if (line.startsWith(u"skipped="_s))
+        for (const QString& step : line.section(u'=', 1).split(u','))
+            steps += step.toLongLong();
+    return steps;
 }
 } // namespace ProfileRun

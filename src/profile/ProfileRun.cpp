@@ -14,6 +14,8 @@
 
 #include <QFile>
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 using namespace ProfileRun::Parts;
 using Field = FrontPanel::Field;
@@ -86,12 +88,20 @@ bool lineIsThere(const SerialChannel& line)
 
 namespace {
 
+/// The row is over.
+void leave(ProfileRun::Phase phase)
+{
+    row().finished = modTools::currentDateTime();
+    enter(phase);
+}
+
 /// One temperature, from the setpoint to the saved file.
 void measure()
 {
     if ((!setSetpoint() || (goesOn() && !settle())) && goesOn()) {
         remark(u"The temperature controller was silent for ten minutes; the step was skipped."_s);
-        enter(ProfileRun::Phase::Skipped);
+        row().silent = true;
+        leave(ProfileRun::Phase::Skipped);
         return;
     }
     if (goesOn())
@@ -102,26 +112,33 @@ void measure()
         frontPanel().refreshEntries();
         if (const std::optional<ScanRecord> scan = acquire()) {
             save(*scan);
-            row().finished = modTools::currentDateTime();
-            enter(row().file.isEmpty() ? ProfileRun::Phase::Skipped : ProfileRun::Phase::Done);
+            leave(row().file.isEmpty() ? ProfileRun::Phase::Skipped : ProfileRun::Phase::Done);
             return;
         }
     }
     if (!goesOn())
         frontPanel().setPanel(3, abortedText);
-    enter(goesOn() ? ProfileRun::Phase::Skipped : ProfileRun::Phase::Aborted);
+    leave(goesOn() ? ProfileRun::Phase::Skipped : ProfileRun::Phase::Aborted);
 }
 
-/// Walks the rows; true when none was broken off.
-bool walk(qsizetype first)
+/// Walks the rows that are still to be measured; `done` are behind the run before. True when none was broken off.
+bool walk(qsizetype done)
 {
     ProfileRun::State& run = ProfileRun::state();
-    for (qsizetype i = first; i < run.rows.size(); ++i) {
+    for (qsizetype i = 0; i < run.rows.size(); ++i) {
+        if (run.rows[i].phase == ProfileRun::Phase::Earlier)
+            continue;
         run.current = static_cast<int>(i);
-        measure();
+        if (run.silentSteps >= mostSilentSteps)
+            awaitController();
+        if (goesOn())
+            measure();
+        else
+            leave(ProfileRun::Phase::Aborted);
+        run.silentSteps = run.rows[i].silent ? run.silentSteps + 1 : 0;
         const bool saved = !run.rows[i].file.isEmpty();
         if (saved || goesOn())
-            writeState(i + 1);
+            writeState(std::max(done, i + 1));
         ProfileReport::Write();
         if (!goesOn())
             return false;
@@ -160,9 +177,15 @@ void abortQuestion()
     modSMC::SMCSend(u"Q;"_s);
     ScanRun::End();
     flags().abort = true;
-    const bool measuring = ProfileRun::state().current >= 0;
-    if (yes(u"Data acquisition"_s, u"Do you want read scan data anyway?"_s) && measuring)
+    // While it is saved, the counts are still in the controller.
+    const bool counting =
+        ProfileRun::state().current >= 0 && (row().phase == ProfileRun::Phase::Acquiring || row().phase == ProfileRun::Phase::Saving);
+    if (!yes(u"Data acquisition"_s, u"Do you want read scan data anyway?"_s))
+        return;
+    if (counting)
         readAndDraw(scanOfStep());
+    else
+        showMessage(u"Data acquisition"_s, u"No scan was running; nothing was read."_s);
 }
 
 /// Claims the goniometer controller for the questions. False when it works, for whomever.
@@ -195,6 +218,10 @@ bool nameIsGiven()
 /// The questions before the editor; false stops.
 bool mayStart(std::optional<Operation>& use, const ProfileRun::Options& options)
 {
+    if (const QString why = ScanRun::Refusal(); !why.isEmpty()) {
+        showMessage(title, why, Prompts::Icon::Exclamation);
+        return false;
+    }
     if (flags().generatorRemote && flags().idlePower)
         showMessage(u"X-Ray generator"_s, u"X-Ray Generator seems to be at idle power."_s + u"\r\n"_s + u"Please adjust power settings."_s,
                     Prompts::Icon::Exclamation);
@@ -268,9 +295,13 @@ void begin(qsizetype first)
     run.comment = frontPanel().text(Field::txtComment);
     run.wayBack = Temperature::active().wayBack();
     run.remarks.clear();
+    run.silentSteps = 0;
+    run.hurried = false;
     ProfileReport::Begin();
+    const QList<qsizetype> skipped = first > 0 ? ProfileRun::SkippedBefore() : QList<qsizetype>();
     for (qsizetype i = 0; i < first; ++i)
-        run.rows[i].phase = ProfileRun::Phase::Earlier;
+        if (!skipped.contains(i + 1))
+            run.rows[i].phase = ProfileRun::Phase::Earlier;
     writeState(first);
 }
 
@@ -278,11 +309,13 @@ void end(bool complete)
 {
     // The abort ends the walk, not the way back of the heaters.
     flags().abort = false;
-    if (!flags().closing)
-        setBack();
+    setBack();
     if (!complete && ProfileRun::state().remarks.isEmpty())
         frontPanel().setPanel(3, abortedText);
-    if (complete && !ProfileRun::state().rehearsal && !ProfileRun::StateFile().isEmpty())
+    const QList<ProfileRun::Row>& rows = ProfileRun::state().rows;
+    const bool skipped =
+        std::any_of(rows.cbegin(), rows.cend(), [](const ProfileRun::Row& row) { return row.phase == ProfileRun::Phase::Skipped; });
+    if (complete && !skipped && !ProfileRun::state().rehearsal && !ProfileRun::StateFile().isEmpty())
         QFile::remove(ProfileRun::StateFile());
     ProfileReport::Write();
     flags().abort = false;
@@ -310,6 +343,8 @@ QString phaseText(Phase phase)
     switch (phase) {
     case Phase::Pending:
         return u"waiting"_s;
+    case Phase::Paused:
+        return u"paused, the controller is silent"_s;
     case Phase::Setpoint:
         return u"setting setpoint"_s;
     case Phase::Settling:
@@ -330,6 +365,12 @@ QString phaseText(Phase phase)
         return u"aborted"_s;
     }
     return {};
+}
+
+void Hurry()
+{
+    state().hurried = true;
+    flags().abort = true;
 }
 
 bool Execute(const Options& options)

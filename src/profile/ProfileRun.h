@@ -16,7 +16,7 @@
 /// The unattended run of a temperature profile: for every temperature the controller is set, a steady temperature awaited, one scan
 /// measured and saved. Nothing that fails in the middle costs the scans already taken.
 namespace ProfileRun {
-enum class Phase { Pending, Setpoint, Settling, Dwelling, Acquiring, Saving, Earlier, Done, Skipped, Aborted };
+enum class Phase { Pending, Paused, Setpoint, Settling, Dwelling, Acquiring, Saving, Earlier, Done, Skipped, Aborted };
 /// "waiting", "setting setpoint", ...
 QString phaseText(Phase phase);
 
@@ -38,7 +38,8 @@ struct Row
     double scatter = 0;
     QString file; ///< name written; empty: none
     qint32 maximumCount = 0;
-    QDateTime finished;
+    QDateTime finished;  ///< or skipped, or broken off
+    bool silent = false; ///< skipped because the temperature controller did not answer
     QStringList remarks; ///< what went wrong and what was done about it
 };
 
@@ -51,6 +52,8 @@ struct State
     QStringList remarks;          ///< what the run says that belongs to none of its rows
     int current = -1;             ///< row being measured, -1: none
     bool asking = false;          ///< the questions of a start or of an abort stand; another click is passed over
+    int silentSteps = 0;          ///< skipped one after the other because the temperature controller did not answer
+    bool hurried = false;         ///< nothing is waited for at its end
     bool rehearsal = false;       ///< `AutoSave` = 0: no file is written
     QString reportFile;           ///< full path of the report
     Temperature::WayBack wayBack; ///< of the controller, as it was when the run began
@@ -80,9 +83,13 @@ struct Options
 
 /// The click of mnuMeasExecTempProfile: starts the run and returns when it has ended, or asks whether to abort the one that is active. True
 /// when a run went through to its end without an abort. Its questions claim the goniometer controller (Operations::utility): nothing that
-/// moves or measures starts inside them, and they are not asked while something does. Afterwards the heaters are set back; one that does
-/// not take it is asked ten times, then the report and panel 3 say so.
+/// moves or measures starts inside them, and they are not asked while something does. After three steps in a row that were skipped because
+/// the temperature controller did not answer the run pauses: it asks the controller once a minute and goes on when that answers. Steps that
+/// were skipped keep the state file, and a continued run measures them. Afterwards the heaters are set back; one that does not take it is
+/// asked ten times, then the report and panel 3 say so.
 bool Execute(const Options& options = {});
+/// Breaks it off and waits for nothing any more at its end; the heaters are set back all the same.
+void Hurry();
 
 // --- the plan
 
@@ -126,9 +133,11 @@ QString SummaryText();
 /// What unfolds in that question: total time and end, what is wrong with the profile, the scans and their files.
 QString DetailsText(const QList<Row>& rows);
 
-/// Scans that a run of this very profile and sample had done when it was broken off; nothing when there is none. A rehearsal asks for none,
-/// and leaves what one has written alone.
+/// Scans that a run of this very profile and sample had done, or skipped, when it was broken off; nothing when there is none. A rehearsal
+/// asks for none, and leaves what one has written alone.
 std::optional<qsizetype> BrokenOffAfter();
+/// Those of them that were skipped, counted from 1.
+QList<qsizetype> SkippedBefore();
 
 /// The state file's path; empty for a profile without a file.
 QString StateFile();

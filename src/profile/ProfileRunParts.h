@@ -15,6 +15,8 @@
 namespace ProfileRun::Parts {
 inline constexpr double silenceLimit = 600;        // s without any answer before a step is skipped
 inline constexpr quint32 deviceRetryDelay = 10000; // ms
+inline constexpr int mostSilentSteps = 3;          // in a row; then the run pauses
+inline constexpr quint32 pausedInterval = 60000;   // ms
 inline const QString title = QStringLiteral("Temperature profile");
 inline const QString abortedText = QStringLiteral("Temperature profile aborted!");
 
@@ -60,11 +62,13 @@ bool lineIsThere(const SerialChannel& line);
 bool setSetpoint();
 /// Waits for a steady temperature and reads it. False when the controller was silent too long.
 bool settle();
+/// The run pauses until the temperature controller gives a reading.
+void awaitController();
 void dwell();
 /// The scan of the row: what the panel shows, with the row's counter time and the name and comment that the run took when it started.
 ScanRecord scanOfStep();
 /// Reads the counts in the controller into memory and has them drawn.
-ScanRun::Reading readAndDraw(const ScanRecord& scan);
+ScanRun::Reading readAndDraw(const ScanRecord& scan, bool onlyWhole = false);
 /// One scan, in memory too; nothing when there are no counts of it. A scan of which nothing came back is measured once more; twice nothing
 /// is no scan.
 std::optional<ScanRecord> acquire();
@@ -75,6 +79,7 @@ void setBack();
 
 // --- the run broken off
 
+/// `done`: rows that need not be looked at again, but for those of them that were skipped.
 void writeState(qsizetype done);
 /// Where to begin; nothing when the operator cancelled. After the last row: only the way back is left to do.
 std::optional<qsizetype> firstRow(const Options& options);

@@ -41,13 +41,14 @@ private:
     QString m_before;
 };
 
-/// Reads the counts into memory; a controller that does not answer now still holds them and is asked again.
-ScanRun::Reading readCounts(const ScanRecord& scan)
+/// Reads the counts into memory; a controller that does not answer now still holds them and is asked again. `onlyWhole`: they may be those
+/// of an earlier scan.
+ScanRun::Reading readCounts(const ScanRecord& scan, bool onlyWhole)
 {
     const quint32 start = modTools::timeGetTime();
     for (int tries = 1;; ++tries) {
         const LineWatch watch(modCOM::MCComm());
-        ScanRun::Reading reading = readAndDraw(scan);
+        ScanRun::Reading reading = readAndDraw(scan, onlyWhole);
         const bool refused = reading.outcome == Outcome::Refused;
         const bool holdsNone = flags().smcOnline && reading.received == 0 && tries > 1;
         if ((reading.taken() && !watch.lost()) || refused || holdsNone || !goesOn() || tooLong(start))
@@ -93,12 +94,16 @@ Counting count(ScanRecord& scan)
     const ScanRun::Result result = ScanRun::Measure(scan.parameters, options);
     if (!goesOn())
         return Counting::Failed;
-    if (result != ScanRun::Result::Counted) {
+    const bool doubtful = result == ScanRun::Result::Doubtful;
+    if (result != ScanRun::Result::Counted && !doubtful) {
         remark(failureText(result));
         return Counting::Failed;
     }
     scan.end = ScanRun::state().last.end;
-    const ScanRun::Reading reading = readCounts(scan);
+    const ScanRun::Reading reading = readCounts(scan, doubtful);
+    if (doubtful)
+        remark(reading.taken() ? u"Nothing showed that the scan was started; its counts came whole."_s
+                               : u"Nothing shows that the scan has been started, and its counts did not come."_s);
     const bool read = reading.taken();
     if (read)
         scan = reading.scan;
@@ -106,6 +111,8 @@ Counting count(ScanRecord& scan)
         return read ? Counting::Done : Counting::Failed;
     const qint32 wanted = scan.parameters.numberOfPoints;
     const qint32 received = reading.received;
+    if (!read && doubtful)
+        return received == 0 ? Counting::Again : Counting::Failed;
     if (!read && received != 0) {
         // A person who is asked about the missing points may refuse the rest.
         remark(received > 0 ? u"Received "_s + NumberText::General(received) + u" of "_s + NumberText::General(wanted) +
@@ -143,12 +150,13 @@ ScanRecord scanOfStep()
     ScanRecord scan = ScanRun::PanelScan(row().counterTime);
     scan.sample = ProfileRun::state().sample;
     scan.comment = ProfileRun::state().comment;
+    scan.remarks = row().remarks;
     return scan;
 }
 
-ScanRun::Reading readAndDraw(const ScanRecord& scan)
+ScanRun::Reading readAndDraw(const ScanRecord& scan, bool onlyWhole)
 {
-    ScanRun::Reading reading = ScanRun::ReadIntoMemory(scan);
+    ScanRun::Reading reading = ScanRun::ReadIntoMemory(scan, onlyWhole);
     if (reading.taken())
         scanData().plot();
     return reading;

@@ -23,6 +23,7 @@ constexpr double noFurtherCooling = 300; // s without a reading nearer to the ro
 constexpr int setpointTries = 3;
 constexpr int readTries = 3; // for the temperature that names the file
 constexpr int wayBackTries = 10;
+constexpr int hurriedTries = 3;
 
 /// Sets the setpoint of the active controller; 0 when it took it.
 qint16 sendSetpoint(const ProfileRun::Row& step)
@@ -135,8 +136,8 @@ private:
 
 /// The steady-state wait. A controller that comes back after a silence may have been switched off and gets its setpoint again; so does one
 /// whose line comes back, because the setpoint may have gone into the line that was lost, and one that says that it has another setpoint.
-/// False when it was silent too long.
-bool steady()
+/// Nothing when it was silent too long.
+std::optional<qint16> steady()
 {
     WaitWatch watch;
     double silence = 0;
@@ -150,13 +151,13 @@ bool steady()
             continue;
         }
         if (result != SteadyState::Silent)
-            return true;
+            return result;
         const double waited = (modTools::timeGetTime() - begun) / 1000.0;
         // A wait that was much longer than its limit had readings before it fell silent.
         const bool fresh = silence <= 0 || waited > 2 * resendAfter;
         silence = fresh ? resendAfter : silence + waited;
         if (silence >= silenceLimit)
-            return false;
+            return std::nullopt;
         if (fresh)
             remark(u"The temperature controller was silent for a minute; the setpoint is sent again."_s);
         frontPanel().setPanel(3, u"Setting new temperature setpoint..."_s);
@@ -173,6 +174,16 @@ bool saysOtherwise()
     return SetpointCheck::isOpen(name) && SetpointCheck::Ask(name) == SetpointCheck::Verdict::NotTaken;
 }
 
+/// What the operator has pressed "&Take it" for.
+QString acceptedText(const ProfileRun::Row& step)
+{
+    const QString unit = u' ' + Temperature::active().scale().unit;
+    QString text = u"accepted by the operator at "_s + (step.actual ? NumberText::General(*step.actual) + unit : u"no reading"_s);
+    if (Temperature::active().statistics)
+        text += u", mean "_s + NumberText::Fixed(step.mean, 3) + unit + u", scatter "_s + NumberText::Fixed(step.scatter, 3) + unit;
+    return text;
+}
+
 /// Sends something until the controller has taken it. False when it did not, or when the operator broke off before.
 bool taken(const std::function<qint16()>& send)
 {
@@ -182,6 +193,12 @@ bool taken(const std::function<qint16()>& send)
         const LineWatch watch(modCOM::TCComm());
         if (send() == 0 && !watch.lost() && !saysOtherwise())
             return true;
+        if (ProfileRun::state().hurried) {
+            flags().abort = false; // it may have broken off the reply
+            if (tries >= hurriedTries)
+                return false;
+            continue;
+        }
         if (tries == wayBackTries || tooLong(start) || !goesOn())
             return false;
         pause(deviceRetryDelay);
@@ -193,9 +210,17 @@ bool taken(const std::function<qint16()>& send)
 QString failureOf(const Temperature::WayBack& wayBack)
 {
     const Temperature::Controller& controller = Temperature::active();
+    const QString left = u"The "_s + controller.fullName + u" was not set back: it keeps the setpoint of the last step!"_s;
+    if (flags().closing) {
+        const Known<bool> output = instrument().controllers.value(controller.name).output;
+        if (!wayBack.send)
+            return {};
+        return output.isConfirmed() && !*output.value ? u"The program was closed; the "_s + controller.outputName + u" was switched off."_s
+                                                      : u"The program was closed. "_s + left;
+    }
     if (wayBack.send && !taken(wayBack.send))
-        return u"The "_s + controller.fullName + u" was not set back: it keeps the setpoint of the last step!"_s;
-    if (!wayBack.awaited)
+        return left;
+    if (!wayBack.awaited || ProfileRun::state().hurried)
         return {};
     const qint16 result = controller.wait(*wayBack.awaited, silenceLimit, noFurtherCooling);
     // Silence, too, brings no reading nearer.
@@ -219,9 +244,9 @@ bool setSetpoint()
 bool settle()
 {
     enter(ProfileRun::Phase::Settling);
-    const bool there = steady();
+    const std::optional<qint16> result = steady();
     std::optional<double> value;
-    for (int tries = 0; tries < readTries && there && goesOn() && !value; ++tries)
+    for (int tries = 0; tries < readTries && result && goesOn() && !value; ++tries)
         value = Temperature::active().read();
     ProfileRun::Row& step = row(); // nothing waits from here on
     step.actual = value;
@@ -229,7 +254,24 @@ bool settle()
         step.mean = NumberText::LeadingNumber(NumberText::General(SteadyState::last().mean()));
         step.scatter = NumberText::LeadingNumber(NumberText::General(SteadyState::last().scatter()));
     }
-    return there;
+    if (result == SteadyState::Taken)
+        remark(acceptedText(step));
+    return result.has_value();
+}
+
+void awaitController()
+{
+    enter(ProfileRun::Phase::Paused);
+    const QString since = modTools::currentDateTime().toString(u"hh:mm"_s);
+    modTools::WriteLog(false, u"Temperature profile: paused, the temperature controller is silent"_s);
+    while (goesOn() && !Temperature::active().read()) {
+        frontPanel().setPanel(3, u"Paused: the temperature controller is silent since "_s + since + u"; it is asked once a minute"_s);
+        pause(pausedInterval);
+    }
+    frontPanel().setPanel(3, {});
+    if (goesOn())
+        remark(u"The run was paused at "_s + since + u", because the temperature controller was silent, until "_s +
+               modTools::currentDateTime().toString(u"hh:mm"_s) + u"."_s);
 }
 
 void dwell()

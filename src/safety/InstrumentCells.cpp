@@ -2,9 +2,11 @@
 
 #include "safety/InstrumentCells.h"
 
+#include "core/Configuration.h"
 #include "core/Flags.h"
 #include "core/Instrument.h"
 #include "core/Operation.h"
+#include "profile/ProfileRun.h"
 #include "temperature/Controller.h"
 
 #include <QLocale>
@@ -96,6 +98,13 @@ QList<Cell> InstrumentCells::now()
     for (const auto& [name, line] : lines)
         if (line != Instrument::Line::NotOpen)
             cells += lineCell(name, line);
+    const double factor = configuration().general.instrumentSpeed;
+    if (factor > 0 && !qFuzzyCompare(factor, 1.0))
+        cells += {u"instrumentSpeed"_s, QLocale::c().toString(factor) + u" × as fast"_s,
+                  u"A virtual instrument: it runs so many times as fast as a real one, and remaining times are reckoned at that speed"_s};
+    const ProfileRun::State& run = ProfileRun::state();
+    if (run.current >= 0 && run.rows[run.current].phase == ProfileRun::Phase::Paused)
+        cells += {u"profile"_s, u"profile paused"_s, u"The temperature controller is silent; it is asked once a minute"_s};
     if (flags().generatorRemote)
         cells += tubeCell(now);
     if (flags().shutterRemote)

@@ -117,6 +117,9 @@ void mcRxTimeoutTick()
         showMessage(QStringLiteral("SMC"), QStringLiteral("SMC does not respond..."), Prompts::Icon::None, true);
         l.timeoutBoxOpen = false;
     }
+    // It may have been switched off and on, and its output with it.
+    if (l.smc.waiting)
+        learn([](Instrument& now) { now.shutterOpen.forget(); });
     l.smc.waiting = false;
 }
 

@@ -89,6 +89,10 @@ struct Controller
     /// The output off, and read back. Shows nothing on failure.
     Off (*switchOff)() = nullptr;
 
+    /// Each asks for one thing (temperature, setpoint, output) and notes in instrument() what is answered; false: there was no answer. They
+    /// show nothing. Empty: the controller tells nothing of itself.
+    QList<bool (*)()> readings;
+
     // --- operations; 0 is success
 
     qint16 (*set)(double value, double ramp) = nullptr; ///< ramp [K/min], 0: none

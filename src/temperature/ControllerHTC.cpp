@@ -91,6 +91,7 @@ Temperature::Controller modHTC::controller()
     row.refuses = SetpointRefusal;
     row.longestWait = [] { return configuration().htc.longestWait; };
     row.warnsWhenOff = true;
+    row.readings = {[] { return IsPayload(HTCQuery(u"T"_s)); }}; // one block holds them all
     row.wayBack = [] {
         return Temperature::WayBack{[] { return NewSetpoint(Temperature::roomTemperature); }, Temperature::roomTemperature};
     };

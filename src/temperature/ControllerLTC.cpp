@@ -10,6 +10,7 @@
 #include "core/modTools.h"
 #include "gpib/modGPIB.h"
 #include "temperature/Controller.h"
+#include "temperature/LTCReadings.h"
 #include "temperature/modLTC.h"
 #include "temperature/modLTC_RPID.h"
 #include "temperature/modTC.h"
@@ -84,7 +85,7 @@ Temperature::Off switchOff()
 void reportUnknownModel()
 {
     const QString text = PrivateProfile::GetPrivateProfileString(u"LTC"_s, u"Model"_s, u"emu"_s, modTools::state().iniPath);
-    if (flags().ltcEnabled && !Settings::isKnown(Settings::Block::LtcLine, u"Model"_s, text))
+    if (flags().ltcEnabled && !Settings::valueOf(Settings::Block::LtcLine, u"Model"_s, text))
         Notices::show(u"model LTC"_s, u"Model="_s + text +
                                           u" in section LTC of scan.ini is no low-temperature controller that the program knows; "_s +
                                           u"it is taken for a "_s + modLTC::ControllerName() + u"."_s);
@@ -131,6 +132,7 @@ Temperature::Controller modLTC::controller()
     row.wait = [](double value, double silence, double) { return LTCWaitUntilThere(static_cast<float>(value), silence); };
     row.read = read;
     row.longestWait = [] { return configuration().ltc.longestWait; };
+    row.readings = LTCReadings::all();
     row.wayBack = [] { return configuration().ltc.resetAfterTempRun ? Temperature::WayBack{LTCDefault, {}} : Temperature::WayBack{}; };
     return row;
 }

@@ -101,6 +101,11 @@ Temperature::Controller modHTC_Laser::controller()
     row.asks = true;
     row.wait = wait;
     row.statistics = false;
+    row.readings = {[] {
+                        float current = 0;
+                        return LaserGetCurrent(current) == 0;
+                    },
+                    [] { return LaserAskBeam().has_value(); }};
     row.read = read;
     row.wayBack = wayBack;
     return row;

@@ -6,6 +6,9 @@
 
 #include <QDialog>
 #include <QHBoxLayout>
+#include <QScreen>
+
+#include <algorithm>
 
 namespace Dialogs {
 void prepare(QDialog* dialog, const QString& name, const QString& caption)
@@ -14,6 +17,40 @@ void prepare(QDialog* dialog, const QString& name, const QString& caption)
     dialog->setWindowTitle(caption);
     dialog->setFont(Look::auxiliary());
     dialog->setWindowFlag(Qt::WindowContextHelpButtonHint, false);
+}
+
+void placeBeside(QDialog* window)
+{
+    const QWidget* parent = window->parentWidget();
+    if (parent == nullptr)
+        return;
+    QRect taken;
+    for (const QDialog* other : parent->findChildren<QDialog*>())
+        if (other != window && other->isVisible())
+            taken |= other->frameGeometry();
+    if (taken.isNull())
+        return;
+    // What frame it will have is known only once it was shown.
+    const QSize frame = (window->frameGeometry().size() - window->size()).expandedTo(QSize(2 * spacing, 4 * spacing));
+    const QRect screen = parent->screen()->availableGeometry();
+    QRect right = screen;
+    QRect left = screen;
+    QRect below = screen;
+    QRect above = screen;
+    right.setLeft(taken.right() + spacing);
+    left.setRight(taken.left() - spacing);
+    below.setTop(taken.bottom() + spacing);
+    above.setBottom(taken.top() - spacing);
+    // Rather smaller than over the others.
+    for (const QSize wanted : {window->size(), window->minimumSizeHint()})
+        for (const QRect& room : {right, left, below, above}) {
+            if (room.width() < wanted.width() + frame.width() || room.height() < wanted.height() + frame.height())
+                continue;
+            window->resize(window->size().boundedTo(room.size() - frame));
+            const QPoint last = room.bottomRight() - QPoint(window->width() + frame.width(), window->height() + frame.height());
+            window->move(std::clamp(taken.left(), room.left(), last.x()), std::clamp(taken.top(), room.top(), last.y()));
+            return;
+        }
 }
 
 QPushButton* button(QDialog* dialog, const QString& name, const QString& caption, bool isDefault)

@@ -16,6 +16,8 @@ inline constexpr int spacing = 10; ///< between groups [px]
 
 /// Caption, font and window flags of an auxiliary window.
 void prepare(QDialog* dialog, const QString& name, const QString& caption);
+/// Moves a window that is about to be shown off the other dialogs of its parent that are open, when the screen has room for that.
+void placeBeside(QDialog* window);
 /// A button with its object name; the row in which buttons stand keeps them at the right.
 QPushButton* button(QDialog* dialog, const QString& name, const QString& caption, bool isDefault = false);
 QHBoxLayout* buttonRow(std::initializer_list<QPushButton*> buttons);

@@ -5,6 +5,7 @@
 #include "core/FrontPanel.h"
 #include "core/Instrument.h"
 #include "plot/Look.h"
+#include "profile/ProfileRun.h"
 #include "safety/InstrumentCells.h"
 
 #include <QHBoxLayout>
@@ -47,6 +48,7 @@ InstrumentStrip::InstrumentStrip(QWidget* parent) : QWidget(parent)
     m_row->addWidget(off);
     connect(off, &QPushButton::clicked, this, &InstrumentStrip::allOff);
     connect(&instrumentNotifier(), &InstrumentNotifier::changed, this, &InstrumentStrip::refresh);
+    connect(&ProfileRun::notifier(), &ProfileRun::Notifier::changed, this, &InstrumentStrip::refresh);
     connect(&frontPanel(), &FrontPanel::entriesChanged, this, &InstrumentStrip::refresh);
     connect(&frontPanel(), &FrontPanel::picturesChanged, this, &InstrumentStrip::refresh);
     refresh();

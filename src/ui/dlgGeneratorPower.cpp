@@ -4,11 +4,11 @@
 
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
-#include "core/Operation.h"
 #include "generator/GeneratorPower.h"
 #include "generator/modGenerator.h"
 #include "ui/Dialogs.h"
 
+#include <QApplication>
 #include <QGridLayout>
 #include <QGroupBox>
 #include <QKeyEvent>
@@ -18,10 +18,6 @@
 #include <QTimer>
 #include <QVBoxLayout>
 
-#include <memory>
-#include <optional>
-#include <utility>
-
 namespace {
 QLineEdit* box(QWidget* parent, const QString& name, const QString& toolTip)
 {
@@ -29,7 +25,6 @@ QLineEdit* box(QWidget* parent, const QString& name, const QString& toolTip)
     result->setObjectName(name);
     result->setToolTip(toolTip);
     result->setAlignment(Qt::AlignRight);
-    result->setMaxLength(6);
     return result;
 }
 
@@ -64,6 +59,8 @@ dlgGeneratorPower::dlgGeneratorPower(QWidget* parent) : QDialog(parent)
     m_ok->setToolTip(QStringLiteral("Apply settings"));
     m_cancel = Dialogs::button(this, QStringLiteral("btnCancel"), QStringLiteral("&Cancel"));
     m_cancel->setToolTip(QStringLiteral("Close window"));
+    m_close = Dialogs::button(this, QStringLiteral("btnClose"), QStringLiteral("C&lose"));
+    m_close->setToolTip(QStringLiteral("Close window; the tube goes on warming up"));
 
     m_message = new QLineEdit(this);
     m_message->setObjectName(QStringLiteral("txtMessage"));
@@ -85,39 +82,44 @@ dlgGeneratorPower::dlgGeneratorPower(QWidget* parent) : QDialog(parent)
     layout->setSpacing(Dialogs::spacing);
     layout->addLayout(top);
     layout->addWidget(m_message);
-    layout->addLayout(Dialogs::buttonRow({m_ok, m_cancel}));
+    layout->addLayout(Dialogs::buttonRow({m_ok, m_cancel, m_close}));
 
-    for (QLineEdit* field : {m_current, m_voltage})
-        field->installEventFilter(this);
-    connect(m_current, &QLineEdit::textEdited, this, [](const QString& text) { GeneratorPower::state().txtmA = text; });
-    connect(m_voltage, &QLineEdit::textEdited, this, [](const QString& text) { GeneratorPower::state().txtkV = text; });
+    qApp->installEventFilter(this);
+    connect(m_current, &QLineEdit::textEdited, this, [this] { take(m_current, GeneratorPower::state().txtmA); });
+    connect(m_voltage, &QLineEdit::textEdited, this, [this] { take(m_voltage, GeneratorPower::state().txtkV); });
     connect(m_meas, &QPushButton::clicked, this, &GeneratorPower::MeasPreset);
     connect(m_idle, &QPushButton::clicked, this, &GeneratorPower::IdlePreset);
-    connect(m_ok, &QPushButton::clicked, this, &dlgGeneratorPower::apply);
+    connect(m_ok, &QPushButton::clicked, this, [] { GeneratorPower::Apply(); });
     connect(m_cancel, &QPushButton::clicked, this, &dlgGeneratorPower::reject);
+    connect(m_close, &QPushButton::clicked, this, &dlgGeneratorPower::reject);
+    connect(&frontPanel(), &FrontPanel::entriesChanged, this, &dlgGeneratorPower::refresh);
     connect(&GeneratorPower::notifier(), &GeneratorPower::Notifier::changed, this, &dlgGeneratorPower::refresh);
+    connect(&GeneratorPower::notifier(), &GeneratorPower::Notifier::exchanging, this, &dlgGeneratorPower::refresh);
     connect(&GeneratorPower::notifier(), &GeneratorPower::Notifier::focusCurrent, m_current, qOverload<>(&QWidget::setFocus));
     connect(&GeneratorPower::notifier(), &GeneratorPower::Notifier::focusVoltage, m_voltage, qOverload<>(&QWidget::setFocus));
+    connect(this, &QDialog::finished, this, [this] { m_use.reset(); });
     m_current->setFocus();
+}
+
+dlgGeneratorPower::~dlgGeneratorPower()
+{
+    frontPanel().disconnect(this);
+    GeneratorPower::notifier().disconnect(this);
 }
 
 void dlgGeneratorPower::open(QWidget* parent)
 {
-    GeneratorPower::state() = GeneratorPower::State{};
+    GeneratorPower::begin();
     auto* dialog = new dlgGeneratorPower(parent);
-    const auto use = std::make_shared<std::optional<Operation>>(std::in_place, Operations::generator);
-    connect(dialog, &QDialog::finished, &frontPanel(), [use] { use->reset(); });
     dialog->setWindowModality(Qt::WindowModal);
     dialog->show();
-    // The generator takes a while to answer: the window is there first.
+    GeneratorPower::tell(QStringLiteral("Asking the generator..."));
+    // The generator takes a while to answer: the window is there first, with nothing that could be pressed.
     QTimer::singleShot(0, dialog, [window = QPointer<dlgGeneratorPower>(dialog)] {
-        window->m_busy = true;
-        GeneratorPower::state().txtMessage = QStringLiteral("Asking the generator...");
-        window->refresh();
         GeneratorPower::Load();
         if (window == nullptr)
             return;
-        window->m_busy = false;
+        window->m_asked = true;
         window->refresh();
         window->m_current->setFocus();
         window->m_current->selectAll();
@@ -126,19 +128,26 @@ void dlgGeneratorPower::open(QWidget* parent)
 
 void dlgGeneratorPower::reject()
 {
-    // A wait runs in this window's name: it must not vanish under it.
-    if ((!m_busy && !m_warming) || flags().closing)
+    // While the generator is asked in this window's name it must not vanish. A warm-up goes on without it.
+    if ((m_asked && !GeneratorPower::state().exchanging) || flags().closing)
         QDialog::reject();
 }
 
 bool dlgGeneratorPower::eventFilter(QObject* watched, QEvent* event)
 {
-    auto* field = qobject_cast<QLineEdit*>(watched);
+    // Of the whole program: the question that this window asks is touched, too.
+    if (event->type() == QEvent::KeyPress || event->type() == QEvent::MouseButtonPress || event->type() == QEvent::Wheel)
+        GeneratorPower::touched();
+    auto* field = watched == m_current ? m_current : watched == m_voltage ? m_voltage : nullptr;
     if (field != nullptr && event->type() == QEvent::FocusIn)
         QTimer::singleShot(0, field, &QLineEdit::selectAll);
-    if (field == nullptr || event->type() != QEvent::KeyPress)
-        return QDialog::eventFilter(watched, event);
-    auto* key = static_cast<QKeyEvent*>(event);
+    if (field != nullptr && event->type() == QEvent::KeyPress)
+        return typed(field, static_cast<QKeyEvent*>(event)) || QDialog::eventFilter(watched, event);
+    return QDialog::eventFilter(watched, event);
+}
+
+bool dlgGeneratorPower::typed(QLineEdit* field, QKeyEvent* key)
+{
     if (key->key() == Qt::Key_Return || key->key() == Qt::Key_Enter) {
         m_ok->setFocus();
         return true;
@@ -146,52 +155,57 @@ bool dlgGeneratorPower::eventFilter(QObject* watched, QEvent* event)
     const QString text = key->text();
     const bool shortcut = (key->modifiers() & (Qt::ControlModifier | Qt::AltModifier)) != 0;
     if (shortcut || text.isEmpty() || !text.front().isPrint())
-        return QDialog::eventFilter(watched, event);
+        return false;
     const QChar accepted = GeneratorPower::acceptedKey(text.front());
-    if (!accepted.isNull()) {
+    const qsizetype kept = field->text().size() - field->selectedText().size();
+    if (!accepted.isNull() && kept < GeneratorPower::longestText) {
         field->insert(accepted);
         emit field->textEdited(field->text());
     }
     return true;
 }
 
+void dlgGeneratorPower::take(QLineEdit* field, QString& value)
+{
+    // What was pasted or dropped went past the keys.
+    value = GeneratorPower::acceptedText(field->text());
+    if (field->text() == value)
+        return;
+    const auto cursor = GeneratorPower::acceptedText(field->text().left(field->cursorPosition())).size();
+    field->setText(value);
+    field->setCursorPosition(static_cast<int>(cursor));
+}
+
 void dlgGeneratorPower::refresh()
 {
     const GeneratorPower::State& now = GeneratorPower::state();
-    // The warm-up counts by itself; whoever waits for it below may be held up by a scan.
-    if (std::exchange(m_warming, now.warmingUp) && !now.warmingUp)
-        m_busy = false;
     if (m_current->text() != now.txtmA)
         m_current->setText(now.txtmA);
     if (m_voltage->text() != now.txtkV)
         m_voltage->setText(now.txtkV);
     m_message->setText(now.txtMessage);
+    m_message->setCursorPosition(0);
     m_settings->setVisible(!now.warmingUp);
-    for (QPushButton* button : {m_meas, m_idle, m_ok, m_cancel})
-        button->setEnabled(!now.warmingUp && !m_busy);
-    const Qt::WindowModality wanted = now.warmingUp ? Qt::NonModal : Qt::WindowModal;
+    m_close->setVisible(now.warmingUp);
+    const bool free = m_asked && !now.exchanging && !now.warmingUp;
+    for (QPushButton* button : {m_meas, m_idle, m_cancel})
+        button->setEnabled(free);
+    m_ok->setEnabled(free && GeneratorPower::refusal().isEmpty());
+    if (now.warmingUp && isActiveWindow() && !m_close->hasFocus())
+        m_close->setFocus();
+    const Qt::WindowModality wanted = now.warmingUp || Operation::anyRun() ? Qt::NonModal : Qt::WindowModal;
     if (isVisible() && windowModality() != wanted)
         setModalTo(wanted);
-}
-
-void dlgGeneratorPower::apply()
-{
-    m_busy = true;
-    refresh();
-    const QPointer<dlgGeneratorPower> window(this);
-    GeneratorPower::Apply();
-    if (window == nullptr)
-        return;
-    m_busy = false;
-    refresh();
 }
 
 void dlgGeneratorPower::setModalTo(Qt::WindowModality modality)
 {
     // Modality takes effect only when a window is shown.
+    const QPoint place = pos();
     setAttribute(Qt::WA_DeleteOnClose, false);
     hide();
     setWindowModality(modality);
+    move(place);
     show();
     setAttribute(Qt::WA_DeleteOnClose, true);
 }

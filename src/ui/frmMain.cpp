@@ -7,6 +7,7 @@
 #include "core/startup/modMain.h"
 #include "plot/Chart2d.h"
 #include "plot/modGraphics.h"
+#include "safety/StripReading.h"
 #include "temperature/CooldownLog.h"
 #include "temperature/SteadyState.h"
 #include "ui/CommunicationTest.h"
@@ -125,13 +126,18 @@ frmMain::frmMain(QWidget* parent) : QMainWindow(parent)
     resize(1000, 690);
 
     m_textDisplay = new frmTextDisplay(this);
+    new frmTextDisplay(this, FrontPanel::TextWindow::Second);
     connectFrontPanel();
     modGraphics::SetChart(m_chart);
     m_fields.value(Field::ScanStart)->setFocus();
+    StripReading::Start();
 }
 
 frmMain::~frmMain()
 {
+    // Windows that end with this one end what they hold, of which it must not hear any more.
+    frontPanel().disconnect(this);
+    StripReading::Stop();
     modGraphics::SetChart(nullptr);
     showPointer(FrontPanel::Pointer::Default);
 }
@@ -175,7 +181,8 @@ void frmMain::choose(Menu::Entry entry)
 {
     // What lasts must not run inside a reading of the log or of a wait, which would stand still meanwhile. One entry waits: the last one
     // chosen.
-    const bool reading = CooldownLog::state().reading || (SteadyState::isReading() && Operation::isRunning(Operations::temperature));
+    const bool reading = CooldownLog::state().reading || StripReading::isReading() ||
+                         (SteadyState::isReading() && Operation::isRunning(Operations::temperature));
     if (reading && !Handlers::runsAtOnce(entry))
         m_waiting = entry;
     else
@@ -353,6 +360,7 @@ void frmMain::connectFrontPanel()
     connect(&panel, &FrontPanel::entriesChanged, this, &frmMain::showEntries);
     connect(&CooldownLog::notifier(), &CooldownLog::Notifier::readingEnded, this, &frmMain::runWaiting, Qt::QueuedConnection);
     connect(&SteadyState::notifier(), &SteadyState::Notifier::readingEnded, this, &frmMain::runWaiting, Qt::QueuedConnection);
+    connect(&StripReading::notifier(), &StripReading::Notifier::readingEnded, this, &frmMain::runWaiting, Qt::QueuedConnection);
     connect(&panel, &FrontPanel::focusRequested, this, [this] { m_first->setFocus(); });
 
     for (Field field :

@@ -38,6 +38,13 @@ frmRatemeter::frmRatemeter(QWidget* parent) : QDialog(parent)
     m_value->setMinimumWidth(m_value->fontMetrics().horizontalAdvance(QStringLiteral("88888888")));
     auto* unit = new QLabel(QStringLiteral("counts per second"), this);
     unit->setAlignment(Qt::AlignRight);
+    m_noAnswer = new QLabel(this);
+    m_noAnswer->setObjectName(QStringLiteral("lblNoAnswer"));
+    m_noAnswer->setToolTip(QStringLiteral("The goniometer controller sent no count: 0 is not a measurement"));
+    auto* beside = new QHBoxLayout;
+    beside->addWidget(m_noAnswer);
+    beside->addStretch(1);
+    beside->addWidget(unit);
     m_bar = new QProgressBar(this);
     m_bar->setObjectName(QStringLiteral("ProgressBar"));
     m_bar->setToolTip(QStringLiteral("Count rate in the present range"));
@@ -58,7 +65,7 @@ frmRatemeter::frmRatemeter(QWidget* parent) : QDialog(parent)
     layout->setContentsMargins(Dialogs::margin, Dialogs::margin, Dialogs::margin, Dialogs::margin);
     layout->setSpacing(Dialogs::spacing);
     layout->addWidget(m_value, 1);
-    layout->addWidget(unit);
+    layout->addLayout(beside);
     layout->addWidget(m_bar);
     layout->addLayout(bottom);
     m_exit->setFocus();
@@ -87,6 +94,7 @@ void frmRatemeter::refresh()
     if (!now.caption.isEmpty())
         setWindowTitle(now.caption);
     m_value->setText(now.text);
+    m_noAnswer->setText(now.noAnswer ? QStringLiteral("no answer") : QString());
     m_bar->setValue(now.barMaximum > 0 ? static_cast<int>(std::lround(std::min(now.barValue / now.barMaximum, 1.0) * barSteps)) : 0);
 }
 

@@ -5,6 +5,7 @@
 #include <QDialog>
 
 class QCheckBox;
+class QLabel;
 class QLineEdit;
 class QProgressBar;
 class QPushButton;
@@ -30,6 +31,7 @@ private:
     void applyColours();
 
     QLineEdit* m_value = nullptr;
+    QLabel* m_noAnswer = nullptr;
     QProgressBar* m_bar = nullptr;
     QCheckBox* m_autoRange = nullptr;
     QPushButton* m_exit = nullptr;

@@ -2,7 +2,6 @@
 
 #include "ui/frmTextDisplay.h"
 
-#include "core/FrontPanel.h"
 #include "ui/Dialogs.h"
 
 #include <QPlainTextEdit>
@@ -44,9 +43,10 @@ void alignColons(QTextDocument* document)
 }
 } // namespace
 
-frmTextDisplay::frmTextDisplay(QWidget* parent) : QDialog(parent)
+frmTextDisplay::frmTextDisplay(QWidget* parent, FrontPanel::TextWindow which) : QDialog(parent), m_which(which)
 {
-    Dialogs::prepare(this, QStringLiteral("frmTextDisplay"), {});
+    const bool first = which == FrontPanel::TextWindow::First;
+    Dialogs::prepare(this, first ? QStringLiteral("frmTextDisplay") : QStringLiteral("frmSecondTextDisplay"), {});
     m_text = new QPlainTextEdit(this);
     m_text->setObjectName(QStringLiteral("txtDisplay"));
     m_text->setReadOnly(true);
@@ -67,14 +67,18 @@ frmTextDisplay::frmTextDisplay(QWidget* parent) : QDialog(parent)
 void frmTextDisplay::refresh()
 {
     const FrontPanel& panel = frontPanel();
-    if (!panel.textDisplayOpen()) {
+    if (!panel.textDisplayOpen(m_which)) {
         m_text->clear();
         hide();
         return;
     }
-    setWindowTitle(panel.textDisplayTitle() + QStringLiteral(" info"));
-    m_button->setText(panel.textDisplayButtonCaption());
-    const QString text = panel.textDisplayText().replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+    setWindowTitle(panel.textDisplayTitle(m_which) + QStringLiteral(" info"));
+    m_button->setText(panel.textDisplayButtonCaption(m_which));
+    // A temperature is accepted by a hand that means it: the window takes neither the focus nor a key typed elsewhere.
+    const bool harmless = panel.textDisplayButtonCaption(m_which) == QLatin1String("OK");
+    m_button->setAutoDefault(harmless);
+    m_button->setDefault(harmless);
+    const QString text = panel.textDisplayText(m_which).replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
     if (m_text->toPlainText() != text) {
         // A text that grows is followed, one that was scrolled back stays where it is read.
         QScrollBar* bar = m_text->verticalScrollBar();
@@ -85,22 +89,29 @@ void frmTextDisplay::refresh()
             alignColons(m_text->document());
         bar->setValue(follows ? bar->maximum() : position);
     }
-    if (!isVisible()) {
-        show();
-        m_button->setFocus();
-    }
+    const Qt::WindowModality wanted = panel.textDisplayModal(m_which) ? Qt::ApplicationModal : Qt::NonModal;
+    if (isVisible() && windowModality() == wanted)
+        return;
+    // Modality takes effect only when a window is shown.
+    hide();
+    setWindowModality(wanted);
+    Dialogs::placeBeside(this);
+    setAttribute(Qt::WA_ShowWithoutActivating, !harmless);
+    (harmless ? static_cast<QWidget*>(m_button) : m_text)->setFocus();
+    show();
 }
 
 void frmTextDisplay::reject()
 {
-    if (frontPanel().textDisplayButtonCaption() == QLatin1String("OK"))
+    if (frontPanel().textDisplayButtonCaption(m_which) == QLatin1String("OK"))
         pressed();
 }
 
 void frmTextDisplay::pressed()
 {
-    const bool closesItself = frontPanel().textDisplayButtonCaption() == QLatin1String("OK");
-    frontPanel().pressTextDisplayButton();
-    if (closesItself && frontPanel().textDisplayOpen())
-        frontPanel().closeTextDisplay();
+    const bool closesItself = frontPanel().textDisplayButtonCaption(m_which) == QLatin1String("OK");
+    if (m_which == FrontPanel::TextWindow::First)
+        frontPanel().pressTextDisplayButton();
+    if (closesItself && frontPanel().textDisplayOpen(m_which))
+        frontPanel().closeTextDisplay(m_which);
 }

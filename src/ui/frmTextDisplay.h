@@ -2,19 +2,22 @@
 
 #pragma once
 
+#include "core/FrontPanel.h"
+
 #include <QDialog>
 
 class QPlainTextEdit;
 class QPushButton;
 
-/// The text window of the front panel: shows its title (with " info" behind it), its text and its button, whoever writes them. A button
-/// "OK" empties and closes the window; with another caption the procedure that opened the window decides.
+/// A text window of the front panel: shows its title (with " info" behind it), its text and its button, whoever writes them. A button
+/// "OK" empties and closes the window; with another caption the procedure that opened the window decides. It opens beside other windows of
+/// the program that are open, not above them.
 class frmTextDisplay : public QDialog
 {
     Q_OBJECT
 
 public:
-    explicit frmTextDisplay(QWidget* parent = nullptr);
+    explicit frmTextDisplay(QWidget* parent = nullptr, FrontPanel::TextWindow which = FrontPanel::TextWindow::First);
 
     /// Shows what the front panel holds now.
     void refresh();
@@ -26,6 +29,7 @@ protected:
 private:
     void pressed();
 
+    const FrontPanel::TextWindow m_which;
     QPlainTextEdit* m_text = nullptr;
     QPushButton* m_button = nullptr;
 };

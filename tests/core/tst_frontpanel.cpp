@@ -49,6 +49,7 @@ const QStringList open{u"mnuFileOpen"_qs};
 const QStringList controllerEntries{u"mnuExtrasGoniometerGoTo"_qs, u"mnuExtrasRatemeter"_qs, u"mnuExtrasSMCGetRAMData"_qs,
                                     u"mnuExtrasSMCRef"_qs, u"mnuExtrasSMCSetRefOffset"_qs};
 const QStringList startEntry{u"mnuMeasStartAcquisition"_qs};
+const QStringList powerEntry{u"mnuExtrasGeneratorSetPower"_qs};
 const QStringList profileEntry{u"mnuMeasExecTempProfile"_qs};
 const QStringList temperatureEntriesButTheLog{u"mnuHTCQueryTemperature"_qs,
                                               u"mnuHTCSavePID"_qs,
@@ -215,15 +216,17 @@ private slots:
             allDevices(now);
             now.busy = true;
         });
-        row("a scan runs", true, joined(joined(open, save), joined(controllerEntries, profileEntry)), [allDevices](Flags& now) {
-            allDevices(now);
-            pretendRunning(Operations::scan);
-        });
-        row("the controller was found busy", true, joined(open, joined(controllerEntries, profileEntry)), [allDevices](Flags& now) {
-            allDevices(now);
-            pretendRunning(Operations::scan);
-            Operation::running(Operations::scan)->release(Resource::ScanToSave);
-        });
+        row("a scan runs", true, joined(joined(joined(open, save), powerEntry), joined(controllerEntries, profileEntry)),
+            [allDevices](Flags& now) {
+                allDevices(now);
+                pretendRunning(Operations::scan);
+            });
+        row("the controller was found busy", true, joined(joined(open, powerEntry), joined(controllerEntries, profileEntry)),
+            [allDevices](Flags& now) {
+                allDevices(now);
+                pretendRunning(Operations::scan);
+                Operation::running(Operations::scan)->release(Resource::ScanToSave);
+            });
         row("a profile dwells", true,
             joined(joined(joined(joined(open, save), startEntry), controllerEntries), joined(temperatureEntries, settingEntries)),
             [allDevices](Flags& now) {

@@ -118,6 +118,21 @@ private slots:
         }
     }
 
+    void countsThatNobodyCountedAreSaidToBeSo()
+    {
+        for (const ExportFormats::Format& format : ExportFormats::formats()) {
+            GoldenScans::put(9);
+            scanData().simulated = true;
+            QCOMPARE(format.writer(scanData(), at(QStringLiteral("x"))), qint16(0));
+            QCOMPARE(frontPanel().panel(1), QStringLiteral("Saved, simulated counts: ") + at(QStringLiteral("x")));
+        }
+        // Not of a file that could not be written.
+        ScriptedPrompts boxes;
+        boxes.expect(QStringLiteral("File creation"), {});
+        QVERIFY(ExportFormats::formats().first().writer(scanData(), at(QStringLiteral("no/where"))) != 0);
+        QCOMPARE(frontPanel().panel(1), QString());
+    }
+
     void angleAndCountComeBackFromAnIndependentReader_data()
     {
         QTest::addColumn<QString>("key");

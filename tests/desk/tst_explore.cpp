@@ -581,7 +581,7 @@ private:
         // What goes on although the entry has returned.
         desk().until([&] {
             const bool byHand = m_procedure.longest > 0 && desk().elapsed() - begun > m_procedure.longest;
-            return flags().closing || byHand || (!CooldownLog::state().running && !Operation::isRunning(Operations::generator));
+            return flags().closing || byHand || (!CooldownLog::state().running && !Operation::isRunning(Operations::powerWindow));
         });
         m_counting = false;
         if (CooldownLog::state().running && m_procedure.entry == Menu::Entry::mnuLTCLogCooldown)

@@ -26,7 +26,7 @@ public:
         resetProgram();
         modCOM::reset();
         modGenerator::reset();
-        GeneratorPower::state() = GeneratorPower::State{};
+        GeneratorPower::reset();
         generator.plugInto(modCOM::GeneratorComm());
         configuration().generator.modelCode = 1;
         flags().generatorRemote = true;

@@ -31,6 +31,8 @@ private slots:
     void theDelayCountsFromTheEndOfTheLastRun();
     void nothingIsSetWhileSomethingRuns_data();
     void nothingIsSetWhileSomethingRuns();
+    void anOpenWindowThatNobodyTouchesDoesNotHoldItUp();
+    void aWindowThatSendsOrReadsIsNotDisturbed();
     void entriesAreBarredWhileItIsSet();
     void aLineThatIsNotOpenIsWaitedFor();
     void powerSetByHandAfterARunStays();
@@ -129,6 +131,44 @@ void TestIdlePower::nothingIsSetWhileSomethingRuns()
     m_bench->pass(4);
     QCOMPARE(m_bench->generator.written(), isRun ? QByteArray() : idleCommands);
     m_bench->pass(120);
+    QCOMPARE(m_bench->generator.written(), idleCommands);
+}
+
+void TestIdlePower::anOpenWindowThatNobodyTouchesDoesNotHoldItUp()
+{
+    m_bench->run(&Operations::scan, 5);
+    const Operation window(Operations::powerWindow);
+    GeneratorPower::begin();
+    m_bench->pass(30);
+    GeneratorPower::touched();
+    m_bench->pass(58); // the delay has been over for most of it, the minute is not
+    QCOMPARE(m_bench->generator.written(), QByteArray());
+    m_bench->pass(10);
+    QCOMPARE(m_bench->generator.written(), QByteArray()); // the delay of two minutes is not
+    GeneratorPower::touched();
+    m_bench->pass(59);
+    QCOMPARE(m_bench->generator.written(), QByteArray());
+    QStringList buttons;
+    connect(&GeneratorPower::notifier(), &GeneratorPower::Notifier::exchanging, this,
+            [&buttons] { buttons += GeneratorPower::state().exchanging ? u"disabled"_s : u"enabled"_s; });
+    m_bench->pass(5);
+    GeneratorPower::notifier().disconnect(this);
+    QCOMPARE(m_bench->generator.written(), idleCommands);
+    QCOMPARE(buttons, (QStringList{u"disabled"_s, u"enabled"_s}));
+    QCOMPARE(GeneratorPower::state().txtMessage, idleText);
+}
+
+void TestIdlePower::aWindowThatSendsOrReadsIsNotDisturbed()
+{
+    m_bench->run(&Operations::scan, 5);
+    const Operation window(Operations::powerWindow);
+    GeneratorPower::begin();
+    {
+        const GeneratorPower::Exchanging reading;
+        m_bench->pass(300);
+        QCOMPARE(m_bench->generator.written(), QByteArray());
+    }
+    m_bench->pass(4);
     QCOMPARE(m_bench->generator.written(), idleCommands);
 }
 

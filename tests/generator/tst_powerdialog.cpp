@@ -4,6 +4,8 @@
 
 #include "GeneratorBench.h"
 
+#include "core/Notices.h"
+
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
@@ -28,6 +30,8 @@ private slots:
     void theConfirmationDoesNothingByItself();
     void thePresetsAreShownAtOnce();
     void keysAtTheEdgesOfTheDigits();
+    void pastedTextGoesThroughTheSameKeys_data();
+    void pastedTextGoesThroughTheSameKeys();
     void onlyIdleValuesInBothCountAsIdle();
 
     // the warm-up
@@ -38,7 +42,15 @@ private slots:
     void theCountdownNeverFallsBelowNothing();
     void aTextWindowInUseIsLeftAlone();
     void aTextWindowTakenOverMeanwhileIsLeftAlone();
+    void theWarmUpIsSeenBesideATextWindowInUse();
+    void aWarmUpWindowThatWasClosedStaysClosed();
     void closingWhileTheValuesAreSentBeginsNoWarmUp();
+
+    // what is measured
+    void nothingIsSetWhileAScanIsMeasured();
+    void whatIsMeasuredWithATubeThatIsNotReadyIsSaid_data();
+    void whatIsMeasuredWithATubeThatIsNotReadyIsSaid();
+    void aBarThatWasTakenAwayDoesNotComeBack();
 
     // the line
     void settingsAreSentAFifthOfASecondApart();
@@ -58,6 +70,7 @@ private slots:
     // the status
     void theStatusDoesNotTakeTheTextWindowOfAWait();
     void aClosingProgramShowsNoStatus();
+    void theStatusIsSaidToBeRead();
 
 private:
     std::unique_ptr<GeneratorBench> m_bench;
@@ -168,6 +181,25 @@ void TestPowerDialog::keysAtTheEdgesOfTheDigits()
     QCOMPARE(passed, u",.0123456789"_s);
 }
 
+void TestPowerDialog::pastedTextGoesThroughTheSameKeys_data()
+{
+    QTest::addColumn<QString>("pasted");
+    QTest::addColumn<QString>("taken");
+    QTest::newRow("digits") << u"30"_s << u"30"_s;
+    QTest::newRow("a sign") << u"-30"_s << u"30"_s;
+    QTest::newRow("a comma and a unit") << u" 2,5 mA"_s << u"2.5"_s;
+    QTest::newRow("behind a longer text") << u"current: 12"_s << u"12"_s;
+    QTest::newRow("more than fits") << u"123456789"_s << u"123456"_s;
+    QTest::newRow("nothing of it") << u"mA"_s << QString();
+}
+
+void TestPowerDialog::pastedTextGoesThroughTheSameKeys()
+{
+    QFETCH(QString, pasted);
+    QFETCH(QString, taken);
+    QCOMPARE(GeneratorPower::acceptedText(pasted), taken);
+}
+
 void TestPowerDialog::onlyIdleValuesInBothCountAsIdle()
 {
     configuration().generator.idleCurrent = 8;
@@ -276,6 +308,114 @@ void TestPowerDialog::aTextWindowTakenOverMeanwhileIsLeftAlone()
     QVERIFY(m_bench->apply(u"30"_s, u"40"_s));
     QVERIFY(frontPanel().textDisplayOpen());
     QCOMPARE(frontPanel().textDisplayTitle(), u"Wait for temperature"_s);
+}
+
+void TestPowerDialog::theWarmUpIsSeenBesideATextWindowInUse()
+{
+    constexpr auto second = FrontPanel::TextWindow::Second;
+    configuration().generator.powerSettlingTime = 65;
+    QStringList seen;
+    for (const quint32 moment : {4000U, 8000U})
+        m_bench->clock.at(moment, [&seen] {
+            seen += frontPanel().textDisplayTitle() + u'|' + frontPanel().textDisplayTitle(second) + u'|' +
+                    frontPanel().textDisplayText(second);
+        });
+    m_bench->clock.at(5000, [] { frontPanel().openTextDisplay(u"Wait for temperature"_s); }); // takes the first one over
+    QVERIFY(m_bench->apply(u"30"_s, u"40"_s));
+    QCOMPARE(seen, (QStringList{u"Generator Warm-Up||"_s, u"Wait for temperature|Generator Warm-Up|Waiting for 1 minutes..."_s}));
+    QVERIFY(!frontPanel().textDisplayOpen(second));
+
+    // The wait was there first.
+    seen.clear();
+    m_bench->clock.at(4000, [&seen] { seen += frontPanel().textDisplayText(second); });
+    QVERIFY(m_bench->apply(u"30"_s, u"40"_s));
+    QCOMPARE(seen, QStringList{u"Waiting for 1 minutes..."_s});
+    QVERIFY(frontPanel().textDisplayOpen() && !frontPanel().textDisplayOpen(second));
+}
+
+void TestPowerDialog::aWarmUpWindowThatWasClosedStaysClosed()
+{
+    configuration().generator.powerSettlingTime = 10;
+    bool open = true;
+    m_bench->clock.at(4000, [] { frontPanel().closeTextDisplay(); });
+    m_bench->clock.at(9000,
+                      [&open] { open = frontPanel().textDisplayOpen() || frontPanel().textDisplayOpen(FrontPanel::TextWindow::Second); });
+    QVERIFY(m_bench->apply(u"30"_s, u"40"_s));
+    QVERIFY(!open);
+}
+
+// --- what is measured
+
+void TestPowerDialog::nothingIsSetWhileAScanIsMeasured()
+{
+    for (const OperationKind* kind : {&Operations::scan, &Operations::profile}) {
+        const Operation run(*kind);
+        m_bench->setBoxes(u"30"_s, u"40"_s);
+        QVERIFY(!GeneratorPower::Apply());
+        QCOMPARE(GeneratorPower::state().txtMessage, u"Something is being measured: current and voltage stay as they are."_s);
+    }
+    QCOMPARE(m_bench->generator.written(), QByteArray());
+    QVERIFY(GeneratorPower::refusal().isEmpty());
+}
+
+void TestPowerDialog::whatIsMeasuredWithATubeThatIsNotReadyIsSaid_data()
+{
+    QTest::addColumn<QByteArray>("current");
+    QTest::addColumn<QByteArray>("voltage");
+    QTest::addColumn<int>("warmUp"); // s
+    QTest::addColumn<QString>("said");
+    const QString idle = u"The X-ray generator seems to be at idle power: what is measured now counts little."_s;
+    QTest::newRow("ready") << QByteArray("*0000030000\r") << QByteArray("*0000040000\r") << 0 << QString();
+    QTest::newRow("idle") << QByteArray("*0000005000\r") << QByteArray("*0000020000\r") << 0 << idle;
+    QTest::newRow("off") << QByteArray("*0000000000\r") << QByteArray("*0000000000\r") << 0 << idle;
+    QTest::newRow("unknown") << QByteArray() << QByteArray() << 0 << QString();
+    QTest::newRow("warm-up") << QByteArray("*0000030000\r") << QByteArray("*0000040000\r") << 20
+                             << u"The X-ray tube still warms up: what is measured now can drift."_s;
+}
+
+void TestPowerDialog::whatIsMeasuredWithATubeThatIsNotReadyIsSaid()
+{
+    QFETCH(QByteArray, current);
+    QFETCH(QByteArray, voltage);
+    QFETCH(int, warmUp);
+    QFETCH(QString, said);
+    m_bench->generator.clearRules();
+    m_bench->generator.answer("CA\r", current);
+    m_bench->generator.answer("VN\r", voltage);
+    const auto bar = [] { return Notices::all().isEmpty() ? QString() : Notices::all().first().text; };
+    QString during;
+    const auto measure = [&] {
+        const Operation scan(Operations::scan);
+        during = bar();
+    };
+    configuration().generator.powerSettlingTime = warmUp;
+    if (warmUp > 0) {
+        m_bench->clock.at(5000, measure);
+        QVERIFY(m_bench->apply(u"30"_s, u"40"_s));
+    } else {
+        GeneratorPower::Load();
+        measure();
+    }
+    QCOMPARE(during, said);
+    QCOMPARE(bar(), QString()); // with the scan
+
+    // It goes during the scan, too, when it is no longer true.
+    m_bench->generator.clearRules();
+    m_bench->generator.answer("CA\r", "*0000030000\r");
+    m_bench->generator.answer("VN\r", "*0000040000\r");
+    const Operation scan(Operations::scan);
+    GeneratorPower::Load();
+    QCOMPARE(bar(), QString());
+}
+
+void TestPowerDialog::aBarThatWasTakenAwayDoesNotComeBack()
+{
+    flags().idlePower = true;
+    const Operation scan(Operations::scan);
+    QCOMPARE(Notices::all().size(), 1);
+    Notices::take(u"tube"_s);
+    frontPanel().refreshEntries();
+    QVERIFY(Notices::all().isEmpty());
 }
 
 void TestPowerDialog::closingWhileTheValuesAreSentBeginsNoWarmUp()
@@ -467,6 +607,23 @@ void TestPowerDialog::aClosingProgramShowsNoStatus()
     modGenerator::mnuExtrasGeneratorGetStatus();
     QVERIFY(!frontPanel().textDisplayOpen());
     QVERIFY(m_bench->clock.elapsed() < 1100);
+}
+
+void TestPowerDialog::theStatusIsSaidToBeRead()
+{
+    frontPanel().setPanel(1, u"Ready"_s);
+    QString during;
+    m_bench->clock.at(1000, [&during] { during = frontPanel().panel(1); });
+    modGenerator::mnuExtrasGeneratorGetStatus();
+    QCOMPARE(during, u"reading..."_s);
+    QCOMPARE(frontPanel().panel(1), u"Ready"_s);
+    QVERIFY(frontPanel().textDisplayOpen() && frontPanel().textDisplayModal());
+
+    // Whatever says something else meanwhile has the panel.
+    frontPanel().closeTextDisplay();
+    m_bench->clock.at(1000, [] { frontPanel().setPanel(1, u"| Data acquisition in progress..."_s); });
+    modGenerator::mnuExtrasGeneratorGetStatus();
+    QCOMPARE(frontPanel().panel(1), u"| Data acquisition in progress..."_s);
 }
 
 QTEST_GUILESS_MAIN(TestPowerDialog)

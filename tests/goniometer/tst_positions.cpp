@@ -59,6 +59,7 @@ private slots:
     void aClosingProgramSaysNothing();
 
     void theWayToTheStartAngleOfTwoAxesIsHalfAsFarAtHalfTheSpeed();
+    void aFasterInstrumentHasLessTimeLeft();
     void withoutASpeedOnlyTheCountingTakesTime();
     void theLastPointsAreNotPassedBeforeTheEnd();
     void theReadBackKnowsLeastAndMost();
@@ -208,6 +209,25 @@ void TestPositions::theWayToTheStartAngleOfTwoAxesIsHalfAsFarAtHalfTheSpeed()
     ScanRun::BeginProgress({10, 12, 0.5, 1, 5});
     QCOMPARE(frontPanel().panel(4), QStringLiteral("0 of 5 points, 0:00:07 remaining"));
     ScanRun::EndProgress();
+}
+
+void TestPositions::aFasterInstrumentHasLessTimeLeft()
+{
+    Bench bench(2);
+    flags().goniometerType = 1;
+    configuration().general.instrumentSpeed = 10;
+    ScanRun::state().axis1Position = 45;
+    ScanRun::BeginProgress({10, 12, 0.5, 1, 5}); // 20 s there, 6.7 s of counting, ten times as fast
+    QCOMPARE(frontPanel().panel(4), QStringLiteral("0 of 5 points, 0:00:03 remaining"));
+    bench.clock.advance(2200);
+    ScanRun::RefreshProgress();
+    QCOMPARE(frontPanel().progress(), 30);
+    ScanRun::EndProgress();
+    QCOMPARE(ScanRun::ExpectedTime({10, 12, -0.5, 1, 5}, 3) * 10, ScanRun::RealTime({10, 12, -0.5, 1, 5}, 3));
+    // What is given up for nobody watches is not given up earlier.
+    QVERIFY(ScanRun::LongestTime({10, 12, 0.5, 1, 5}) > 600 + 2 * 6);
+    configuration().general.instrumentSpeed = 0; // a settings file can say anything
+    QCOMPARE(ScanRun::ExpectedTime({10, 12, -0.5, 1, 5}, 3), ScanRun::RealTime({10, 12, -0.5, 1, 5}, 3));
 }
 
 void TestPositions::withoutASpeedOnlyTheCountingTakesTime()

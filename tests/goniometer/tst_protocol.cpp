@@ -82,6 +82,11 @@ private slots:
     // transfer
     void transfers_data();
     void transfers();
+    void whatHoldsAStatus();
+    void aLateReplyInATransferIsNoCount();
+    void theLineIsQuietBeforeATransfer();
+    void moreCountsThanPointsAreReadOnceMoreWhenNobodyIsThere();
+    void aTransferShowsItself();
     void noLeavesTheArraysAlone();
     void yesKeepsWhatFits();
     void aTransferThatIsCutIsAskedForAgain();
@@ -298,6 +303,8 @@ void tst_protocol::axisStatus_data()
     QTest::newRow("first colon counts") << QByteArray("S1:64 S2:128\r\n") << 64;
     QTest::newRow("no colon") << QByteArray("128\r\n") << 128;
     QTest::newRow("no number") << QByteArray("S1:?\r\n") << 0;
+    QTest::newRow("a blank before it") << QByteArray("S1: 129\r\n") << 129;
+    QTest::newRow("nothing but the number") << QByteArray("129\r\n") << 129;
     QTest::newRow("garbage") << QByteArray("\xff\x7f#\r") << 0;
     QTest::newRow("nothing behind the colon") << QByteArray("S1:") << 0;
     QTest::newRow("ties to even") << QByteArray("S1:128.5\r\n") << 128;
@@ -401,7 +408,7 @@ void tst_protocol::retryAsksAgain()
     boxes.expect(checkTitle, checkText, Prompts::Button::Retry)
         .withButtons(Prompts::Buttons::AbortRetryIgnore, 2)
         .withIcon(Prompts::Icon::None)
-        .withAnswers(Prompts::Button::Ignore, Prompts::Button::Ignore, Prompts::Button::Ignore)
+        .withAnswers(Prompts::Button::Retry, Prompts::Button::Ignore, Prompts::Button::Ignore)
         .then([&] { smc.mute = false; });
     QCOMPARE(modSMC::SMCCheck(), qint16{2});
     QCOMPARE(smc.sent(QStringLiteral("?S;")), 2);
@@ -512,6 +519,98 @@ void tst_protocol::transfers()
     QVERIFY(boxes.allShown());
 }
 
+void tst_protocol::whatHoldsAStatus()
+{
+    for (const char* text : {"S1:128\r\n", "S1: 129", "129\r\n", "S1:0"})
+        QVERIFY2(modSMC::HoldsStatus(QString::fromLatin1(text)), text);
+    // Counts of a transfer are none.
+    for (const char* text : {"", "\r\n", "S1:", "S1:?", "129 130", "129\r\n200\r\n", "12x"})
+        QVERIFY2(!modSMC::HoldsStatus(QString::fromLatin1(text)), text);
+}
+
+void tst_protocol::aLateReplyInATransferIsNoCount()
+{
+    TestClock clock;
+    PlayedController smc(clock);
+    const AppLog log;
+    ScriptedPrompts boxes;
+    smc.answer = [](const QString&, QByteArray& out) {
+        out = "S1:128\r\n12\r\n15\r\nS1:128\r\n9\r\nCEND;\r\n";
+        return true;
+    };
+    ScanRecord scan = scanOf(3);
+    const modSMC::Transfer transfer = modSMC::SMCReadScanData(scan);
+    QCOMPARE(transfer.received, 3);
+    QCOMPARE(scan.counts(), (QList<double>{12, 15, 9}));
+    QCOMPARE(log.text().count(QStringLiteral("SMC: no count, but a late reply: S1:128")), 2);
+    QVERIFY(boxes.allShown());
+}
+
+void tst_protocol::theLineIsQuietBeforeATransfer()
+{
+    TestClock clock;
+    PlayedController smc(clock);
+    const ScriptedPrompts boxes;
+    smc.countLines = {"1", "2", "3"};
+    for (quint32 at = 30; at <= 330; at += 60)
+        smc.feedLater(at, "S1:128\r\n");
+    quint64 asked = 0;
+    smc.onCommand = [&](const QString&) { asked = clock.elapsed(); };
+    ScanRecord scan = scanOf(3);
+    QCOMPARE(modSMC::SMCReadScanData(scan).received, 3);
+    QVERIFY2(asked >= 400 && asked < 700, qPrintable(QString::number(asked)));
+    QCOMPARE(scan.counts(), (QList<double>{1, 2, 3}));
+}
+
+void tst_protocol::moreCountsThanPointsAreReadOnceMoreWhenNobodyIsThere()
+{
+    TestClock clock;
+    PlayedController smc(clock);
+    ScriptedPrompts boxes;
+    boxes.somebodyThere = false;
+    smc.countLines = {"1", "2", "3"};
+    smc.onCommand = [&](const QString&) { smc.countLines.removeLast(); }; // before the answer to the next one
+    ScanRecord scan = scanOf(2);
+    QCOMPARE(modSMC::SMCReadScanData(scan).received, 2);
+    QCOMPARE(smc.sent(QStringLiteral("?CNT;")), 2);
+    // Still more: nothing is taken.
+    smc.countLines = {"1", "2", "3", "4", "5", "6"};
+    boxes.expect(transferTitle, QString(), Prompts::Button::No);
+    QCOMPARE(modSMC::SMCReadScanData(scan).maximum, -1);
+    QCOMPARE(smc.sent(QStringLiteral("?CNT;")), 4);
+    QVERIFY(boxes.allShown());
+    // Somebody is there: he is asked at once.
+    boxes.somebodyThere = true;
+    smc.onCommand = {};
+    smc.countLines = {"1", "2", "3", "4", "5", "6"};
+    boxes.expect(transferTitle, mismatch(" 6"), Prompts::Button::No);
+    QCOMPARE(modSMC::SMCReadScanData(scan).maximum, -1);
+    QCOMPARE(smc.sent(QStringLiteral("?CNT;")), 5);
+    QVERIFY(boxes.allShown());
+}
+
+void tst_protocol::aTransferShowsItself()
+{
+    TestClock clock;
+    PlayedController smc(clock);
+    const ScriptedPrompts boxes;
+    smc.answer = [](const QString&, QByteArray&) { return true; };
+    for (quint32 i = 0; i < 40; ++i)
+        smc.feedLater(200 + i * 50, "7\r\n");
+    smc.feedLater(200 + 40 * 50, "CEND;\r\n");
+    QStringList shown;
+    QObject context;
+    QObject::connect(&frontPanel(), &FrontPanel::panelChanged, &context, [&shown](int number, const QString& text) {
+        if (number == 4)
+            shown << text;
+    });
+    frontPanel().setPanel(4, QStringLiteral("40 of 40 points"));
+    ScanRecord scan = scanOf(40);
+    QCOMPARE(modSMC::SMCReadScanData(scan).received, 40);
+    QVERIFY2(shown.contains(QStringLiteral("reading 17 of 40 points")), qPrintable(shown.join(u'|')));
+    QCOMPARE(shown.last(), QStringLiteral("40 of 40 points"));
+}
+
 void tst_protocol::noLeavesTheArraysAlone()
 {
     TestClock clock;
@@ -527,8 +626,9 @@ void tst_protocol::noLeavesTheArraysAlone()
         ScriptedPrompts boxes;
         if (reply.isEmpty())
             boxes.expect(smcTitle, noReply);
-        // Without a person a scan that ends early is taken, but zeros that nobody counted are not.
-        const Prompts::Button goesOn = QByteArray(number).toInt() > 0 ? Prompts::Button::Yes : Prompts::Button::No;
+        // Without a person a scan that ends early is taken, but neither zeros that nobody counted nor more than was asked for.
+        const int received = QByteArray(number).toInt();
+        const Prompts::Button goesOn = received > 0 && received < 3 ? Prompts::Button::Yes : Prompts::Button::No;
         boxes.expect(transferTitle, mismatch(number), Prompts::Button::No)
             .withIcon(Prompts::Icon::Exclamation)
             .withButtons(Prompts::Buttons::YesNo, 2)

@@ -60,6 +60,11 @@ private slots:
     void rangesFollowTheRate();
     void withoutAutoRangeTheBarStaysFull();
     void noReplyReadsAsZero();
+    void noReplyIsSaidBesideTheZero();
+    void aLongCountIsWaitedFor_data();
+    void aLongCountIsWaitedFor();
+    void exitDoesNotWaitForALongCount();
+    void aCounterTimeJustTypedCounts();
     void aCounterTimeOfZeroKeepsTheRate();
     void entriesAreBarredMeanwhile();
     void aSecondActivationDoesNothing();
@@ -197,6 +202,75 @@ void tst_ratemeter::noReplyReadsAsZero()
     Ratemeter::Run();
     QVERIFY(meter.shown.contains(QStringLiteral("0|RateMeter [Range 10]|1000|0.0001")));
     QVERIFY(boxes.allShown());
+}
+
+void tst_ratemeter::noReplyIsSaidBesideTheZero()
+{
+    Meter meter({"50\r\n", "", "0\r\n"});
+    QStringList said;
+    QObject::connect(&Ratemeter::notifier(), &Ratemeter::Notifier::changed, &meter.context, [&said] {
+        said << Ratemeter::state().text + (Ratemeter::state().noAnswer ? QStringLiteral(" no answer") : QString());
+    });
+    Ratemeter::Run();
+    QCOMPARE(said.mid(0, 4), (QStringList{QString(), QStringLiteral("500"), QStringLiteral("0 no answer"), QStringLiteral("0")}));
+}
+
+void tst_ratemeter::aLongCountIsWaitedFor_data()
+{
+    QTest::addColumn<double>("time");   // s
+    QTest::addColumn<quint32>("takes"); // ms, until the reply
+    QTest::addColumn<QString>("text");
+    QTest::newRow("within MCRxTimeout") << 2.0 << 1900U << QStringLiteral("50");
+    QTest::newRow("longer than MCRxTimeout") << 5.0 << 5100U << QStringLiteral("20");
+    QTest::newRow("almost a second late") << 5.0 << 5850U << QStringLiteral("20");
+    QTest::newRow("more than a second late") << 5.0 << 6200U << QStringLiteral("0 no answer");
+}
+
+void tst_ratemeter::aLongCountIsWaitedFor()
+{
+    QFETCH(double, time);
+    QFETCH(quint32, takes);
+    QFETCH(QString, text);
+    Meter meter({});
+    scanParameters().counterTime = time;
+    QString shown;
+    meter.smc.answer = [&](const QString& command, QByteArray&) {
+        if (command == QStringLiteral("?C;") && shown.isNull())
+            meter.smc.feedLater(takes, "100\r\n");
+        return true;
+    };
+    QObject::connect(&Ratemeter::notifier(), &Ratemeter::Notifier::changed, &meter.context, [&] {
+        if (Ratemeter::state().text.isEmpty() || !shown.isNull())
+            return;
+        shown = Ratemeter::state().text + (Ratemeter::state().noAnswer ? QStringLiteral(" no answer") : QString());
+        meter.clock.at(200, [] { Ratemeter::Stop(); });
+    });
+    Ratemeter::Run();
+    QCOMPARE(shown, text);
+    QCOMPARE(modCOM::MCRxTimeout().interval(), 2000);
+}
+
+void tst_ratemeter::exitDoesNotWaitForALongCount()
+{
+    Meter meter({});
+    scanParameters().counterTime = 500;
+    meter.smc.answer = [](const QString&, QByteArray&) { return true; };
+    meter.clock.at(10000, [] { Ratemeter::Stop(); });
+    Ratemeter::Run();
+    QVERIFY2(meter.clock.elapsed() < 12000, qPrintable(QString::number(meter.clock.elapsed())));
+    QVERIFY(Operation::free(Resource::Goniometer));
+    QCOMPARE(meter.smc.commands().mid(6), words("START:; ?C; Q; Q; BEEPON; BEEPON;"));
+}
+
+void tst_ratemeter::aCounterTimeJustTypedCounts()
+{
+    Meter meter({"50\r\n"});
+    frontPanel().setText(FrontPanel::Field::CounterTime, QStringLiteral("0,5"));
+    Ratemeter::Run();
+    QVERIFY(meter.smc.commands().contains(QStringLiteral("CNT0.5;")));
+    QCOMPARE(meter.shown.at(1), QStringLiteral("100|RM [Range 1000]|1000|100"));
+    QCOMPARE(scanParameters().counterTime, 0.5);
+    frontPanel().setText(FrontPanel::Field::CounterTime, QString());
 }
 
 void tst_ratemeter::aCounterTimeOfZeroKeepsTheRate()

@@ -3,6 +3,7 @@
 #include "PlayedController.h"
 
 #include "core/FrontPanel.h"
+#include "core/Notices.h"
 #include "core/Operation.h"
 #include "core/ScanData.h"
 #include "goniometer/ScanParameterCheck.h"
@@ -289,6 +290,8 @@ private slots:
     void anAbortThatIsNeverHeard_data();
     void anAbortThatIsNeverHeard();
     void aControllerThatStopsSlowlyIsReadBack();
+    void aBusyAnswerRightAfterTheEndIsAskedAgain_data();
+    void aBusyAnswerRightAfterTheEndIsAskedAgain();
     void aScanFarBeyondItsTimeSaysSo();
 
     // one at a time
@@ -978,12 +981,19 @@ void tst_scanrun::lineDownDuringTheUpload()
         run.clock.at(5000, [&] { run.smc.present = true; });
     });
     ScanRun::Start();
+    // Once the start is written whole the scan may run: it is not started again, its counts are read.
+    const bool again = line + 1 < guinierProgram.size();
     QStringList expected = guinierProgram.mid(0, line + 1);
-    expected << guinierProgram << QStringLiteral("?CNT;");
+    if (again)
+        expected << guinierProgram;
+    expected << QStringLiteral("?CNT;");
     QCOMPARE(run.smc.orders(), expected);
     QCOMPARE(scanData().counts(), (QList<double>{5, 40, 7, 3, 8}));
-    QVERIFY(run.panel1.contains(QStringLiteral("The counting program is sent again (2 of 3)")));
-    QVERIFY2(log.text().contains(QStringLiteral("The counting program is sent again (2 of 3)\r\n")), qPrintable(log.text()));
+    const QString said = again ? QStringLiteral("The counting program is sent again (2 of 3)")
+                               : QStringLiteral("SMC: nothing shows that the scan was started, its counts are looked at");
+    QVERIFY(run.panel1.contains(said));
+    QVERIFY2(log.text().contains(said + QStringLiteral("\r\n")), qPrintable(log.text()));
+    QVERIFY(!Notices::all().isEmpty());
     QVERIFY(flags().dataPresent);
     QVERIFY(isIdle());
     QVERIFY(run.boxes.allShown());
@@ -1084,51 +1094,65 @@ void tst_scanrun::aCableThatIsOutDuringTheUpload()
         run.smc.unplugged = true;
         run.clock.at(20000, [&] { run.smc.unplugged = false; });
     });
+    // The program was written whole, and nobody can tell where it went: it is not sent again. Counts in the right number are taken, with a
+    // word about it; the same ones once more are not.
+    const bool cleared = from == QStringLiteral("RET;") || from == QStringLiteral("CCNT;");
+    if (cleared)
+        run.boxes.expect(startTitle, unconfirmed);
     ScanRun::Start();
-    QCOMPARE(run.smc.sent(QStringLiteral("START:;")), 1);
-    QCOMPARE(scanData().counts(), (QList<double>{5, 40, 7, 3, 8}));
+    QCOMPARE(run.smc.sent(QStringLiteral("START:;")), 0);
+    QCOMPARE(flags().dataPresent, !cleared);
+    QCOMPARE(Notices::all().size(), cleared ? 0 : 1);
     QVERIFY(run.clock.elapsed() > 20000);
+    QVERIFY(run.boxes.allShown());
+    if (cleared)
+        return;
+    run.onCommand([&](const QString& command) {
+        if (command != from)
+            return;
+        run.smc.unplugged = true;
+        run.clock.at(static_cast<quint32>(run.clock.elapsed()) + 30000, [&] { run.smc.unplugged = false; });
+    });
+    flags().dataSaved = true;
+    expectConfirmation(run.boxes);
+    run.boxes.expect(startTitle, unconfirmed);
+    ScanRun::Start();
     QVERIFY(run.boxes.allShown());
 }
 
 void tst_scanrun::aLongScanThatNobodyCanConfirm_data()
 {
-    QTest::addColumn<quint32>("back");
-    QTest::addColumn<int>("starts");
-    QTest::newRow("it can have run") << 3000000U << 1;
-    QTest::newRow("it cannot have run") << 100000U << 2;
+    QTest::addColumn<bool>("counted");
+    QTest::newRow("it has run") << true;
+    QTest::newRow("it holds none") << false;
 }
 
 void tst_scanrun::aLongScanThatNobodyCanConfirm()
 {
-    QFETCH(quint32, back);
-    QFETCH(int, starts);
+    QFETCH(bool, counted);
     Run run;
     run.olderCounts();
     run.clock.msPerRound = 10;
     // Five points of 500 s.
     type("10", "12", "0.5", "500");
-    run.smc.runTime = back < 2500000 ? 0 : 2500000;
+    run.smc.runTime = 2500000;
     expectConfirmation(run.boxes);
     run.onCommand([&](const QString& command) {
         if (command != QStringLiteral("START:;"))
             return;
-        if (run.smc.sent(command) == 2) {
-            run.smc.runTime = 2500000;
-            return;
-        }
+        if (!counted)
+            run.smc.countLines.clear();
         run.smc.unplugged = true;
-        run.clock.at(back, [&] {
-            run.smc.unplugged = false;
-            run.smc.runTime = 2500000;
-        });
+        run.clock.at(3000000, [&] { run.smc.unplugged = false; });
     });
-    if (starts == 1)
+    if (!counted)
         run.boxes.expect(startTitle, unconfirmed);
     ScanRun::Start();
-    QCOMPARE(run.smc.sent(QStringLiteral("START:;")), starts);
-    QCOMPARE(run.smc.sent(QStringLiteral("?CNT;")), starts - 1);
-    QCOMPARE(flags().dataPresent, starts == 2);
+    // Finished counts are never erased by another start: they are read.
+    QCOMPARE(run.smc.sent(QStringLiteral("START:;")), 1);
+    QCOMPARE(run.smc.sent(QStringLiteral("?CNT;")), 1);
+    QCOMPARE(flags().dataPresent, counted);
+    QCOMPARE(Notices::all().size(), counted ? 1 : 0);
     QVERIFY(isIdle());
     QVERIFY(run.boxes.allShown());
 }
@@ -1628,6 +1652,35 @@ void tst_scanrun::noNewScanInsideTheEndOfAnAbortedOne()
     QCOMPARE(run.smc.sent(QStringLiteral("CLR;")), 1);
     QVERIFY(isIdle());
     QVERIFY(run.boxes.allShown());
+}
+
+void tst_scanrun::aBusyAnswerRightAfterTheEndIsAskedAgain_data()
+{
+    QTest::addColumn<int>("times");
+    QTest::newRow("for a moment") << 2;
+    QTest::newRow("for good") << 1000;
+}
+
+void tst_scanrun::aBusyAnswerRightAfterTheEndIsAskedAgain()
+{
+    QFETCH(int, times);
+    Run run;
+    int idle = 0;
+    run.smc.answer = [&](const QString& command, QByteArray& reply) {
+        if (command != QStringLiteral("?S1;") || !Operation::isRunning(Operations::scan) || run.clock.elapsed() < 4000)
+            return false;
+        // The first idle answer ends the polling.
+        const bool still = ++idle > 1 && idle <= times + 1;
+        reply = still ? "S1:0\r\n" : "S1:128\r\n";
+        return true;
+    };
+    expectConfirmation(run.boxes);
+    if (times > 10)
+        run.boxes.expect(QStringLiteral("Get RAM data"), QStringLiteral("SMC not ready..."));
+    ScanRun::Start();
+    QCOMPARE(flags().dataPresent, times <= 10);
+    QVERIFY(run.boxes.allShown());
+    QVERIFY2(times <= 10 || (idle >= 5 && idle <= 8), qPrintable(QString::number(idle)));
 }
 
 void tst_scanrun::aScanFarBeyondItsTimeSaysSo()

@@ -13,7 +13,10 @@ using Model = lab::LakeShoreModel;
 
 struct Bench : DeviceBench<lab::LakeShoreController>
 {
-    explicit Bench(Model model, std::vector<lab::Fault> faults = {}) : DeviceBench(std::move(faults), model) {}
+    explicit Bench(Model model, std::vector<lab::Fault> faults = {}, std::optional<double> regulatesAt = {})
+        : DeviceBench(std::move(faults), model, regulatesAt)
+    {
+    }
     /// Sends a line when the controller has time for it.
     QByteArray ask(const QByteArray& line)
     {
@@ -98,6 +101,7 @@ private slots:
     void theRampIsObeyed();
     void aWeakHeaterRangeCannotHoldTheTemperature();
     void withoutHeaterItCoolsToTheBase();
+    void withStoredSettingsItRegulatesAfterAReset();
     void withoutIntegralActionAnOffsetRemains();
     void autotuningFindsItsOwnParameters();
     void theSampleFollowsTheStage();
@@ -393,6 +397,17 @@ void TestLowTemperature::withoutHeaterItCoolsToTheBase()
     bench.after(1740.0);
     const double base = bench.device.stageTemperature();
     QVERIFY2(base > 5.2 && base < 5.5, qPrintable(QString::number(base)));
+}
+
+void TestLowTemperature::withStoredSettingsItRegulatesAfterAReset()
+{
+    Bench bench(Model::ls331, {}, 295);
+    bench.after(600.0);
+    QVERIFY2(std::fabs(bench.device.stageTemperature() - 295) < 0.2, qPrintable(QString::number(bench.device.stageTemperature())));
+    bench.ask("*RST");
+    bench.after(600.0);
+    QVERIFY2(std::fabs(bench.device.stageTemperature() - 295) < 0.2, qPrintable(QString::number(bench.device.stageTemperature())));
+    QCOMPARE(bench.ask("RANGE?").trimmed(), QByteArray("3"));
 }
 
 void TestLowTemperature::withoutIntegralActionAnOffsetRemains()

@@ -256,6 +256,7 @@ void TestProgram::theIniLeadsToTheLine()
     const QList<QByteArray> ini = file.readAll().replace("\r\n", "\n").split('\n');
     QVERIFY(ini.contains("SerialDevice=" + instrument.address.toUtf8()));
     QVERIFY(ini.contains("DelaySleep=1"));
+    QVERIFY(ini.contains("StripInterval=10"));
     QVERIFY(ini.contains("GoniometerType=Theta-2-Theta"));
     for (const char* line : {"ScanStart=20", "ScanStop=32", "ScanStep=0.02", "CounterTime=0.1"})
         QVERIFY2(ini.contains(QByteArray(line)), line);

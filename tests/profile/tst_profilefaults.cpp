@@ -602,6 +602,45 @@ private slots:
         QVERIFY(!lab.tc.written().contains("SETP 1, 270"));
     }
 
+    void anAbortWhileItSettlesReadsNoScan()
+    {
+        Laboratory lab;
+        lab.profile(twoSteps);
+        lab.expectSummary();
+        lab.expectAbort(Button::Yes);
+        lab.boxes.expect(u"Data acquisition"_s, u"No scan was running; nothing was read."_s);
+        lab.boxes.expect(title, finished);
+        bool asked = false;
+        lab.clock.onRound = [&] {
+            if (!asked && Laboratory::at(1, Phase::Settling)) {
+                asked = true;
+                ProfileRun::Execute();
+            }
+        };
+        QVERIFY(!ProfileRun::Execute());
+        QVERIFY(lab.boxes.allShown());
+        QCOMPARE(lab.smc.sent(u"?CNT;"_s), 1);
+        QVERIFY2(!lab.report().contains("-  setpoint 285"), lab.report().constData()); // with the time of the abort
+    }
+
+    void aTemperatureThatTheOperatorAcceptedIsReportedAsSuch()
+    {
+        Laboratory lab;
+        lab.profile({u"T1:295;"_s});
+        lab.offset = 3;
+        lab.expectSummary();
+        lab.boxes.expect(title, finished);
+        lab.clock.onRound = [&] {
+            if (Laboratory::at(0, Phase::Settling) && frontPanel().textDisplayText().contains(u"Elapsed"_s))
+                frontPanel().pressTextDisplayButton();
+        };
+        QVERIFY(ProfileRun::Execute());
+        QVERIFY(lab.boxes.allShown());
+        QVERIFY2(lab.report().contains("    accepted by the operator at 298 K, mean "), lab.report().constData());
+        QVERIFY2(lab.report().contains(" K, scatter "), lab.report().constData());
+        QCOMPARE(scanData().record().remarks, ProfileRun::state().rows[0].remarks);
+    }
+
     void theCountsReadAfterAnAbortStayInMemoryUnsaved()
     {
         Laboratory lab;

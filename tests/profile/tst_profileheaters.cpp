@@ -182,8 +182,53 @@ private slots:
         QCOMPARE(lab.scans(), (QStringList{u"Quartz_0300.sdf"_s, u"Quartz_0500.sdf"_s}));
         QVERIFY(ProfileRun::state().rows[1].phase == Phase::Skipped);
         QVERIFY2(lab.report().contains("setpoint 400 °C  skipped\n"), lab.report().constData());
+        QVERIFY2(!lab.report().contains("-  setpoint 400"), lab.report().constData()); // with the time at which it was given up
         QVERIFY(lab.report().contains("    The temperature controller was silent for ten minutes; the step was skipped.\n"));
+        QVERIFY(lab.stateFile());
+
+        // Continued, the run measures what was skipped and nothing else.
+        lab.silent = false;
+        lab.clock.onRound = {};
+        ProfileRun::Options options;
+        options.resume = true;
+        QVERIFY(ProfileRun::Execute(options));
+        QCOMPARE(lab.scans(), (QStringList{u"Quartz_0300.sdf"_s, u"Quartz_0400.sdf"_s, u"Quartz_0500.sdf"_s}));
+        QVERIFY(ProfileRun::state().rows[0].phase == Phase::Earlier);
+        QVERIFY(ProfileRun::state().rows[1].phase == Phase::Done);
+        QVERIFY(ProfileRun::state().rows[2].phase == Phase::Earlier);
         QVERIFY(!lab.stateFile());
+    }
+
+    void threeSilentStepsPauseTheRunUntilTheControllerAnswers()
+    {
+        Laboratory lab(Heater::HTC);
+        lab.clock.msPerRound = 20;
+        const Unattended nobody;
+        lab.profile({u"T1:300;"_s, u"T1:350;"_s, u"T1:400;"_s, u"T1:450;"_s, u"T1:500;"_s});
+        quint64 pausedAt = 0;
+        qsizetype askedBefore = 0;
+        qsizetype asked = 0;
+        bool said = false;
+        lab.clock.onRound = [&] {
+            if (pausedAt == 0 && Laboratory::at(4, Phase::Paused)) {
+                pausedAt = lab.clock.elapsed();
+                askedBefore = lab.tc.written().count("R001");
+            }
+            const bool waiting = pausedAt == 0 || lab.clock.elapsed() - pausedAt < 3600000;
+            lab.silent = ProfileRun::state().current >= 1 && waiting;
+            if (pausedAt != 0 && waiting) {
+                asked = lab.tc.written().count("R001") - askedBefore;
+                said = said || frontPanel().panel(3).startsWith(u"Paused: the temperature controller is silent since "_s);
+            }
+        };
+        QVERIFY(ProfileRun::Execute());
+        QVERIFY(pausedAt > 0);
+        QVERIFY(said);
+        // Once a minute for an hour, each time with its repetitions.
+        QVERIFY2(asked > 30 && asked < 250, qPrintable(QString::number(asked)));
+        QCOMPARE(lab.scans(), (QStringList{u"Quartz_0300.sdf"_s, u"Quartz_0500.sdf"_s}));
+        QVERIFY(lab.report().contains("    The run was paused at "));
+        QVERIFY(lab.stateFile());
     }
 
     void oneUnansweredQueryAtTheEndDoesNotLeaveTheFurnaceHot()

@@ -6,9 +6,11 @@
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
 #include "core/Instrument.h"
+#include "core/Notices.h"
 #include "core/Operation.h"
 #include "core/ScanData.h"
 #include "core/startup/modMain.h"
+#include "goniometer/ScanRun.h"
 #include "goniometer/modSMC.h"
 #include "serial/modCOM.h"
 #include "support/AppLog.h"
@@ -89,6 +91,8 @@ private slots:
     void aControllerThatIsIgnoredMeansSimulation();
     void aBusyControllerTurnsTheStartEntryIntoAbort();
     void thetaTwoThetaNeedsTwoAxes();
+    void aPresenceReplyThatWasCutIsAskedForAgain_data();
+    void aPresenceReplyThatWasCutIsAskedForAgain();
     void linesThatCannotBeOpenedAreReported_data();
     void linesThatCannotBeOpenedAreReported();
     void theGeneratorLineIsOpenedWhenRemote();
@@ -497,6 +501,45 @@ void StartupTest::thetaTwoThetaNeedsTwoAxes()
     QVERIFY(frontPanel().panel(1).isEmpty());
     QCOMPARE(frontPanel().caption(), QStringLiteral("Scan (4411, Guinier, silent mode)"));
     QCOMPARE(scanParameters().numberOfPoints, 0); // not checked either
+
+    // What axis 1 alone counts stands at other angles: nothing is measured before somebody has said so.
+    QCOMPARE(Notices::all().size(), 1);
+    QCOMPARE(Notices::all()[0].actions[0].caption, QStringLiteral("Measure with axis 1 alone"));
+    const qsizetype before = m_smc->written().size();
+    ScanRun::Start();
+    QCOMPARE(m_smc->written().size(), before);
+    QCOMPARE(frontPanel().panel(1), QStringLiteral("No scan was started: the controller has one axis"));
+    Notices::all()[0].actions[0].run();
+    m_boxes->expect(QStringLiteral("Start scan"), QString(), Prompts::Button::Cancel);
+    ScanRun::Start();
+    QCOMPARE(m_smc->written().mid(before), QByteArray("\r\n?S1;"));
+}
+
+void StartupTest::aPresenceReplyThatWasCutIsAskedForAgain_data()
+{
+    QTest::addColumn<QByteArray>("first");
+    QTest::addColumn<int>("asked");
+    QTest::newRow("half an item") << QByteArray("S1:128 S2") << 2;
+    QTest::newRow("nothing behind the last colon") << QByteArray("S1:") << 2;
+    QTest::newRow("one axis and no more") << QByteArray("S1:128\r\n") << 1;
+}
+
+void StartupTest::aPresenceReplyThatWasCutIsAskedForAgain()
+{
+    QFETCH(QByteArray, first);
+    QFETCH(int, asked);
+    m_smc->clearRules();
+    m_smc->answer("?S1;", "S1:128\r\n");
+    m_smc->answer("?V;", "SMC 4412\r\nV1.0\r\n");
+    m_smc->answer("?S;", "S1:128 S2:128\r\n");
+    m_smc->answerOnce("?S;", first);
+    writeIni("[General]\nGoniometerType=t2t\n");
+    if (asked == 1)
+        m_boxes->expect(QStringLiteral("Goniometer Type Theta-2-Theta"), QString());
+    modMain::LoadSettings();
+    QCOMPARE(int(m_smc->written().count("?S;")), asked);
+    QCOMPARE(flags().goniometerType, asked == 1 ? 0 : 1);
+    QCOMPARE(modSMC::state().axesMissing, asked == 1);
 }
 
 void StartupTest::linesThatCannotBeOpenedAreReported_data()

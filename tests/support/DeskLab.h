@@ -12,7 +12,7 @@
 
 #include <memory>
 
-/// The virtual instrument on a desk, in a directory of its own, with the scan.ini that it writes there.
+/// The virtual instrument on a desk, in a directory of its own, with the scan.ini that it writes there; only `StripInterval` is 0 in it.
 ///
 ///     DeskLab lab;
 ///     QVERIFY(lab.start({"--ltc", "331"}));

@@ -11,6 +11,7 @@
 #include "profile/ProfileRun.h"
 #include "profile/TProfile.h"
 #include "safety/AllOff.h"
+#include "safety/StripReading.h"
 #include "serial/modCOM.h"
 #include "support/ResetProgram.h"
 #include "temperature/Controller.h"
@@ -25,6 +26,7 @@
 void resetAll()
 {
     AllOff::reset();
+    StripReading::reset();
     CooldownLog::reset();
     modGenerator::reset();
     GeneratorPower::reset();

@@ -31,6 +31,9 @@ public:
         static Here current(const char* file = __builtin_FILE(), int line = __builtin_LINE()) { return {file, line}; }
     };
 
+    bool somebodyThere = true;
+    bool attended() const override { return somebodyThere; }
+
     ScriptedPrompts();
     ~ScriptedPrompts() override;
     ScriptedPrompts(const ScriptedPrompts&) = delete;

@@ -52,6 +52,32 @@ private slots:
         QVERIFY2(said.contains("furnace heater: the controller did not answer; its heater may still be on"), said.constData());
     }
 
+    void thePowerStaysWhileAScanIsMeasured()
+    {
+        LabConsole lab("--generator --busy");
+        lab.forget();
+        QCOMPARE(lab.said("generator power 20 30 --yes", 1),
+                 QByteArray("|Something is being measured: current and voltage stay as they are.\n"));
+        QCOMPARE(lab.received(u"Generator"_s), QString());
+    }
+
+    void aScanAtIdlePowerSaysSo()
+    {
+        LabConsole lab("--generator");
+        QCOMPARE(lab.run("generator power 5 20 --yes"), 0);
+        lab.configure(u"General"_s, u"StripInterval"_s, u"1"_s);
+        const QStringList scan = words("acquire --start 26 --stop 27 --step 0.1 --time 1 --yes --out") << lab.path(u"q.sdf"_s);
+        QCOMPARE(lab.run(scan), 0);
+        const QByteArray idle = "The X-ray generator seems to be at idle power: what is measured now counts little.";
+        QCOMPARE(lab.cli.err.count(idle), 1);
+        // Nothing is asked without the key, so nothing is known.
+        lab.configure(u"General"_s, u"StripInterval"_s, u"0"_s);
+        lab.forget();
+        QCOMPARE(lab.run(QStringList(scan) << u"--keep"_s), 0);
+        QVERIFY(!lab.cli.err.contains(idle));
+        QCOMPARE(lab.received(u"Generator"_s), QString());
+    }
+
     void theGoniometerIsSaidToBeAbsent()
     {
         LabConsole lab("--generator --fault smc/silent");

@@ -16,6 +16,16 @@ bool bringUp(DeskLab& lab)
     shortenPauses(lab);
     return started;
 }
+
+/// Its heater output on, and a profile of one step.
+bool startFurnace(DeskLab& lab)
+{
+    const bool started = lab.start({u"--speed"_s, u"100"_s, u"--htc"_s});
+    shortenScans(lab);
+    store(lab.path(u"p.gtp"_s), "T1:300;\r\n");
+    DeskCli cli(lab);
+    return started && cli.run({u"htc"_s, u"heater"_s, u"on"_s}) == 0;
+}
 } // namespace
 
 class tst_profile : public QObject
@@ -107,6 +117,46 @@ private slots:
         QCOMPARE(cli.run(runWords(lab.path())), 3);
         QVERIFY2(cli.err.contains("2 of 3: 195 K, aborted"), cli.err.constData());
         QCOMPARE(scansIn(lab.path()).size(), 1);
+    }
+
+    /// The second one waits for nothing any more, and the heaters are set back all the same.
+    void controlCTwiceSetsTheFurnaceBackWithoutWaiting()
+    {
+        DeskLab lab;
+        QVERIFY(startFurnace(lab));
+        DeskCli cli(lab);
+        double secondAt = 0;
+        cli.whenSays("1 of 1: 300 °C, settling", [&] { cli.interrupt(); });
+        lab.desk.when([&] { return cli.err.contains("aborted"); },
+                      [&] {
+                          secondAt = lab.desk.elapsed();
+                          cli.interrupt();
+                      });
+        QCOMPARE(cli.run(runWords(lab.path())), 3);
+        QVERIFY(secondAt > 0);
+        QVERIFY2(lab.desk.elapsed() - secondAt < 20, qPrintable(QString::number(lab.desk.elapsed() - secondAt)));
+        QVERIFY2(cli.err.contains("Setting the heaters back without waiting for them..."), cli.err.constData());
+        QVERIFY2(!cli.err.contains("was not set back"), cli.err.constData());
+        DeskCli after(lab);
+        QCOMPARE(after.run({u"htc"_s, u"status"_s}), 0);
+        QVERIFY2(QString::fromUtf8(after.out).contains(QRegularExpression(u"Setpoint\\D*22 "_s)), after.out.constData());
+    }
+
+    void aThirdControlCSaysThatTheFurnaceWasNotSetBack()
+    {
+        DeskLab lab;
+        QVERIFY(startFurnace(lab));
+        DeskCli cli(lab);
+        cli.whenSays("1 of 1: 300 °C, settling", [&] {
+            cli.interrupt();
+            cli.interrupt();
+            cli.interrupt();
+        });
+        QCOMPARE(cli.run(runWords(lab.path())), 3);
+        const QByteArray text =
+            "The program was closed. The high-temperature controller was not set back: it keeps the setpoint of the last step!";
+        QVERIFY2(cli.err.contains(text), cli.err.constData());
+        QVERIFY2(reportIn(lab.path()).contains(text), reportIn(lab.path()).constData());
     }
 };
 

@@ -44,6 +44,8 @@ public:
 
     /// Leaves the windows alone from now on: the test works in them itself.
     void rest() { m_resting = true; }
+    /// Answers them again.
+    void work() { m_resting = false; }
 
     bool done() const { return m_expected.isEmpty(); }
     /// What went wrong, or what has not come; empty when all is well.

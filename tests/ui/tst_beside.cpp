@@ -2,8 +2,12 @@
 
 #include "LabWindow.h"
 
+#include "core/Configuration.h"
+#include "core/Notices.h"
 #include "core/Operation.h"
 #include "core/ScanData.h"
+#include "generator/GeneratorPower.h"
+#include "ui/dlgGeneratorPower.h"
 
 #include <QTest>
 
@@ -130,6 +134,54 @@ private slots:
             return text.startsWith(QStringLiteral("The temperature is not steady yet (2")) && text.endsWith(QStringLiteral(" K)"));
         }));
         QVERIFY(!Operation::isRunning(Operations::temperature));
+    }
+
+    void aScanStartedDuringAWarmUpAndTheCountdownGoOnSideBySide()
+    {
+        QVERIFY(bench().bringUp({QStringLiteral("--generator")}, 1));
+        configuration().generator.powerSettlingTime = 8;
+        const double expected = undisturbed();
+        QVERIFY(expected > 11);
+        QStringList countdown;
+        connect(&GeneratorPower::notifier(), &GeneratorPower::Notifier::changed, &bench().hand, [&countdown] {
+            if (GeneratorPower::state().warmingUp && counting())
+                countdown << GeneratorPower::state().txtMessage;
+        });
+        double took = 0;
+        QStringList bars;
+        bench().once([] { return GeneratorPower::state().warmingUp; },
+                     [&] {
+                         bench().hand.work();
+                         bench().once(counting, [&bars] { bars << (Notices::all().isEmpty() ? QString() : Notices::all().first().text); });
+                         bench().once([] { return counting() && !GeneratorPower::state().warmingUp; },
+                                      [&] {
+                                          bars << (Notices::all().isEmpty() ? QString() : Notices::all().first().text);
+                                          auto* power = bench().window->findChild<dlgGeneratorPower*>();
+                                          QVERIFY(power != nullptr && power->isVisible());
+                                          // It neither sets anything now nor bars the window in which the scan can be aborted.
+                                          QVERIFY(!LabWindow::button(power, "btnOk")->isEnabled());
+                                          QVERIFY(LabWindow::button(power, "btnCancel")->isEnabled());
+                                          QVERIFY(QApplication::activeModalWidget() == nullptr);
+                                      });
+                         const double before = bench().desk().elapsed();
+                         startScan();
+                         took = bench().desk().elapsed() - before;
+                         bench().hand.rest(); // the window is modal again
+                     });
+        bench().hand.rest();
+        bench().choose(Entry::mnuExtrasGeneratorSetPower);
+        auto* power = bench().window->findChild<dlgGeneratorPower*>();
+        QVERIFY(bench().desk().until([&] { return LabWindow::button(power, "btnOk")->isEnabled(); }));
+        bench().hand.expect(QStringLiteral("Voltage Setting"), {}, QStringLiteral("OK"), [&](QMessageBox*) { bench().hand.rest(); });
+        bench().hand.work();
+        LabWindow::button(power, "btnOk")->click();
+        QVERIFY(bench().desk().until([&] { return took > 0; }));
+        QVERIFY(flags().dataPresent);
+        QVERIFY2(took < expected + 0.5, qPrintable(QStringLiteral("%1 s instead of %2 s").arg(took).arg(expected)));
+        QVERIFY2(countdown.size() >= 6, qPrintable(countdown.join(u'\n'))); // a second each
+        QCOMPARE(bars, (QStringList{QStringLiteral("The X-ray tube still warms up: what is measured now can drift."), QString()}));
+        QVERIFY(bench().desk().until([&] { return LabWindow::button(power, "btnOk")->isEnabled(); }, 5));
+        power->reject();
     }
 };
 

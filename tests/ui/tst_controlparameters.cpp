@@ -338,6 +338,7 @@ private slots:
         QVERIFY(bench().bringUp({QStringLiteral("--ltc"), QStringLiteral("331")}));
         bench().answerInput(QStringLiteral("New Setpoint"), QStringLiteral("Enter new setpoint:"), QString(), QStringLiteral("20"));
         bool waited = false;
+        QString before;
         QStringList panel;
         connect(&frontPanel(), &FrontPanel::panelChanged, &bench().hand, [&panel](int number, const QString& text) {
             if (number == 3)
@@ -356,7 +357,17 @@ private slots:
                          QTest::keyClick(LabWindow::textWindow(), Qt::Key_Escape);
                          LabWindow::textWindow()->close();
                          QVERIFY(LabWindow::textWindow() != nullptr);
+                         // Nor does a key that was meant for another window.
+                         QVERIFY(LabWindow::textWindow()->focusWidget() != button);
                          QTest::keyClick(LabWindow::textWindow(), Qt::Key_Return);
+                         QTest::keyClick(LabWindow::textWindow(), Qt::Key_Space);
+                         QTest::keyClick(LabWindow::textWindow()->focusWidget(), Qt::Key_Space);
+                         before = frontPanel().textDisplayText();
+                     });
+        bench().once([&] { return !before.isEmpty() && frontPanel().textDisplayText() != before; },
+                     [&] {
+                         QVERIFY(Operation::isRunning(Operations::temperature));
+                         QTest::mouseClick(LabWindow::button(LabWindow::textWindow(), "btnOk"), Qt::LeftButton);
                      });
         bench().choose(Entry::mnuLTCSetpoint);
         QVERIFY(waited);

@@ -3,14 +3,18 @@
 #include "LabWindow.h"
 
 #include "core/Configuration.h"
+#include "core/Operation.h"
 #include "generator/GeneratorPower.h"
 #include "generator/modGenerator.h"
 #include "support/ScriptedPrompts.h"
 #include "ui/dlgGeneratorPower.h"
 #include "ui/frmRPID.h"
 
+#include <QClipboard>
+#include <QDropEvent>
 #include <QGroupBox>
 #include <QLineEdit>
+#include <QMimeData>
 #include <QPushButton>
 #include <QTest>
 
@@ -137,6 +141,98 @@ private slots:
         QCOMPARE(bench().lab.received(QStringLiteral("Generator")).count(QStringLiteral("SC:")), qsizetype(1));
         QVERIFY(LabWindow::button(dialog, "btnOk")->isEnabled());
         QTest::mouseClick(LabWindow::button(dialog, "btnCancel"), Qt::LeftButton);
+    }
+
+    void whatIsPastedIsFilteredAsKeysAre()
+    {
+        QVERIFY(bringUp({QStringLiteral("--generator")}));
+        bench().hand.rest();
+        dlgGeneratorPower* dialog = openPower();
+        QVERIFY(dialog != nullptr);
+        QLineEdit* current = LabWindow::field(dialog, "txtmA");
+        QGuiApplication::clipboard()->setText(QStringLiteral(" -12,5 mA"));
+        current->selectAll();
+        QTest::keySequence(current, QKeySequence::Paste);
+        QCOMPARE(current->text(), QStringLiteral("12.5"));
+        QCOMPARE(GeneratorPower::state().txtmA, QStringLiteral("12.5"));
+        QCOMPARE(current->cursorPosition(), 4);
+
+        QMimeData dropped;
+        dropped.setText(QStringLiteral("x3"));
+        QLineEdit* voltage = LabWindow::field(dialog, "txtkV");
+        voltage->clear();
+        QDragEnterEvent enter(QPoint(2, 2), Qt::CopyAction, &dropped, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(voltage, &enter);
+        QDropEvent drop(QPointF(2, 2), Qt::CopyAction, &dropped, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(voltage, &drop);
+        QCOMPARE(voltage->text(), QStringLiteral("3"));
+        QCOMPARE(GeneratorPower::state().txtkV, QStringLiteral("3"));
+
+        // A full box takes no more.
+        LabWindow::type(current, QStringLiteral("1234567"));
+        QCOMPARE(current->text(), QStringLiteral("123456"));
+        dialog->reject();
+    }
+
+    void theWarmUpWindowDoesNotCoverTheDialogWhichCanBeLeft()
+    {
+        QVERIFY(bringUp({QStringLiteral("--generator")}));
+        bench().hand.rest();
+        ScriptedPrompts boxes;
+        configuration().generator.powerSettlingTime = 100;
+        dlgGeneratorPower* dialog = openPower();
+        QVERIFY(dialog != nullptr);
+        QVERIFY(!LabWindow::button(dialog, "btnClose")->isVisible());
+        boxes.expect(QStringLiteral("Voltage Setting"), {});
+        bool left = false;
+        bench().lab.desk.after(30, [&] {
+            QDialog* text = LabWindow::textWindow();
+            QVERIFY(text != nullptr);
+            QVERIFY2(!text->frameGeometry().intersects(dialog->frameGeometry()), "the warm-up covers the dialog");
+            QVERIFY(dialog->isVisible() && LabWindow::button(dialog, "btnClose")->isVisible());
+            QVERIFY(!LabWindow::button(dialog, "btnOk")->isEnabled() && !LabWindow::button(dialog, "btnCancel")->isEnabled());
+            QTest::mouseClick(LabWindow::button(dialog, "btnClose"), Qt::LeftButton);
+            QVERIFY(!dialog->isVisible());
+            QVERIFY(Operation::isRunning(Operations::warmUp));
+            auto* tube = bench().window->findChild<QLabel*>(QStringLiteral("tube"));
+            QVERIFY2(tube->text().endsWith(QStringLiteral(", warming up")), qPrintable(tube->text()));
+            left = true;
+        });
+        // Opened again, the window counts on.
+        bool again = false;
+        bench().lab.desk.after(40, [&] {
+            QVERIFY(entry(Menu::Entry::mnuExtrasGeneratorSetPower)->isEnabled());
+            entry(Menu::Entry::mnuExtrasGeneratorSetPower)->trigger();
+        });
+        bench().lab.desk.after(50, [&] {
+            again = true;
+            auto* second = bench().window->findChild<dlgGeneratorPower*>();
+            QVERIFY(second != nullptr && !LabWindow::button(second, "btnOk")->isEnabled());
+            QVERIFY2(LabWindow::field(second, "txtMessage")->text().startsWith(QStringLiteral("Warm-up: 0:00:5")),
+                     qPrintable(LabWindow::field(second, "txtMessage")->text()));
+            QTest::keyClick(second, Qt::Key_Escape);
+            QVERIFY(!second->isVisible());
+        });
+        QTest::mouseClick(LabWindow::button(dialog, "btnOk"), Qt::LeftButton);
+        QVERIFY(left && again && boxes.allShown());
+        QVERIFY(bench().desk().until([] { return !Operation::isRunning(Operations::warmUp); }, 120));
+        QVERIFY(LabWindow::textWindow() == nullptr);
+    }
+
+    void theStatusMustBeClosedBeforeAnythingElse()
+    {
+        QVERIFY(bringUp({QStringLiteral("--generator")}));
+        bench().hand.rest();
+        bool said = false;
+        bench().once([] { return frontPanel().panel(1) == QStringLiteral("reading..."); },
+                     [&] { said = LabWindow::textWindow() == nullptr; });
+        entry(Menu::Entry::mnuExtrasGeneratorGetStatus)->trigger();
+        QVERIFY(said);
+        QVERIFY(LabWindow::textWindow() != nullptr);
+        QCOMPARE(QApplication::activeModalWidget(), LabWindow::textWindow());
+        QCOMPARE(LabWindow::textWindow()->windowTitle(), QStringLiteral("X-Ray Generator info"));
+        LabWindow::pressTextButton();
+        QVERIFY(LabWindow::textWindow() == nullptr && QApplication::activeModalWidget() == nullptr);
     }
 
     void aRefusedCurrentGetsTheFocusBack()

@@ -371,11 +371,12 @@ private slots:
         m_operator->rest();
         // In the simulation state every reply is empty: 0 counts.
         frmRatemeter dialog;
-        QString caption, value;
+        QString caption, value, beside;
         m_desk->when([&] { return !dialog.findChild<QLineEdit*>(QStringLiteral("txtValue"))->text().isEmpty(); },
                      [&] {
                          caption = dialog.windowTitle();
                          value = dialog.findChild<QLineEdit*>(QStringLiteral("txtValue"))->text();
+                         beside = dialog.findChild<QLabel*>(QStringLiteral("lblNoAnswer"))->text();
                          press(&dialog, "btnExit");
                      });
         QVERIFY(dialog.findChild<QCheckBox*>(QStringLiteral("chkAutoRange"))->isChecked());
@@ -384,6 +385,7 @@ private slots:
         QCOMPARE(dialog.findChild<QLineEdit*>(QStringLiteral("txtValue"))->toolTip(), QStringLiteral("Current countrate"));
         dialog.exec();
         QCOMPARE(value.trimmed(), QStringLiteral("0"));
+        QCOMPARE(beside, QStringLiteral("no answer"));
         QCOMPARE(caption, QStringLiteral("RateMeter [Range 10]"));
         QVERIFY(!Operation::isRunning(Operations::ratemeter));
         DESK_VERIFY(!Operation::isRunning(Operations::ratemeter));

@@ -92,6 +92,7 @@ private slots:
         QCOMPARE(bench().window->chart()->graph(0)->dataCount(), 51);
         QCOMPARE(bench().window->chart()->visibleAngles().upper, 27.0);
         QVERIFY(flags().dataPresent && !flags().dataSaved);
+        QVERIFY(!scanData().simulated && bench().window->chart()->mark().isEmpty());
 
         const QString path = bench().lab.path() + QStringLiteral("/hand.sdf");
         bench().hand.expectWindow(QStringLiteral("Save data"), [&](QDialog* dialog) {
@@ -102,6 +103,32 @@ private slots:
         Operator::chooseByKeys(bench().window.get(), QStringLiteral("fs"));
         QVERIFY(QFile::exists(path));
         QVERIFY(flags().dataSaved);
+        QVERIFY(bench().window->close());
+    }
+
+    void countsOfTheSimulationAreMarked()
+    {
+        QVERIFY(bench().showWindow()); // no controller
+        flags().smcOnline = false;
+        const auto mark = [this] { return bench().window->chart()->mark(); };
+        typeParameters({"26", "27", "0.02", "0.1"});
+        bench().hand.expect(QStringLiteral("Start scan"), {}, QStringLiteral("OK"));
+        Operator::chooseByKeys(bench().window.get(), QStringLiteral("ms"));
+        QVERIFY(flags().dataPresent && scanData().simulated);
+        QCOMPARE(mark(), QStringLiteral("simulated counts"));
+
+        const QString path = bench().lab.path(QStringLiteral("simulated.sdf"));
+        bench().answerFile(QStringLiteral("Save data"), path);
+        Operator::chooseByKeys(bench().window.get(), QStringLiteral("fs"));
+        QVERIFY(QFile::exists(path));
+        QCOMPARE(frontPanel().panel(1), QStringLiteral("Saved, simulated counts: ") + path);
+
+        // A scan that takes its place is not marked.
+        ScanRecord other = scanData().record();
+        other.simulated = false;
+        scanData().take(other);
+        scanData().plot();
+        QCOMPARE(mark(), QString());
         QVERIFY(bench().window->close());
     }
 

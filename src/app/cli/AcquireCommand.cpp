@@ -15,6 +15,7 @@
 #include "goniometer/ScanParameterCheck.h"
 #include "goniometer/ScanRun.h"
 #include "goniometer/modSMC.h"
+#include "safety/StripReading.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -71,14 +72,13 @@ void tellCorrections(const cli::Arguments& arguments)
     }
 }
 
-/// A scan that was cut short ends with its last count, not with zeros that nobody counted. True when it is whole.
-bool cutToPointsRead()
+/// A scan that was cut short keeps its points, those behind its last count zero, as in the window. True when it is whole.
+bool isWhole()
 {
-    ScanData& scan = scanData();
+    const ScanData& scan = scanData();
     if (scan.received == scan.size())
         return true;
-    cli::Terminal::note(u"%1 of %2 points were counted."_qs.arg(scan.received).arg(scan.size()));
-    scan.cutTo(scan.received);
+    cli::Terminal::note(u"Partial: %1 of %2 points were counted, the others are zero."_qs.arg(scan.received).arg(scan.size()));
     return false;
 }
 
@@ -101,7 +101,7 @@ bool save(const QString& wanted, bool keepExisting)
 
 bool saveAll(const cli::Arguments& arguments, const QString& path)
 {
-    const bool whole = cutToPointsRead();
+    const bool whole = isWhole();
     cli::Terminal::result(cli::summary());
     const bool saved = save(path, arguments.has("keep"));
     return cli::writeExports(arguments.texts("export")) && saved && whole;
@@ -122,7 +122,9 @@ namespace {
 void runScan()
 {
     const cli::TerminalProgress progress;
+    StripReading::Start();
     ScanRun::Start();
+    StripReading::Stop();
 }
 
 void readCounts()
@@ -139,6 +141,8 @@ int measureWith(const cli::Arguments& arguments, void (*measure)())
         return cli::Failed;
     if (!ready())
         return cli::Interrupts::count() > 0 ? cli::Aborted : cli::Failed;
+    if (!ScanRun::Refusal().isEmpty()) // it was said at the start
+        return cli::Failed;
     fillFields(arguments);
     tellCorrections(arguments);
     measure();

@@ -47,6 +47,7 @@ int status(const Arguments& arguments);
 int goTo(const Arguments& arguments);
 int off(const Arguments& arguments);
 int stop(const Arguments& arguments);
+int ratemeter(const Arguments& arguments);
 int reference(const Arguments& arguments);
 int generator(const Arguments& arguments);
 int ltc(const Arguments& arguments);

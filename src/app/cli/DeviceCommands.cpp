@@ -170,6 +170,10 @@ int generatorPower(const Call& call)
         cli::Terminal::note(QStringLiteral("generator power: values below 0."));
         return cli::WrongUsage;
     }
+    if (const QString why = GeneratorPower::refusal(); !why.isEmpty()) {
+        cli::Terminal::note(why);
+        return cli::Failed;
+    }
     GeneratorPower::state().txtmA = call.values[0];
     GeneratorPower::state().txtkV = call.values[1];
     if (!GeneratorPower::Apply())

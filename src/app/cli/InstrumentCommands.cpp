@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// The commands that look at the instrument or move it: status, goto, stop, reference.
+// The commands that look at the instrument or move it: status, goto, stop, off, ratemeter, reference.
 
 #include "app/cli/Commands.h"
 #include "app/cli/Interrupts.h"
@@ -13,6 +13,7 @@
 #include "core/Operation.h"
 #include "core/Status.h"
 #include "core/startup/modMain.h"
+#include "goniometer/Ratemeter.h"
 #include "goniometer/ScanRun.h"
 #include "goniometer/Utilities.h"
 #include "goniometer/modSMC.h"
@@ -153,6 +154,47 @@ int cli::off(const Arguments&)
         item.done ? Terminal::result(line) : Terminal::note(line);
     }
     return done ? Done : failedOrAborted();
+}
+
+namespace {
+/// Ctrl-C is how the ratemeter without a number of readings ends.
+void stopRatemeter(int)
+{
+    if (Operation::isRunning(Operations::ratemeter))
+        Ratemeter::Stop();
+    flags().closing = true;
+}
+
+QString rateText()
+{
+    const Ratemeter::State& meter = Ratemeter::state();
+    return meter.text + u" counts per second"_qs + (meter.noAnswer ? u" (no answer)"_qs : QString());
+}
+} // namespace
+
+int cli::ratemeter(const Arguments& arguments)
+{
+    Interrupts::install(stopRatemeter);
+    if (!readyToMove())
+        return failedOrAborted();
+    if (const std::optional<double> wanted = arguments.number("time"))
+        frontPanel().setText(FrontPanel::Field::CounterTime, modSMC::FormatSMCNumber(*wanted));
+    const std::optional<double> readings = arguments.number("readings");
+    int shown = 0;
+    bool answered = true;
+    const auto connection = QObject::connect(&Ratemeter::notifier(), &Ratemeter::Notifier::changed, &Ratemeter::notifier(), [&] {
+        if (Ratemeter::state().text.isEmpty())
+            return;
+        Terminal::result(rateText());
+        answered = answered && !Ratemeter::state().noAnswer;
+        if (++shown == readings)
+            Ratemeter::Stop();
+    });
+    Ratemeter::Run();
+    QObject::disconnect(connection);
+    if (Interrupts::count() > 0)
+        return Aborted;
+    return answered ? Done : Failed;
 }
 
 int cli::reference(const Arguments&)

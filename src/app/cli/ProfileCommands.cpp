@@ -25,14 +25,19 @@ namespace {
 using NumberText::General;
 using ProfileRun::Phase;
 
-/// The first Ctrl-C takes the abort entry of the menu, whose questions are answered Yes; before the run and at a second one the program
-/// ends.
+/// The first Ctrl-C takes the abort entry of the menu, whose questions are answered Yes; the second one waits for nothing any more, but the
+/// heaters are set back all the same. Before the run and at a third one the program ends.
 void onInterrupt(int number)
 {
     cli::terminalPrompts().aborting = true;
     if (number == 1 && Operation::isRunning(Operations::profile)) {
         cli::Terminal::note(u"Breaking off..."_qs);
         ProfileRun::Execute();
+        return;
+    }
+    if (number == 2 && Operation::isRunning(Operations::profile)) {
+        cli::Terminal::note(u"Setting the heaters back without waiting for them..."_qs);
+        ProfileRun::Hurry();
         return;
     }
     flags().closing = true;
@@ -129,6 +134,8 @@ int measure(const cli::Arguments& arguments)
         options.resume = false;
     const bool complete = ProfileRun::Execute(options);
     modTools::DoEvents(); // a box about a lost line may still be waiting
+    for (const QString& remark : std::as_const(ProfileRun::state().remarks))
+        cli::Terminal::note(remark);
     if (cli::Interrupts::count() > 0)
         return cli::Aborted;
     if (!complete)

@@ -50,6 +50,7 @@ public:
     bool aborting = false;           ///< Ctrl-C was pressed
     QHash<QString, QString> answers; ///< answers of input boxes given on the command line, by the box's title
 
+    bool attended() const override { return !yes && !aborting && Terminal::canAsk(); }
     Button message(const Message& message) override;
     QString input(const Input& input) override;
     /// File dialogs have no place on a terminal: cancelled.

@@ -9,10 +9,12 @@
 #include "core/Operation.h"
 #include "core/PrivateProfile.h"
 #include "core/Prompts.h"
+#include "core/Settings.h"
 #include "core/modTools.h"
 #include "datafiles/modFile.h"
 #include "generator/modGenerator.h"
 #include "goniometer/ScanParameterCheck.h"
+#include "goniometer/ScanRun.h"
 #include "goniometer/modSMC.h"
 #include "safety/AllOff.h"
 #include "serial/modCOM.h"
@@ -152,9 +154,17 @@ void ProbeTemperatureControllers()
     }
 }
 
+/// The log has the key further down, where it is read.
+qint16 axesWanted()
+{
+    const QString type = PrivateProfile::GetPrivateProfileString(QStringLiteral("General"), QStringLiteral("GoniometerType"), QString(),
+                                                                 modTools::state().iniPath);
+    return Settings::valueOf(Settings::Block::Goniometer, QStringLiteral("GoniometerType"), type) == 1 ? 2 : 1;
+}
+
 void ProbeGoniometer()
 {
-    const qint16 axes = modCOM::OpenMCComm() ? modSMC::SMCCheck() : qint16(0);
+    const qint16 axes = modCOM::OpenMCComm() ? modSMC::SMCCheck(axesWanted()) : qint16(0);
     modSMC::state().numberOfAxes = axes;
     flags().smcModelDigit = axes;
     if (axes != 0)
@@ -166,6 +176,9 @@ void ProbeGoniometer()
 bool GoniometerTypeUsable()
 {
     const int type = configuration().readGoniometerType();
+    modSMC::state().axesMissing = flags().smcOnline && type == 1 && flags().smcModelDigit < 2;
+    if (modSMC::state().axesMissing)
+        ScanRun::TellMissingAxis();
     if (type == 1 && flags().smcModelDigit < 2) {
         showMessage(QStringLiteral("Goniometer Type Theta-2-Theta"), QStringLiteral("Selected goniometer type requires SMC 4412..."));
         return false;
