@@ -65,6 +65,7 @@ struct Configuration
         float largeWindow = 5;         ///< [K]
         bool resetAfterTempRun = false;
         qint32 logInterval = 30; ///< [s], at most 30
+        double longestWait = 0;  ///< [h], 0: none
     } ltc;
 
     struct Generator
@@ -87,6 +88,7 @@ struct Configuration
         QString defaultPID;
         qint32 tMin = 20, tMax = 1500; ///< [deg C]
         bool calibration = false;
+        double longestWait = 0; ///< [h], 0: none
         double calibrationOffset = 0, calibrationFactor = 1;
     } htc;
 

@@ -338,6 +338,11 @@ bool StartsWithNumber(QStringView text)
     return isDigit(walk.peek());
 }
 
+bool IsNumber(QStringView text)
+{
+    return StartsWithNumber(text) && std::abs(LeadingNumber(text)) < std::numeric_limits<double>::max();
+}
+
 double RoundToEven(double value)
 {
     return std::nearbyint(value);

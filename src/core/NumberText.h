@@ -39,6 +39,8 @@ double LeadingNumber(QStringView text);
 double ReadNumber(const QString& text);
 /// True when the text starts with a number (blanks first).
 bool StartsWithNumber(QStringView text);
+/// The same for what is set or measured: one beyond the range of a double is no number, and neither is infinity.
+bool IsNumber(QStringView text);
 
 /// Nearest whole number, ties to the even neighbour.
 double RoundToEven(double value);

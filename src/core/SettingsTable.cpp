@@ -220,6 +220,8 @@ constexpr Setting ltcLimitsKeys[] = {
     {"LogInterval", Integer, "30", at<&C::ltc, &C::LTC::logInterval>,
      "time between two lines of the cooldown log; longer ones are cut to 30",
      {.unit = "s", .range = {1, 30}, .held = {{}, 30}, .logName = "gbLTCCoolLogInterval"}},
+    {"LongestWait", Number, "0", at<&C::ltc, &C::LTC::longestWait>,
+     "a wait of a profile that takes longer is reported, and goes on; 0: none is", {.unit = "h", .range = notNegative}},
 };
 
 constexpr Setting htcKeys[] = {
@@ -233,6 +235,8 @@ constexpr Setting htcKeys[] = {
      "not 0: what is sent is `CalibrationOffset` + `CalibrationFactor` x setpoint", {.range = onOff}},
     {"CalibrationOffset", Number, "0", at<&C::htc, &C::HTC::calibrationOffset>, "offset of the calibration", {.unit = "deg C"}},
     {"CalibrationFactor", Number, "1", at<&C::htc, &C::HTC::calibrationFactor>, "factor of the calibration"},
+    {"LongestWait", Number, "0", at<&C::htc, &C::HTC::longestWait>,
+     "a wait of a profile that takes longer is reported, and goes on; 0: none is", {.unit = "h", .range = notNegative}},
 };
 
 constexpr Setting laserKeys[] = {

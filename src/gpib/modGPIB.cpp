@@ -20,6 +20,8 @@ constexpr qint16 sicl = 0;
 constexpr qint16 ni488 = 1;
 
 constexpr long errorBit = 0x8000;
+constexpr long timeoutBit = 0x4000;
+constexpr int siclTimedOut = 15;
 constexpr int timeout100ms = 9;
 constexpr long siclTimeout = 1000; // ms
 constexpr qsizetype siclBuffer = 2048;
@@ -60,6 +62,28 @@ void readNiStatus()
     bus.iberr = ni.ThreadIberr();
     bus.ibcnt = ni.ThreadIbcnt();
     bus.ibcntl = ni.ThreadIbcntl != nullptr ? ni.ThreadIbcntl() : bus.ibcnt;
+}
+
+/// What is wrong with the bus after a write or a read; `timedOut`: nothing came in time.
+void noteFault(bool failed, bool timedOut, const QString& what)
+{
+    modGPIB::state().fault = failed && !timedOut ? "Bus fault: "_L1 + what : QString();
+    if (failed && !timedOut)
+        modTools::WriteLog(false, modGPIB::state().fault);
+}
+
+void noteNiFault(bool reading)
+{
+    const modGPIB::State& bus = modGPIB::state();
+    noteFault((bus.ibsta & errorBit) != 0, reading && (bus.ibsta & timeoutBit) != 0,
+              "ibsta 0x"_L1 + QString::number(bus.ibsta & 0xFFFF, 16) + ", iberr "_L1 + NumberText::General(qint64{bus.iberr}));
+}
+
+void noteSiclFault(bool reading)
+{
+    const ProgramError& error = modGPIB::state().error;
+    noteFault(bool(error), reading && error.number == siclTimedOut,
+              "error "_L1 + NumberText::General(qint32{error.number}) + ", "_L1 + error.description);
 }
 
 ProgramError initSicl()
@@ -123,7 +147,9 @@ QString siclResponse()
     std::array<char, siclBuffer + 1> buffer{};
     const QByteArray wholeLine = ("%"_L1 + NumberText::General(qint64{siclBuffer}) + "t"_L1).toLatin1(); // as much as the buffer holds
     libraries().sicl->iscanf(modGPIB::state().device, wholeLine.constData(), buffer.data());
-    if (!siclDone())
+    const bool done = siclDone();
+    noteSiclFault(true);
+    if (!done)
         return {};
     QString reply = QString::fromLatin1(buffer.data());
     for (const QChar end : {u'\r', u'\n'}) {
@@ -142,6 +168,7 @@ QString niResponse()
     QByteArray buffer(niBuffer, ' ');
     libraries().ni->ibrd(modGPIB::state().device, buffer.data(), niBuffer);
     readNiStatus();
+    noteNiFault(true);
     const long count = modGPIB::state().ibcntl;
     if (count < 3 || count > niBuffer)
         return {};
@@ -187,11 +214,18 @@ qint16 GPIBOutput(const QString& command)
         // The line itself is the format: a "%" in it would be interpreted. No command of this program holds one.
         libraries().sicl->iprintf(state().device, line.constData());
         siclDone();
+        noteSiclFault(false);
     } else if (state().GPIBType == ni488 && libraries().ni) {
         libraries().ni->ibwrt(state().device, line.constData(), line.size());
         readNiStatus();
+        noteNiFault(false);
     }
     return 0;
+}
+
+QString Fault()
+{
+    return state().fault;
 }
 
 QString GPIBGetResponse()

@@ -21,6 +21,7 @@ struct State
     long iberr = 0;
     long ibcnt = 0;
     long ibcntl = 0;
+    QString fault;       ///< of the last write or read, "" when it went well or nothing was answered
     ProgramError error;  ///< the error that the last SICL call raised; number 0: none
     QStringList niNames; ///< libraries looked for; empty: the platform's own names
     QStringList siclNames;
@@ -37,7 +38,11 @@ qint16 typeOf(const QString& text);
 /// 0: open, or nothing to open.
 ProgramError GPIBInit();
 
-/// Sends command + CR LF. Always 0; a SICL error is left in state().error.
+/// "Bus fault: ..." when the bus, not the device, failed at the last write or read: no cable, no device at the address, a library that
+/// refuses. Empty otherwise; a read that timed out is no fault but no answer, a write that did is one.
+QString Fault();
+
+/// Sends command + CR LF. Always 0; a SICL error is left in state().error, what the bus says in Fault().
 qint16 GPIBOutput(const QString& command);
 
 /// One reply without its terminators: SICL cuts before the first CR, then before the first LF; NI waits `RxDelay`, drops the last two

@@ -6,6 +6,7 @@
 #include "core/NumberText.h"
 #include "temperature/Controller.h"
 
+#include <cmath>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -16,7 +17,7 @@ constexpr double highestRamp = 99.9; // K/min
 /// A value is there: a lone point is none.
 bool given(const QString& text)
 {
-    return NumberText::StartsWithNumber(QString(text).replace(u',', u'.'));
+    return NumberText::IsNumber(QString(text).replace(u',', u'.'));
 }
 
 bool commentGiven(const ProfileEdit::Boxes& boxes)
@@ -49,12 +50,34 @@ QString stepRefusal(double value)
     return kind + scale.smallestStepText() + u"..."_s + NumberText::Print(scale.largestStep()) + u"!"_s;
 }
 
+/// A controller that takes whole ramp rates only is never given a rounded one.
+QString wholeRampRefusal(double value)
+{
+    const double step = Temperature::active().scale().rampStep;
+    if (step <= 0 || std::fmod(value, step) == 0)
+        return {};
+    return u"Please select a whole ramp rate: the "_s + Temperature::active().fullName + u" takes multiples of "_s +
+           NumberText::General(step) + u" K/min. only!"_s;
+}
+
+QString rampRefusal(double value)
+{
+    if (!(value >= 0 && value <= highestRamp))
+        return u"Please select a ramp rate between 0 K/min. and 99.9 K/min.!"_s;
+    return wholeRampRefusal(value);
+}
+
 QString dwellRefusal(double value)
 {
     if (value >= 0 && value <= ProfileEdit::longestDwell())
         return {};
     const bool minutes = configuration().general.timeUnitMinutes;
     return u"Max. dwell time is"_s + NumberText::Print(ProfileEdit::longestDwell()) + (minutes ? u" minutes..."_s : u" seconds..."_s);
+}
+QString stepRefusal(const TProfile::Step& step)
+{
+    const QString why = ProfileEdit::seriesRefusal(step);
+    return why.isEmpty() ? wholeRampRefusal(step.ramp.value_or(0)) : why;
 }
 } // namespace
 
@@ -137,7 +160,7 @@ QString refusal(Box box, const QString& typed)
     case Box::dT:
         return stepRefusal(value);
     case Box::Ramp:
-        return value >= 0 && value <= highestRamp ? QString() : u"Please select a ramp rate between 0 K/min. and 99.9 K/min.!"_s;
+        return rampRefusal(value);
     case Box::Dwell:
         return dwellRefusal(value);
     case Box::ExpoTime:
@@ -170,6 +193,9 @@ QString seriesRefusal(const TProfile::Step& step)
         if (!(value >= scale.lowest && value <= scale.highest))
             return NumberText::General(value) + u' ' + scale.unit + u" lies outside"_s + NumberText::Print(scale.lowest) + u"..."_s +
                    NumberText::Print(scale.highest) + u'.';
+        if (Temperature::active().refuses != nullptr)
+            if (const QString why = Temperature::active().refuses(value); !why.isEmpty())
+                return why;
     }
     return {};
 }
@@ -179,7 +205,7 @@ QString profileRefusal()
     const QStringList& lines = TProfile::state().lines;
     for (qsizetype i = 0; i < lines.size(); ++i)
         if (const std::optional<TProfile::Step> step = TProfile::ParseStep(lines[i]))
-            if (const QString why = seriesRefusal(*step); !why.isEmpty())
+            if (const QString why = stepRefusal(*step); !why.isEmpty())
                 return u"line "_s + NumberText::General(qint64{i + 1}) + u": "_s + why;
     return {};
 }

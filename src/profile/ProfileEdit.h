@@ -49,7 +49,7 @@ Fault outOfRange(const Boxes& boxes);
 /// What is wrong with the values that a step gives, its whole series: "364 K lies outside 8...305." The first one that is out of the
 /// controller's range is named; empty: none is.
 QString seriesRefusal(const TProfile::Step& step);
-/// The same for all lines of the profile, "line 3: " before it; empty: all can be set.
+/// The same for all lines of the profile, their ramp rates too, "line 3: " before it; empty: all can be set.
 QString profileRefusal();
 /// The key as it goes into a numeric box: digits and "."; "," becomes "."; null: not accepted.
 QChar acceptedKey(QChar key);

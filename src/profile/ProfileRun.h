@@ -68,6 +68,8 @@ class Notifier : public QObject
 
 signals:
     void changed();
+    /// The wait of the current row takes longer than `LongestWait`; it goes on.
+    void waitsLong(const QString& text);
 };
 Notifier& notifier();
 

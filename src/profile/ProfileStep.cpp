@@ -8,9 +8,11 @@
 #include "core/NumberText.h"
 #include "serial/modCOM.h"
 #include "temperature/Controller.h"
+#include "temperature/SetpointCheck.h"
 #include "temperature/SteadyState.h"
 
 #include <cmath>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 using namespace ProfileRun::Parts;
@@ -70,18 +72,80 @@ bool setpointArrives()
     return true; // broken off: nobody looks at it
 }
 
+/// What is found out while a temperature is waited for: the setpoint was not taken, its heater is off, the wait takes very long. The wait
+/// is ended early when the setpoint is to be sent again.
+class WaitWatch
+{
+public:
+    WaitWatch()
+    {
+        const SteadyState::Notifier& waits = SteadyState::notifier();
+        QObject::connect(&modCOM::TCComm(), &SerialChannel::returned, &m_context, SteadyState::Interrupt);
+        QObject::connect(&waits, &SteadyState::Notifier::readingEnded, &m_context, [this] { lookAtTheClock(); });
+        QObject::connect(&SetpointCheck::notifier(), &SetpointCheck::Notifier::notTaken, &m_context, [this] { refused(); });
+        QObject::connect(&SetpointCheck::notifier(), &SetpointCheck::Notifier::told, &m_context, [this] { lookAtTheHeater(); });
+    }
+
+    /// Why the setpoint is to be sent again.
+    QString reason()
+    {
+        return std::exchange(m_refused, false) ? u"The controller has not taken the setpoint; it is sent again."_s
+                                               : u"The line to the temperature controller was lost; the setpoint is sent again."_s;
+    }
+
+private:
+    void refused()
+    {
+        if (m_sentAgain == setpointTries && !std::exchange(m_givenUp, true))
+            remark(u"The controller has not taken the setpoint; it was sent again three times. The wait goes on."_s);
+        if (m_sentAgain == setpointTries)
+            return;
+        ++m_sentAgain;
+        m_refused = true;
+        SteadyState::Interrupt();
+    }
+    void lookAtTheHeater()
+    {
+        const Temperature::Controller& controller = Temperature::active();
+        const Known<bool> output = instrument().controllers.value(controller.name).output;
+        if (!controller.warnsWhenOff || !output.isConfirmed() || *output.value || row().setpoint <= Temperature::roomTemperature ||
+            std::exchange(m_cold, true))
+            return;
+        remark(u"The heater output is off."_s);
+    }
+    void lookAtTheClock()
+    {
+        const auto longest = Temperature::active().longestWait;
+        const double hours = longest != nullptr ? longest() : 0;
+        if (hours <= 0 || (modTools::timeGetTime() - m_begun) / 3600000.0 < hours || std::exchange(m_long, true))
+            return;
+        const QString text = u"The wait for "_s + NumberText::General(row().setpoint) + u' ' + Temperature::active().scale().unit +
+                             u" takes longer than "_s + NumberText::General(hours) + u" h; it goes on."_s;
+        remark(text);
+        emit ProfileRun::notifier().waitsLong(text);
+    }
+
+    QObject m_context;
+    const quint32 m_begun = modTools::timeGetTime();
+    int m_sentAgain = 0;
+    bool m_refused = false;
+    bool m_givenUp = false;
+    bool m_cold = false;
+    bool m_long = false;
+};
+
 /// The steady-state wait. A controller that comes back after a silence may have been switched off and gets its setpoint again; so does one
-/// whose line comes back, because the setpoint may have gone into the line that was lost. Nothing when it was silent too long.
+/// whose line comes back, because the setpoint may have gone into the line that was lost, and one that says that it has another setpoint.
+/// Nothing when it was silent too long.
 std::optional<qint16> steady()
 {
-    QObject context;
-    QObject::connect(&modCOM::TCComm(), &SerialChannel::returned, &context, SteadyState::Interrupt);
+    WaitWatch watch;
     double silence = 0;
     for (;;) {
         const quint32 begun = modTools::timeGetTime();
         const qint16 result = Temperature::active().wait(row().setpoint, resendAfter, 0);
         if (result == SteadyState::Interrupted && goesOn()) {
-            remark(u"The line to the temperature controller was lost; the setpoint is sent again."_s);
+            remark(watch.reason());
             silence = 0;
             sendSetpoint(row());
             continue;
@@ -103,6 +167,13 @@ std::optional<qint16> steady()
     }
 }
 
+/// The controller has told that it has not taken what it was sent.
+bool saysOtherwise()
+{
+    const QString& name = Temperature::active().name;
+    return SetpointCheck::isOpen(name) && SetpointCheck::Ask(name) == SetpointCheck::Verdict::NotTaken;
+}
+
 /// What the operator has pressed "&Take it" for.
 QString acceptedText(const ProfileRun::Row& step)
 {
@@ -120,7 +191,7 @@ bool taken(const std::function<qint16()>& send)
     for (int tries = 1; !flags().closing; ++tries) {
         lineIsThere(modCOM::TCComm());
         const LineWatch watch(modCOM::TCComm());
-        if (send() == 0 && !watch.lost())
+        if (send() == 0 && !watch.lost() && !saysOtherwise())
             return true;
         if (ProfileRun::state().hurried) {
             flags().abort = false; // it may have broken off the reply

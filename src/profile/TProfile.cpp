@@ -30,7 +30,8 @@ std::optional<double> field(const QString& line, const QString& key)
     const QString text = TProfile::FieldText(line, key);
     if (text.isEmpty())
         return std::nullopt;
-    return NumberText::ReadNumber(text);
+    const QString plain = QString(text).replace(u',', u'.');
+    return NumberText::IsNumber(plain) ? NumberText::LeadingNumber(plain) : 0;
 }
 
 QString keyed(const char16_t* key, const std::optional<double>& value)
@@ -117,7 +118,7 @@ QString FieldText(const QString& line, const QString& key)
 
 std::optional<Step> ParseStep(const QString& line)
 {
-    if (IsComment(line) || !NumberText::StartsWithNumber(FieldText(line, u"T1"_s)))
+    if (IsComment(line) || !NumberText::IsNumber(FieldText(line, u"T1"_s)))
         return std::nullopt;
     return Step{field(line, u"T1"_s), field(line, u"T2"_s), field(line, u"DT"_s),
                 field(line, u"R"_s),  field(line, u"DW"_s), field(line, u"E"_s)};

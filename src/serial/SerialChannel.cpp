@@ -4,6 +4,7 @@
 
 #include "core/Flags.h"
 
+#include <QDeadlineTimer>
 #include <QEventLoop>
 #include <QFileInfo>
 #include <QStringList>
@@ -207,7 +208,19 @@ void SerialChannel::close()
     m_reopenTimer.setEnabled(false);
     m_down = false;
     dropConnecting();
+    drain();
     dropDevice();
+}
+
+void SerialChannel::drain()
+{
+    if (!m_device)
+        return;
+    m_device->disconnect(this); // what happens meanwhile concerns nobody any more
+    QDeadlineTimer deadline(drainTimeout);
+    while (m_device->isOpen() && m_device->bytesToWrite() > 0 && !deadline.hasExpired())
+        if (!m_device->waitForBytesWritten(static_cast<int>(deadline.remainingTime())))
+            return;
 }
 
 SerialChannel::OpenResult SerialChannel::missing(int errorNumber, const QString& reason)

@@ -50,6 +50,7 @@ public:
     enum CommCode { SendEvent = 1, ReceiveEvent = 2, ReceiveOverflow = 1007, TransmitFull = 1009 };
 
     static constexpr int reopenInterval = 2000;         ///< [ms]
+    static constexpr int drainTimeout = 2000;           ///< longest wait for what is still to be sent when the line closes [ms]
     static constexpr int connectTimeout = 3000;         ///< longest wait for a TCP connection while opening [ms]
     static constexpr qsizetype inBufferSize = 16777216; ///< characters that may wait unread; more are dropped with code 1007
     static constexpr qint64 outBufferSize = 65536;      ///< characters that may wait unsent; further texts are dropped with code 1009
@@ -86,7 +87,7 @@ public:
     bool isDown() const { return m_down; }
     /// How often the line has gone down: tells whether it was lost between two moments, even if it is back.
     quint32 losses() const { return m_losses; }
-    /// Closes the line and gives up reopening it.
+    /// Closes the line and gives up reopening it. What was handed over and not sent yet goes out first, for drainTimeout at most.
     void close();
 
     /// Hands the whole text to the line in one write. False when the line is not open or its output is full.
@@ -127,6 +128,7 @@ private:
     OpenResult missing(int errorNumber, const QString& reason);
     QTcpSocket* startConnecting();
     void adopt(QIODevice* device);
+    void drain();
     void dropDevice();
     void dropConnecting();
     void receive();

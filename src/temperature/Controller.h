@@ -22,6 +22,7 @@ struct Scale
     double lowest = 0;
     double highest = 0;
     double smallestStep = 1;
+    double rampStep = 0;   ///< ramp rates are multiples of it [K/min]; 0: any
     QString unit;          ///< "K", "deg C" or "A"
     bool currents = false; ///< heater currents are set in place of temperatures
     int fileDigits = 4;    ///< in a file name, zeros in front and the point counted: 6 in "0295.3"
@@ -102,6 +103,12 @@ struct Controller
     bool statistics = true; ///< the wait is one for a steady state, with mean and scatter
     std::optional<double> (*read)() = nullptr;
     WayBack (*wayBack)() = nullptr; ///< asked when a run begins
+
+    // --- what a profile looks after
+
+    QString (*refuses)(double value) = nullptr; ///< why a value within the scale cannot be set; empty: it can. Null: all can
+    double (*longestWait)() = nullptr;          ///< a wait that takes longer is reported [h]; 0 or null: none is
+    bool warnsWhenOff = false;                  ///< a setpoint has no effect while the output is off
 
     bool inUse() const { return enabled != nullptr && enabled(); }
     /// The name of the control-parameter file; empty: it has none.

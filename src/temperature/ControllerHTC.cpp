@@ -17,6 +17,7 @@ Temperature::Scale scale()
     Temperature::Scale now;
     now.lowest = htc.tMin;
     now.highest = htc.tMax;
+    now.rampStep = 1;
     now.unit = u"°C"_s;
     now.filePattern = u"xxxx"_s;
     now.fileMeaning = u"temperature"_s;
@@ -87,6 +88,9 @@ Temperature::Controller modHTC::controller()
     row.set = NewSetpointWithPID;
     row.wait = HTCWaitUntilThere;
     row.read = read;
+    row.refuses = SetpointRefusal;
+    row.longestWait = [] { return configuration().htc.longestWait; };
+    row.warnsWhenOff = true;
     row.readings = {[] { return IsPayload(HTCQuery(u"T"_s)); }}; // one block holds them all
     row.wayBack = [] {
         return Temperature::WayBack{[] { return NewSetpoint(Temperature::roomTemperature); }, Temperature::roomTemperature};

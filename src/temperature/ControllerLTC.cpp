@@ -2,8 +2,12 @@
 
 #include "core/Configuration.h"
 #include "core/Flags.h"
+#include "core/Notices.h"
 #include "core/NumberText.h"
+#include "core/PrivateProfile.h"
 #include "core/Prompts.h"
+#include "core/Settings.h"
+#include "core/modTools.h"
 #include "gpib/modGPIB.h"
 #include "temperature/Controller.h"
 #include "temperature/LTCReadings.h"
@@ -49,12 +53,12 @@ qint16 look(float setpoint, QString* found)
 bool save(QString* said)
 {
     modLTC::Parameters now;
-    float setpoint = -1;
-    if (modLTC::LTCGetStatus(now) != 0 || modLTC::LTCGetSetpoint(setpoint) != 0) {
+    const std::optional<double> setpoint = modLTC::LTCGetStatus(now) == 0 ? modLTC::LTCAskSetpoint() : std::nullopt;
+    if (!setpoint) {
         *said = u"The low-temperature controller does not answer."_s;
         return false;
     }
-    return modLTC::LTCSaveRPIDParameter(modLTC::RPIDFilePath(), setpoint, {now.range, now.p, now.i, now.d}) == 0;
+    return modLTC::LTCSaveRPIDParameter(modLTC::RPIDFilePath(), static_cast<float>(*setpoint), {now.range, now.p, now.i, now.d}) == 0;
 }
 
 bool initializeBus()
@@ -78,11 +82,27 @@ Temperature::Off switchOff()
     return {true, u"heater range 0, confirmed"_s};
 }
 
+void reportUnknownModel()
+{
+    const QString text = PrivateProfile::GetPrivateProfileString(u"LTC"_s, u"Model"_s, u"emu"_s, modTools::state().iniPath);
+    if (flags().ltcEnabled && !Settings::valueOf(Settings::Block::LtcLine, u"Model"_s, text))
+        Notices::show(u"model LTC"_s, u"Model="_s + text +
+                                          u" in section LTC of scan.ini is no low-temperature controller that the program knows; "_s +
+                                          u"it is taken for a "_s + modLTC::ControllerName() + u"."_s);
+    else
+        Notices::take(u"model LTC"_s);
+}
+
 bool isThere()
 {
     if (!modLTC::OnBus())
         modTC::Connect();
-    return modLTC::LTCCheckPresence() == 0 && modLTC::LTCPrepare() == 0;
+    if (modLTC::LTCCheckPresence() != 0)
+        return false;
+    if (modLTC::LTCPrepare() == 0)
+        return true;
+    modLTC::LTCReportInitialization();
+    return false;
 }
 } // namespace
 
@@ -98,6 +118,7 @@ Temperature::Controller modLTC::controller()
     row.readSettings = [] {
         configuration().readLtcLine();
         flags().ltcEnabled = configuration().ltc.enabled;
+        reportUnknownModel();
     };
     row.readLimits = [] { configuration().readLtcLimits(); };
     row.table = {RPIDFileName, LoadRPIDFile, look, save};
@@ -110,6 +131,7 @@ Temperature::Controller modLTC::controller()
     row.set = [](double value, double ramp) { return LTCNewSetpointWithPID(static_cast<float>(value), static_cast<float>(ramp)); };
     row.wait = [](double value, double silence, double) { return LTCWaitUntilThere(static_cast<float>(value), silence); };
     row.read = read;
+    row.longestWait = [] { return configuration().ltc.longestWait; };
     row.readings = LTCReadings::all();
     row.wayBack = [] { return configuration().ltc.resetAfterTempRun ? Temperature::WayBack{LTCDefault, {}} : Temperature::WayBack{}; };
     return row;

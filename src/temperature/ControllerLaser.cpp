@@ -3,6 +3,8 @@
 #include "core/Configuration.h"
 #include "core/Flags.h"
 #include "temperature/Controller.h"
+#include "temperature/SetpointCheck.h"
+#include "temperature/SteadyState.h"
 #include "temperature/modHTC.h"
 #include "temperature/modHTC_Laser.h"
 #include "temperature/modTC.h"
@@ -37,6 +39,17 @@ qint16 set(double value, double /*ramp*/)
 {
     const auto single = static_cast<float>(value);
     return modHTC_Laser::LaserSetCurrent(single, modHTC_Laser::CurrentFor(single));
+}
+
+/// The current is read back before anything is waited for; one that was not taken needs no time to settle when it is sent again.
+qint16 wait(double, double, double)
+{
+    bool interrupted = false;
+    QObject context;
+    QObject::connect(&SteadyState::notifier(), &SteadyState::Notifier::interrupted, &context, [&interrupted] { interrupted = true; });
+    if (SetpointCheck::isOpen(u"Laser"_s))
+        SetpointCheck::Ask(u"Laser"_s);
+    return interrupted ? qint16{SteadyState::Interrupted} : modHTC::HTC_LaserWaitUntilThere(configuration().laser.stabilizationDelay);
 }
 
 std::optional<double> read()
@@ -86,7 +99,7 @@ Temperature::Controller modHTC_Laser::controller()
     row.settlingTime = [](double, double, double) { return double(configuration().laser.stabilizationDelay); };
     row.set = set;
     row.asks = true;
-    row.wait = [](double, double, double) { return modHTC::HTC_LaserWaitUntilThere(configuration().laser.stabilizationDelay); };
+    row.wait = wait;
     row.statistics = false;
     row.readings = {[] {
                         float current = 0;

@@ -146,19 +146,20 @@ void takeReading()
     const auto wanted = [&log, number] { return log.running && log.number == number && !flags().closing; };
     Reading reading;
     log.reading = true;
-    float value = -1;
-    // A text that is no number reads as 0, which no sample has.
-    if (modLTC::LTCGetTemperature(value) == 0 && value > 0)
+    const float value = modLTC::LTCReading();
+    if (value > 0)
         reading.temperature = value;
     reading.elapsed = elapsedNow();
     const QDateTime when = log.moment();
-    if (reading.temperature && wanted() && modLTC::LTCGetSetpoint(value) == 0)
-        reading.setpoint = value;
+    if (reading.temperature && wanted())
+        if (const std::optional<double> setpoint = modLTC::LTCAskSetpoint())
+            reading.setpoint = static_cast<float>(*setpoint);
     log.reading = false;
     if (wanted()) {
         add(reading, when);
-        frontPanel().setPanel(3,
-                              reading.temperature ? u"LTC: "_s + NumberText::General(*reading.temperature) + u" K"_s : u"LTC: no answer"_s);
+        frontPanel().setPanel(3, reading.temperature              ? u"LTC: "_s + NumberText::General(*reading.temperature) + u" K"_s
+                                 : value == SteadyState::noNumber ? u"LTC: no reading"_s
+                                                                  : u"LTC: no answer"_s);
         emit notifier().changed();
     }
     emit notifier().readingEnded();

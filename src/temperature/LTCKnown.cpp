@@ -5,13 +5,14 @@
 #include "core/Flags.h"
 #include "core/Instrument.h"
 #include "core/NumberText.h"
+#include "temperature/SetpointCheck.h"
 #include "temperature/modLTC.h"
 #include "temperature/modTC.h"
 
 using namespace Qt::StringLiterals;
 using Controller = Instrument::Controller;
+using NumberText::IsNumber;
 using NumberText::LeadingNumber;
-using NumberText::StartsWithNumber;
 
 namespace {
 template <typename Change>
@@ -41,17 +42,17 @@ void answer(Known<double> Controller::*what, const QString& reply, bool isReadin
 namespace LTCKnown {
 void Temperature(const QString& reply)
 {
-    answer(&Controller::temperature, reply, StartsWithNumber(reply) && LeadingNumber(reply) > 0);
+    answer(&Controller::temperature, reply, IsNumber(reply) && LeadingNumber(reply) > 0);
 }
 
 void Setpoint(const QString& reply)
 {
-    answer(&Controller::setpoint, reply, StartsWithNumber(reply));
+    answer(&Controller::setpoint, reply, IsNumber(reply));
 }
 
 void Range(const QString& reply)
 {
-    learnOwn([&reply](Controller& own) { StartsWithNumber(reply) ? own.output.confirm(LeadingNumber(reply) > 0) : own.output.doubt(); });
+    learnOwn([&reply](Controller& own) { IsNumber(reply) ? own.output.confirm(LeadingNumber(reply) > 0) : own.output.doubt(); });
 }
 
 void SentSetpoint(float setpoint)
@@ -65,7 +66,7 @@ void SentRange(qint16 range, const QString& reply)
     learnOwn([&](Controller& own) {
         if (goesOut())
             own.output.ask(range > 0);
-        if (StartsWithNumber(reply))
+        if (IsNumber(reply))
             own.output.confirm(LeadingNumber(reply) > 0);
         else if (!reply.isEmpty())
             own.output.forget();
@@ -78,5 +79,6 @@ void ForgetOutputs()
         own.output.forget();
         own.setpoint.forget();
     });
+    SetpointCheck::Forget(u"LTC"_s);
 }
 } // namespace LTCKnown

@@ -10,6 +10,7 @@
 #include "core/modTools.h"
 #include "serial/Exchange.h"
 #include "serial/modCOM.h"
+#include "temperature/SetpointCheck.h"
 
 #include <cmath>
 #include <limits>
@@ -23,6 +24,8 @@ namespace {
 constexpr quint32 shortestRound = 100; // ms
 constexpr float failedRound = 0.25F;   // s
 constexpr int besideInterval = 1000;   // ms
+constexpr quint32 astrayTime = 120000; // ms
+constexpr float nearer = 0.1F;         // K; less is the scatter of the readings
 
 bool& interrupted()
 {
@@ -42,6 +45,8 @@ std::optional<SteadyState::Reading>& readingUnderWay()
     return theReading;
 }
 
+const QString noReading = u"no reading"_s;
+
 QString two(float value)
 {
     return NumberText::Fixed(NumberText::LeadingNumber(NumberText::General(value)), 2);
@@ -54,7 +59,7 @@ QString displayText(const SteadyState::Wait& wait, const SteadyState::Thresholds
     QStringList lines;
     if (!wait.heading.isEmpty())
         lines += wait.heading;
-    lines += u"Current Temperature X: "_s + two(temperature) + unit;
+    lines += u"Current Temperature X: "_s + (temperature == SteadyState::noNumber ? noReading : two(temperature) + unit);
     if (!wait.extraLine.isEmpty())
         lines += wait.extraLine;
     lines += u"Setpoint           W:"_s + two(wait.setpoint) + unit;
@@ -101,9 +106,11 @@ public:
         const quint32 asked = modTools::timeGetTime();
         reading = true;
         const float temperature = wait.temperature();
-        reading = false;
         readingUnderWay() = SteadyState::Reading{temperature, wait.setpoint, wait.unit};
         take(temperature);
+        if (temperature >= 0 && mustAsk(temperature))
+            m_onItsWay = SetpointCheck::Ask(wait.controller) == SetpointCheck::Verdict::OnItsWay;
+        reading = false;
         // A line that is down answers at once: keep the rhythm of a reading all the same.
         if (temperature < 0 && modTools::timeGetTime() - asked < shortestRound)
             modTools::Delay(failedRound, true);
@@ -133,6 +140,23 @@ private:
         m_nearest = std::abs(temperature - m_target);
         m_lastNearer = m_lastReading;
     }
+    /// Something suggests that the controller has another setpoint, or nobody knows yet what it has.
+    bool mustAsk(float temperature)
+    {
+        if (wait.controller.isEmpty() || !SetpointCheck::wasSent(wait.controller) || interrupted() || flags().closing)
+            return false;
+        const float away = std::abs(temperature - m_target);
+        if (away <= m_limits.largeWindow || away < m_astrayFrom - nearer) {
+            m_astrayFrom = away;
+            m_lastUseful = modTools::timeGetTime();
+        }
+        const bool astray = modTools::timeGetTime() - m_lastUseful >= astrayTime;
+        if (astray) {
+            m_astrayFrom = away;
+            m_lastUseful = modTools::timeGetTime();
+        }
+        return astray || (m_onItsWay ? m_statistics.isSteady() : SetpointCheck::isOpen(wait.controller));
+    }
     std::optional<SteadyState::Result> verdict() const
     {
         if (m_taken)
@@ -155,6 +179,9 @@ private:
     quint32 m_lastReading = m_start;
     quint32 m_lastNearer = m_start;
     float m_nearest = std::numeric_limits<float>::max();
+    float m_astrayFrom = std::numeric_limits<float>::max();
+    quint32 m_lastUseful = m_start; ///< reading within the large window, or nearer to it than the ones before
+    bool m_onItsWay = false;        ///< the controller ramps
     bool m_taken = false;
     std::optional<SteadyState::Result> m_result;
     QMetaObject::Connection m_button;
@@ -203,9 +230,10 @@ void tick()
         return;
     session()->round();
     if (!session()->over()) {
+        const std::optional<SteadyState::Reading>& last = readingUnderWay();
+        const bool read = last && last->temperature >= 0;
         frontPanel().setPanel(3, u"The temperature is not steady yet ("_s +
-                                     two(readingUnderWay() ? readingUnderWay()->temperature : -1.0F) + u" "_s + session()->wait.unit +
-                                     u")"_s);
+                                     (read ? two(last->temperature) + u" "_s + session()->wait.unit : noReading) + u")"_s);
         return;
     }
     if (!session()->beside)
@@ -266,6 +294,7 @@ const Statistics& last()
 void Interrupt()
 {
     interrupted() = true;
+    emit notifier().interrupted();
 }
 
 Result Run(const Wait& wait)

@@ -16,6 +16,8 @@
 namespace SteadyState {
 enum Result : qint16 { Settled = 0, Taken = 1, Aborted = 2, Silent = 3, Stalled = 4, Interrupted = 5, GoesOn = 6 };
 
+inline constexpr float noNumber = -2; ///< in place of a reading: something was answered, and it is no temperature
+
 /// When a temperature counts as reached. Singles, although the keys of scan.ini are doubles: only then does a scatter that is shown as
 /// equal to its limit end the wait.
 struct Thresholds
@@ -64,13 +66,17 @@ struct Wait
     QString heading;                    ///< first line of the text; empty: none
     QString extraLine;                  ///< line before the setpoint; empty: none
     QString activity;                   ///< panel 3
-    std::function<float()> temperature; ///< one reading; -1 when it failed
+    std::function<float()> temperature; ///< one reading; -1 without an answer, noNumber for an answer that is no temperature
+    QString controller;                 ///< whose setpoint is read back (SetpointCheck); empty: nobody's
     double silenceLimit = 0;            ///< longest time without a reading [s] before the wait gives up; 0: none
     double stallLimit = 0;              ///< longest time without a reading nearer to the setpoint [s]; 0: none
 };
 
 /// Runs until steady, until "&Take it" is pressed, until the abort flag is set or the program closes, or until nothing was read for the
 /// silence limit, or came no nearer for the stall limit. A failed reading is not accepted, and the wait goes on.
+///
+/// The controller is asked after the first reading whether it has taken the setpoint, again at the end when it was on its way there, and
+/// whenever the readings have stayed outside the large window for two minutes without coming nearer.
 ///
 /// A wait that is chosen by hand holds nothing else up. While something else waits below (a scan), Run returns at once (GoesOn), and the
 /// wait goes on by ticks: same window, same texts. When something begins within its loop and lasts, its readings go on by ticks meanwhile,
@@ -91,6 +97,8 @@ class Notifier : public QObject
 
 signals:
     void readingEnded();
+    /// Somebody wants what waits to end: Interrupt.
+    void interrupted();
 };
 Notifier& notifier();
 
@@ -100,7 +108,7 @@ void Interrupt();
 /// What a wait has just read, for whoever watches it.
 struct Reading
 {
-    float temperature = -1; ///< in `unit`; -1 when the reading failed
+    float temperature = -1; ///< in `unit`; below 0 when the reading failed
     float setpoint = 0;
     QString unit; ///< "K" or "deg C"
 };

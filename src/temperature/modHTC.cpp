@@ -6,17 +6,22 @@
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
 #include "core/Instrument.h"
+#include "core/Notices.h"
 #include "core/NumberText.h"
-#include "core/Operation.h"
 #include "core/Prompts.h"
 #include "core/modTools.h"
 #include "serial/modCOM.h"
+#include "temperature/Controller.h"
+#include "temperature/SetpointCheck.h"
 #include "temperature/SteadyState.h"
 #include "temperature/modHTC_PID.h"
 #include "temperature/modTC.h"
 
+#include <QMap>
+#include <QStringList>
+
 #include <algorithm>
-#include <memory>
+#include <cmath>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -32,12 +37,12 @@ constexpr qsizetype payloadLength = 92;
 constexpr qsizetype writtenLength = 54;
 constexpr qsizetype clearedFrom = 45; // positions 46 to 48 are written as blanks
 
-/// One value to be written into the data block.
-struct Change
-{
-    int position;
-    quint16 value;
-};
+/// What a message calls a value of the data block, the setpoint aside.
+constexpr std::pair<int, const char16_t*> valueNames[] = {{modHTC::P, u"P"},       {modHTC::I, u"I"},
+                                                          {modHTC::D, u"D"},       {modHTC::HeaterOutput, u"heater output"},
+                                                          {modHTC::Ramp, u"ramp"}, {modHTC::SelfOptimising, u"self-optimising"}};
+const QString parametersNotice = u"parameters HTC"_s;
+const QString heaterNotice = u"heater HTC"_s;
 
 template <typename Change>
 void learnOwn(const Change& change)
@@ -70,11 +75,6 @@ void learnBlock(const QString& kind, const QString& payload)
     });
 }
 
-QString whole(double value)
-{
-    return NumberText::General(NumberText::RoundToLong(value));
-}
-
 quint16 packable(double value)
 {
     return static_cast<quint16>(std::clamp(NumberText::RoundToLong(value), 0, 65535));
@@ -105,32 +105,95 @@ qint16 readBlock(const QString& kind, const QString& operation, QString* payload
 }
 
 /// Writes the data block back with the changes.
-void writeBlock(const QString& payload, const QList<Change>& changes)
+void writeBlock(const QString& payload, const QMap<int, quint16>& changes)
 {
     QString block = payload.left(writtenLength);
     block.replace(clearedFrom, 3, u"   "_s);
-    for (const Change& change : changes)
-        block.replace(change.position - 1, 3, modHTC::Pack(change.value));
+    for (auto change = changes.cbegin(); change != changes.cend(); ++change) {
+        block.replace(change.key() - 1, 3, modHTC::Pack(change.value()));
+        modHTC::state().written[change.key()] = change.value();
+    }
     modHTC::HTCOutput(u"S001  T "_s + block + modHTC::Checksum(block) + u"Q"_s);
     if (!modTC::LineTakes())
         return;
     learnOwn([&changes](Instrument::Controller& own) {
-        for (const Change& change : changes) {
-            if (change.position == modHTC::Setpoint)
-                own.setpoint.ask(change.value);
-            else if (change.position == modHTC::HeaterOutput)
-                own.output.ask(change.value != 0);
-        }
+        if (changes.contains(modHTC::Setpoint))
+            own.setpoint.ask(changes[modHTC::Setpoint]);
+        if (changes.contains(modHTC::HeaterOutput))
+            own.output.ask(changes[modHTC::HeaterOutput] != 0);
     });
 }
 
-qint16 changeBlock(const QString& operation, const QList<Change>& changes)
+/// Three characters that a packed value can have.
+bool isPacked(const QString& payload, int position)
+{
+    const QStringView three = QStringView(payload).mid(position - 1, 3);
+    return three == modHTC::Pack(modHTC::Unpack(payload, position));
+}
+
+/// A payload with a character below blank, or with a value that no packing gives, was garbled on the way: written back, it would change
+/// what nobody wanted changed.
+bool isReadable(const QString& payload)
+{
+    const bool printable = std::all_of(payload.begin(), payload.end(), [](QChar character) { return character.unicode() >= 32; });
+    bool packed = isPacked(payload, modHTC::Setpoint);
+    for (const auto& [position, name] : valueNames)
+        packed = packed && isPacked(payload, position);
+    return printable && packed;
+}
+
+/// True after a message, when a payload must not be written back.
+bool refused(const QString& payload, const QString& operation)
+{
+    if (isReadable(payload))
+        return false;
+    modTC::ReportSilence(operation, invalidResponse, Prompts::Icon::Exclamation);
+    return true;
+}
+
+qint16 changeBlock(const QString& operation, const QMap<int, quint16>& changes)
 {
     QString payload;
-    if (readBlock(u"T"_s, operation, &payload) != 0)
+    if (readBlock(u"T"_s, operation, &payload) != 0 || refused(payload, operation))
         return -1;
     writeBlock(payload, changes);
     return 0;
+}
+
+QString stateText(int position, quint16 value)
+{
+    if (position == modHTC::HeaterOutput || position == modHTC::SelfOptimising)
+        return value != 0 ? u"on"_s : u"off"_s;
+    return NumberText::General(qint32{value});
+}
+
+/// Compares what was written since the last time, the setpoint aside, with the block that the controller has now.
+bool compareWritten(const QString& payload)
+{
+    QStringList differences;
+    for (const auto& [position, name] : valueNames) {
+        const auto written = modHTC::state().written.constFind(position);
+        const quint16 now = modHTC::Unpack(payload, position);
+        if (written != modHTC::state().written.cend() && *written != now)
+            differences +=
+                QString::fromUtf16(name) + u' ' + stateText(position, *written) + u" (it says "_s + stateText(position, now) + u')';
+    }
+    modHTC::state().written.clear();
+    if (differences.isEmpty())
+        Notices::take(parametersNotice);
+    else
+        Notices::show(parametersNotice, u"The high-temperature controller has not taken "_s + differences.join(u", "_s) + u"."_s);
+    return differences.isEmpty();
+}
+
+/// Warns of a setpoint that nothing heats to.
+void warnOfHeater(const modHTC::DataBlock& block)
+{
+    if (block.heaterOutput || block.setpoint <= Temperature::roomTemperature)
+        Notices::take(heaterNotice);
+    else
+        Notices::show(heaterNotice, u"The heater output is off. The setpoint of "_s + NumberText::General(qint32{block.setpoint}) + u' ' +
+                                        unit + u" has no effect on the furnace until it is switched on."_s);
 }
 
 modHTC::DataBlock unpacked(const QString& payload)
@@ -149,6 +212,25 @@ modHTC::DataBlock unpacked(const QString& payload)
     return block;
 }
 
+/// What must not go out: the line takes values from 0 to `TMax`, whatever a calibration makes of the setpoint.
+QString calibrationRefusal(double setpoint)
+{
+    const double calibrated = modHTC::CalibratedSetpoint(setpoint);
+    const double highest = configuration().htc.tMax;
+    if (std::isfinite(calibrated) && calibrated >= 0 && calibrated <= highest)
+        return {};
+    return u"The calibrated setpoint of "_s + NumberText::General(calibrated) + u' ' + unit + u" lies outside 0 "_s + unit + u" ... "_s +
+           NumberText::General(highest) + u' ' + unit + u"!"_s;
+}
+
+/// True after a message, when nothing may be sent.
+bool refusesToSend(const QString& why)
+{
+    if (!why.isEmpty())
+        showMessage(u"New setpoint"_s, why, Prompts::Icon::Exclamation);
+    return !why.isEmpty();
+}
+
 void showHeaterCaption(bool on)
 {
     frontPanel().setEntryCaption(Menu::Entry::mnuHTCHeaterOutput, on ? u"Heater &Output (is ON)"_s : u"Heater &Output (is OFF)"_s);
@@ -159,61 +241,6 @@ bool repeatsOneCharacter(const QString& text)
     return std::all_of(text.begin(), text.end(), [&text](QChar character) { return character == text.front(); });
 }
 
-bool askSetpoint(const QString& prompt, double* setpoint)
-{
-    modHTC::DataBlock block;
-    if (modHTC::GetDataBlock(&block) != 0)
-        return false;
-    const Configuration::HTC& htc = configuration().htc;
-    return modTC::AskSetpoint(prompt, whole(block.setpoint), {double(htc.tMin), double(htc.tMax), unit}, setpoint);
-}
-/// The time that a sample takes to follow the laser, counted by ticks so that nothing else is held up.
-struct Stabilization
-{
-    Stabilization()
-    {
-        second.setInterval(1000);
-        QObject::connect(&second, &modTools::Timer::tick, &second, [this] {
-            --left;
-            if (!over())
-                show();
-            else if (beside)
-                end();
-        });
-    }
-
-    void begin(int seconds)
-    {
-        left = seconds;
-        beside = false;
-        second.restart();
-        if (!over())
-            show();
-    }
-    bool over() const { return left <= 0 || flags().abort || flags().closing; }
-    void show() const { modTC::Show(u"Temperature stabilization delay: "_s + NumberText::General(qint32{left}) + u" seconds..."_s); }
-    qint16 end()
-    {
-        second.setEnabled(false);
-        modTC::Show({});
-        const bool aborted = flags().abort || flags().closing;
-        if (std::exchange(beside, false))
-            flags().abort = false;
-        operation.reset();
-        return aborted ? SteadyState::Aborted : SteadyState::Settled;
-    }
-
-    modTools::Timer second{"Stabilization"};
-    int left = 0;
-    bool beside = false;                  ///< goes on by ticks, and nobody waits for it
-    std::unique_ptr<Operation> operation; ///< of one that does
-};
-
-Stabilization& stabilization()
-{
-    static Stabilization theWait;
-    return theWait;
-}
 } // namespace
 
 namespace modHTC {
@@ -223,31 +250,10 @@ State& state()
     return theState;
 }
 
-QString Pack(quint16 value)
+void reset()
 {
-    // 6, 6 and 4 bits: the device's own uneven split.
-    return QString(QChar(value / 1024 + 32)) + QChar(value % 1024 / 16 + 32) + QChar(value % 16 + 32);
-}
-
-quint16 Unpack(const QString& block, int position)
-{
-    if (position < 1 || block.size() < position + 2)
-        return 0;
-    const auto code = [&](int offset) { return block[position - 1 + offset].unicode() - 32; };
-    return static_cast<quint16>(code(0) * 1024 + code(1) * 16 + code(2));
-}
-
-quint16 UnpackCharacter(const QString& block, int position)
-{
-    return position >= 1 && block.size() >= position ? static_cast<quint16>(block[position - 1].unicode() - 32) : quint16{0};
-}
-
-QString Checksum(const QString& block)
-{
-    quint16 sum = 0;
-    for (const QChar character : block)
-        sum = static_cast<quint16>(sum + character.unicode());
-    return QString::number(sum, 16).toUpper().rightJustified(4, u'0');
+    state() = State{};
+    resetStabilization();
 }
 
 qint16 HTCOutput(const QString& command)
@@ -289,10 +295,12 @@ double CalibratedSetpoint(double setpoint)
 
 qint16 NewSetpoint(double setpoint)
 {
+    if (refusesToSend(calibrationRefusal(setpoint)))
+        return -1;
     modTools::WriteLog(false, u"NewSetpoint("_s + NumberText::General(setpoint) + unit + u")"_s);
     modTC::Show(u"Setting new temperature set point:"_s + NumberText::Print(setpoint) + unit);
     QString payload;
-    if (readBlock(u"T"_s, u"NewSetpoint"_s, &payload) != 0)
+    if (readBlock(u"T"_s, u"NewSetpoint"_s, &payload) != 0 || refused(payload, u"NewSetpoint"_s))
         return -1;
     const double calibrated = CalibratedSetpoint(setpoint);
     if (configuration().htc.calibration) {
@@ -300,11 +308,48 @@ qint16 NewSetpoint(double setpoint)
         modTools::WriteLog(false, u"Calibrated Setpoint:"_s + NumberText::Print(calibrated));
     }
     writeBlock(payload, {{Setpoint, packable(calibrated)}});
+    SetpointCheck::Sent({u"HTC"_s, u"high-temperature controller"_s, static_cast<double>(packable(calibrated)), {unit, AskSetpoint, 1}});
     return 0;
+}
+
+QString SetpointRefusal(double setpoint)
+{
+    return calibrationRefusal(setpoint);
+}
+
+std::optional<double> AskSetpoint()
+{
+    const QString payload = HTCQuery(u"T"_s);
+    if (!IsPayload(payload) || !isReadable(payload))
+        return std::nullopt;
+    const DataBlock block = unpacked(payload);
+    compareWritten(payload);
+    showHeaterCaption(block.heaterOutput);
+    warnOfHeater(block);
+    return block.setpoint;
+}
+
+bool ReadBack()
+{
+    const QString payload = HTCQuery(u"T"_s);
+    if (IsPayload(payload) && isReadable(payload)) {
+        const DataBlock block = unpacked(payload);
+        showHeaterCaption(block.heaterOutput);
+        if (block.heaterOutput)
+            Notices::take(heaterNotice);
+        return compareWritten(payload);
+    }
+    if (!flags().closing)
+        Notices::show(parametersNotice, u"The high-temperature controller does not say whether it has taken what was sent."_s);
+    return false;
 }
 
 qint16 NewSetpointWithPID(double setpoint, double ramp)
 {
+    if (refusesToSend(calibrationRefusal(setpoint)))
+        return -1;
+    if (ramp > 0 && refusesToSend(ramp == std::floor(ramp) ? QString() : u"The ramp rate of the furnace is a whole number of K/min.!"_s))
+        return -1;
     PIDTable::Values values;
     PIDTable::Look(PIDFilePath(), static_cast<float>(setpoint), PIDUse(), &values);
     modTC::Show(u"PID's for"_s + NumberText::Print(setpoint) + unit);
@@ -348,7 +393,9 @@ qint16 GetValueBlock(ValueBlock* block)
 float GetTemperature()
 {
     const QString payload = HTCQuery(u"F"_s);
-    return IsPayload(payload) ? static_cast<float>(Unpack(payload, 1)) : -1.0F;
+    if (!IsPayload(payload))
+        return -1;
+    return isPacked(payload, ActualValue) ? static_cast<float>(Unpack(payload, 1)) : SteadyState::noNumber;
 }
 
 qint16 SwitchHeaterOutput(bool on)
@@ -357,6 +404,8 @@ qint16 SwitchHeaterOutput(bool on)
     if (!IsPayload(payload))
         return reportFailure(payload == notActive ? u"SwitchHeaterOutput - HTCQuery"_s : u"SwitchHeaterOutput - GetDataBlock"_s);
     showBlock(payload);
+    if (refused(payload, u"SwitchHeaterOutput"_s))
+        return -1;
     writeBlock(payload, {{HeaterOutput, on ? quint16{1} : quint16{0}}});
     showHeaterCaption(on);
     return 0;
@@ -365,15 +414,21 @@ qint16 SwitchHeaterOutput(bool on)
 bool SwitchOffQuietly(bool* on)
 {
     QString payload = HTCQuery(u"T"_s);
-    if (!IsPayload(payload))
+    if (!IsPayload(payload) || !isReadable(payload))
         return false;
     writeBlock(payload, {{HeaterOutput, quint16{0}}});
     payload = HTCQuery(u"T"_s);
-    if (!IsPayload(payload))
+    if (!IsPayload(payload) || !isReadable(payload))
         return false;
+    compareWritten(payload);
     *on = unpacked(payload).heaterOutput;
     showHeaterCaption(*on);
     return true;
+}
+
+qint16 ToggleSelfOptimising(bool on)
+{
+    return changeBlock(u"Auto Optimizing"_s, {{SelfOptimising, on ? quint16{1} : quint16{0}}});
 }
 
 qint16 SetPID(const PIDTable::Values& values)
@@ -421,75 +476,9 @@ qint16 HTCWaitUntilThere(double setpoint, double silenceLimit, double stallLimit
     wait.silenceLimit = silenceLimit;
     wait.stallLimit = stallLimit;
     wait.activity = u"HTC 5218: Waiting for steady state..."_s;
+    wait.controller = u"HTC"_s;
     wait.temperature = [] { return GetTemperature(); };
     return SteadyState::Run(wait);
 }
 
-qint16 HTC_LaserWaitUntilThere(int seconds)
-{
-    modTools::WriteLog(false, u"HTC_LaserWaitUntilThere("_s + NumberText::General(qint32{seconds}) + u")"_s);
-    Stabilization& wait = stabilization();
-    wait.begin(seconds);
-    if (Operation::isRunning(Operations::temperature) && !Operation::nothingWaits(Operations::temperature)) {
-        wait.beside = true;
-        return SteadyState::GoesOn;
-    }
-    modTools::WaitUntil([&wait] { return wait.over(); });
-    return wait.end();
-}
-
-void reset()
-{
-    modHTC::state() = State{};
-    stabilization().second.setEnabled(false);
-    stabilization().beside = false;
-    stabilization().operation.reset();
-}
-
-bool stabilizesByTicks()
-{
-    return stabilization().beside;
-}
-
-void carryStabilization(std::unique_ptr<Operation> operation)
-{
-    if (stabilization().beside)
-        stabilization().operation = std::move(operation);
-}
-
-void mnuHTCQueryTemperature()
-{
-    ValueBlock block;
-    if (GetValueBlock(&block) == 0)
-        showMessage(u"HTC"_s, u"Current temperature is:"_s + NumberText::Print(qint32{block.temperature}) + u" "_s + unit);
-}
-
-void mnuHTCSetpoint()
-{
-    double setpoint = 0;
-    if (askSetpoint(u"Enter new setpoint:"_s, &setpoint) && NewSetpoint(setpoint) == 0)
-        HTCWaitUntilThere(setpoint);
-}
-
-void mnuHTCNewSetpointWithPID()
-{
-    double setpoint = 0;
-    const QString prompt = u"Enter new setpoint:"_s + u"\r\n"_s + u"(We will use PID's in '"_s + configuration().htc.pidFile + u"')"_s;
-    if (askSetpoint(prompt, &setpoint) && NewSetpointWithPID(setpoint, 0) == 0)
-        HTCWaitUntilThere(setpoint);
-}
-
-void mnuHTCHeaterOutput()
-{
-    DataBlock block;
-    if (GetDataBlock(&block) == 0)
-        SwitchHeaterOutput(!block.heaterOutput);
-}
-
-void mnuHTCAutoOptimize()
-{
-    DataBlock block;
-    if (GetDataBlock(&block) == 0)
-        changeBlock(u"Auto Optimizing"_s, {{SelfOptimising, block.selfOptimising != 0 ? quint16{0} : quint16{1}}});
-}
 } // namespace modHTC

@@ -5,22 +5,26 @@
 #include "core/Operation.h"
 #include "temperature/PIDTable.h"
 
+#include <QMap>
 #include <QString>
 
 #include <memory>
+#include <optional>
 
 namespace Temperature {
 struct Controller;
 }
 
 /// The high-temperature controller HTC 5218 on `TCComm`. It hands out parameter blocks of packed characters; a parameter is changed by
-/// reading the data block, replacing its characters and writing the block back with a checksum. Temperatures are whole degrees Celsius.
-/// Status results are 0 for success, -1 otherwise.
+/// reading the data block, replacing its characters and writing the block back with a checksum. A block with a character below code 32, or
+/// with a value that no packing gives, is never written back: the change is refused with "Invalid response!". Temperatures are whole
+/// degrees Celsius. Status results are 0 for success, -1 otherwise.
 namespace modHTC {
 /// The module's variables. `state() = State{}` resets them.
 struct State
 {
     QString controlParameterText; ///< "P71I8D2": the parameters last sent, by whichever entry
+    QMap<int, quint16> written;   ///< values by Position that were written and not read back yet
 };
 State& state();
 
@@ -82,18 +86,26 @@ bool IsPayload(const QString& answer);
 
 /// offset + factor x setpoint when the calibration is on, otherwise the setpoint itself [deg C].
 double CalibratedSetpoint(double setpoint);
-/// [deg C]; parameters and ramp stay as they are.
+/// Why a setpoint [deg C] cannot be sent: its calibrated value lies outside 0 to `TMax`. Empty: it can.
+QString SetpointRefusal(double setpoint);
+/// [deg C]; parameters and ramp stay as they are. What cannot be sent is refused with a message.
 qint16 NewSetpoint(double setpoint);
-/// Sends the table's P, I, D for the setpoint, the ramp [K/min] (0 or less: none), and the setpoint [deg C].
+/// Sends the table's P, I, D for the setpoint, the ramp (whole K/min, another is refused; 0 or less: none), and the setpoint [deg C].
 qint16 NewSetpointWithPID(double setpoint, double ramp);
+/// Reads back what was written, parameters, ramp and heater output, which then stand in a message bar when they were not taken. What the
+/// controller has as setpoint [deg C]; nothing: no answer, or a garbled one. Warns of a setpoint that nothing heats to.
+std::optional<double> AskSetpoint();
+/// The same without the setpoint: true when everything was taken.
+bool ReadBack();
 /// While the controller is disabled: P 77, I 88, D 99 and 123, 1, 111, 999, so that the dialogs can be tried without one.
 qint16 GetDataBlock(DataBlock* block);
 qint16 GetValueBlock(ValueBlock* block);
-/// The actual temperature [deg C], -1 when it could not be read; shows nothing on failure.
+/// The actual temperature [deg C], -1 when it could not be read, SteadyState::noNumber when it came garbled; shows nothing on failure.
 float GetTemperature();
 qint16 SwitchHeaterOutput(bool on);
 /// The output off, and the data block read again: true when that came, and `on` is what it says then. Shows and asks nothing.
 bool SwitchOffQuietly(bool* on);
+qint16 ToggleSelfOptimising(bool on);
 qint16 SetPID(const PIDTable::Values& values);
 /// Two tries, then a box "HTC check", unless the program closes. 0: a valid block came.
 qint16 HTCCheckPresence();
@@ -106,6 +118,7 @@ qint16 HTC_LaserWaitUntilThere(int seconds);
 /// Such a wait goes on by ticks, and takes the entry's operation over.
 bool stabilizesByTicks();
 void carryStabilization(std::unique_ptr<Operation> operation);
+void resetStabilization();
 /// The module's variables and that wait as at the start.
 void reset();
 

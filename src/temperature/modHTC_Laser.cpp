@@ -6,10 +6,12 @@
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
 #include "core/Instrument.h"
+#include "core/Notices.h"
 #include "core/NumberText.h"
 #include "core/Prompts.h"
 #include "core/modTools.h"
 #include "serial/modCOM.h"
+#include "temperature/SetpointCheck.h"
 #include "temperature/modHTC.h"
 #include "temperature/modTC.h"
 
@@ -18,6 +20,9 @@
 using namespace Qt::StringLiterals;
 
 namespace {
+const QString beamNotice = u"beam Laser"_s;
+constexpr double currentResolution = 0.001; // A, what the controller can set
+
 bool isOk(const QString& reply)
 {
     return reply == u"ok"_s;
@@ -64,13 +69,19 @@ std::optional<bool> beamOf(const QString& reply)
     return std::nullopt;
 }
 
-/// The answer to the question for the beam; empty: there was none.
-void learnBeam(const QString& reply)
+/// What the controller says of the beam; nothing: no answer, or one that is no state.
+void learnBeam(const std::optional<bool>& on)
 {
-    learnOwn([&reply](Instrument::Controller& own) {
-        const bool told = NumberText::StartsWithNumber(reply);
-        told ? own.output.confirm(NumberText::RoundToInteger(NumberText::LeadingNumber(reply)) == 1) : own.output.doubt();
-    });
+    learnOwn([&on](Instrument::Controller& own) { on ? own.output.confirm(*on) : own.output.doubt(); });
+    if (on)
+        showBeam(*on);
+}
+
+/// True when something was answered.
+bool askBeam(QString* reply)
+{
+    modHTC_Laser::LaserOutput(u":r 12"_s);
+    return modHTC_Laser::LaserGetResponse(*reply) == 0;
 }
 
 void showCheckList()
@@ -145,14 +156,33 @@ qint16 LaserSwitchBeam(bool on)
 std::optional<bool> LaserAskBeam()
 {
     QString reply;
-    LaserOutput(u":r 12"_s);
-    if (LaserGetResponse(reply) != 0)
-        reply.clear();
-    const std::optional<bool> on = beamOf(reply);
-    learnOwn([&on](Instrument::Controller& own) { on ? own.output.confirm(*on) : own.output.doubt(); });
-    if (on)
-        showBeam(*on);
+    bool answered = askBeam(&reply);
+    std::optional<bool> on = answered ? beamOf(reply) : std::nullopt;
+    if (answered && !on && !flags().closing) { // garbled once is no rule
+        answered = askBeam(&reply);
+        on = answered ? beamOf(reply) : std::nullopt;
+    }
+    learnBeam(on);
     return on;
+}
+
+bool LaserBeam(bool on)
+{
+    const bool confirmed = LaserSwitchBeam(on) == 0;
+    const std::optional<bool> now = LaserAskBeam();
+    if (now == on) {
+        Notices::take(beamNotice);
+        return true;
+    }
+    const QString wanted = on ? u"on"_s : u"off"_s;
+    if (now)
+        Notices::show(beamNotice, u"The laser beam was not switched "_s + wanted + u": the controller says that it is "_s +
+                                      (*now ? u"on."_s : u"off."_s));
+    else if (!flags().closing)
+        Notices::show(beamNotice, u"The laser beam was to be switched "_s + wanted +
+                                      (confirmed ? u"; the controller took it, but does not say whether it is."_s
+                                                 : u", and the controller did not confirm: whether it is on is not known."_s));
+    return false;
 }
 
 qint16 LaserSetCurrent(float value, float current)
@@ -168,6 +198,7 @@ qint16 LaserSetCurrent(float value, float current)
                             : u"Temperature setpoint set to "_s + valueText + u" ("_s + currentText + u"A)."_s);
     state().lastValue = value;
     state().lastCurrent = current;
+    SetpointCheck::Sent({u"Laser"_s, u"laser controller"_s, NumberText::Exact(current), {u"A"_s, LaserAskCurrent, currentResolution}});
     return 0;
 }
 
@@ -175,12 +206,18 @@ qint16 LaserGetCurrent(float& current)
 {
     QString reply;
     LaserOutput(u":r 30"_s);
-    const bool told = LaserGetResponse(reply) == 0 && NumberText::StartsWithNumber(reply);
+    const bool told = LaserGetResponse(reply) == 0 && NumberText::IsNumber(reply);
     if (told)
         current = static_cast<float>(NumberText::LeadingNumber(reply));
     const std::optional<double> value = told ? ValueFor(current) : std::nullopt;
     learnOwn([&value](Instrument::Controller& own) { value ? own.setpoint.confirm(*value) : own.setpoint.doubt(); });
     return told ? 0 : -1;
+}
+
+std::optional<double> LaserAskCurrent()
+{
+    float current = 0;
+    return LaserGetCurrent(current) == 0 ? std::optional(NumberText::Exact(current)) : std::nullopt;
 }
 
 std::optional<double> ValueFor(float current)
@@ -201,18 +238,17 @@ qint16 LaserCheckPresence()
         modTC::Show(u"Checking presence of Laser controller (loop "_s + NumberText::General(round) + u" of "_s +
                     NumberText::General(rounds) + u")..."_s);
         modCOM::ClearTCCommRxBuffer();
-        LaserOutput(u":r 12"_s);
         QString reply;
-        if (LaserGetResponse(reply) == 0 && !reply.isEmpty()) {
+        const std::optional<bool> on = askBeam(&reply) ? beamOf(reply) : std::nullopt;
+        if (on) {
             modTC::Show(u"HT Laser Controller found..."_s);
-            learnBeam(reply);
-            showBeam(NumberText::RoundToInteger(NumberText::LeadingNumber(reply)) == 1);
+            learnBeam(on);
             return 0;
         }
     }
     if (flags().closing)
         return -1;
-    learnBeam({});
+    learnBeam(std::nullopt);
     showCheckList();
     flags().laserEnabled = false;
     frontPanel().refreshEntries();
@@ -221,7 +257,7 @@ qint16 LaserCheckPresence()
 
 void mnuLaserBeam()
 {
-    LaserSwitchBeam(!flags().laserOn);
+    LaserBeam(!flags().laserOn);
 }
 
 void mnuLaserSetpoint()
@@ -237,6 +273,7 @@ void mnuLaserSetpoint()
         modTC::ReportSilence(u"Laser"_s, u"Laser does not respond!"_s, Prompts::Icon::Critical);
         return;
     }
+    SetpointCheck::Ask(u"Laser"_s);
     modHTC::HTC_LaserWaitUntilThere(laser.stabilizationDelay);
 }
 

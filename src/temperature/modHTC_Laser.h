@@ -34,16 +34,21 @@ qint16 LaserGetResponse(QString& reply);
 
 /// Switches the beam; on success caption, warning picture and flag follow.
 qint16 LaserSwitchBeam(bool on);
-/// Asks whether the beam is on; caption, warning picture and flag follow. Nothing: no answer, or one that is no state.
+/// Asks whether the beam is on, once more after an answer that is no state; caption, warning picture and flag follow. Nothing: no answer,
+/// or none that is a state.
 std::optional<bool> LaserAskBeam();
+/// Switches the beam and asks whether it is. True when it says so; otherwise a message bar tells what is known.
+bool LaserBeam(bool on);
 /// Sends a diode current [A]; `value` is the temperature or current that the texts name.
 qint16 LaserSetCurrent(float value, float current);
 /// Reads the diode current [A] from the controller; 0: read.
 qint16 LaserGetCurrent(float& current);
+/// The same as a value [A]; nothing: not read.
+std::optional<double> LaserAskCurrent();
 /// What a diode current [A] stands for: the temperature [deg C] that CurrentFor turns into it, or the current itself in current mode. A
 /// `CurrentPerDegree` of 0 gives no temperature.
 std::optional<double> ValueFor(float current);
-/// Asks for the beam register up to `CheckRounds` times; a silent controller, or one that answers with empty lines, brings the box "HT
+/// Asks for the beam register up to `CheckRounds` times; a silent controller, or one whose answers are no state, brings the box "HT
 /// Laser Controller Check" and is disabled. Neither happens when the program closes meanwhile. 0: found.
 qint16 LaserCheckPresence();
 

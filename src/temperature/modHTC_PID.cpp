@@ -70,8 +70,8 @@ void mnuHTCSavePID()
 void mnuHTCDefault()
 {
     PIDTable::Values values;
-    if (PIDTable::ParseValues(PIDUse().defaultLine, PIDTable::Kind::PID, &values))
-        SetPID(values);
+    if (PIDTable::ParseValues(PIDUse().defaultLine, PIDTable::Kind::PID, &values) && SetPID(values) == 0)
+        ReadBack();
 }
 
 bool ReadPIDForDialog(PIDTable::Values* values, double* setpoint)
@@ -86,7 +86,9 @@ bool ReadPIDForDialog(PIDTable::Values* values, double* setpoint)
 
 void SendPIDFromDialog(const PIDTable::Values& values)
 {
-    if (SetPID(values) == 0)
-        modTools::WriteLog(false, u"HTC: PID parameters changed."_s);
+    if (SetPID(values) != 0)
+        return;
+    modTools::WriteLog(false, u"HTC: PID parameters changed."_s);
+    ReadBack();
 }
 } // namespace modHTC

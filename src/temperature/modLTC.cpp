@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Longer than others: the commands of five models stand in one table with the procedures that use them.
 
 #include "temperature/modLTC.h"
 
@@ -13,134 +12,18 @@
 #include "serial/Exchange.h"
 #include "serial/modCOM.h"
 #include "temperature/Controller.h"
+#include "temperature/LTCCommands.h"
 #include "temperature/LTCKnown.h"
+#include "temperature/SetpointCheck.h"
 #include "temperature/SteadyState.h"
-#include "temperature/modLTC_RPID.h"
 #include "temperature/modTC.h"
 
+#include <cmath>
+
 using namespace Qt::StringLiterals;
+using namespace LTCCommands;
 
 namespace {
-constexpr int family330 = modLTC::LakeShore330 | modLTC::LakeShore331As330;
-constexpr int familyDrc = modLTC::DRC91CA | modLTC::DRC81C;
-
-/// What a family of controllers is told. "%1" stands for the value; a line with "?" is answered. An empty list: the family has no such
-/// command.
-struct Commands
-{
-    QStringList init;
-    QString temperature;
-    QString readSetpoint;
-    QString setSetpoint;
-    QStringList setPid; ///< %1 P, %2 I, %3 D
-    QString setRange;
-    QStringList rampOff;
-    QStringList rampOn;
-    QString readTune;
-    QString setTune;
-    QStringList afterDefault; ///< sent after init by "Restore Default Settings"
-};
-
-const Commands& commands()
-{
-    static const QStringList units = {u"SCHN A;SCHN?"_s, u"SUNI K;SUNI?"_s, u"CCHN A;CCHN?"_s, u"CUNI K;CUNI?"_s};
-    static const Commands of330 = {QStringList{u"*RST"_s} + units,
-                                   u"SDAT?"_s,
-                                   u"SETP?"_s,
-                                   u"SETP %1"_s,
-                                   {u"GAIN %1;GAIN?"_s, u"RSET %2;RSET?"_s, u"RATE %3;RATE?"_s},
-                                   u"RANG %1;RANG?"_s,
-                                   {u"RAMP 0"_s},
-                                   {u"RAMP 1"_s, u"RAMPR %1"_s},
-                                   u"TUNE?"_s,
-                                   u"TUNE %1;TUNE?"_s,
-                                   {u"RANG 0;RANG?"_s, u"TUNE 0;TUNE?"_s}};
-    static const Commands of331As330 = [] {
-        Commands table = of330;
-        table.init = QStringList{u"*RST"_s, u"EMUL 1"_s} + units;
-        return table;
-    }();
-    static const Commands of331 = {{u"*RST"_s},   u"KRDG?"_s,         u"SETP? 1"_s,       u"SETP 1, %1"_s, {u"PID 1, %1, %2, %3"_s},
-                                   u"RANGE %1"_s, {u"RAMP 1,0,%1"_s}, {u"RAMP 1,1,%1"_s}, u"TUNEST?"_s,    {},
-                                   {u"RANGE 0"_s}};
-    static const Commands ofDrc = {{u"C"_s}, u"WS"_s, u"WP"_s, u"S%1"_s, {u"P%1"_s, u"I%2"_s, u"D%3"_s}, u"R%1"_s, {},
-                                   {},       {},      {},      {u"R0"_s}};
-
-    switch (configuration().ltc.modelCode) {
-    case modLTC::LakeShore330:
-        return of330;
-    case modLTC::LakeShore331As330:
-        return of331As330;
-    case modLTC::LakeShore331:
-        return of331;
-    default:
-        return ofDrc;
-    }
-}
-
-bool isModel(int mask)
-{
-    return (configuration().ltc.modelCode & mask) != 0;
-}
-
-QString recordCommand()
-{
-    return isModel(modLTC::DRC91CA) ? u"W3"_s : u"W1"_s;
-}
-
-/// Sends a line and reads the reply when the line asks for one.
-qint16 tell(QString line, QString* reply = nullptr)
-{
-    if (!flags().ltcEnabled)
-        return -1;
-    if (!line.contains(u'?'))
-        return modLTC::LTCOutput(line);
-    const qint16 status = modLTC::LTCQuery(line);
-    if (status == 0 && reply != nullptr)
-        *reply = line;
-    return status;
-}
-
-qint16 tellAll(const QStringList& lines)
-{
-    qint16 status = 0;
-    for (const QString& line : lines)
-        if (tell(line) != 0)
-            status = -1;
-    return status;
-}
-
-/// Asks one question; the reply is empty when there was none.
-qint16 ask(const QString& question, QString& reply)
-{
-    reply = question;
-    if (flags().ltcEnabled && !question.isEmpty() && modLTC::LTCQuery(reply) == 0)
-        return 0;
-    reply.clear();
-    return -1;
-}
-
-/// `told` is shown the reply.
-qint16 askNumber(const QString& question, float& value, void (*told)(const QString& reply) = nullptr)
-{
-    QString reply;
-    const qint16 status = ask(question, reply);
-    value = status == 0 ? static_cast<float>(NumberText::LeadingNumber(reply)) : -1.0F;
-    if (told != nullptr)
-        told(reply);
-    return status;
-}
-
-qint16 askInteger(const QString& question, qint16& value, void (*told)(const QString& reply) = nullptr)
-{
-    QString reply;
-    const qint16 status = ask(question, reply);
-    value = status == 0 ? NumberText::RoundToInteger(NumberText::LeadingNumber(reply)) : qint16{-1};
-    if (told != nullptr)
-        told(reply);
-    return status;
-}
-
 qint16 status330(modLTC::Parameters& value)
 {
     qint16 status = 0;
@@ -171,7 +54,7 @@ qint16 statusDrc(modLTC::Parameters& value)
 {
     const bool is91 = isModel(modLTC::DRC91CA);
     QString reply;
-    const qint16 status = ask(recordCommand(), reply);
+    const qint16 status = ask(record(), reply);
     const QStringList fields = reply.split(u',');
     const bool whole = fields.size() == (is91 ? 5 : 7);
     LTCKnown::Range(whole ? fields[is91 ? 3 : 6] : QString());
@@ -213,7 +96,7 @@ bool isPresent()
     modTools::WriteLog(false, u"Checking presence of LTC..."_s);
     if (!modLTC::OnBus())
         modCOM::ClearTCCommRxBuffer();
-    QString reply = isModel(familyDrc) ? recordCommand() : u"*IDN?"_s;
+    QString reply = isModel(familyDrc) ? record() : u"*IDN?"_s;
     if (modLTC::LTCQuery(reply) != 0)
         return false;
     // Looser than the number of fields that a status read demands: intended.
@@ -225,27 +108,15 @@ bool isPresent()
     return true;
 }
 
-/// Asks for a setpoint, starting from the current one. False when there is nothing to send.
-bool askSetpoint(const QString& prompt, float* setpoint)
-{
-    if (modLTC::LTCGetSetpoint(*setpoint) != 0) {
-        modTC::ReportSilence(u"LTC"_s, u"LTC does not respond!"_s, Prompts::Icon::Critical);
-        return false;
-    }
-    double typed = 0;
-    if (!modTC::AskSetpoint(prompt, NumberText::General(*setpoint), {modLTC::lowestSetpoint, modLTC::highestSetpoint, u"K"_s}, &typed))
-        return false;
-    *setpoint = static_cast<float>(typed);
-    return true;
-}
-
-void showTuneCaption(bool on)
-{
-    frontPanel().setEntryCaption(Menu::Entry::mnuLTCAutoTune, on ? u"&Autotuning (is ON)"_s : u"&Autotuning (is OFF)"_s);
-}
 } // namespace
 
 namespace modLTC {
+QString LTCFaultText()
+{
+    const QString fault = OnBus() ? modGPIB::Fault() : QString();
+    return fault.isEmpty() ? QString() : u"\r\n"_s + fault;
+}
+
 State& state()
 {
     static State theState;
@@ -325,6 +196,9 @@ qint16 LTCQuery(QString& command)
 {
     modTools::WriteLog(false, u"LTCQuery("_s + command + u")"_s);
     LTCOutput(command);
+    // Nothing will come, and what lies there belongs to another question.
+    if (OnBus() && !modGPIB::Fault().isEmpty())
+        return -1;
     QString reply;
     if (isModel(family330 | LakeShore331)) {
         if (LTCGetResponse(reply) != 0)
@@ -342,7 +216,8 @@ qint16 LTCInit()
 {
     modTC::Show(u"Initializing LTC..."_s);
     LTCKnown::ForgetOutputs();
-    return tellAll(commands().init);
+    state().unanswered.clear();
+    return tellAll(table().init, &state().unanswered);
 }
 
 qint16 LTCPrepare()
@@ -351,10 +226,11 @@ qint16 LTCPrepare()
     case Temperature::Initialization::Whole:
         return LTCInit();
     case Temperature::Initialization::NoReset: {
-        QStringList lines = commands().init;
+        QStringList lines = table().init;
         lines.removeAll(u"*RST"_s);
         lines.removeAll(u"C"_s);
-        return tellAll(lines);
+        state().unanswered.clear();
+        return tellAll(lines, &state().unanswered);
     }
     case Temperature::Initialization::None:
         break;
@@ -365,25 +241,46 @@ qint16 LTCPrepare()
 qint16 LTCGetTemperature(float& temperature)
 {
     modTC::Show(u"Current temperature query..."_s);
-    return askNumber(commands().temperature, temperature, LTCKnown::Temperature);
+    return askNumber(table().temperature, temperature, LTCKnown::Temperature);
 }
 
 float LTCReading()
 {
     float temperature = -1;
-    return LTCGetTemperature(temperature) == 0 && temperature > 0 ? temperature : -1.0F;
+    if (LTCGetTemperature(temperature) != 0)
+        return -1;
+    return temperature > 0 && std::isfinite(temperature) ? temperature : SteadyState::noNumber;
 }
 
 qint16 LTCGetSetpoint(float& setpoint)
 {
     modTC::Show(u"Setpoint query..."_s);
-    return askNumber(commands().readSetpoint, setpoint, LTCKnown::Setpoint);
+    return askNumber(table().readSetpoint, setpoint, LTCKnown::Setpoint);
+}
+
+std::optional<double> LTCAskSetpoint()
+{
+    QString reply;
+    ask(table().readSetpoint, reply);
+    LTCKnown::Setpoint(reply);
+    return NumberText::IsNumber(reply) ? std::optional(NumberText::LeadingNumber(reply)) : std::nullopt;
+}
+
+bool LTCIsRamping()
+{
+    qint16 ramping = 0;
+    return !table().isRamping.isEmpty() && askInteger(table().isRamping, ramping) == 0 && ramping == 1;
 }
 
 qint16 LTCNewSetpoint(float setpoint)
 {
-    const qint16 status = tell(commands().setSetpoint.arg(NumberText::General(setpoint)));
+    const qint16 status = tell(table().setSetpoint.arg(NumberText::General(setpoint)));
     LTCKnown::SentSetpoint(setpoint);
+    if (flags().ltcEnabled)
+        SetpointCheck::Sent({u"LTC"_s,
+                             u"low-temperature controller"_s,
+                             NumberText::Exact(setpoint),
+                             {u"K"_s, LTCAskSetpoint, table().resolution, LTCIsRamping}});
     return status;
 }
 
@@ -406,7 +303,7 @@ qint16 LTCGetStatus(Parameters& parameters)
 
 qint16 LTCSetPID(float p, float i, float d)
 {
-    QStringList lines = commands().setPid;
+    QStringList lines = table().setPid;
     for (QString& line : lines) {
         line.replace(u"%1"_s, NumberText::General(p));
         line.replace(u"%2"_s, NumberText::General(i));
@@ -418,14 +315,14 @@ qint16 LTCSetPID(float p, float i, float d)
 qint16 LTCSetRange(qint16 range)
 {
     QString reply;
-    const qint16 status = tell(commands().setRange.arg(NumberText::General(qint32{range})), &reply);
+    const qint16 status = tell(table().setRange.arg(NumberText::General(qint32{range})), &reply);
     LTCKnown::SentRange(range, reply);
     return status;
 }
 
 qint16 LTCSetRamp(float rate)
 {
-    QStringList lines = rate <= 0 ? commands().rampOff : commands().rampOn;
+    QStringList lines = rate <= 0 ? table().rampOff : table().rampOn;
     for (QString& line : lines)
         line.replace(u"%1"_s, NumberText::General(rate));
     return tellAll(lines);
@@ -433,14 +330,14 @@ qint16 LTCSetRamp(float rate)
 
 qint16 LTCGetTuneStatus(qint16& state)
 {
-    return askInteger(commands().readTune, state);
+    return askInteger(table().readTune, state);
 }
 
 qint16 LTCSetTuneStatus(qint16 state)
 {
-    if (commands().setTune.isEmpty())
+    if (table().setTune.isEmpty())
         return -1;
-    return tell(commands().setTune.arg(NumberText::General(qint32{state})));
+    return tell(table().setTune.arg(NumberText::General(qint32{state})));
 }
 
 qint16 LTCCheckPresence()
@@ -461,9 +358,24 @@ qint16 LTCCheckPresence()
     if (isModel(family330)) {
         qint16 tune = -1;
         LTCGetTuneStatus(tune);
-        showTuneCaption(tune > 0);
+        LTCShowTune(tune > 0);
     }
     return 0;
+}
+
+void LTCReportInitialization()
+{
+    const QString& command = state().unanswered.value(0);
+    if (!command.isEmpty())
+        modTC::ReportSilence(u"LTC check"_s,
+                             u"The initialization of the low-temperature controller failed:"_s + u"\r\n"_s + u"no reply to '"_s + command +
+                                 u"'."_s + LTCFaultText(),
+                             Prompts::Icon::Exclamation);
+}
+
+void LTCShowTune(bool on)
+{
+    frontPanel().setEntryCaption(Menu::Entry::mnuLTCAutoTune, on ? u"&Autotuning (is ON)"_s : u"&Autotuning (is OFF)"_s);
 }
 
 qint16 LTCWaitUntilThere(float setpoint, double silenceLimit)
@@ -476,85 +388,36 @@ qint16 LTCWaitUntilThere(float setpoint, double silenceLimit)
     wait.heading = u"Control Parameter: "_s + state().controlParameterText;
     wait.silenceLimit = silenceLimit;
     wait.activity = u"LTC: Waiting for steady state..."_s;
+    wait.controller = u"LTC"_s;
     wait.temperature = LTCReading;
     return SteadyState::Run(wait);
-}
-
-void mnuLTCSetpoint()
-{
-    float setpoint = -1;
-    if (!askSetpoint(u"Enter new setpoint:"_s, &setpoint))
-        return;
-    LTCNewSetpoint(setpoint);
-    LTCWaitUntilThere(setpoint);
-}
-
-void mnuLTCNewSetpointWithPID()
-{
-    float setpoint = -1;
-    if (!askSetpoint(u"Enter new setpoint:"_s + u"\r\n"_s + u"(We will use PID's in '"_s + RPIDFileName() + u"')"_s, &setpoint))
-        return;
-    LTCNewSetpointWithPID(setpoint, 0);
-    LTCWaitUntilThere(setpoint);
-}
-
-void mnuLTCAutoTune()
-{
-    qint16 tune = -1;
-    if (LTCGetTuneStatus(tune) != 0) {
-        modTC::ReportSilence(u"LTC"_s, u"LTC did not respond..."_s, Prompts::Icon::Exclamation);
-        return;
-    }
-    if (LTCSetTuneStatus(tune != 0 ? 0 : 1) != 0) {
-        const QString text =
-            commands().setTune.isEmpty() ? u"This controller cannot be switched to autotuning."_s : u"LTC did not respond..."_s;
-        modTC::ReportSilence(u"LTC"_s, text, Prompts::Icon::Exclamation);
-        return;
-    }
-    if (tune == 0)
-        showMessage(u"PLEASE NOTE"_s,
-                    u"The Autotune function does not set or change the heater range."_s + u"\r\n"_s +
-                        u"You have to adjust the heater settings manually."_s,
-                    Prompts::Icon::Information);
-    showTuneCaption(tune == 0);
 }
 
 qint16 LTCDefault()
 {
     qint16 status = LTCInit();
-    status |= tellAll(commands().afterDefault);
+    status |= tellAll(table().afterDefault);
     LTCKnown::SentRange(0, {});
     state().controlParameterText.clear();
     return status;
 }
 
-void mnuLTCDefault()
+bool LTCConfirmDefault(QString* said)
 {
-    LTCDefault();
-}
-
-void mnuLTCQuery()
-{
-    QString text = prompts().input({u"LTC Query"_s, u"Enter query command:"_s, u"W1"_s});
-    if (text.isEmpty())
-        return;
-    LTCKnown::ForgetOutputs();
-    if (LTCQuery(text) == 0)
-        showMessage(u"LTC"_s, text);
-    else
-        modTC::ReportSilence(u"LTC"_s, u"No response..."_s, Prompts::Icon::None);
-}
-
-void mnuLTCQueryTemperature()
-{
-    if (flags().showCommunication) {
-        QString diagnostic = u"XDA"_s;
-        LTCQuery(diagnostic);
+    Parameters now;
+    const bool inRecord = table().readRange.isEmpty();
+    const qint16 status = inRecord ? LTCGetStatus(now) : askInteger(table().readRange, now.range, LTCKnown::Range);
+    const bool answered = status == 0 && now.range >= 0;
+    if (isModel(family330)) {
+        qint16 tune = -1;
+        if (LTCGetTuneStatus(tune) == 0)
+            LTCShowTune(tune > 0);
     }
-    float temperature = -1;
-    if (LTCGetTemperature(temperature) == 0)
-        showMessage(u"LTC"_s, u"Current temperature is:"_s + NumberText::Print(temperature) + u" K"_s);
-    else
-        modTC::ReportSilence(u"LTC"_s, u"LTC does not respond!"_s, Prompts::Icon::Critical);
+    if (!answered)
+        *said = u"The controller did not answer; its heater may still be on."_s + LTCFaultText();
+    else if (now.range != 0)
+        *said = u"The heater range is still "_s + NumberText::General(qint32{now.range}) + u"."_s;
+    return answered && now.range == 0;
 }
+
 } // namespace modLTC

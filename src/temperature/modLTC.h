@@ -3,6 +3,9 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
+
+#include <optional>
 
 namespace Temperature {
 struct Controller;
@@ -18,6 +21,7 @@ enum Model : int { LakeShore330 = 1, LakeShore331 = 2, LakeShore331As330 = 4, DR
 struct State
 {
     QString controlParameterText; ///< "R3P300I50D0": the parameters last sent, by whichever entry; empty after the default settings
+    QStringList unanswered;       ///< commands of the last initialization without a reply
 };
 State& state();
 
@@ -54,13 +58,20 @@ inline constexpr float highestSetpoint = 305.0F;
 qint16 LTCInit();
 /// At the start: as much of LTCInit as Temperature::State::initialization says.
 qint16 LTCPrepare();
+/// The box "LTC check" that names the first command of the last initialization without a reply; none when all were answered.
+void LTCReportInitialization();
 /// [K]; a reply that is no number reads as 0.
 qint16 LTCGetTemperature(float& temperature);
-/// The same for a wait: -1 when there was no answer, or none with a temperature in it (a sensor's fault reads as 0 K or as text).
+/// The same for a wait and for people: -1 when there was no answer, SteadyState::noNumber for one without a temperature in it (a sensor's
+/// fault reads as 0 K or as text).
 float LTCReading();
 /// [K]
 qint16 LTCGetSetpoint(float& setpoint);
 qint16 LTCNewSetpoint(float setpoint);
+/// The setpoint that the controller has [K]; nothing: no answer, or no number.
+std::optional<double> LTCAskSetpoint();
+/// The setpoint is on its way along a ramp. The DRC models have none.
+bool LTCIsRamping();
 /// A record with the wrong number of fields is shown once. While the controller is disabled: P 11, I 22, D 33, range 3, power 55, so that
 /// the dialogs can be tried without one.
 qint16 LTCGetStatus(Parameters& parameters);
@@ -74,6 +85,12 @@ qint16 LTCGetTuneStatus(qint16& state);
 qint16 LTCSetTuneStatus(qint16 state);
 /// What "Restore Default Settings" does.
 qint16 LTCDefault();
+/// Reads back what LTCDefault should have done, and the autotune caption after it. False, with a sentence in `said`, when the heater is not
+/// off or nobody knows.
+bool LTCConfirmDefault(QString* said);
+void LTCShowTune(bool on);
+/// The bus' own fault as a line to be put below a message about a controller that did not answer; empty: there is none, or no bus.
+QString LTCFaultText();
 /// Asks for the identity; a silent controller brings the "LTC check" box (Abort, Retry, Ignore). Sets the autotune caption. 0: present.
 qint16 LTCCheckPresence();
 

@@ -202,12 +202,13 @@ void SendRPIDFromDialog(const PIDTable::Values& values)
 void mnuLTCSavePID()
 {
     Parameters parameters;
-    float setpoint = -1;
-    if (LTCGetStatus(parameters) != 0 || LTCGetSetpoint(setpoint) != 0) {
+    const bool read = LTCGetStatus(parameters) == 0;
+    const std::optional<double> setpoint = read ? LTCAskSetpoint() : std::nullopt; // a text would be saved under 0
+    if (!setpoint) {
         modTC::ReportSilence(u"LTC"_s, u"Unable to query LTC."_s + u"\r\n"_s + u"Sub aborted..."_s, Prompts::Icon::Exclamation);
         return;
     }
-    if (LTCSaveRPIDParameter({}, setpoint, valuesOf(parameters)) == 0)
+    if (LTCSaveRPIDParameter({}, static_cast<float>(*setpoint), valuesOf(parameters)) == 0)
         modTools::WriteLog(false, u"LTC: PID parameters saved."_s);
 }
 } // namespace modLTC

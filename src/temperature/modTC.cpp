@@ -132,7 +132,7 @@ void Show(const QString& text)
 
 bool AskSetpoint(const QString& prompt, const QString& present, const SettableRange& range, double* setpoint)
 {
-    const QString text = prompts().input({u"New Setpoint"_s, prompt, present + u" "_s + range.unit});
+    const QString text = prompts().input({u"New Setpoint"_s, prompt, present.isEmpty() ? QString() : present + u" "_s + range.unit});
     if (text.trimmed().isEmpty())
         return false;
     *setpoint = NumberText::ReadNumber(text);

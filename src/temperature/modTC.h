@@ -49,7 +49,8 @@ struct SettableRange
     double highest;
     QString unit; ///< "K"
 };
-/// The box "New Setpoint", which proposes the present value. False when it was cancelled, or after a box that names the range.
+/// The box "New Setpoint", which proposes the present value; empty: nobody knows it. False when it was cancelled, or after a box that names
+/// the range.
 bool AskSetpoint(const QString& prompt, const QString& present, const SettableRange& range, double* setpoint);
 
 /// A box about a controller that did not answer. Nothing is shown while the program closes: then it was not asked.

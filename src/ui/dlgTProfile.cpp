@@ -401,7 +401,7 @@ void dlgTProfile::enableButtons()
 bool dlgTProfile::typedStepCounts() const
 {
     const int row = m_list->currentRow();
-    if (!m_typed || !NumberText::StartsWithNumber(field(Box::T1)->text()) || (row >= 0 && !m_steps[row]))
+    if (!m_typed || !NumberText::IsNumber(field(Box::T1)->text()) || (row >= 0 && !m_steps[row]))
         return false;
     // A value that will be refused, such as the first digits of a step, does not count.
     return ProfileEdit::outOfRange(boxes()).text.isEmpty() && ProfileEdit::missing(boxes()).text.isEmpty();

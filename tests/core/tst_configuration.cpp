@@ -84,9 +84,9 @@ private slots:
             "R3P300I50D0\n"
             "DRC81_DEFAULT_PID=300=R5P40I01D10\nDRC91_DEFAULT_PID=300=R5P40I01D10\n"
             "TMax=300\nTMin=8\nMinQueries=10\nVerySmallWindow=0.25\nSmallWindow=1\nLargeWindow=5\n"
-            "gbLTCResetAfterTempRun=0\ngbLTCCoolLogInterval=30\n"
+            "gbLTCResetAfterTempRun=0\ngbLTCCoolLogInterval=30\nLongestWait=0\n"
             "[HTC]\nHTC=0\nPIDFile=htc.pid\nHTC_DEFAULT_PID=900=P71I8D2\nTMin=20\nTMax=1500\nCalibration=0\nCalibrationOffset="
-            "0\nCalibrationFactor=1\n"
+            "0\nCalibrationFactor=1\nLongestWait=0\n"
             "[Laser]\nLaser=0\nCurrentMode=0\nCurrentOffset=0\nCurrentPerDegree=0.002\nMaxCurrent=2.5\nTMin=20\nTMax=1200\nCheckRounds=3\n"
             "StabilizationDelay=60\n"
             "[Generator]\nRemote=0\nSerialPort=2\nSerialDevice=\nSettings=9600,n,8,1\nTxDelay=0.1\nModel=\nShutter=0\nMaxCurrent="
@@ -112,6 +112,7 @@ private slots:
         QCOMPARE(now.ltc.modelCode, 4);
         QCOMPARE(now.ltc.modelName, u"LS331");
         QCOMPARE(now.ltc.logInterval, 30);
+        QCOMPARE(now.ltc.longestWait, 0.0);
         QCOMPARE(now.htc.tMax, 1500);
         QCOMPARE(now.laser.maxCurrent, 2.5);
         QCOMPARE(now.generator.line.serialPort, 2);
@@ -130,9 +131,9 @@ private slots:
             "gpib0\n"
             "GPIBType=ni\nGPIBDeviceAddress=12\nLS330_DEFAULT_PID=a\nLS331_DEFAULT_PID=b\nDRC81_DEFAULT_PID=c\nDRC91_DEFAULT_PID=d\nTMax="
             "310\nTMin=9\nMinQueries=12.5\n"
-            "VerySmallWindow=,5\nSmallWindow=2\nLargeWindow=6\nResetAfterTempRun=2\nLogInterval=10\n"
+            "VerySmallWindow=,5\nSmallWindow=2\nLargeWindow=6\nResetAfterTempRun=2\nLogInterval=10\nLongestWait=12,5\n"
             "[HTC]\nHTC=1\nPIDFile=x.pid\nHTC_DEFAULT_PID=1=P2\nTMin=30\nTMax=1000\nCalibration=1\nCalibrationOffset=-1,"
-            "5\nCalibrationFactor=1.02\n"
+            "5\nCalibrationFactor=1.02\nLongestWait=3\n"
             "[Laser]\nLaser=1\nCurrentMode=1\nCurrentOffset=.1\nCurrentPerDegree=0,003\nMaxCurrent=3\nTMin=25\nTMax=900\nCheckRounds="
             "5\nStabilizationDelay=30\n"
             "[Generator]\nRemote=-1\nSerialPort=5\nSerialDevice=/dev/"
@@ -151,9 +152,9 @@ private slots:
             "05\n"
             "SICLInterfaceName=gpib0\nGPIBType=ni\nGPIBDeviceAddress=12\nLS330_DEFAULT_PID=a\nLS331_DEFAULT_PID=b\nDRC81_DEFAULT_PID=c\n"
             "DRC91_DEFAULT_PID=d\nTMax=310\nTMin=9\nMinQueries=12\nVerySmallWindow=0.5\nSmallWindow=2\nLargeWindow=6\n"
-            "gbLTCResetAfterTempRun=-1\ngbLTCCoolLogInterval=10\n"
+            "gbLTCResetAfterTempRun=-1\ngbLTCCoolLogInterval=10\nLongestWait=12.5\n"
             "[HTC]\nHTC=1\nPIDFile=x.pid\nHTC_DEFAULT_PID=1=P2\nTMin=30\nTMax=1000\nCalibration=1\nCalibrationOffset=-1."
-            "5\nCalibrationFactor=1.02\n"
+            "5\nCalibrationFactor=1.02\nLongestWait=3\n"
             "[Laser]\nLaser=1\nCurrentMode=1\nCurrentOffset=0.1\nCurrentPerDegree=0.003\nMaxCurrent=3\nTMin=25\nTMax=900\nCheckRounds=5\n"
             "StabilizationDelay=30\n"
             "[Generator]\nRemote=-1\nSerialPort=5\nSerialDevice=/dev/"

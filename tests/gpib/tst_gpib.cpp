@@ -178,6 +178,40 @@ private slots:
         QVERIFY(QByteArray(script.calls).contains("ibrd 17 32000 32\n"));
     }
 
+    void theBusFaultIsToldFromAReadThatTimedOut()
+    {
+        FakeScript& script = use("fake_ni", false);
+        modGPIB::GPIBInit();
+        modGPIB::GPIBOutput(u"SDAT?"_s);
+        QCOMPARE(modGPIB::Fault(), QString());
+        script.status = 0xC100; // error and time-out
+        QCOMPARE(modGPIB::GPIBGetResponse(), QString());
+        QCOMPARE(modGPIB::Fault(), QString()); // no answer
+        script.status = 0x8100;
+        QCOMPARE(modGPIB::GPIBGetResponse(), QString());
+        QCOMPARE(modGPIB::Fault(), u"Bus fault: ibsta 0x8100, iberr 0"_s);
+        script.status = 0x100;
+        modGPIB::GPIBOutput(u"SDAT?"_s);
+        QCOMPARE(modGPIB::Fault(), QString());
+        script.status = 0xC100; // nobody listens: a write that times out is no matter of the device's answer
+        modGPIB::GPIBOutput(u"SDAT?"_s);
+        QCOMPARE(modGPIB::Fault(), u"Bus fault: ibsta 0xc100, iberr 0"_s);
+    }
+
+    void theSiclErrorIsTheBusFault()
+    {
+        FakeScript& script = use("fake_sicl", true);
+        modGPIB::GPIBInit();
+        script.errorAtCall = script.callCount + 1;
+        script.errorNumber = 8;
+        modGPIB::GPIBOutput(u"SDAT?"_s);
+        QVERIFY2(modGPIB::Fault().startsWith(u"Bus fault: error 8, This error text"_s), qPrintable(modGPIB::Fault()));
+        script.errorAtCall = script.callCount + 1;
+        script.errorNumber = 15; // time-out
+        QCOMPARE(modGPIB::GPIBGetResponse(), QString());
+        QCOMPARE(modGPIB::Fault(), QString());
+    }
+
     void niReadWaitsRxDelay()
     {
         FakeScript& script = use("fake_ni", false);

@@ -106,6 +106,10 @@ private slots:
     void oneCharacterTakesItsTimeOnTheLine();
     void portNames();
 
+    void whatWasSaidLastGoesOutBeforeThePortIsClosed();
+    void whatWasSaidLastGoesOutBeforeTheConnectionIsClosed();
+    void aFarEndThatReadsNothingHoldsTheClosingUpForAWhileOnly();
+
     void nonsenseSettingsAreRefused();
     void missingPortIsMissing();
     void takenPortIsMissingWithItsNumber();
@@ -526,6 +530,46 @@ void tst_channel::tcpLineCanBeClosedWhileItIsBeingReopened()
     m_clock->advance(10000);
     QVERIFY(!channel.isOpen());
     QVERIFY(!channel.isDown());
+}
+
+void tst_channel::whatWasSaidLastGoesOutBeforeThePortIsClosed()
+{
+    Terminal terminal;
+    SerialChannel channel;
+    channel.deviceText = terminal.path;
+    QCOMPARE(channel.open(), OpenResult::Open);
+    QVERIFY(channel.output(u"heater off\r\n"_s));
+    channel.close(); // nothing ran in between that could have sent it
+    QCOMPARE(terminal.received(), QByteArray("heater off\r\n"));
+}
+
+void tst_channel::whatWasSaidLastGoesOutBeforeTheConnectionIsClosed()
+{
+    QTcpServer server;
+    QVERIFY(server.listen(QHostAddress::LocalHost));
+    SerialChannel channel;
+    channel.deviceText = u"tcp:127.0.0.1:%1"_s.arg(server.serverPort());
+    QCOMPARE(channel.open(), OpenResult::Open);
+    QTRY_VERIFY(server.hasPendingConnections());
+    const std::unique_ptr<QTcpSocket> far(server.nextPendingConnection());
+    QVERIFY(channel.output(u"heater off\r\n"_s));
+    channel.close();
+    QVERIFY(far->waitForReadyRead(5000));
+    QCOMPARE(far->readAll(), QByteArray("heater off\r\n"));
+}
+
+void tst_channel::aFarEndThatReadsNothingHoldsTheClosingUpForAWhileOnly()
+{
+    Terminal terminal; // nobody reads; its buffer holds some thousand characters
+    SerialChannel channel;
+    channel.deviceText = terminal.path;
+    QCOMPARE(channel.open(), OpenResult::Open);
+    QVERIFY(channel.output(QString(60000, u'x')));
+    QElapsedTimer time;
+    time.start();
+    channel.close();
+    QVERIFY2(time.elapsed() < 2 * SerialChannel::drainTimeout, QByteArray::number(time.elapsed()).constData());
+    QVERIFY(!channel.isOpen());
 }
 
 QTEST_GUILESS_MAIN(tst_channel)

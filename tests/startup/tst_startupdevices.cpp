@@ -137,6 +137,9 @@ private slots:
         for (const char* command : {"SCHN A;SCHN?", "SUNI K;SUNI?", "CCHN A;CCHN?", "CUNI K;CUNI?"})
             if (command != unanswered)
                 m_lab->temperature.answer(QByteArray(command) + "\r\n", "A\r\n");
+        if (!unanswered.isEmpty())
+            m_lab->boxes.expect(u"LTC check"_s, u"The initialization of the low-temperature controller failed:\r\nno reply to '"_s +
+                                                    QString::fromLatin1(unanswered) + u"'."_s);
         m_lab->start("[LTC]\nLTC=1\nModel=330\n");
         QVERIFY(m_lab->temperature.written().endsWith("*RST\r\nSCHN A;SCHN?\r\nSUNI K;SUNI?\r\nCCHN A;CCHN?\r\nCUNI K;CUNI?\r\n"));
         QCOMPARE(flags().ltcEnabled, unanswered.isEmpty());

@@ -16,6 +16,7 @@
 #include "support/ResetProgram.h"
 #include "temperature/Controller.h"
 #include "temperature/CooldownLog.h"
+#include "temperature/SetpointCheck.h"
 #include "temperature/SteadyState.h"
 #include "temperature/modHTC.h"
 #include "temperature/modHTC_Laser.h"
@@ -29,6 +30,7 @@ void resetAll()
     CooldownLog::reset();
     modGenerator::reset();
     GeneratorPower::reset();
+    SetpointCheck::reset();
     SteadyState::reset();
     modTC::reset();
     modCOM::reset();

@@ -53,8 +53,27 @@ private:
         file.write(text);
     }
 
-    /// The last frame that was written, and that it followed a query for the data block.
-    QByteArray lastWrite() const { return m_line->device.writes().isEmpty() ? QByteArray() : m_line->device.writes().last(); }
+    /// The last frame that was written, whatever was asked after it.
+    QByteArray lastWrite() const
+    {
+        QByteArray last;
+        for (const QByteArray& line : m_line->device.writes())
+            if (line.startsWith("S001"))
+                last = line;
+        return last;
+    }
+    /// A controller that takes what is written into its data block and says so.
+    void obey(const QString& payload)
+    {
+        const auto block = std::make_shared<QByteArray>(payload.toLatin1());
+        m_line->device.answerBy([block](const QByteArray& written) {
+            const qsizetype at = written.lastIndexOf("S001  T ");
+            if (at >= 0 && written.size() >= at + 62)
+                block->replace(0, 54, written.mid(at + 8, 54));
+            return written.endsWith(dataQuery) ? QList<ScriptedDevice::Chunk>{{replyOf(QString::fromLatin1(*block))}}
+                                               : QList<ScriptedDevice::Chunk>();
+        });
+    }
 
 private slots:
     void init()
@@ -377,7 +396,7 @@ private slots:
 
     void theHeaterEntryTogglesWhatTheBlockSays()
     {
-        m_line->device.answer(dataQuery, replyOf(payloadWith(300, 1)));
+        obey(payloadWith(300, 1));
         mnuHTCHeaterOutput();
         QCOMPARE(Unpack(QString::fromLatin1(lastWrite().mid(8)), HeaterOutput), quint16(0));
         QCOMPARE(heaterCaption(), u"Heater &Output (is OFF)"_s);
@@ -502,7 +521,7 @@ private slots:
         flags().log = false; // the line looks into the log when it ends
         writeTable("200=P60I9D1\r\n900=P71I8D2\r\n");
         configuration().htc.calibration = true;
-        m_line->device.answer(dataQuery, replyOf(payloadWith(300, 1)));
+        obey(payloadWith(300, 1));
         QCOMPARE(HTCCheckPresence(), qint16(0));
         QCOMPARE(NewSetpoint(600), qint16(0));
         m_line->prompts.expectSave(u"Select PID file"_s, PIDFilePath());

@@ -352,7 +352,7 @@ private slots:
         flags().laserEnabled = true;
         confirmAll(u"Laser"_s);
         m_line->device.answer(":r 12\r", reply);
-        if (reply.isEmpty())
+        if (value < 0)
             m_line->prompts.expect(u"HT Laser Controller Check"_s, QString());
         modHTC_Laser::LaserCheckPresence();
         QCOMPARE(laser().output.value, value < 0 ? std::nullopt : some(value == 1));

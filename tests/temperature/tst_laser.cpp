@@ -143,8 +143,9 @@ private slots:
         QCOMPARE(beamCaption(), u"Switch Beam &OFF"_s);
         QVERIFY(frontPanel().picLaserOn());
         m_line->device.forget();
+        m_line->device.answer(":r 12\r", QByteArray(":0\r\n"));
         mnuLaserBeam();
-        QCOMPARE(m_line->device.writes(), QList<QByteArray>{":w 12 0\r"});
+        QCOMPARE(m_line->device.writes(), (QList<QByteArray>{":w 12 0\r", ":r 12\r"}));
         QCOMPARE(panel(), u"Switching laser OFF..."_s);
         QCOMPARE(beamCaption(), u"Switch Beam &ON"_s);
         QVERIFY(!frontPanel().picLaserOn());
@@ -326,9 +327,10 @@ private slots:
     void aSetpointIsSentAndWaitedFor()
     {
         answerAll(":ok\r\n");
+        m_line->device.answer(":r 30\r", QByteArray(":1.2250\r\n"));
         m_line->prompts.expectInput(u"New Setpoint"_s, u"Enter new setpoint:"_s, u"612,5"_s).withDefaultText(u"0 °C"_s);
         mnuLaserSetpoint();
-        QCOMPARE(m_line->device.writes(), QList<QByteArray>{":w 30 1.225\r"});
+        QCOMPARE(m_line->device.writes(), (QList<QByteArray>{":w 30 1.225\r", ":r 30\r"}));
         QVERIFY(m_line->shown.contains(u"Temperature stabilization delay: 60 seconds..."_s));
         QVERIFY(m_line->clock.elapsed() >= 60000);
     }

@@ -35,6 +35,16 @@ private:
         });
     }
 
+    /// A 331 that says what setpoint it was sent last.
+    void keepSetpoint(const QByteArray& first)
+    {
+        m_line->device.answerBy([setpoint = first](const QByteArray& written) mutable {
+            if (const qsizetype at = written.lastIndexOf("SETP 1, "); at >= 0)
+                setpoint = written.mid(at + 8).split('\r').constFirst();
+            return written.endsWith("SETP? 1\r\n") ? QList<ScriptedDevice::Chunk>{{setpoint + "\r\n"}} : QList<ScriptedDevice::Chunk>();
+        });
+    }
+
     QByteArray sent() const { return m_line->device.written(); }
 
 private slots:
@@ -256,7 +266,7 @@ private slots:
             {u"no ramp"_s, [] { LTCSetRamp(0); }},
             {u"tune"_s, [&] { LTCGetTuneStatus(tune); }},
             {u"set tune"_s, [] { LTCSetTuneStatus(1); }},
-            {u"default"_s, [] { mnuLTCDefault(); }},
+            {u"default"_s, [] { LTCDefault(); }},
         };
         operations.value(operation)();
         QCOMPARE(sent(), bytes);
@@ -489,6 +499,7 @@ private slots:
         QFETCH(QByteArray, sent);
         configuration().ltc.tMax = 300; // the fixed range holds, not the configured one
         answerQuestions("+077.35\r\n");
+        keepSetpoint("+077.35");
         m_line->prompts.expectInput(u"New Setpoint"_s, u"Enter new setpoint:"_s, typed).withDefaultText(u"77.35 K"_s);
         if (sent.isEmpty())
             m_line->prompts.expect(u"New setpoint"_s, u"Setpoint out of range (8K ... 305K)!"_s).withIcon(Prompts::Icon::Exclamation);
@@ -590,6 +601,7 @@ private slots:
         QCOMPARE(sent(), QByteArray("GAIN 40;GAIN?\r\nRSET 1.5;RSET?\r\nRATE 0;RATE?\r\nRANG 2;RANG?\r\n"));
         QVERIFY(m_line->appLog().contains(u"LTC: PID parameters changed.\r\n"_s));
         QCOMPARE(modLTC::state().controlParameterText, u"R2P40I1.5D0"_s);
+        m_line->device.answer("RANG?\r\n", QByteArray("0\r\n")); // off, when it is read back
         mnuLTCDefault();
         QCOMPARE(modLTC::state().controlParameterText, QString());
     }

@@ -71,7 +71,7 @@ private slots:
         QCOMPARE(cell("shutter"), u"shutter open"_s);
         QVERIFY(isRed("shutter"));
         bench().choose(Entry::mnuHTCHeaterOutput);
-        QCOMPARE(cell("HTCOutput"), u"furnace heater on?"_s);
+        QCOMPARE(cell("HTCOutput"), u"furnace heater on"_s); // read back
         QVERIFY(isRed("HTCOutput"));
         bench().choose(Entry::mnuExtrasGeneratorSwitchShutter);
         QCOMPARE(cell("shutter"), u"shutter closed"_s);

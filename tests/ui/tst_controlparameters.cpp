@@ -484,7 +484,7 @@ private slots:
     {
         QVERIFY(bench().bringUp({QStringLiteral("--ltc"), QStringLiteral("331")}));
         bench().choose(Entry::mnuLTCDefault);
-        DESK_COMPARE(bench().lab.received(QStringLiteral("LTC")), QStringLiteral("*RST|RANGE 0|"));
+        DESK_COMPARE(bench().lab.received(QStringLiteral("LTC")), QStringLiteral("*RST|RANGE 0|RANGE?|"));
     }
 };
 

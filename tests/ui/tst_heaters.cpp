@@ -41,6 +41,12 @@ class TestHeaters : public QObject
         const qsizetype at = all.lastIndexOf(QStringLiteral("S001  T "));
         return at < 0 ? QString() : all.mid(at + 8, 54);
     }
+    /// Of the only message bar; empty: there is none.
+    QString barText()
+    {
+        const auto* label = bench().window->findChild<QWidget*>(QStringLiteral("NoticeBars"))->findChild<QLabel*>(QStringLiteral("text"));
+        return label != nullptr ? label->text() : QString();
+    }
     qsizetype blocksWritten() { return m_bench->lab.received(QStringLiteral("HTC")).count(QStringLiteral("S001  T ")); }
     /// A three-character value of the block, from position 1 on.
     static int valueAt(const QString& block, int position)
@@ -212,6 +218,33 @@ private slots:
         QVERIFY(LabWindow::textWindow() == nullptr);
     }
 
+    void aSetpointThatTheFurnaceDoesNotTakeIsABarAndTheWaitGoesOn()
+    {
+        QVERIFY(furnace({QStringLiteral("--fault"), QStringLiteral("htc/ignore:S001")}));
+        bench().answerInput(QStringLiteral("New Setpoint"), QStringLiteral("Enter new setpoint:"), QStringLiteral("20 \u00b0C"),
+                            QStringLiteral("300"));
+        const QString text =
+            QStringLiteral("The high-temperature controller has not taken the setpoint of 300 \u00b0C: it says 20 \u00b0C.");
+        bench().once([&] { return barText() == text && LabWindow::textLines().size() > 5; }, [] { LabWindow::pressTextButton(); });
+        bench().choose(Entry::mnuHTCSetpoint);
+        QCOMPARE(barText(), text);
+        QVERIFY(LabWindow::textWindow() == nullptr);
+    }
+
+    void aSetpointWithoutTheHeaterIsABar()
+    {
+        QVERIFY(furnace());
+        bench().answerInput(QStringLiteral("New Setpoint"), QStringLiteral("Enter new setpoint:"), QStringLiteral("20 \u00b0C"),
+                            QStringLiteral("300"));
+        const QString text =
+            QStringLiteral("The heater output is off. The setpoint of 300 \u00b0C has no effect on the furnace until it is switched on.");
+        bench().once([&] { return barText() == text && LabWindow::textLines().size() > 5; }, [] { LabWindow::pressTextButton(); });
+        bench().choose(Entry::mnuHTCSetpoint);
+        QCOMPARE(barText(), text);
+        bench().choose(Entry::mnuHTCHeaterOutput);
+        QCOMPARE(barText(), QString()); // it is on
+    }
+
     void theFurnaceIsWaitedForAtItsCalibratedSetpoint()
     {
         // The controller is to read ten degrees more than the operator wants: only then is the sample there.
@@ -312,14 +345,14 @@ private slots:
         const QRect place(sign->mapTo(bench().window.get(), QPoint()), sign->size());
         const QImage dark = bench().window->grab(place).toImage();
         bench().choose(Entry::mnuLaserBeam);
-        QCOMPARE(bench().lab.received(QStringLiteral("Laser")), QStringLiteral(":w 12 1|"));
+        QCOMPARE(bench().lab.received(QStringLiteral("Laser")), QStringLiteral(":w 12 1|:r 12|"));
         QVERIFY(sign->isVisible() && flags().laserOn);
         QCOMPARE(beam->text(), QStringLiteral("Switch Beam &OFF"));
         QCOMPARE(frontPanel().panel(3), QStringLiteral("Switching laser ON..."));
         QApplication::processEvents();
         QVERIFY(bench().window->grab(QRect(sign->mapTo(bench().window.get(), QPoint()), sign->size())).toImage() != dark);
         bench().choose(Entry::mnuLaserBeam);
-        QCOMPARE(bench().lab.received(QStringLiteral("Laser")), QStringLiteral(":w 12 1|:w 12 0|"));
+        QCOMPARE(bench().lab.received(QStringLiteral("Laser")), QStringLiteral(":w 12 1|:r 12|:w 12 0|:r 12|"));
         QVERIFY(!sign->isVisible() && !flags().laserOn);
         QCOMPARE(beam->text(), QStringLiteral("Switch Beam &ON"));
     }
@@ -368,7 +401,7 @@ private slots:
         bench().answerInput(QStringLiteral("New Setpoint"), QStringLiteral("Enter new setpoint:"), QStringLiteral("0 \u00b0C"),
                             QStringLiteral("500,5"));
         bench().choose(Entry::mnuLaserSetpoint);
-        QCOMPARE(bench().lab.received(QStringLiteral("Laser")), QStringLiteral(":w 30 0.9513|"));
+        QCOMPARE(bench().lab.received(QStringLiteral("Laser")), QStringLiteral(":w 30 0.9513|:r 30|"));
         QCOMPARE(texts, (QStringList{QStringLiteral("Setting temperature to 500.5\u00b0C (0.9513A)."),
                                      QStringLiteral("Temperature setpoint set to 500.5\u00b0C (0.9513A)."),
                                      QStringLiteral("Temperature stabilization delay: 1 seconds..."), QString()}));
@@ -441,7 +474,7 @@ private slots:
         bench().answerInput(QStringLiteral("New Setpoint"), QStringLiteral("Enter new setpoint:"), QStringLiteral("0 A"),
                             QStringLiteral("1,5"));
         bench().choose(Entry::mnuLaserSetpoint);
-        QCOMPARE(bench().lab.received(QStringLiteral("Laser")), QStringLiteral(":w 30 1.5|"));
+        QCOMPARE(bench().lab.received(QStringLiteral("Laser")), QStringLiteral(":w 30 1.5|:r 30|"));
         QCOMPARE(texts.value(0), QStringLiteral("Setting laser current to 1.5A."));
         QCOMPARE(texts.value(1), QStringLiteral("Laser current set to 1.5A."));
     }

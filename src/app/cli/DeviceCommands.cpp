@@ -8,6 +8,7 @@
 #include "core/Configuration.h"
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
+#include "core/Instrument.h"
 #include "core/NumberText.h"
 #include "core/modTools.h"
 #include "core/startup/modMain.h"
@@ -15,6 +16,7 @@
 #include "generator/modGenerator.h"
 #include "temperature/Controller.h"
 #include "temperature/CooldownLog.h"
+#include "temperature/SetpointCheck.h"
 #include "temperature/SteadyState.h"
 #include "temperature/modHTC.h"
 #include "temperature/modHTC_Laser.h"
@@ -47,14 +49,23 @@ struct Action
     bool offline = false; ///< asks no device
 };
 
+const QString ltcName = QStringLiteral("The ") + modLTC::controller().fullName;
 const QString actionSeparator = QStringLiteral("|");
 
 int answered(bool done, const QString& device)
 {
     if (done)
         return cli::Done;
-    cli::Terminal::note(device + QStringLiteral(" does not answer."));
+    const bool busFault = device == ltcName && !modLTC::LTCFaultText().isEmpty();
+    cli::Terminal::note(device + (busFault ? QStringLiteral(" was not reached. ") + modLTC::LTCFaultText().trimmed()
+                                           : QStringLiteral(" does not answer.")));
     return cli::Failed;
+}
+
+/// A setpoint that was not taken stands in a message bar, which is a line on the terminal.
+bool wasTaken(SetpointCheck::Verdict verdict)
+{
+    return verdict == SetpointCheck::Verdict::Taken || verdict == SetpointCheck::Verdict::OnItsWay;
 }
 
 /// Waits for a steady temperature, when that is wanted, and tells what it came to.
@@ -64,6 +75,8 @@ int settled(const Call& call, const QString& unit, Wait wait)
     if (!call.wait)
         return cli::Done;
     const cli::WaitProgress progress;
+    QObject context; // a setpoint that is found not to be taken would be waited for without end
+    QObject::connect(&SetpointCheck::notifier(), &SetpointCheck::Notifier::notTaken, &context, SteadyState::Interrupt);
     if (wait() != SteadyState::Settled)
         return cli::Failed;
     cli::Terminal::result(QStringLiteral("Steady: ") + General(SteadyState::last().mean()) + unit + QStringLiteral(", scatter ") +
@@ -194,15 +207,16 @@ int generatorShutter(const Call& call)
 
 constexpr double longestLog = 1e6; // s
 
-const QString ltcName = QStringLiteral("The ") + modLTC::controller().fullName;
-
 int ltcTemperature(const Call&)
 {
-    float temperature = -1;
-    const bool done = modLTC::LTCGetTemperature(temperature) == 0;
-    if (done)
+    const float temperature = modLTC::LTCReading();
+    if (temperature == SteadyState::noNumber) {
+        cli::Terminal::note(QStringLiteral("no reading"));
+        return cli::Failed;
+    }
+    if (temperature > 0)
         cli::Terminal::result(General(temperature) + QStringLiteral(" K"));
-    return answered(done, ltcName);
+    return answered(temperature > 0, ltcName);
 }
 
 int ltcSetpoint(const Call& call)
@@ -212,11 +226,13 @@ int ltcSetpoint(const Call& call)
         cli::Terminal::note(QStringLiteral("Setpoint out of range (8K ... 305K)!"));
         return cli::Failed;
     }
-    float read = -1;
     const qint16 sent = call.current ? modLTC::LTCNewSetpoint(setpoint) : modLTC::LTCNewSetpointWithPID(setpoint, 0);
-    if (sent != 0 || modLTC::LTCGetSetpoint(read) != 0)
+    const std::optional<double> read = sent == 0 ? modLTC::LTCAskSetpoint() : std::nullopt;
+    if (!read)
         return answered(false, ltcName);
-    cli::Terminal::result(QStringLiteral("Setpoint: ") + General(read) + QStringLiteral(" K"));
+    cli::Terminal::result(QStringLiteral("Setpoint: ") + General(*read) + QStringLiteral(" K"));
+    if (!wasTaken(SetpointCheck::Judge(QStringLiteral("LTC"), read)))
+        return cli::Failed;
     return settled(call, QStringLiteral(" K"), [setpoint] { return modLTC::LTCWaitUntilThere(setpoint); });
 }
 
@@ -226,10 +242,13 @@ int ltcStatus(const Call&)
     float setpoint = -1;
     const bool done = modLTC::LTCGetStatus(now) == 0 && modLTC::LTCGetSetpoint(setpoint) == 0;
     if (done)
-        cli::Terminal::result(modLTC::ControllerName() + QStringLiteral("\nSetpoint: ") + General(setpoint) + QStringLiteral(" K\nP: ") +
-                              General(now.p) + QStringLiteral("\nI: ") + General(now.i) + QStringLiteral("\nD: ") + General(now.d) +
-                              QStringLiteral("\nHeater range: ") + General(qint32{now.range}) + QStringLiteral("\nHeater power: ") +
-                              General(qint32{now.power}));
+        cli::Terminal::result(modLTC::ControllerName() + QStringLiteral("\nSetpoint: ") +
+                              (instrument().controllers.value(QStringLiteral("LTC")).setpoint.value
+                                   ? General(setpoint) + QStringLiteral(" K")
+                                   : QStringLiteral("no reading")) +
+                              QStringLiteral("\nP: ") + General(now.p) + QStringLiteral("\nI: ") + General(now.i) +
+                              QStringLiteral("\nD: ") + General(now.d) + QStringLiteral("\nHeater range: ") + General(qint32{now.range}) +
+                              QStringLiteral("\nHeater power: ") + General(qint32{now.power}));
     return answered(done, ltcName);
 }
 
@@ -266,13 +285,17 @@ int ltcInit(const Call&)
     const bool done = modLTC::LTCInit() == 0;
     if (done)
         cli::Terminal::result(QStringLiteral("Initialised."));
+    else
+        modLTC::LTCReportInitialization();
     return answered(done, ltcName);
 }
 
 int ltcDefault(const Call&)
 {
-    if (modLTC::LTCDefault() != 0) {
-        cli::Terminal::note(QStringLiteral("The controller did not answer; its heater may still be on."));
+    QString said;
+    modLTC::LTCDefault();
+    if (!modLTC::LTCConfirmDefault(&said)) {
+        cli::Terminal::note(said);
         return cli::Failed;
     }
     cli::Terminal::result(QStringLiteral("Default settings restored."));
@@ -297,7 +320,10 @@ int htcTemperature(const Call&)
     const float temperature = modHTC::GetTemperature();
     if (temperature >= 0)
         cli::Terminal::result(General(temperature) + QStringLiteral(" °C"));
-    return answered(temperature >= 0, htcName);
+    if (temperature != SteadyState::noNumber)
+        return answered(temperature >= 0, htcName);
+    cli::Terminal::note(QStringLiteral("no reading"));
+    return cli::Failed;
 }
 
 int htcSetpoint(const Call& call)
@@ -309,13 +335,15 @@ int htcSetpoint(const Call& call)
                             General(limits.tMax) + QStringLiteral(" °C."));
         return cli::Failed;
     }
-    modHTC::DataBlock now;
     const qint16 sent = call.current ? modHTC::NewSetpoint(double{setpoint}) : modHTC::NewSetpointWithPID(double{setpoint}, 0);
-    if (sent != 0 || modHTC::GetDataBlock(&now) != 0)
+    if (sent != 0)
         return cli::Failed;
-    cli::Terminal::result(QStringLiteral("Setpoint: ") + General(qint32{now.setpoint}) + QStringLiteral(" °C"));
-    if (!now.heaterOutput)
-        cli::Terminal::note(QStringLiteral("The heater output is off."));
+    const std::optional<double> read = modHTC::AskSetpoint();
+    if (!read)
+        return answered(false, htcName);
+    cli::Terminal::result(QStringLiteral("Setpoint: ") + General(*read) + QStringLiteral(" °C"));
+    if (!wasTaken(SetpointCheck::Judge(QStringLiteral("HTC"), read)))
+        return cli::Failed;
     return settled(call, QStringLiteral(" °C"), [setpoint] { return modHTC::HTCWaitUntilThere(double{setpoint}); });
 }
 
@@ -326,7 +354,7 @@ int htcHeater(const Call& call)
         cli::Terminal::note(QStringLiteral("htc heater: on or off is wanted."));
         return cli::WrongUsage;
     }
-    return modHTC::SwitchHeaterOutput(on) == 0 ? cli::Done : cli::Failed;
+    return modHTC::SwitchHeaterOutput(on) == 0 && modHTC::ReadBack() ? cli::Done : cli::Failed;
 }
 
 int htcStatus(const Call&)
@@ -356,7 +384,7 @@ int laserBeam(const Call& call)
         cli::Terminal::note(QStringLiteral("laser beam: on or off is wanted."));
         return cli::WrongUsage;
     }
-    return confirmed(modHTC_Laser::LaserSwitchBeam(on) == 0);
+    return confirmed(modHTC_Laser::LaserBeam(on));
 }
 
 int laserSet(const Call& call)
@@ -373,6 +401,8 @@ int laserSet(const Call& call)
     if (modHTC_Laser::LaserSetCurrent(value, modHTC_Laser::CurrentFor(value)) != 0)
         return confirmed(false);
     cli::Terminal::result(frontPanel().panel(3));
+    if (SetpointCheck::Ask(QStringLiteral("Laser")) != SetpointCheck::Verdict::Taken)
+        return confirmed(false);
     const cli::WaitProgress progress;
     return call.wait && modHTC::HTC_LaserWaitUntilThere(laser.stabilizationDelay) != 0 ? cli::Failed : cli::Done;
 }
