@@ -177,6 +177,7 @@ void abortQuestion()
     modSMC::SMCSend(u"Q;"_s);
     ScanRun::End();
     flags().abort = true;
+    ProfileRun::state().abortAsked = true;
     // While it is saved, the counts are still in the controller.
     const bool counting =
         ProfileRun::state().current >= 0 && (row().phase == ProfileRun::Phase::Acquiring || row().phase == ProfileRun::Phase::Saving);
@@ -296,7 +297,7 @@ void begin(qsizetype first)
     run.wayBack = Temperature::active().wayBack();
     run.remarks.clear();
     run.silentSteps = 0;
-    run.hurried = false;
+    run.hurried = run.abortAsked = false;
     ProfileReport::Begin();
     const QList<qsizetype> skipped = first > 0 ? ProfileRun::SkippedBefore() : QList<qsizetype>();
     for (qsizetype i = 0; i < first; ++i)

@@ -53,6 +53,7 @@ struct State
     int current = -1;             ///< row being measured, -1: none
     bool asking = false;          ///< the questions of a start or of an abort stand; another click is passed over
     int silentSteps = 0;          ///< skipped one after the other because the temperature controller did not answer
+    bool abortAsked = false;      ///< broken off by its question, which offers to read the counts
     bool hurried = false;         ///< nothing is waited for at its end
     bool rehearsal = false;       ///< `AutoSave` = 0: no file is written
     QString reportFile;           ///< full path of the report

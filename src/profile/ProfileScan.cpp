@@ -174,8 +174,12 @@ std::optional<ScanRecord> acquire()
         result = count(scan);
         ScanRun::EndProgress();
     }
-    if (result != Counting::Done)
+    if (result != Counting::Done) {
+        // Everything was switched off, and nobody was asked about the counts: they stay in memory.
+        if (flags().abort && !ProfileRun::state().abortAsked && !flags().closing)
+            readAndDraw(scan);
         return std::nullopt;
+    }
     frontPanel().setPanel(1, u"Data acquisition done."_s);
     return scan;
 }

@@ -131,7 +131,9 @@ public:
     void begin()
     {
         if (flags().smcOnline) {
-            modSMC::AbandonQuery();
+            // Counts that are being read are a scan that has ended: nothing moves, and they are not to be lost.
+            if (!Exchange::isBarred(modCOM::MCComm()))
+                modSMC::AbandonQuery();
             GoniometerUtilities::Stop();
             m_stopSentAt = modTools::timeGetTime();
             add(u"Motion"_s, &modCOM::MCComm(), [this](QString* said) { return stopMotion(said, &m_stopSentAt); });
