@@ -86,38 +86,47 @@ ScanRecord scanToSave()
     return scanData().record();
 }
 
-/// Reads the whole file. The box that refuses it, or nothing when it was read.
-std::optional<Prompts::Message> readIntoMemory(const QString& path)
+/// What a file holds.
+struct FileRead
 {
-    ScanFileReader reader(path);
-    if (std::optional<Prompts::Message> refused = NativeFile::RefusedBy(reader, path))
-        return refused;
-    const ScanRecord head = NativeFile::ReadHead(reader);
-    show(head);
-    // From here on the earlier scan is gone, whatever becomes of this one.
-    flags().dataPresent = false;
-    flags().dataSaved = false;
-    scanData().take(head);
-    NativeFile::ReadCounts(reader, scanData());
-    return std::nullopt;
+    std::optional<ScanRecord> scan; ///< whole, or as many points as the file has; nothing: the file is none, or its head cannot be read
+    std::optional<Prompts::Message> box; ///< why it was refused, or where the reading ended
+};
+
+Prompts::Message errorBox(const QString& path, const ProgramError& error)
+{
+    return NativeFile::Refusal(QStringLiteral("Error # %1 was generated while reading file ").arg(error.number) + path +
+                                   QStringLiteral(".\n") + error.description,
+                               Prompts::Icon::Critical);
 }
 
-/// Reads the file under the busy flag and has it drawn; the box to be shown after that, or nothing when the file was read whole.
-std::optional<Prompts::Message> readAndDraw(const QString& path)
+/// Reads the whole file under the busy flag, and touches nothing else.
+FileRead readFile(const QString& path)
 {
     const FileWriting::Activity activity(QStringLiteral("Reading file ") + path + QStringLiteral("..."), QStringLiteral("Ready"));
+    ScanRecord scan;
     try {
-        if (std::optional<Prompts::Message> refused = readIntoMemory(path))
-            return refused;
+        ScanFileReader reader(path);
+        if (std::optional<Prompts::Message> refused = NativeFile::RefusedBy(reader, path))
+            return {std::nullopt, refused};
+        scan = NativeFile::ReadHead(reader);
+        NativeFile::ReadCounts(reader, scan);
     } catch (const ScanFileReader::ReadError& failure) {
-        return NativeFile::Refusal(QStringLiteral("Error # %1 was generated while reading file ").arg(failure.error.number) + path +
-                                       QStringLiteral(".\n") + failure.error.description,
-                                   Prompts::Icon::Critical);
+        // A file that ends early has fewer points; in any other case nobody knows what its numbers are.
+        const bool partial = scan.received > 0 && failure.error.number == ProgramError::InputPastEnd;
+        return {partial ? std::optional(scan) : std::nullopt, errorBox(path, failure.error)};
     }
-    scanData().plot();
+    return {scan, std::nullopt};
+}
+
+void takeIntoMemory(const ScanRecord& scan)
+{
+    show(scan);
+    scanData().take(scan);
     flags().dataPresent = true;
     flags().dataSaved = true;
-    return std::nullopt;
+    frontPanel().refreshEntries();
+    scanData().plot();
 }
 
 /// Makes the directory the work directory, at once also in scan.ini.
@@ -195,14 +204,17 @@ bool OpenScanFile(bool interactive, const QString& path)
         chosenPath = prompts().openFile(dialog).path;
         if (chosenPath.isEmpty())
             return false;
-        takeOverWorkDirectory(SplitPath(chosenPath));
     }
 
-    if (const std::optional<Prompts::Message> box = readAndDraw(chosenPath)) {
-        prompts().message(*box);
+    const FileRead file = readFile(chosenPath);
+    if (file.box)
+        prompts().message(*file.box);
+    if (!file.scan)
         return false;
-    }
-    return true;
+    if (interactive)
+        takeOverWorkDirectory(SplitPath(chosenPath));
+    takeIntoMemory(*file.scan);
+    return !file.box;
 }
 
 void SaveAs()

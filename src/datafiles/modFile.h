@@ -26,9 +26,10 @@ qint16 CreateZELKOFile(const ScanRecord& scan, QString& path, bool keepExisting)
 
 /// Reads a native file into the fields, panel 2 and the scan in memory, and has it drawn. `interactive`: asks about unsaved data, shows the
 /// open dialog (which settles the work directory); `path` is then not used. True when the file was read whole; the data-present and
-/// data-saved flags are set then and only then. A file that is not a scan file, or of a newer program, is refused with a box and changes
-/// nothing; after a read error ("Error # n was generated while reading file ...") the points read so far stay in memory and no flag is set;
-/// an error before the first point changes nothing either.
+/// data-saved flags are set then. A file that is not a scan file, or of a newer program, is refused with a box; so is one that cannot be
+/// read ("Error # n was generated while reading file ..."). Both change nothing: fields, memory, flags, chart and work directory stay. A
+/// file that ends before its last point is taken all the same, after that box, with the points that it has (ScanRecord::received) and zeros
+/// behind them.
 bool OpenScanFile(bool interactive, const QString& path = QString());
 
 /// The entry "&Save...": shows the save dialog with all formats, makes the chosen directory the work directory (stored in scan.ini at once,

@@ -5,6 +5,7 @@
 #include "app/cli/Commands.h"
 #include "app/cli/PeakSearch.h"
 
+#include "core/Flags.h"
 #include "core/NumberText.h"
 #include "core/ScanData.h"
 #include "datafiles/modFile.h"
@@ -98,13 +99,16 @@ void showText(const QString& path, const std::optional<QList<cli::Peak>>& peaks)
 int cli::info(const Arguments& arguments)
 {
     const QString path = absolute(arguments.text("file"));
-    if (!modFile::OpenScanFile(false, path))
+    const bool whole = modFile::OpenScanFile(false, path);
+    if (!flags().dataPresent)
         return Failed;
+    if (!whole)
+        Terminal::note(scanData().markText());
     std::optional<QList<Peak>> peaks;
     if (arguments.has("peaks"))
         peaks = findPeaks(scanData().angles(), scanData().counts(), static_cast<qsizetype>(*arguments.number("peaks")));
     arguments.has("json") ? showJson(path, peaks) : showText(path, peaks);
-    return Done;
+    return whole ? Done : Failed;
 }
 
 int cli::convert(const Arguments& arguments)
