@@ -78,6 +78,7 @@ int main(int argc, char* argv[])
         watchSignals(&mainWindow, [&mainWindow] { mainWindow.endAtOnce(); });
         mainWindow.show();
         splash.reset();
+        modMain::OfferRecovered();
         result = QApplication::exec();
     }
     setPrompts(nullptr);

@@ -13,6 +13,7 @@
 #include "datafiles/ExportFormats.h"
 #include "datafiles/FileWriting.h"
 #include "datafiles/NativeFile.h"
+#include "datafiles/Recovery.h"
 #include "datafiles/ScanFileReader.h"
 
 #include <QDir>
@@ -244,6 +245,7 @@ void SaveAs()
         return;
     if (format->writer(scanToSave(), path) == 0 && chosen.filterIndex == 1) {
         flags().dataSaved = true;
+        Recovery::saved();
         frontPanel().refreshEntries();
     }
 }

@@ -10,6 +10,7 @@
 #include "core/Prompts.h"
 #include "core/ScanData.h"
 #include "core/modTools.h"
+#include "datafiles/Recovery.h"
 #include "goniometer/ScanParameterCheck.h"
 #include "goniometer/ScanStop.h"
 #include "goniometer/modSMC.h"
@@ -176,6 +177,8 @@ void startRun()
     if (!scan)
         return;
     const Operation run(Operations::scan);
+    if (const auto before = Recovery::unsaved(); before && flags().dataPresent && !flags().dataSaved)
+        frontPanel().setPanel(filePanel, QStringLiteral("The scan before was not saved; a copy lies in ") + before->path);
     enterRunningState(*scan);
     measure(run, *scan);
     state().stopping.reset();
@@ -261,6 +264,22 @@ void dateFromPanel(ScanRecord& scan)
         scan.begin = ScanRecord::ReadMeasuringDate(scan.measuringDate);
     }
 }
+/// The counts in the controller, as this scan.
+void readAs(const ScanRecord& scan)
+{
+    const Operation use(Operations::utility);
+    if (!use.granted())
+        return;
+    FrontPanel& panel = frontPanel();
+    panel.setText(Field::ScanStart, general(scan.parameters.start));
+    panel.setText(Field::ScanStop, general(scan.parameters.stop));
+    panel.setText(Field::ScanStep, general(scan.parameters.step));
+    panel.setText(Field::CounterTime, general(scan.parameters.counterTime));
+    panel.setText(Field::txtFileName, scan.sample);
+    panel.setText(Field::txtComment, scan.comment);
+    panel.setPanel(datePanel, scan.measuringDate);
+    ReadBack();
+}
 } // namespace
 
 State& state()
@@ -292,6 +311,8 @@ void Begin(ScanRecord& scan)
 {
     scan.beginAt(modTools::currentDateTime());
     state().last = scan;
+    if (flags().smcOnline)
+        Recovery::started(scan);
     frontPanel().setPanel(datePanel, scan.measuringDate);
 }
 
@@ -306,6 +327,25 @@ QString Refusal()
     return modSMC::state().axesMissing
                ? QStringLiteral("The settings say Theta-2-Theta, but the goniometer controller has only one axis. No scan is started.")
                : QString();
+}
+
+void ReadBackByHand()
+{
+    const std::optional<ScanRecord> last = flags().smcOnline ? Recovery::lastStarted() : std::nullopt;
+    Notices::take(QStringLiteral("last scan"));
+    if (!ReadBack() || !last)
+        return;
+    const ScanParameters& wanted = last->parameters;
+    const ScanParameters& taken = scanData().parameters;
+    const auto same = [](double one, double other) { return std::abs(one - other) < 0.0005; };
+    if (same(wanted.start, taken.start) && same(wanted.stop, taken.stop) && same(wanted.step, taken.step) &&
+        same(wanted.counterTime, taken.counterTime))
+        return;
+    Notices::show({QStringLiteral("last scan"),
+                   QStringLiteral("The controller's last scan was started as ") + general(wanted.start) + QStringLiteral(" to ") +
+                       general(wanted.stop) + QStringLiteral(" in steps of ") + general(wanted.step) + QStringLiteral(" (") + last->sample +
+                       u')',
+                   {{QStringLiteral("Take these"), [scan = *last] { readAs(scan); }}}});
 }
 
 void TellMissingAxis()
@@ -383,6 +423,8 @@ Reading ReadIntoMemory(const ScanRecord& scan, bool onlyWhole)
         modSMC::state().maximumCount = reading.scan.maximum;
         scanData().take(reading.scan);
         flags().dataPresent = true;
+        if (!reading.scan.simulated)
+            Recovery::keep(reading.scan);
         if (Operation* run = Operation::running(Operations::scan))
             run->release(Resource::ScanToSave);
     }

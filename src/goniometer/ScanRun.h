@@ -57,6 +57,10 @@ void Start();
 /// when the scan is in memory; otherwise as ReadIntoMemory.
 bool ReadBack(bool onlyWhole = false);
 
+/// The same by hand (mnuExtrasSMCGetRAMData): when the fields say something else than the scan that was started last, a message bar offers
+/// to read the counts as that scan.
+void ReadBackByHand();
+
 // --- from here on in values
 
 /// The scan that the front panel shows: the parameters, corrected, sample name and comment; date and moments those of panel 2.

@@ -155,7 +155,7 @@ void GetRAMData()
     if (!use.granted() && !flags().closing)
         showMessage(QStringLiteral("Get RAM data"), QStringLiteral("SMC not ready..."));
     else
-        ScanRun::ReadBack();
+        ScanRun::ReadBackByHand();
 }
 
 void ShowStatus()

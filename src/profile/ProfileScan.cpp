@@ -9,6 +9,7 @@
 #include "core/ScanData.h"
 #include "core/ScanParameters.h"
 #include "core/modTools.h"
+#include "datafiles/Recovery.h"
 #include "datafiles/modFile.h"
 #include "serial/modCOM.h"
 
@@ -205,7 +206,9 @@ void save(const ScanRecord& scan)
     row().file = path;
     if (path.isEmpty())
         remark(u"The scan could not be saved; it is in memory until the next one."_s);
-    else
+    else {
         flags().dataSaved = true;
+        Recovery::saved();
+    }
 }
 } // namespace ProfileRun::Parts

@@ -56,6 +56,7 @@ private slots:
     void ctrlCEndsAScanOnAControllerThatIsGone_data();
     void ctrlCEndsAScanOnAControllerThatIsGone();
     void aBusyControllerIsRefused();
+    void readbackKnowsTheScanThatWasStartedLast();
     void withoutATerminalNothingIsStarted();
     void anExistingFileIsAskedAboutReplacedOrKept();
     void aScanThatCannotBeSavedIsRescued();
@@ -249,6 +250,31 @@ void ScanCliTest::aBusyControllerIsRefused()
     VERIFY_OR_SHOW(lab.run("stop") == 0, lab.cli.err);
     QCOMPARE(lab.run("status"), 0);
     VERIFY_OR_SHOW(lab.cli.out.contains("(idle)"), lab.cli.out);
+}
+
+void ScanCliTest::readbackKnowsTheScanThatWasStartedLast()
+{
+    LabConsole lab;
+    QCOMPARE(lab.run("acquire --start 25 --stop 30 --step 0.05 --time 0.1 --name wide --comment two_words --out a.sdf --yes"), 0);
+    // The settings say something else: its counts would stand at other angles.
+    VERIFY_OR_SHOW(lab.run("readback --out b.sdf --yes") == 0, lab.cli.err);
+    VERIFY_OR_SHOW(lab.cli.err.contains("The scan that was started last: 25 to 30 in steps of 0.05, 0.1 s per point (wide)"), lab.cli.err);
+    const QJsonObject first = infoOf(lab, u"a.sdf"_qs);
+    const QJsonObject again = infoOf(lab, u"b.sdf"_qs);
+    QVERIFY(first.value("points").toInt() == 101);
+    for (const char* key : {"points", "start", "stop", "step", "counterTime", "name", "comment", "total"}) {
+        QVERIFY2(first.contains(QLatin1String(key)), key);
+        QCOMPARE(again.value(QLatin1String(key)), first.value(QLatin1String(key)));
+    }
+    // What is given and fits is taken, what contradicts is refused.
+    VERIFY_OR_SHOW(lab.run("readback --start 25 --step 0.05 --name other --out c.sdf --yes") == 0, lab.cli.err);
+    QCOMPARE(infoOf(lab, u"c.sdf"_qs).value("name").toString(), u"other"_qs);
+    QCOMPARE(lab.run("readback --start 20 --out d.sdf --yes"), 1);
+    VERIFY_OR_SHOW(lab.cli.err.contains("--start 20 contradicts the scan that was started last: 25 to 30"), lab.cli.err);
+    QVERIFY(!lab.has(u"d.sdf"_qs));
+    // Saved scans leave their copies and no note.
+    QCOMPARE(QDir(lab.path(u"recovered"_qs)).entryList({u"*.sdf"_qs}, QDir::Files).size(), 3);
+    QVERIFY(!lab.has(u"recovered/unsaved.json"_qs));
 }
 
 void ScanCliTest::withoutATerminalNothingIsStarted()

@@ -2,8 +2,10 @@
 
 #include "LabWindow.h"
 
+#include "core/Notices.h"
 #include "core/Operation.h"
 #include "core/ScanData.h"
+#include "core/startup/modMain.h"
 #include "goniometer/modSMC.h"
 #include "plot/Chart2d.h"
 #include "serial/Exchange.h"
@@ -251,6 +253,54 @@ private slots:
         QVERIFY(flags().dataPresent);
         QCOMPARE(scanData().size(), points);
         QCOMPARE(bench().window->chart()->graph(0)->dataCount(), points);
+    }
+
+    void getRAMDataOffersTheScanThatWasStartedLast()
+    {
+        QVERIFY(bringUp(100));
+        typeParameters({"26", "27", "0.02", "0.1"});
+        bench().hand.expect(QStringLiteral("Start scan"), {}, QStringLiteral("OK"));
+        Operator::chooseByKeys(bench().window.get(), QStringLiteral("ms"));
+        const QVector<double> counts = scanData().counts();
+        QVERIFY(Notices::all().isEmpty());
+        // Another range with as many points: nothing but the angles would be wrong.
+        frontPanel().setText(FrontPanel::Field::ScanStart, QStringLiteral("61"));
+        frontPanel().setText(FrontPanel::Field::ScanStop, QStringLiteral("62"));
+        bench().window->entry(Menu::Entry::mnuExtrasSMCGetRAMData)->trigger();
+        QCOMPARE(scanData().angle(1), 61.0);
+        QCOMPARE(Notices::all().size(), 1);
+        QVERIFY2(Notices::all()[0].text.startsWith(QStringLiteral("The controller's last scan was started as 26 to 27 in steps of 0.02 (")),
+                 qPrintable(Notices::all()[0].text));
+        Notices::all()[0].actions[0].run();
+        QCOMPARE(scanData().angle(1), 26.0);
+        QCOMPARE(scanData().counts(), counts);
+        QCOMPARE(frontPanel().text(FrontPanel::Field::ScanStart), QStringLiteral("26"));
+        flags().dataSaved = true;
+    }
+
+    void aScanThatWasNotSavedIsOfferedByTheNextStart()
+    {
+        QVERIFY(bringUp(100));
+        typeParameters({"26", "27", "0.02", "0.1"});
+        bench().hand.expect(QStringLiteral("Start scan"), {}, QStringLiteral("OK"));
+        Operator::chooseByKeys(bench().window.get(), QStringLiteral("ms"));
+        const QVector<double> counts = scanData().counts();
+        // It was killed; the next one begins.
+        scanData().clear();
+        flags().dataPresent = false;
+        modMain::OfferRecovered();
+        QCOMPARE(Notices::all().size(), 1);
+        QVERIFY2(Notices::all()[0].text.startsWith(QStringLiteral("A scan that was not saved: ")), qPrintable(Notices::all()[0].text));
+        QCOMPARE(Notices::all()[0].actions[0].caption, QStringLiteral("Open"));
+        Notices::all()[0].actions[0].run();
+        QCOMPARE(scanData().counts(), counts);
+        QVERIFY(flags().dataPresent && !flags().dataSaved);
+        // Who ends the program without it does not want it.
+        Notices::reset();
+        bench().hand.expect(QStringLiteral("Exit program"), {}, QStringLiteral("Yes"));
+        QVERIFY(bench().window->close());
+        modMain::OfferRecovered();
+        QVERIFY(Notices::all().isEmpty());
     }
 
     void stopDuringGetRAMDataLosesNoCount()

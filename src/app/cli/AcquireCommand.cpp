@@ -11,6 +11,7 @@
 #include "core/Operation.h"
 #include "core/ScanData.h"
 #include "core/modTools.h"
+#include "datafiles/Recovery.h"
 #include "datafiles/modFile.h"
 #include "goniometer/ScanParameterCheck.h"
 #include "goniometer/ScanRun.h"
@@ -19,6 +20,9 @@
 
 #include <QDir>
 #include <QFileInfo>
+
+#include <cmath>
+#include <iterator>
 
 namespace {
 using NumberText::General;
@@ -88,6 +92,7 @@ bool save(const QString& wanted, bool keepExisting)
     QString path = wanted;
     if (modFile::CreateZELKOFile(scanData(), path, keepExisting) == 0) {
         flags().dataSaved = true;
+        Recovery::saved();
         cli::Terminal::result(u"Saved: %1"_qs.arg(path));
         return true;
     }
@@ -132,6 +137,38 @@ void readCounts()
     ScanRun::ReadBack();
 }
 
+QString inWords(const ScanRecord& scan)
+{
+    return u"%1 to %2 in steps of %3, %4 s per point (%5)"_qs.arg(General(scan.parameters.start), General(scan.parameters.stop),
+                                                                  General(scan.parameters.step), General(scan.parameters.counterTime),
+                                                                  scan.sample);
+}
+
+/// The counts in the controller are those of the scan that was started last. False when what was given contradicts it.
+bool takeLastStarted(const cli::Arguments& arguments)
+{
+    const std::optional<ScanRecord> last = Recovery::lastStarted();
+    if (!last)
+        return true;
+    const double values[] = {last->parameters.start, last->parameters.stop, last->parameters.step, last->parameters.counterTime};
+    for (std::size_t i = 0; i < std::size(parameterOptions); ++i) {
+        const std::optional<double> given = arguments.number(parameterOptions[i].option);
+        if (given && std::abs(*given - values[i]) > 0.0005) {
+            cli::Terminal::note(u"--%1 %2 contradicts the scan that was started last: %3"_qs.arg(
+                QString::fromLatin1(parameterOptions[i].option), General(*given), inWords(*last)));
+            return false;
+        }
+        frontPanel().setText(parameterOptions[i].field, modSMC::FormatSMCNumber(values[i]));
+    }
+    if (!arguments.has("name"))
+        frontPanel().setText(FrontPanel::Field::txtFileName, last->sample);
+    if (!arguments.has("comment"))
+        frontPanel().setText(FrontPanel::Field::txtComment, last->comment);
+    frontPanel().setPanel(2, last->measuringDate);
+    cli::Terminal::note(u"The scan that was started last: %1"_qs.arg(inWords(*last)));
+    return true;
+}
+
 int measureWith(const cli::Arguments& arguments, void (*measure)())
 {
     cli::Interrupts::install(onInterrupt);
@@ -144,6 +181,8 @@ int measureWith(const cli::Arguments& arguments, void (*measure)())
     if (!ScanRun::Refusal().isEmpty()) // it was said at the start
         return cli::Failed;
     fillFields(arguments);
+    if (measure == readCounts && !takeLastStarted(arguments))
+        return cli::Failed;
     tellCorrections(arguments);
     measure();
     modTools::DoEvents(); // a box about a lost line may still be waiting

@@ -5,12 +5,14 @@
 #include "core/Configuration.h"
 #include "core/FrontPanel.h"
 #include "core/Instrument.h"
+#include "core/Notices.h"
 #include "core/NumberText.h"
 #include "core/Operation.h"
 #include "core/PrivateProfile.h"
 #include "core/Prompts.h"
 #include "core/Settings.h"
 #include "core/modTools.h"
+#include "datafiles/Recovery.h"
 #include "datafiles/modFile.h"
 #include "generator/modGenerator.h"
 #include "goniometer/ScanParameterCheck.h"
@@ -371,7 +373,30 @@ bool modMain::QueryUnload()
     box.defaultButton = 2;
     box.goesOn = Prompts::Button::Yes;
     box.safe = box.unattended = Prompts::Button::No;
-    return prompts().message(box) == Prompts::Button::Yes;
+    if (prompts().message(box) != Prompts::Button::Yes)
+        return false;
+    Recovery::saved(); // he does not want it
+    return true;
+}
+
+void modMain::OfferRecovered()
+{
+    const std::optional<Recovery::Unsaved> scan = Recovery::unsaved();
+    if (!scan)
+        return;
+    const bool today = scan->begin.date() == modTools::currentDateTime().date();
+    const QString when = scan->begin.toString(today ? QStringLiteral("hh:mm") : QStringLiteral("yyyy-MM-dd hh:mm"));
+    Notices::show({QStringLiteral("recovered"),
+                   QStringLiteral("A scan that was not saved: ") + scan->sample + QStringLiteral(", ") + when,
+                   {{QStringLiteral("Open"), [path = scan->path] {
+                         const bool free = Operation::free(Resource::ScanInMemory) && (!flags().dataPresent || flags().dataSaved);
+                         if (!free)
+                             showMessage(QStringLiteral("Open file"),
+                                         QStringLiteral("Please save the scan in memory first. The copy is ") + path);
+                         else if (modFile::OpenScanFile(false, path))
+                             flags().dataSaved = false;
+                         frontPanel().refreshEntries();
+                     }}}});
 }
 
 bool modMain::QueryStillOn()

@@ -69,6 +69,8 @@ qint16 SaveSettings();
 bool QueryClose();
 /// Second closing question, asked when the scan in memory was not saved: false keeps the program running.
 bool QueryUnload();
+/// Offers the copy of a scan that was never saved, in a message bar; nothing when there is none.
+void OfferRecovered();
 /// Third closing question, asked when shutter, heater or beam is on, or was switched on by this program and is not known to be off: Yes
 /// switches everything off and waits for it (what does not confirm is shown, and asked about); false keeps the program running.
 bool QueryStillOn();
