@@ -135,8 +135,7 @@ void FrontPanel::refreshEntries()
     QSet<Menu::Entry> disabled;
     // What is on can be switched off whatever goes on.
     const auto isOn = [](const Menu::Item& item) {
-        return item.outputOf != nullptr &&
-               instrument().controllers.value(QString::fromLatin1(item.outputOf)).output.likely().value_or(false);
+        return item.outputOf != nullptr && instrument().mayBeOn(QString::fromLatin1(item.outputOf));
     };
     for (const Menu::Item& item : Menu::items())
         if (!(Operation::open(item.needs) || Operation::canBreakOff(item.entry) || isOn(item)) ||

@@ -26,12 +26,18 @@ InstrumentNotifier& instrumentNotifier()
 void Instrument::remember()
 {
     for (auto controller = controllers.cbegin(); controller != controllers.cend(); ++controller) {
-        const std::optional<bool> on = controller->output.likely();
-        if (on.value_or(false))
+        const Known<bool>& output = controller->output;
+        if (output.likely().value_or(false))
             switchedOn.insert(controller.key());
-        else if (on)
+        else if (output.isConfirmed()) // an "off" that was only sent is none yet
             switchedOn.remove(controller.key());
     }
+}
+
+bool Instrument::mayBeOn(const QString& controller) const
+{
+    const Known<bool> output = controllers.value(controller).output;
+    return output.isConfirmed() ? *output.value : output.asked.value_or(false) || switchedOn.contains(controller);
 }
 
 void Instrument::lineIs(Line Instrument::*line, Line state, bool opened)

@@ -56,6 +56,8 @@ struct Instrument
 
     /// Keeps `switchedOn` true.
     void remember();
+    /// The output of this controller is on, or nobody has confirmed that it is off since it was on.
+    bool mayBeOn(const QString& controller) const;
     /// Notes the state of a line. What hangs on a line that is not up becomes unknown. A simulation ends only when the line is opened anew:
     /// `opened`.
     void lineIs(Line Instrument::*line, Line state, bool opened = false);

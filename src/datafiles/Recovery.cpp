@@ -6,6 +6,7 @@
 #include "datafiles/FileWriting.h"
 #include "datafiles/NativeFile.h"
 
+#include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -39,6 +40,16 @@ QString markPath()
 QString startedPath()
 {
     return folder() + u"/started.json"_s;
+}
+
+QString transferPath()
+{
+    return folder() + u"/transfer.json"_s;
+}
+
+QString markOf(const QString& reply)
+{
+    return QString::fromLatin1(QCryptographicHash::hash(reply.toLatin1(), QCryptographicHash::Sha1).toHex());
 }
 
 QJsonObject objectIn(const QString& path)
@@ -100,6 +111,17 @@ std::optional<Unsaved> unsaved()
     if (mark.isEmpty() || !QFileInfo(path).isFile())
         return std::nullopt;
     return Unsaved{path, mark.value(u"sample").toString(), QDateTime::fromString(mark.value(u"begin").toString(), Qt::ISODate)};
+}
+
+void transferTaken(const QString& reply)
+{
+    if (!madeFolder().isEmpty())
+        write(transferPath(), {{u"counts"_s, markOf(reply)}});
+}
+
+bool isLastTransfer(const QString& reply)
+{
+    return objectIn(transferPath()).value(u"counts").toString() == markOf(reply);
 }
 
 void started(const ScanRecord& scan)

@@ -27,6 +27,10 @@ struct Unsaved
 /// The one that was kept last, by this run of the program or one before it; nothing when it was saved.
 std::optional<Unsaved> unsaved();
 
+/// The counts that were taken last, as they came: whoever reads the same again in doubt reads an old scan. Known to the next program too.
+void transferTaken(const QString& reply);
+bool isLastTransfer(const QString& reply);
+
 /// A scan begins: its parameters, sample and comment are what the controller's counts belong to from now on.
 void started(const ScanRecord& scan);
 /// What was started last, without counts, by this run of the program or one before it.

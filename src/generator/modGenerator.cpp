@@ -227,7 +227,7 @@ State& state()
 void reset()
 {
     state() = State{};
-    lastAnswer = Answer::NotAsked;
+    lastAnswer = modCOM::GeneratorComm().isOpen() ? Answer::NotAsked : Answer::None; // a dead line takes nothing
     idleWatch().reset();
     tickReading().reset();
     listener.reset();
@@ -274,7 +274,7 @@ void GeneratorGetActualValues(qint16* milliampere, qint16* kilovolt)
     *kilovolt = 0;
     awaitTickReading();
     beginExchange();
-    lastAnswer = Answer::NotAsked;
+    lastAnswer = modCOM::GeneratorComm().isOpen() ? Answer::NotAsked : Answer::None; // a dead line takes nothing
     if (configuration().generator.modelCode != seifert)
         return;
     send(u"CA"_s);

@@ -9,6 +9,7 @@
 #include "core/NumberText.h"
 #include "core/Prompts.h"
 #include "core/modTools.h"
+#include "datafiles/Recovery.h"
 #include "serial/Exchange.h"
 #include "serial/SerialChannel.h"
 #include "serial/modCOM.h"
@@ -233,9 +234,10 @@ Transfer SMCReadScanData(ScanRecord& scan, double linePatience, bool onlyWhole)
     transfer.received = ReceivedPoints(reply);
     if (transfer.received != wanted && (onlyWhole || !continueAnyway(transfer.received, wanted)))
         return transfer;
-    if (onlyWhole && std::exchange(state().lastTransfer, reply) == reply)
+    if (onlyWhole && (state().lastTransfer == reply || Recovery::isLastTransfer(reply)))
         return transfer;
     state().lastTransfer = reply;
+    Recovery::transferTaken(reply);
     transfer.maximum = StoreCounts(reply, scan);
     return transfer;
 }

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
+#include "core/Configuration.h"
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
 #include "core/Notices.h"
@@ -19,6 +20,7 @@ constexpr int startTries = 3;
 constexpr double longestLineWait = 600; // s
 constexpr double stopTime = 30;         // s
 constexpr double stopInterval = 5;      // s
+constexpr double pollInterval = 1;      // s
 
 double secondsSince(quint32 moment)
 {
@@ -55,6 +57,10 @@ void showPolling(int spinner, bool barAfter)
 class StartWatch
 {
 public:
+    explicit StartWatch(const ScanParameters& scan)
+        : m_shortest(configuration().general.onThisInstrument(scan.numberOfPoints * scan.counterTime))
+    {
+    }
     void polled(const QString& reply)
     {
         if (!modSMC::HoldsStatus(reply))
@@ -67,10 +73,15 @@ public:
     {
         // A scan that the operator has stopped is not begun again behind his back.
         const bool lost = modCOM::MCComm().losses() != m_losses;
-        return m_seenBusy || state().stoppedByHand || !flags().smcOnline || (!lost && !m_silent);
+        return m_seenBusy || state().stoppedByHand || !flags().smcOnline || (!lost && !m_silent && canBeOver());
     }
 
 private:
+    /// A controller that is idle before the scan can have been counted has measured something else, or nothing.
+    bool canBeOver() const { return secondsSince(m_begun) + pollInterval >= m_shortest; }
+
+    double m_shortest; // s
+    quint32 m_begun = modTools::timeGetTime();
     quint32 m_losses = modCOM::MCComm().losses();
     bool m_silent = false;
     bool m_seenBusy = false;
@@ -171,7 +182,7 @@ bool sendProgram(const ScanParameters& scan, const Options& options)
 /// Sends the program and waits for its end; nothing when it has to be sent again.
 std::optional<Result> tryOnce(const ScanParameters& scan, const Options& options)
 {
-    StartWatch watch;
+    StartWatch watch(scan);
     const bool sent = sendProgram(scan, options);
     if (!goesOn(options))
         return Result::BrokenOff;

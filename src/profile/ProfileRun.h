@@ -38,9 +38,10 @@ struct Row
     double scatter = 0;
     QString file; ///< name written; empty: none
     qint32 maximumCount = 0;
-    QDateTime finished;  ///< or skipped, or broken off
-    bool silent = false; ///< skipped because the temperature controller did not answer
-    QStringList remarks; ///< what went wrong and what was done about it
+    QDateTime finished;   ///< or skipped, or broken off
+    bool partial = false; ///< saved with fewer points than it should have
+    bool silent = false;  ///< skipped because the temperature controller did not answer
+    QStringList remarks;  ///< what went wrong and what was done about it
 };
 
 /// The module's variables. `state() = State{}` resets them.
@@ -53,6 +54,7 @@ struct State
     int current = -1;             ///< row being measured, -1: none
     bool asking = false;          ///< the questions of a start or of an abort stand; another click is passed over
     int silentSteps = 0;          ///< skipped one after the other because the temperature controller did not answer
+    bool counting = false;        ///< the scan of the present row has been started: counts in the controller are its own
     bool abortAsked = false;      ///< broken off by its question, which offers to read the counts
     bool hurried = false;         ///< nothing is waited for at its end
     bool rehearsal = false;       ///< `AutoSave` = 0: no file is written

@@ -85,6 +85,7 @@ Counting count(ScanRecord& scan)
     ScanRun::Options options;
     options.goOn = goesOn;
     options.started = [losses] {
+        ProfileRun::state().counting = true;
         if (modCOM::MCComm().losses() != losses)
             remark(u"The line to the goniometer controller was lost while the scan was started; the scan begins again."_s);
     };
@@ -121,7 +122,8 @@ Counting count(ScanRecord& scan)
                             : u"The counts could not be read from the goniometer controller."_s);
         return Counting::Failed;
     }
-    if (!flags().smcOnline || received == wanted)
+    row().partial = flags().smcOnline && received != wanted;
+    if (!row().partial)
         return Counting::Done;
     remark(u"Received "_s + NumberText::General(std::max(received, 0)) + u" of "_s + NumberText::General(wanted) + u" points."_s);
     return received > 0 ? Counting::Done : Counting::Again;
@@ -166,6 +168,7 @@ ScanRun::Reading readAndDraw(const ScanRecord& scan, bool onlyWhole)
 std::optional<ScanRecord> acquire()
 {
     enter(ProfileRun::Phase::Acquiring);
+    ProfileRun::state().counting = false;
     const OwnCounterTime shown(row().counterTime);
     ScanRecord scan = scanOfStep();
     ScanRun::Begin(scan);
@@ -177,7 +180,7 @@ std::optional<ScanRecord> acquire()
     }
     if (result != Counting::Done) {
         // Everything was switched off, and nobody was asked about the counts: they stay in memory.
-        if (flags().abort && !ProfileRun::state().abortAsked && !flags().closing)
+        if (flags().abort && ProfileRun::state().counting && !ProfileRun::state().abortAsked && !flags().closing)
             readAndDraw(scan);
         return std::nullopt;
     }

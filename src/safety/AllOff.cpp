@@ -66,9 +66,15 @@ bool stopMotion(QString* said, quint32* sentAt)
 
 bool closeShutter(QString* said)
 {
-    const bool sent = modGenerator::SwitchShutter(false);
-    *said = sent ? u"closed, sent (it gives no reply)"_s : lineIsDown;
-    return sent;
+    if (!modGenerator::SwitchShutter(false)) {
+        *said = lineIsDown;
+        return false;
+    }
+    // It gives no reply itself: that the line has carried the command shows in the next answer of its controller.
+    const quint32 losses = modCOM::MCComm().losses();
+    const bool answers = modSMC::AskStatus(modSMC::silent).has_value() && modCOM::MCComm().losses() == losses;
+    *said = answers ? u"closed, sent (it gives no reply)"_s : u"closed, sent, but the controller does not answer"_s;
+    return answers;
 }
 
 /// Also one that was not there at the start: it may have come back with its heater on.
@@ -110,6 +116,14 @@ public:
     }
 
     bool isRunning() const { return m_running; }
+    /// Within an attempt: whoever waits for its end above that would wait for ever.
+    bool isLooking() const { return m_looking; }
+    /// Another one takes over.
+    void giveUp()
+    {
+        m_ticks.setEnabled(false);
+        m_running = false;
+    }
     const QList<AllOff::Item>& items() const { return m_items; }
 
     /// Somebody has less time.
@@ -185,6 +199,7 @@ private:
         m_items[i].said = said;
     }
 
+    bool goesOn() const { return m_running && !flags().closing && static_cast<qint32>(modTools::timeGetTime() - m_end) < 0; }
     bool isPending(qsizetype i) const { return m_devices[i].attempt && !m_items[i].done; }
 
     /// Nobody else talks on the line of this device. Whoever waits for a reply below this procedure cannot go on before it returns: after a
@@ -192,7 +207,7 @@ private:
     bool lineIsFree(Device& device) const
     {
         const SerialChannel& line = device.line != nullptr ? *device.line : modCOM::TCComm(); // it stands for the bus
-        if (Exchange::underWay(line) && modTools::timeGetTime() - device.freeAt >= heldTooLong)
+        if (Exchange::underWay(line) && !Exchange::isBarred(line) && modTools::timeGetTime() - device.freeAt >= heldTooLong)
             Exchange::abandon(line);
         if (Exchange::underWay(line))
             return false;
@@ -206,7 +221,7 @@ private:
             return;
         m_looking = true;
         bool pending = false;
-        for (qsizetype i = 0; i < m_devices.size() && !flags().closing; ++i) {
+        for (qsizetype i = 0; i < m_devices.size() && goesOn(); ++i) {
             if (!isPending(i))
                 continue;
             Device& device = m_devices[i];
@@ -217,7 +232,7 @@ private:
             pending = pending || isPending(i);
         }
         m_looking = false;
-        if (!pending || flags().closing || static_cast<qint32>(modTools::timeGetTime() - m_end) >= 0)
+        if (!pending || !goesOn())
             end();
     }
 
@@ -247,6 +262,7 @@ struct Sessions
 {
     std::shared_ptr<Session> whole;            ///< of everything: the present one, or the last
     QList<std::shared_ptr<Session>> ofOutputs; ///< of one output each
+    QList<std::shared_ptr<Session>> givenUp;   ///< on the stack below one that waits for its own end
 };
 
 Sessions& sessions()
@@ -295,6 +311,10 @@ void Begin(double seconds)
 
 bool Run(double seconds)
 {
+    if (wholeIsRunning() && sessions().whole->isLooking()) {
+        sessions().whole->giveUp();
+        sessions().givenUp += sessions().whole;
+    }
     Begin(seconds);
     const std::shared_ptr<Session> session = sessions().whole;
     modTools::WaitUntil([&session] { return !session->isRunning(); });
@@ -338,18 +358,18 @@ void mnuExtrasAllOff()
 QStringList stillOn()
 {
     QStringList names;
-    const auto add = [&names](const QString& what, const Known<bool>& output, bool switchedOn) {
-        if (output.likely().value_or(switchedOn))
-            names += output.likely() ? what : what + u" (not known)"_s;
+    const auto add = [&names](const QString& what, std::optional<bool> likely, bool mayBeOn) {
+        if (mayBeOn)
+            names += likely.value_or(false) ? what : what + u" (not known)"_s;
     };
     const Instrument& now = instrument();
-    if (flags().smcOnline)
-        add(u"X-ray shutter"_s, now.shutterOpen, flags().shutterOpen);
+    if (flags().smcOnline) // the shutter gives no reply: sent is the best it has
+        add(u"X-ray shutter"_s, now.shutterOpen.likely(), now.shutterOpen.likely().value_or(flags().shutterOpen));
     for (const Temperature::Controller& row : std::as_const(Temperature::controllers())) {
         if (!now.controllers.contains(row.name))
             continue;
         const Instrument::Controller own = now.controllers.value(row.name);
-        add(row.outputName, own.output, now.switchedOn.contains(row.name));
+        add(row.outputName, own.output.likely(), now.mayBeOn(row.name));
     }
     return names;
 }

@@ -23,8 +23,9 @@ const QString unknown = u"?"_s;
 template <typename T>
 QString howKnown(const Known<T>& what)
 {
+    const bool today = what.confirmedOn.date() == wallClock().date();
     if (what.isConfirmed())
-        return u"Read at "_s + what.confirmedOn.toString(u"HH:mm:ss"_s);
+        return u"Read at "_s + what.confirmedOn.toString(today ? u"HH:mm:ss"_s : u"HH:mm:ss, yyyy-MM-dd"_s);
     return what.asked ? u"Sent, not confirmed"_s : u"Not known: not asked yet, or the line or its device went away"_s;
 }
 
@@ -63,11 +64,11 @@ Cell tubeCell(const Instrument& now)
     return cell;
 }
 
-/// On, off or unknown; `switchedOn`: it was on when it was last known.
-Cell outputCell(const QString& name, const QString& what, const Known<bool>& output, bool switchedOn, bool hurts)
+/// On, off or unknown; `mayBeOn`: it is on, or was when it was last known.
+Cell outputCell(const QString& name, const QString& what, const Known<bool>& output, bool mayBeOn, bool hurts)
 {
     const std::optional<bool> on = output.likely();
-    Cell cell{name, what + u' ', howKnown(output), hurts && on.value_or(switchedOn)};
+    Cell cell{name, what + u' ', howKnown(output), hurts && mayBeOn};
     cell.text += !on ? unknown : *on ? u"on"_s : u"off"_s;
     if (on && !output.isConfirmed())
         cell.text += unknown;
@@ -120,7 +121,7 @@ QList<Cell> InstrumentCells::now()
         cells += {row.name + u"Temperature"_s,
                   row.name + u' ' + valueText(own.temperature, decimals) + u" → "_s + valueText(own.setpoint, decimals) + u' ' + unit,
                   u"Temperature: "_s + howKnown(own.temperature) + u"\nSetpoint: "_s + howKnown(own.setpoint)};
-        cells += outputCell(row.name + u"Output"_s, row.outputName, own.output, now.switchedOn.contains(row.name), row.outputHurts);
+        cells += outputCell(row.name + u"Output"_s, row.outputName, own.output, now.mayBeOn(row.name), row.outputHurts);
     }
     return cells;
 }

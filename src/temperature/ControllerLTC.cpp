@@ -2,6 +2,7 @@
 
 #include "core/Configuration.h"
 #include "core/Flags.h"
+#include "core/Instrument.h"
 #include "core/Notices.h"
 #include "core/NumberText.h"
 #include "core/PrivateProfile.h"
@@ -74,12 +75,11 @@ Temperature::Off switchOff()
 {
     if (modLTC::LTCSetRange(0) != 0)
         return {false, u"the controller did not answer; its heater may still be on"_s};
-    modLTC::Parameters now;
-    if (modLTC::LTCGetStatus(now) != 0 || now.range < 0)
+    LTCReadings::Range();
+    const Known<bool> output = instrument().controllers.value(u"LTC"_s).output;
+    if (!output.isConfirmed())
         return {false, u"heater range 0 sent, not confirmed"_s};
-    if (now.range != 0)
-        return {false, u"the heater range is still "_s + NumberText::General(qint32{now.range})};
-    return {true, u"heater range 0, confirmed"_s};
+    return *output.value ? Temperature::Off{false, u"the heater is still on"_s} : Temperature::Off{true, u"heater range 0, confirmed"_s};
 }
 
 void reportUnknownModel()

@@ -5,6 +5,7 @@
 #include "core/Flags.h"
 #include "core/Instrument.h"
 #include "core/NumberText.h"
+#include "gpib/modGPIB.h"
 #include "temperature/SetpointCheck.h"
 #include "temperature/modLTC.h"
 #include "temperature/modTC.h"
@@ -30,7 +31,7 @@ void learnOwn(const Change& change)
 
 bool goesOut()
 {
-    return modLTC::OnBus() ? !flags().closing : modTC::LineTakes();
+    return modLTC::OnBus() ? !flags().closing && modGPIB::Fault().isEmpty() : modTC::LineTakes();
 }
 
 void answer(Known<double> Controller::*what, const QString& reply, bool isReading)

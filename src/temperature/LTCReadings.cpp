@@ -56,17 +56,18 @@ bool setpoint()
     return !reply.isEmpty();
 }
 
-bool range()
+} // namespace
+
+QList<bool (*)()> LTCReadings::all()
+{
+    return {temperature, setpoint, Range};
+}
+
+bool LTCReadings::Range()
 {
     const Questions& model = questions();
     const QString reply = answerTo(model.range);
     const QStringList fields = reply.split(u',');
     LTCKnown::Range(fields.size() == model.fields ? fields.at(model.rangeField) : QString());
     return !reply.isEmpty();
-}
-} // namespace
-
-QList<bool (*)()> LTCReadings::all()
-{
-    return {temperature, setpoint, range};
 }

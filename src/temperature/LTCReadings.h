@@ -8,4 +8,6 @@
 namespace LTCReadings {
 /// Temperature, setpoint, heater range; each false when there was no answer.
 QList<bool (*)()> all();
+/// The last of them.
+bool Range();
 } // namespace LTCReadings

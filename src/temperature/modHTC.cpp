@@ -406,7 +406,10 @@ qint16 SwitchHeaterOutput(bool on)
     showBlock(payload);
     if (refused(payload, u"SwitchHeaterOutput"_s))
         return -1;
+    const bool taken = modTC::LineTakes();
     writeBlock(payload, {{HeaterOutput, on ? quint16{1} : quint16{0}}});
+    if (!taken)
+        return reportFailure(u"SwitchHeaterOutput - HTCQuery"_s);
     showHeaterCaption(on);
     return 0;
 }
@@ -418,7 +421,8 @@ bool SwitchOffQuietly(bool* on)
         return false;
     writeBlock(payload, {{HeaterOutput, quint16{0}}});
     payload = HTCQuery(u"T"_s);
-    if (!IsPayload(payload) || !isReadable(payload))
+    // Blanks stand for 0; a block of nothing else says nothing about a heater.
+    if (!IsPayload(payload) || !isReadable(payload) || payload.trimmed().isEmpty())
         return false;
     compareWritten(payload);
     *on = unpacked(payload).heaterOutput;

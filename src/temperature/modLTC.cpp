@@ -5,6 +5,7 @@
 #include "core/Configuration.h"
 #include "core/Flags.h"
 #include "core/FrontPanel.h"
+#include "core/Instrument.h"
 #include "core/NumberText.h"
 #include "core/Prompts.h"
 #include "core/modTools.h"
@@ -407,7 +408,9 @@ bool LTCConfirmDefault(QString* said)
     Parameters now;
     const bool inRecord = table().readRange.isEmpty();
     const qint16 status = inRecord ? LTCGetStatus(now) : askInteger(table().readRange, now.range, LTCKnown::Range);
-    const bool answered = status == 0 && now.range >= 0;
+    // What is no number is no 0 either.
+    const Known<bool> output = instrument().controllers.value(u"LTC"_s).output;
+    const bool answered = status == 0 && now.range >= 0 && (inRecord || output.isConfirmed());
     if (isModel(family330)) {
         qint16 tune = -1;
         if (LTCGetTuneStatus(tune) == 0)

@@ -110,8 +110,9 @@ bool WaitForReply()
     tc.startedOver = false;
     modCOM::tcTimeout().restart();
     const float poll = PollTime();
-    modTools::WaitUntil([&tc] { return !tc.receiveText.isEmpty() || tc.timedOut || modCOM::TCComm().isDown(); });
-    while (!tc.timedOut && !flags().closing && !modCOM::TCComm().isDown()) {
+    modTools::WaitUntil(
+        [&tc, &exchange] { return !tc.receiveText.isEmpty() || tc.timedOut || modCOM::TCComm().isDown() || exchange.abandoned(); });
+    while (!tc.timedOut && !exchange.abandoned() && !flags().closing && !modCOM::TCComm().isDown()) {
         modTools::DoEvents();
         const qsizetype before = tc.receiveText.size();
         modTools::Delay(poll, true);
@@ -119,7 +120,8 @@ bool WaitForReply()
         if (tc.receiveText.size() == before && before >= 1)
             break;
     }
-    modCOM::tcTimeout().setEnabled(false);
+    if (!exchange.abandoned()) // otherwise it is somebody else's
+        modCOM::tcTimeout().setEnabled(false);
     const bool received = !tc.receiveText.isEmpty() && !tc.timedOut && !flags().closing && !exchange.abandoned();
     tc.timedOut = false;
     return received;

@@ -95,7 +95,7 @@ void generator(QWidget*)
 
 bool isOn(Menu::Entry entry)
 {
-    return instrument().controllers.value(QString::fromLatin1(Menu::item(entry).outputOf)).output.likely().value_or(false);
+    return instrument().mayBeOn(QString::fromLatin1(Menu::item(entry).outputOf));
 }
 
 /// An entry that switches an output: off goes at any time, beside whatever waits.

@@ -7,6 +7,7 @@
 #include "core/startup/modMain.h"
 #include "plot/Chart2d.h"
 #include "plot/modGraphics.h"
+#include "safety/AllOff.h"
 #include "safety/StripReading.h"
 #include "temperature/CooldownLog.h"
 #include "temperature/SteadyState.h"
@@ -23,6 +24,7 @@
 #include <QCloseEvent>
 #include <QGridLayout>
 #include <QGroupBox>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QMenu>
 #include <QMenuBar>
@@ -93,6 +95,26 @@ QString withoutReturns(QString text)
 }
 } // namespace
 
+namespace {
+/// A box or dialog that bars the main window takes its keys too, but for the one that switches everything off.
+class OffKey : public QObject
+{
+public:
+    using QObject::QObject;
+
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        if (event->type() != QEvent::KeyPress || QApplication::activeModalWidget() == nullptr || !watched->isWidgetType())
+            return false;
+        const auto* key = static_cast<QKeyEvent*>(event);
+        if (key->key() != Qt::Key_F12 || key->modifiers() != Qt::NoModifier)
+            return false;
+        AllOff::mnuExtrasAllOff();
+        return true;
+    }
+};
+} // namespace
+
 frmMain::frmMain(QWidget* parent) : QMainWindow(parent)
 {
     setObjectName(QStringLiteral("frmMain"));
@@ -129,6 +151,7 @@ frmMain::frmMain(QWidget* parent) : QMainWindow(parent)
     new frmTextDisplay(this, FrontPanel::TextWindow::Second);
     connectFrontPanel();
     modGraphics::SetChart(m_chart);
+    QApplication::instance()->installEventFilter(new OffKey(this));
     m_fields.value(Field::ScanStart)->setFocus();
     StripReading::Start();
 }

@@ -104,6 +104,14 @@ private slots:
         }
     }
 
+    void countsThatWereTakenAreKnownAgain()
+    {
+        QVERIFY(!Recovery::isLastTransfer(u"1\r\n2\r\nCEND;\r\n"_s));
+        Recovery::transferTaken(u"1\r\n2\r\nCEND;\r\n"_s);
+        QVERIFY(Recovery::isLastTransfer(u"1\r\n2\r\nCEND;\r\n"_s));
+        QVERIFY(!Recovery::isLastTransfer(u"1\r\n3\r\nCEND;\r\n"_s));
+    }
+
     void whatWasStartedLastIsKnownToTheNextProgram()
     {
         QVERIFY(!Recovery::lastStarted());

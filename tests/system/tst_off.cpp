@@ -81,8 +81,19 @@ private slots:
     void theGoniometerIsSaidToBeAbsent()
     {
         LabConsole lab("--generator --fault smc/silent");
+        // It may hear what it does not answer.
         const QByteArray said = lab.said("off", 1);
-        QVERIFY2(said.contains("Motion and X-ray shutter: simulation, nothing was sent"), said.constData());
+        QVERIFY2(said.contains("Motion: stop sent, but the controller does not answer"), said.constData());
+        QVERIFY2(said.contains("X-ray shutter: closed, sent, but the controller does not answer"), said.constData());
+        QVERIFY(lab.received(u"SMC"_s).contains(u"Q;"_s) && lab.received(u"SMC"_s).contains(u"IO0;"_s));
+    }
+
+    /// The line was gone for the moment in which the shutter was told: it is told again.
+    void aShutterCommandThatWentIntoALostLineIsSentAgain()
+    {
+        LabConsole lab("--generator --fault smc/hang-up-and-return:4");
+        lab.said("off", 0);
+        QVERIFY2(lab.received(u"SMC"_s).count(u"IO0;"_s) >= 1, qPrintable(lab.received(u"SMC"_s)));
     }
 
     // --- generator

@@ -270,7 +270,7 @@ private slots:
         QTest::addColumn<QByteArrayList>("sent");
         const QByteArrayList there{"*IDN?"};
         QTest::newRow("status of the goniometer") << u"status"_s << there;
-        QTest::newRow("off") << u"off"_s << there + QByteArrayList{"RANGE 0", "PID? 1", "RANGE?", "HTR?"};
+        QTest::newRow("off") << u"off"_s << there + QByteArrayList{"RANGE 0", "RANGE?"};
         QTest::newRow("ltc init") << u"ltc init"_s << there + QByteArrayList{"*RST"};
         QTest::newRow("ltc default") << u"ltc default"_s << there + QByteArrayList{"*RST", "RANGE 0", "RANGE?"};
         QTest::newRow("--init") << u"ltc temperature --init"_s << there + QByteArrayList{"*RST", "KRDG?"};

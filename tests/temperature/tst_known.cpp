@@ -293,8 +293,10 @@ private slots:
             if (htc().output.isConfirmed()) // the block has been read, the new one is not yet sent
                 m_line->device.hangUp();
         });
-        modHTC::SwitchHeaterOutput(true);
+        m_line->prompts.expect(u"SwitchHeaterOutput - HTCQuery"_s, QString());
+        QCOMPARE(int(modHTC::SwitchHeaterOutput(true)), -1);
         QVERIFY(!m_line->device.written().contains("S001"));
+        QVERIFY(!frontPanel().entryCaption(Menu::Entry::mnuHTCHeaterOutput).contains(u"ON"_s));
         QVERIFY(htc().output == Known<bool>{});
     }
 

@@ -18,15 +18,20 @@
 #include "goniometer/Utilities.h"
 #include "goniometer/modSMC.h"
 #include "safety/AllOff.h"
+#include "serial/modCOM.h"
 
 #include <QJsonDocument>
 
 #include <algorithm>
 
+#include <cmath>
+
 namespace {
 using NumberText::General;
 
 constexpr double longestSilence = 10; // s
+constexpr double longestStop = 30;    // s
+constexpr double arrived = 0.01;      // deg
 
 /// A move that was started is stopped by Ctrl-C.
 void onInterrupt(int)
@@ -36,9 +41,10 @@ void onInterrupt(int)
     flags().closing = true;
 }
 
-int waitUntilIdle()
+/// `longest` [s]: 0 for no limit.
+int waitUntilIdle(double longest = 0)
 {
-    switch (ScanRun::PollUntilIdle(longestSilence)) {
+    switch (ScanRun::PollUntilIdle(longestSilence, false, {}, longest)) {
     case ScanRun::PollResult::Idle:
         return cli::Done;
     case ScanRun::PollResult::Silent:
@@ -54,9 +60,12 @@ int waitUntilIdle()
     return cli::Failed;
 }
 
-void showPosition(qint16 axis)
+/// The position of the axis [deg].
+double showPosition(qint16 axis)
 {
-    cli::Terminal::result(u"Axis %1: %2 degrees"_qs.arg(QString::number(axis), General(modSMC::SMCGetPosition(axis))));
+    const double position = modSMC::SMCGetPosition(axis);
+    cli::Terminal::result(u"Axis %1: %2 degrees"_qs.arg(QString::number(axis), General(position)));
+    return position;
 }
 
 int failedOrAborted()
@@ -129,9 +138,13 @@ int cli::goTo(const Arguments& arguments)
     terminalPrompts().answers.insert(u"Target position"_qs, General(wanted));
     GoniometerUtilities::GoTo();
     const int result = waitUntilIdle();
-    if (result == Done)
-        showPosition(static_cast<qint16>(axis));
-    return result;
+    if (result != Done)
+        return result;
+    const double reached = showPosition(static_cast<qint16>(axis));
+    if (std::abs(reached - wanted) <= arrived)
+        return Done;
+    Terminal::note(u"The axis was sent to %1 degrees and is not there."_qs.arg(General(wanted)));
+    return Failed;
 }
 
 int cli::stop(const Arguments&)
@@ -139,7 +152,7 @@ int cli::stop(const Arguments&)
     if (!connectDevices())
         return Failed;
     GoniometerUtilities::Stop();
-    const int result = waitUntilIdle();
+    const int result = waitUntilIdle(longestStop);
     if (result == Done)
         Terminal::result(u"Stopped."_qs);
     return result;
@@ -147,7 +160,9 @@ int cli::stop(const Arguments&)
 
 int cli::off(const Arguments&)
 {
-    connectDevices();
+    // A controller that was not heard at the start may hear all the same.
+    if (!connectDevices() && modCOM::MCComm().isOpen())
+        flags().smcOnline = true;
     const bool done = AllOff::Run();
     for (const AllOff::Item& item : AllOff::items()) {
         const QString line = item.what + u": "_qs + item.said;

@@ -144,10 +144,11 @@ int measure(const cli::Arguments& arguments)
     for (const ProfileRun::Row& row : ProfileRun::state().rows) {
         if (row.phase == Phase::Skipped)
             cli::Terminal::note(u"Not measured: %1 %2"_qs.arg(General(row.setpoint), row.remarks.join(u' ')));
-        all = all && row.phase != Phase::Skipped;
+        all = all && row.phase != Phase::Skipped && !row.partial;
     }
     cli::Terminal::result(u"Report: %1"_qs.arg(ProfileRun::state().reportFile));
-    return all ? cli::Done : cli::Failed;
+    // A heater that was not set back is no success either.
+    return all && ProfileRun::state().remarks.isEmpty() ? cli::Done : cli::Failed;
 }
 } // namespace
 
