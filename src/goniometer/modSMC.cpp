@@ -25,7 +25,8 @@ const QString lineEnd = QStringLiteral("\r\n");
 constexpr float lineRound = 0.2F; // s
 constexpr int checkRetries = 2;
 constexpr int presenceTries = 3;
-constexpr float restOfReply = 0.5F; // s
+constexpr int shortestLimit = 20000; // ms
+constexpr float restOfReply = 0.5F;  // s
 
 /// Beginnings of the commands after which an axis need not stand where it stood.
 const QStringList movingCommands{QStringLiteral("START:"), QStringLiteral("REF;"), QStringLiteral("Q;"), QStringLiteral("ROFS"),
@@ -111,6 +112,15 @@ Prompts::Button askWhatToDo(int tries)
     return prompts().message(message);
 }
 
+/// How long one reply may go on [ms]: ten times the time-out, at least 20 s; 0: the count memory's, which takes minutes, ends by its
+/// content.
+quint32 longestReply()
+{
+    if (Exchange::isBarred(modCOM::MCComm()))
+        return 0;
+    return static_cast<quint32>(std::max(shortestLimit, 10 * modCOM::MCRxTimeout().interval()));
+}
+
 qint16 axesIn(const QString& presence)
 {
     return static_cast<qint16>(qMin<qsizetype>(presence.count(u':'), std::numeric_limits<qint16>::max()));
@@ -176,8 +186,19 @@ QString SMCReceive(qint16 messageSwitch)
     if (reception.receiveText.isEmpty() || modCOM::RxTimer().isEnabled())
         reception.waiting = true;
     modCOM::MCRxTimeout().restart();
-    modTools::WaitUntil([&reception] { return !reception.waiting || modCOM::MCComm().isDown(); });
-    return std::exchange(reception.receiveText, QString());
+    const quint32 begun = modTools::timeGetTime();
+    const quint32 longest = longestReply();
+    const auto endless = [begun, longest] { return longest > 0 && modTools::timeGetTime() - begun >= longest; };
+    modTools::WaitUntil([&] { return !reception.waiting || modCOM::MCComm().isDown() || endless(); });
+    if (!reception.waiting || !endless())
+        return std::exchange(reception.receiveText, QString());
+    // A line that never falls silent has no reply.
+    reception.waiting = false;
+    reception.receiveText.clear();
+    modTools::WriteLog(true, QStringLiteral("SMC: the line does not fall silent, no reply"));
+    if (messageSwitch == reportTimeout && !flags().closing)
+        showMessage(QStringLiteral("SMC"), QStringLiteral("SMC does not respond..."), Prompts::Icon::None, true);
+    return {};
 }
 
 qint16 SMCCheck(qint16 axesNeeded)

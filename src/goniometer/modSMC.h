@@ -46,7 +46,8 @@ bool AwaitLine(double patience, const std::function<bool()>& goOn);
 void AbandonQuery();
 
 /// Waits for one reply and returns it: complete after one quiet RxTimer interval, or what has come when MCRxTimeout passes. A reply that
-/// was complete before the call is returned at once. A second caller that waits inside the first one's wait shares text and switch with it.
+/// was complete before the call is returned at once. A line that does not fall silent for ten times that time, and 20 s at least, is one
+/// that does not respond. A second caller that waits inside the first one's wait shares text and switch with it.
 QString SMCReceive(qint16 messageSwitch);
 
 /// Presence check at start-up: the number of axes, the ":" of the reply to "?S;". A reply with fewer axes than `axesNeeded` is asked for

@@ -406,6 +406,11 @@ qint16 SwitchHeaterOutput(bool on)
     showBlock(payload);
     if (refused(payload, u"SwitchHeaterOutput"_s))
         return -1;
+    // One wrong character can make any setpoint: no heater is switched on with one that nobody can have set.
+    if (on && unpacked(payload).setpoint > configuration().htc.tMax) {
+        modTC::ReportSilence(u"SwitchHeaterOutput"_s, invalidResponse, Prompts::Icon::Exclamation);
+        return -1;
+    }
     const bool taken = modTC::LineTakes();
     writeBlock(payload, {{HeaterOutput, on ? quint16{1} : quint16{0}}});
     if (!taken)

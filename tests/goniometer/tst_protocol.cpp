@@ -86,6 +86,7 @@ private slots:
     void aLateReplyInATransferIsNoCount();
     void theLineIsQuietBeforeATransfer();
     void moreCountsThanPointsAreReadOnceMoreWhenNobodyIsThere();
+    void aLineThatNeverFallsSilentDoesNotRespond();
     void aTransferShowsItself();
     void noLeavesTheArraysAlone();
     void yesKeepsWhatFits();
@@ -586,6 +587,20 @@ void tst_protocol::moreCountsThanPointsAreReadOnceMoreWhenNobodyIsThere()
     boxes.expect(transferTitle, mismatch(" 6"), Prompts::Button::No);
     QCOMPARE(modSMC::SMCReadScanData(scan).maximum, -1);
     QCOMPARE(smc.sent(QStringLiteral("?CNT;")), 5);
+    QVERIFY(boxes.allShown());
+}
+
+void tst_protocol::aLineThatNeverFallsSilentDoesNotRespond()
+{
+    TestClock clock;
+    PlayedController smc(clock);
+    ScriptedPrompts boxes;
+    smc.mute = true;
+    for (quint32 at = 0; at < 60000; at += 40)
+        smc.feedLater(at, "\r\n");
+    boxes.expect(smcTitle, noReply);
+    QVERIFY(!modSMC::SMCIsReady());
+    QVERIFY2(clock.elapsed() >= 20000 && clock.elapsed() < 21000, qPrintable(QString::number(clock.elapsed())));
     QVERIFY(boxes.allShown());
 }
 

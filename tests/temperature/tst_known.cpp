@@ -300,6 +300,18 @@ private slots:
         QVERIFY(htc().output == Known<bool>{});
     }
 
+    void aFurnaceWhoseSetpointCannotBeRightIsNotSwitchedOn()
+    {
+        flags().htcEnabled = true;
+        m_line->device.answer(dataQuery, block(20, 2348, 0));
+        m_line->prompts.expect(u"SwitchHeaterOutput"_s, u"Invalid response!"_s);
+        QCOMPARE(int(modHTC::SwitchHeaterOutput(true)), -1);
+        QVERIFY(!m_line->device.written().contains("S001"));
+        // Off is always written.
+        QCOMPARE(int(modHTC::SwitchHeaterOutput(false)), 0);
+        QVERIFY(m_line->device.written().contains("S001"));
+    }
+
     void htcOnALostLineIsUnknown()
     {
         flags().htcEnabled = true;
